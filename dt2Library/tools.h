@@ -1,0 +1,22 @@
+// Internal diagnostics: the assertion macro that stays active in release builds.
+#pragma once
+
+#include <string>
+
+#include "freeFunctions.h"
+
+namespace KORA_ZARN2D {
+
+/// Prints the failed condition (error line, log file, "file:line"), then throws ZarnException.
+[[noreturn]] void assertionFailed(const char* conditionText, const char* file, int line);
+
+}  // namespace KORA_ZARN2D
+
+/// Checks an internal invariant. Active in every build type; a failure prints the condition text,
+/// logs it to "ZARN_LOG.txt", prints the source file and line, and throws ZarnException.
+#define ZARN_ASSERT(condition)                                                         \
+  do {                                                                                 \
+    if (__builtin_expect(!(condition), 0)) {                                           \
+      ::KORA_ZARN2D::assertionFailed(#condition, __FILE__, __LINE__);                  \
+    }                                                                                  \
+  } while (false)

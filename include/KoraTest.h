@@ -1,0 +1,106 @@
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+
+#include "Point2.h"
+
+namespace KORA_ZARN2D {
+
+/// Exact geometric predicates with a layered evaluation: a static floating-point filter decides
+/// almost every call, an interval stage with directed rounding most of the rest, and exact rational
+/// arithmetic (GMP) what remains. The rationals are created once per object and reused.
+///
+/// An object is not thread-safe: use one per thread (`getOrientation2_mt` builds its own).
+/// Non-finite coordinates never reach GMP: they fail an assertion (ZarnException).
+///
+/// The filters below are inline because they sit in the innermost loops of point location and
+/// Delaunay flipping. Every translation unit of the library is compiled with -ffp-contract=off:
+/// a fused multiply-add changes the rounding of the determinants and would void the error bounds.
+class ZARN2D_EXPORT KoraTest {
+ public:
+  KoraTest();
+  ~KoraTest();
+  KoraTest(const KoraTest&) = delete;
+  KoraTest& operator=(const KoraTest&) = delete;
+
+  /// Sets the largest absolute coordinate the orientation filter must cover and recomputes its bound.
+  void setRange(double m);
+  double getRange() const { return maxAbsCoordinate; }
+  double getErrBound() const { return errBound; }
+
+  /// Orientation of (p0, p1, p2) for arbitrary points: raises the range first when a point lies
+  /// beyond it, then decides exactly. CCW when p2 lies left of the directed line p0 -> p1.
+  Orientation2 getOrientation(const Point2& p0, const Point2& p1, const Point2& p2);
+
+  /// Orientation for points whose coordinates the caller guarantees to lie within the range set by
+  /// setRange (the triangulation keeps its box current for this). No range update: the hot path.
+  Orientation2 getOrientationInRange(const Point2& p0, const Point2& p1, const Point2& p2) {
+    const double det((p1.y() - p2.y()) * (p0.x() - p2.x()) - (p0.y() - p2.y()) * (p1.x() - p2.x()));
+    if (det > errBound) return ORIENTATION2_CCW;
+    if (det < negErrBound) return ORIENTATION2_CW;
+    return getOrientationSlow(p0, p1, p2);
+  }
+
+  /// Sign of the in-circle determinant of p against the counterclockwise triangle (c0, c1, c2):
+  /// +1 when p lies strictly inside the circumcircle, 0 on it, -1 outside. Always exact.
+  int inCircle(const Point2& c0, const Point2& c1, const Point2& c2, const Point2& p) {
+    const double ax(c0.x() - p.x()), ay(c0.y() - p.y());
+    const double bx(c1.x() - p.x()), by(c1.y() - p.y());
+    const double cx(c2.x() - p.x()), cy(c2.y() - p.y());
+    const double maxAbs(std::fmax(std::fmax(std::fmax(std::fabs(ax), std::fabs(ay)), std::fmax(std::fabs(bx), std::fabs(by))),
+                                  std::fmax(std::fabs(cx), std::fabs(cy))));
+    // Outside this window a product could overflow or lose its relative accuracy to underflow.
+    if (!(maxAbs >= kInCircleFilterMinMagnitude && maxAbs <= kInCircleFilterMaxMagnitude)) return inCircleSlow(c0, c1, c2, p);
+    const double bxcy(bx * cy), cxby(cx * by), cxay(cx * ay), cyax(cy * ax), axby(ax * by), bxay(bx * ay);
+    const double alift(ax * ax + ay * ay), blift(bx * bx + by * by), clift(cx * cx + cy * cy);
+    const double det(alift * (bxcy - cxby) + blift * (cxay - cyax) + clift * (axby - bxay));
+    const double permanent((std::fabs(bxcy) + std::fabs(cxby)) * alift + (std::fabs(cxay) + std::fabs(cyax)) * blift +
+                           (std::fabs(axby) + std::fabs(bxay)) * clift);
+    const double bound(kInCircleFilterFactor * permanent + kInCircleUnderflowGuard);
+    if (det > bound) return 1;
+    if (det < -bound) return -1;
+    return inCircleSlow(c0, c1, c2, p);
+  }
+
+  /// The exact stages of the orientation test (equal-coordinate shortcut, interval, GMP).
+  Orientation2 getOrientationSlow(const Point2& p0, const Point2& p1, const Point2& p2);
+  /// The exact stages of the in-circle test.
+  int inCircleSlow(const Point2& c0, const Point2& c1, const Point2& c2, const Point2& p);
+
+  /// Intersection of the lines through (a0, a1) and (b0, b1), computed exactly in rationals and
+  /// rounded to the nearest double in each coordinate. Returns true when the rounded point lies
+  /// exactly on both closed segments. Parallel segments fail the assertion "denom=0 -> parallel segments".
+  bool getIntersectionCoords(const Point2& a0, const Point2& a1, const Point2& b0, const Point2& b1, double& x, double& y);
+
+  /// How many calls reached each later stage (the filter decided all others).
+  struct StageCounts {
+    uint64_t orientationInterval = 0;  ///< orientation calls that reached the interval stage
+    uint64_t orientationExact = 0;     ///< orientation calls that reached GMP
+    uint64_t inCircleExact = 0;        ///< in-circle calls that reached the exact stages
+  };
+  const StageCounts& getStageCounts() const { return stageCounts; }
+  void resetStageCounts() { stageCounts = StageCounts(); }
+
+  /// Relative error factor of the in-circle filter, deliberately above the textbook bound.
+  static constexpr double kInCircleFilterFactor = 3.33e-15;
+  /// Coordinates (relative to p) within [1e-50, 1e50] keep every degree-4 term far from overflow
+  /// (< 1e201) and bound the absolute error of any underflowed product by about 2^-1070 * 1e100.
+  static constexpr double kInCircleFilterMinMagnitude = 1e-50;
+  static constexpr double kInCircleFilterMaxMagnitude = 1e50;
+  /// Covers the absolute error that gradual underflow can add (about 1e-222 within the window).
+  static constexpr double kInCircleUnderflowGuard = 1e-220;
+
+ private:
+  struct GmpState;
+  void ensureGmp();
+
+  double maxAbsCoordinate;
+  double errBound;
+  double negErrBound;
+  GmpState* pGmp;  // the rationals, created at the first exact evaluation
+  bool bGmpInitialised;
+  StageCounts stageCounts;
+};
+
+}  // namespace KORA_ZARN2D

@@ -1,0 +1,116 @@
+#pragma once
+
+#include <iosfwd>
+#include <utility>
+
+#include "Point2.h"
+
+namespace KORA_ZARN2D {
+
+/// (i + 1) mod 3 for i in {0, 1, 2}.
+inline int incIndexBy1(int i) { return i == 2 ? 0 : i + 1; }
+/// (i + 2) mod 3 for i in {0, 1, 2}.
+inline int incIndexBy2(int i) { return i == 0 ? 2 : i - 1; }
+
+/// A face of the triangulation: three corners in counterclockwise order and three neighbours.
+///
+///                 corner 2
+///                    /\
+///                   /  \
+///     neighbour 1  /    \  neighbour 0
+///     (edge 2->0) /      \ (edge 1->2)
+///                /        \
+///      corner 0 ----------- corner 1
+///               neighbour 2 (edge 0->1)
+///
+/// Neighbour i lies across the edge opposite corner i, which runs from corner i+1 to corner i+2;
+/// a null neighbour marks the convex hull. Indices are taken modulo 3 (incIndexBy1, incIndexBy2).
+/// Triangles belong to the triangulation's pool: handles stay valid until the Zarn_2D is destroyed,
+/// but a triangle may be deleted by a later insertion, removal or constraint (and its storage reused).
+class ZARN2D_EXPORT Triangle2 {
+ public:
+  Triangle2() : aVertexPointer{nullptr, nullptr, nullptr}, aOppTriangles{nullptr, nullptr, nullptr} {}
+
+  Point2* getCorner(int i) const { return aVertexPointer[i]; }
+  Triangle2* getOppositeTriangle(int i) const { return aOppTriangles[i]; }
+  void setVertexPointer(int i, Point2* pVtx) { aVertexPointer[i] = pVtx; }
+  void setOppTriangle(int i, Triangle2* pT) { aOppTriangles[i] = pT; }
+
+  /// Sets the corners (counterclockwise); neighbours and the vertices' triangle pointers are unchanged.
+  void setProperties(Point2* p0, Point2* p1, Point2* p2) {
+    aVertexPointer[0] = p0;
+    aVertexPointer[1] = p1;
+    aVertexPointer[2] = p2;
+  }
+  /// Sets corners and neighbours, and makes this the incident triangle of each corner.
+  void setPropertiesAndOppT(Point2* p0, Point2* p1, Point2* p2, Triangle2* t0, Triangle2* t1, Triangle2* t2) {
+    setProperties(p0, p1, p2);
+    aOppTriangles[0] = t0;
+    aOppTriangles[1] = t1;
+    aOppTriangles[2] = t2;
+    p0->setIncidentTriangle(this);
+    p1->setIncidentTriangle(this);
+    p2->setIncidentTriangle(this);
+  }
+  /// Nulls corners and neighbours.
+  void clearProperties() {
+    for (int i = 0; i < 3; ++i) {
+      aVertexPointer[i] = nullptr;
+      aOppTriangles[i] = nullptr;
+    }
+  }
+
+  /// 1 if p is corner 1, 2 if corner 2, otherwise 0 (p must be a corner).
+  int getIntraTriangleIndex(const Point2* p) const {
+    if (aVertexPointer[1] == p) return 1;
+    if (aVertexPointer[2] == p) return 2;
+    return 0;
+  }
+  /// 1 if t is neighbour 1, 2 if neighbour 2, otherwise 0 (t must be a neighbour).
+  int getIntraTriangleIndex(const Triangle2* t) const {
+    if (aOppTriangles[1] == t) return 1;
+    if (aOppTriangles[2] == t) return 2;
+    return 0;
+  }
+  /// The index of the edge joining p and q (either order); -1 with a "BUG:" report when there is none.
+  int getIntraTriangleIndex(const Point2* p, const Point2* q) const;
+
+  /// Pointer identity.
+  bool hasVertex(const Point2* p) const { return aVertexPointer[0] == p || aVertexPointer[1] == p || aVertexPointer[2] == p; }
+  /// Coordinate equality.
+  bool hasVertex(const Point2& p) const;
+  /// True when p lies on the closed edge opposite corner i (exact).
+  bool hasOnEdge(int i, const Point2& p) const;
+
+  /// Squared length of the edge opposite corner i.
+  double getSquaredEdgeLength(int i) const;
+  double getSquaredEdgeLength2D(int i) const { return getSquaredEdgeLength(i); }
+  double getMaxSqEdgeLen2D() const;
+  /// The corner opposite the longest edge (lowest index on ties).
+  int getMaxIndex() const;
+  /// The corner opposite the shortest edge (lowest index on ties).
+  int getMinIndex() const;
+  /// The mean of the corners.
+  Point2 getBarycenter() const;
+  /// The interior angle at corner i, in radians.
+  double getInteriorAngle2D(int i) const;
+  /// Area by Heron's formula; a NaN intermediate is reported and throws ZarnException.
+  double getArea2D() const;
+  /// The circumcentre and whether it is accurate (its distances to the corners agree within 1e-6).
+  std::pair<Point2, bool> getDual() const;
+
+ protected:
+  double computeArea(double a, double b, double c) const;
+  void getCommonOffset(double& offsetX, double& offsetY) const;
+  bool getCC_strategy1(double offsetX, double offsetY, Point2& cc) const;
+  void getCC_strategy2(int maxIndex, double offsetX, double offsetY, Point2& cc) const;
+  bool isAccurateCC(int maxIndex, const Point2& cc) const;
+
+  Point2* aVertexPointer[3];
+  Triangle2* aOppTriangles[3];
+};
+
+/// Writes "Triangle2:" followed by the three corners.
+ZARN2D_EXPORT std::ostream& operator<<(std::ostream& stream, const Triangle2& c);
+
+}  // namespace KORA_ZARN2D

@@ -1,0 +1,92 @@
+// Free functions of the namespace KORA_ZARN2D: predicates, version, diagnostics, files, test data.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Point2.h"
+#include "Segment2.h"
+
+namespace KORA_ZARN2D {
+
+// ----- Predicates -----------------------------------------------------------------------------
+
+/// Exact orientation of (p0, p1, p2): CCW when p2 lies left of the directed line p0 -> p1.
+/// Uses one predicate object shared by the whole library: not for concurrent use.
+/// A null argument or a non-finite coordinate fails an assertion (ZarnException).
+ZARN2D_EXPORT Orientation2 getOrientation2(const Point2* p0, const Point2* p1, const Point2* p2);
+/// Same result as getOrientation2, thread-safe: builds a predicate object on the stack per call.
+ZARN2D_EXPORT Orientation2 getOrientation2_mt(const Point2* p0, const Point2* p1, const Point2* p2);
+/// "ORIENTATION2_COLLINEAR", "ORIENTATION2_CCW", "ORIENTATION2_CW", or "UNKNOWN".
+ZARN2D_EXPORT std::string getString(Orientation2 ori);
+
+// ----- Version ------------------------------------------------------------------------------
+
+ZARN2D_EXPORT int getMajorVersionNumber();
+ZARN2D_EXPORT int getMinorVersionNumber();
+ZARN2D_EXPORT int getRevisionNumber();
+ZARN2D_EXPORT bool isRelease();
+/// "Zarn 2D, RELEASE, v1.78".
+ZARN2D_EXPORT std::string getZarn2DVersion();
+
+// ----- Diagnostics --------------------------------------------------------------------------
+
+/// Prints a blank line, "      [Zarn2D-Message] " + where + ", ERROR: " + msg, and a blank line.
+ZARN2D_EXPORT void reportError(const std::string& where, const std::string& msg);
+/// As reportError with ", WARNING: ".
+ZARN2D_EXPORT void reportWarning(const std::string& where, const std::string& msg);
+/// Information line; carries the "[Zarn2D-Message]" tag only when where is empty.
+ZARN2D_EXPORT void reportInfo(const std::string& where, const std::string& msg);
+/// Prints text and writes it to "ZARN_LOG.txt" (the file holds only the last logged text).
+ZARN2D_EXPORT void logToFile(const std::string& text);
+/// Named stopwatch: the first call with a name starts it and returns -1.0, the second stops it,
+/// prints the elapsed time (unless the name begins with "[quiet]") and returns it in seconds.
+/// Not thread-safe.
+ZARN2D_EXPORT double timer(const std::string& name);
+
+// ----- Point and segment files --------------------------------------------------------------
+
+/// Reads whitespace-separated x y pairs, appending Point2(x, y) until the first failed read.
+ZARN2D_EXPORT bool readXY(const char* filename, std::vector<Point2>& vPoints);
+/// Writes one "x y" line per point with 18 significant digits.
+ZARN2D_EXPORT bool writePointsASCII(const char* filename, const std::vector<Point2*>& vPoints);
+ZARN2D_EXPORT bool writePointsASCII(const char* filename, const std::vector<Point2>& vPoints);
+/// Reads a binary point file (type 20: x y, type 30: x y z, z discarded), appending to vPoints.
+ZARN2D_EXPORT bool readPointsBIN(const char* filename, std::vector<Point2>& vPoints);
+/// Writes a binary point file of type 20.
+ZARN2D_EXPORT bool writePointsBIN(const char* filename, std::vector<Point2*>& vPoints);
+ZARN2D_EXPORT bool writePointsBIN(const char* filename, std::vector<Point2>& vPoints);
+/// Reads a binary segment file (type 21, or 31 with z discarded), appending to vSegments.
+ZARN2D_EXPORT bool readSegmentsBIN(const char* filename, std::vector<Segment2>& vSegments);
+/// Writes a binary segment file of type 21.
+ZARN2D_EXPORT bool writeSegmentsBIN(const char* filename, std::vector<Segment2>& vSegments);
+
+// ----- Directories and the web viewer's files -------------------------------------------------
+
+/// Creates path and its missing parents; true when the directory exists afterwards.
+ZARN2D_EXPORT bool createDirectory(const char* path);
+/// Writes the library's built-in copy of a web-viewer file into dir; unknown names are an error.
+ZARN2D_EXPORT void fileReplicate(const char* filename, const char* dir);
+
+// ----- Test data ----------------------------------------------------------------------------
+
+/// num numbers in [min, max) on a grid of 32768 steps; seed 0 seeds from the clock.
+ZARN2D_EXPORT void generateRandomNumbers(unsigned int num, double min, double max, std::vector<double>& vOut,
+                                         unsigned int seed = 0);
+/// num points with coordinates as generateRandomNumbers; vOut is resized to num.
+ZARN2D_EXPORT void generateRandomPoints(unsigned int num, double min, double max, std::vector<Point2>& vOut,
+                                        unsigned int seed = 0);
+/// Appends numPoints points on an ellipse.
+ZARN2D_EXPORT void generateCircle(int numPoints, double centerX, double centerY, double radiusX, double radiusY,
+                                  std::vector<Point2>& vOut);
+/// A simple closed polygon of exactly numSegments segments inside [min, max]^2.
+ZARN2D_EXPORT void generateRandomPolygon(unsigned int numSegments, double min, double max, std::vector<Segment2>& vOut,
+                                         unsigned int seed = 0);
+/// numSegments segments inside [min, max]^2, none longer than maxLength.
+ZARN2D_EXPORT void generateRandomSegments(unsigned int numSegments, double min, double max, double maxLength,
+                                          std::vector<Segment2>& vOut, unsigned int seed = 0);
+/// A connected chain of numSegments segments along a sine curve.
+ZARN2D_EXPORT void generateSineSegments(int numSegments, int cycles, double xShift, double yShift, double xScale,
+                                        double yScale, bool swapXY, std::vector<Segment2>& vOut);
+
+}  // namespace KORA_ZARN2D
