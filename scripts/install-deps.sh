@@ -1,0 +1,16 @@
+#!/usr/bin/env bash
+# Installs the Debian packages needed to build and test Zarn2D, only those that are missing.
+set -euo pipefail
+packages=(cmake g++ make pkg-config libgmp-dev libgtest-dev libbenchmark-dev)
+[ "${ZARN_WITH_BROWSER:-0}" = 1 ] && packages+=(chromium python3)
+missing=()
+for p in "${packages[@]}"; do
+  dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+  sudo_cmd=""
+  [ "$(id -u)" -ne 0 ] && sudo_cmd="sudo"
+  echo "Installing: ${missing[*]}"
+  $sudo_cmd apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $sudo_cmd apt-get install -y -qq "${missing[@]}"
+fi

@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# Builds the library and every test (release), then runs the whole test suite.
+# With ZARN_SANITIZE=ON in the environment the build uses AddressSanitizer and UBSan (directory build-asan).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+bash scripts/install-deps.sh
+dir=build; type=Release
+if [ "${ZARN_SANITIZE:-OFF}" = ON ]; then dir=build-asan; type=RelWithDebInfo; fi
+cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=$type -DZARN_SANITIZE="${ZARN_SANITIZE:-OFF}" -DZARN_WARNINGS_AS_ERRORS=ON >/dev/null
+cmake --build "$dir" -j2
+ctest --test-dir "$dir" -j2 --output-on-failure
