@@ -94,6 +94,10 @@ class ZARN2D_EXPORT KoraTest {
  private:
   struct GmpState;
   void ensureGmp();
+  /// The GMP stage of the orientation test.
+  Orientation2 getOrientationExact(const Point2& p0, const Point2& p1, const Point2& p2);
+  /// Exactly whether (x, y) lies on the closed segment from a to b.
+  bool isOnClosedSegment(const Point2& a, const Point2& b, double x, double y);
 
   double maxAbsCoordinate;
   double errBound;

@@ -1,0 +1,308 @@
+// Exact orientation and in-circle predicates: floating-point filter, interval stage, GMP rationals.
+#include "KoraTest.h"
+
+#include <gmp.h>
+
+#include <cfenv>
+#include <cfloat>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+
+#include "tools.h"
+
+namespace KORA_ZARN2D {
+
+namespace {
+
+/// The double machine epsilon 2^-52 (twice the unit roundoff u = 2^-53).
+constexpr double kMachineEpsilon = 2.220446049250313e-16;
+/// Orientation filter factor 12e = (8e*0.5 + (4e*0.5 + 2e)*2): for coordinates bounded by M each
+/// difference is off by at most u*2M, each product by 8uM^2 from its factors plus 4uM^2 from its own
+/// rounding, so the determinant before its final subtraction is off by at most 24uM^2 = 12eM^2.
+constexpr double kOrientationErrFactor = 12.0 * kMachineEpsilon;
+/// Largest range the orientation filter covers: 4M^2 <= 2^1022, so no product of two coordinate
+/// differences overflows. Beyond it every call goes to the later stages.
+constexpr double kLargestFilteredRange = 0x1p510;
+/// Lower limit of the orientation bound: gradual underflow adds an absolute error of up to 2^-1075
+/// per product, which a relative bound cannot cover for tiny coordinates; twice the smallest normal
+/// double exceeds that error and any rounding of a subnormal 12eM^2.
+constexpr double kErrBoundFloor = 2.0 * DBL_MIN;
+
+/// Reads a value back through memory the optimiser cannot see into. Without this barrier the
+/// compiler (which assumes round-to-nearest) may evaluate an expression before the rounding mode
+/// changes, after it is restored, or once for two blocks with different modes.
+double opaque(double value) {
+  volatile double barrier(value);
+  return barrier;
+}
+
+/// Sets a rounding direction for its lifetime and restores the previous one on every exit path.
+class ScopedRoundingMode {
+ public:
+  explicit ScopedRoundingMode(int mode) : previousMode(std::fegetround()) { std::fesetround(mode); }
+  ~ScopedRoundingMode() { std::fesetround(previousMode); }
+  ScopedRoundingMode(const ScopedRoundingMode&) = delete;
+  ScopedRoundingMode& operator=(const ScopedRoundingMode&) = delete;
+
+ private:
+  const int previousMode;
+};
+
+/// |x - y| evaluated in the current rounding direction (exact sign of the difference is known apart).
+double absDifference(double x, double y) { return x > y ? x - y : y - x; }
+
+int signOfDifference(double x, double y) { return (x > y) - (x < y); }
+
+/// The magnitudes of the two products of the orientation determinant,
+/// |p0.x - p2.x| * |p1.y - p2.y| and |p0.y - p2.y| * |p1.x - p2.x|, rounded in one direction.
+/// All operands are non-negative, so rounding every step down (up) gives a lower (upper) bound.
+struct ProductMagnitudes {
+  double left;
+  double right;
+};
+
+ProductMagnitudes boundProductMagnitudes(int roundingMode, const Point2& p0, const Point2& p1, const Point2& p2) {
+  const ScopedRoundingMode scopedMode(roundingMode);
+  const double x0(opaque(p0.x())), y0(opaque(p0.y())), x1(opaque(p1.x())), y1(opaque(p1.y()));
+  const double x2(opaque(p2.x())), y2(opaque(p2.y()));
+  const ProductMagnitudes bounds{opaque(absDifference(x0, x2) * absDifference(y1, y2)),
+                                 opaque(absDifference(y0, y2) * absDifference(x1, x2))};
+  return bounds;
+}
+
+/// True when the least significant bit of the significand is 0 (the tie-breaking rule of IEEE 754).
+bool hasEvenSignificand(double value) {
+  uint64_t bits;
+  std::memcpy(&bits, &value, sizeof(bits));
+  return (bits & 1u) == 0;
+}
+
+void assertFinite(const Point2& p) { ZARN_ASSERT(std::isfinite(p.x()) && std::isfinite(p.y())); }
+
+/// A GMP rational that initialises and clears itself.
+struct Rational {
+  Rational() { mpq_init(value); }
+  ~Rational() { mpq_clear(value); }
+  Rational(const Rational&) = delete;
+  Rational& operator=(const Rational&) = delete;
+  mpq_t value;
+};
+
+}  // namespace
+
+/// The exact work values, created at the first exact evaluation and reused afterwards.
+struct KoraTest::GmpState {
+  // Orientation: the six coordinates, the four differences and the two products.
+  Rational p0x, p0y, p1x, p1y, p2x, p2y;
+  Rational a, b, c, d;
+  Rational ab, cd;
+  // In-circle and intersection: differences, intermediate terms and a temporary.
+  Rational dx0, dy0, dx1, dy1, dx2, dy2;
+  Rational term, factor, sum, temp;
+};
+
+namespace {
+
+/// out = x - y exactly.
+void exactDifference(mpq_t out, double x, double y, mpq_t temp) {
+  mpq_set_d(out, x);
+  mpq_set_d(temp, y);
+  mpq_sub(out, out, temp);
+}
+
+/// out = u*v - w*z exactly.
+void exactCross(mpq_t out, const mpq_t u, const mpq_t v, const mpq_t w, const mpq_t z, mpq_t temp) {
+  mpq_mul(out, u, v);
+  mpq_mul(temp, w, z);
+  mpq_sub(out, out, temp);
+}
+
+/// out = u*u + v*v exactly.
+void exactSquaredLength(mpq_t out, const mpq_t u, const mpq_t v, mpq_t temp) {
+  mpq_mul(out, u, u);
+  mpq_mul(temp, v, v);
+  mpq_add(out, out, temp);
+}
+
+/// Sets out to a double candidate's exact value; +-infinity stands for +-2^1024, the value IEEE 754
+/// rounding to nearest treats as the next step beyond the largest finite double.
+void setCandidate(mpq_t out, double candidate) {
+  if (std::isinf(candidate)) {
+    mpq_set_d(out, std::copysign(0x1p1023, candidate));
+    mpq_mul_2exp(out, out, 1);
+  } else {
+    mpq_set_d(out, candidate);
+  }
+}
+
+/// The double nearest to q, ties to even, as IEEE 754 arithmetic would round it.
+/// mpq_get_d truncates toward zero, so the answer is that value or its neighbour away from zero.
+double roundToNearest(const mpq_t q, mpq_t towardZeroValue, mpq_t midpoint) {
+  const double towardZero(mpq_get_d(q));
+  if (std::isinf(towardZero)) return towardZero;  // |q| >= 2^1024 rounds to infinity as well
+  setCandidate(towardZeroValue, towardZero);
+  const int sign(mpq_sgn(q));
+  if (mpq_equal(q, towardZeroValue) || sign == 0) return towardZero;
+  const double awayFromZero(std::nextafter(towardZero, sign > 0 ? HUGE_VAL : -HUGE_VAL));
+  setCandidate(midpoint, awayFromZero);
+  mpq_add(midpoint, midpoint, towardZeroValue);
+  mpq_div_2exp(midpoint, midpoint, 1);
+  const int beyondMidpoint(mpq_cmp(q, midpoint) * sign);
+  if (beyondMidpoint < 0) return towardZero;
+  if (beyondMidpoint > 0) return awayFromZero;
+  return hasEvenSignificand(towardZero) ? towardZero : awayFromZero;
+}
+
+bool isWithinClosedBox(const Point2& a, const Point2& b, double x, double y) {
+  return std::fmin(a.x(), b.x()) <= x && x <= std::fmax(a.x(), b.x()) && std::fmin(a.y(), b.y()) <= y &&
+         y <= std::fmax(a.y(), b.y());
+}
+
+}  // namespace
+
+KoraTest::KoraTest() : maxAbsCoordinate(0), errBound(0), negErrBound(0), pGmp(nullptr), bGmpInitialised(false) {}
+
+KoraTest::~KoraTest() {
+  if (bGmpInitialised) delete pGmp;
+}
+
+void KoraTest::ensureGmp() {
+  if (bGmpInitialised) return;
+  pGmp = new GmpState();
+  bGmpInitialised = true;
+}
+
+void KoraTest::setRange(double m) {
+  maxAbsCoordinate = std::fabs(m);
+  if (maxAbsCoordinate <= kLargestFilteredRange) {  // false for NaN as well
+    // One step up covers the two roundings of the product: the bound never falls below 12eM^2.
+    const double bound(std::nextafter(kOrientationErrFactor * maxAbsCoordinate * maxAbsCoordinate, HUGE_VAL));
+    errBound = std::fmax(bound, kErrBoundFloor);
+  } else {
+    errBound = HUGE_VAL;
+  }
+  negErrBound = -errBound;
+}
+
+Orientation2 KoraTest::getOrientation(const Point2& p0, const Point2& p1, const Point2& p2) {
+  // Sum (not maximum) of the larger absolute coordinates that exceed the range: branch-free, and it
+  // can only make the bound larger.
+  const double m0(p0.getMaxAbs()), m1(p1.getMaxAbs()), m2(p2.getMaxAbs());
+  const double growth((m0 > maxAbsCoordinate ? m0 : 0.0) + (m1 > maxAbsCoordinate ? m1 : 0.0) +
+                      (m2 > maxAbsCoordinate ? m2 : 0.0));
+  if (growth > maxAbsCoordinate) {
+    // An infinite coordinate would disable the filter for the lifetime of this object.
+    assertFinite(p0);
+    assertFinite(p1);
+    assertFinite(p2);
+    setRange(growth);
+  }
+  return getOrientationInRange(p0, p1, p2);
+}
+
+Orientation2 KoraTest::getOrientationSlow(const Point2& p0, const Point2& p1, const Point2& p2) {
+  assertFinite(p0);
+  assertFinite(p1);
+  assertFinite(p2);
+  if ((p0.x() == p1.x() && p1.x() == p2.x()) || (p0.y() == p1.y() && p1.y() == p2.y())) return ORIENTATION2_COLLINEAR;
+  ++stageCounts.orientationInterval;
+  // det = s1*|left| - s2*|right| with the exact signs s1, s2 of the two products.
+  const int s1(signOfDifference(p0.x(), p2.x()) * signOfDifference(p1.y(), p2.y()));
+  const int s2(signOfDifference(p0.y(), p2.y()) * signOfDifference(p1.x(), p2.x()));
+  if (s1 != s2) return s1 > s2 ? ORIENTATION2_CCW : ORIENTATION2_CW;
+  if (s1 == 0) return ORIENTATION2_COLLINEAR;
+  const ProductMagnitudes lower(boundProductMagnitudes(FE_DOWNWARD, p0, p1, p2));
+  const ProductMagnitudes upper(boundProductMagnitudes(FE_UPWARD, p0, p1, p2));
+  if (lower.left > upper.right) return s1 > 0 ? ORIENTATION2_CCW : ORIENTATION2_CW;
+  if (upper.left < lower.right) return s1 > 0 ? ORIENTATION2_CW : ORIENTATION2_CCW;
+  return getOrientationExact(p0, p1, p2);
+}
+
+Orientation2 KoraTest::getOrientationExact(const Point2& p0, const Point2& p1, const Point2& p2) {
+  ++stageCounts.orientationExact;
+  ensureGmp();
+  GmpState& g(*pGmp);
+  mpq_set_d(g.p0x.value, p0.x());
+  mpq_set_d(g.p0y.value, p0.y());
+  mpq_set_d(g.p1x.value, p1.x());
+  mpq_set_d(g.p1y.value, p1.y());
+  mpq_set_d(g.p2x.value, p2.x());
+  mpq_set_d(g.p2y.value, p2.y());
+  mpq_sub(g.a.value, g.p0x.value, g.p2x.value);
+  mpq_sub(g.b.value, g.p1y.value, g.p2y.value);
+  mpq_sub(g.c.value, g.p0y.value, g.p2y.value);
+  mpq_sub(g.d.value, g.p1x.value, g.p2x.value);
+  mpq_mul(g.ab.value, g.a.value, g.b.value);
+  mpq_mul(g.cd.value, g.c.value, g.d.value);
+  const int comparison(mpq_cmp(g.ab.value, g.cd.value));
+  if (comparison < 0) return ORIENTATION2_CW;
+  if (comparison > 0) return ORIENTATION2_CCW;
+  return ORIENTATION2_COLLINEAR;
+}
+
+int KoraTest::inCircleSlow(const Point2& c0, const Point2& c1, const Point2& c2, const Point2& p) {
+  assertFinite(c0);
+  assertFinite(c1);
+  assertFinite(c2);
+  assertFinite(p);
+  ++stageCounts.inCircleExact;
+  ensureGmp();
+  GmpState& g(*pGmp);
+  exactDifference(g.dx0.value, c0.x(), p.x(), g.temp.value);
+  exactDifference(g.dy0.value, c0.y(), p.y(), g.temp.value);
+  exactDifference(g.dx1.value, c1.x(), p.x(), g.temp.value);
+  exactDifference(g.dy1.value, c1.y(), p.y(), g.temp.value);
+  exactDifference(g.dx2.value, c2.x(), p.x(), g.temp.value);
+  exactDifference(g.dy2.value, c2.y(), p.y(), g.temp.value);
+  // Expansion along the lifted column: sum over i of |ci - p|^2 times the cofactor of the other two.
+  mpq_set_ui(g.sum.value, 0, 1);
+  const Rational* const aDx[3] = {&g.dx0, &g.dx1, &g.dx2};
+  const Rational* const aDy[3] = {&g.dy0, &g.dy1, &g.dy2};
+  for (int i = 0; i < 3; ++i) {
+    const int j((i + 1) % 3), k((i + 2) % 3);
+    exactSquaredLength(g.factor.value, aDx[i]->value, aDy[i]->value, g.temp.value);
+    exactCross(g.term.value, aDx[j]->value, aDy[k]->value, aDx[k]->value, aDy[j]->value, g.temp.value);
+    mpq_mul(g.term.value, g.term.value, g.factor.value);
+    mpq_add(g.sum.value, g.sum.value, g.term.value);
+  }
+  return mpq_sgn(g.sum.value);
+}
+
+bool KoraTest::getIntersectionCoords(const Point2& a0, const Point2& a1, const Point2& b0, const Point2& b1, double& x,
+                                     double& y) {
+  assertFinite(a0);
+  assertFinite(a1);
+  assertFinite(b0);
+  assertFinite(b1);
+  ensureGmp();
+  GmpState& g(*pGmp);
+  // Directions of both lines and the offset between their start points.
+  exactDifference(g.dx0.value, a1.x(), a0.x(), g.temp.value);
+  exactDifference(g.dy0.value, a1.y(), a0.y(), g.temp.value);
+  exactDifference(g.dx1.value, b1.x(), b0.x(), g.temp.value);
+  exactDifference(g.dy1.value, b1.y(), b0.y(), g.temp.value);
+  exactDifference(g.dx2.value, b0.x(), a0.x(), g.temp.value);
+  exactDifference(g.dy2.value, b0.y(), a0.y(), g.temp.value);
+  exactCross(g.factor.value, g.dx0.value, g.dy1.value, g.dy0.value, g.dx1.value, g.temp.value);
+  if (mpq_sgn(g.factor.value) == 0) assertionFailed("denom=0 -> parallel segments", __FILE__, __LINE__);
+  // Parameter along a: t = ((b0 - a0) x dirB) / (dirA x dirB); the point is a0 + t * dirA.
+  exactCross(g.term.value, g.dx2.value, g.dy1.value, g.dy2.value, g.dx1.value, g.temp.value);
+  mpq_div(g.factor.value, g.term.value, g.factor.value);
+  mpq_mul(g.sum.value, g.factor.value, g.dx0.value);
+  mpq_set_d(g.temp.value, a0.x());
+  mpq_add(g.sum.value, g.sum.value, g.temp.value);
+  x = roundToNearest(g.sum.value, g.temp.value, g.term.value);
+  mpq_mul(g.sum.value, g.factor.value, g.dy0.value);
+  mpq_set_d(g.temp.value, a0.y());
+  mpq_add(g.sum.value, g.sum.value, g.temp.value);
+  y = roundToNearest(g.sum.value, g.temp.value, g.term.value);
+  return isOnClosedSegment(a0, a1, x, y) && isOnClosedSegment(b0, b1, x, y);
+}
+
+bool KoraTest::isOnClosedSegment(const Point2& a, const Point2& b, double x, double y) {
+  if (!isWithinClosedBox(a, b, x, y)) return false;  // also rejects non-finite coordinates
+  return getOrientation(a, b, Point2(x, y)) == ORIENTATION2_COLLINEAR;
+}
+
+}  // namespace KORA_ZARN2D
