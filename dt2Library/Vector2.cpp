@@ -68,9 +68,9 @@ double Segment2::getSqLen2D() const {
 }
 
 void Segment2::swapSrcTrg() {
-  const Point2 oldSrc(src);
+  const Point2 oldSrc(src);  // the copy drops the triangle pointer
   src = trg;
-  trg = Point2(oldSrc);
+  trg = oldSrc;
 }
 
 bool Segment2::operator==(const Segment2& other) const {

@@ -1,0 +1,186 @@
+// Console messages, the log file, assertions, the exception text and the named stopwatch.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iomanip>
+#include <iostream>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "ZarnException.h"
+#include "freeFunctions.h"
+#include "tools.h"
+
+namespace KORA_ZARN2D {
+namespace {
+
+std::string captureOutput(const std::function<void()>& action) {
+  testing::internal::CaptureStdout();
+  action();
+  return testing::internal::GetCapturedStdout();
+}
+
+std::vector<std::string> splitLines(const std::string& text) {
+  std::vector<std::string> vLines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) vLines.push_back(line);
+  return vLines;
+}
+
+std::string readWholeFile(const std::string& name) {
+  std::ifstream file(name, std::ios::binary);
+  std::ostringstream content;
+  content << file.rdbuf();
+  return content.str();
+}
+
+// Runs action, which must fail an assertion, and returns what it printed.
+std::string captureFailedAssertion(const std::function<void()>& action) {
+  return captureOutput([&action] { EXPECT_THROW(action(), ZarnException); });
+}
+
+int gFalseAssertionLine = 0;
+void failOnFalse() {
+  gFalseAssertionLine = __LINE__ + 1;
+  ZARN_ASSERT(false);
+}
+
+void failOnSize(const std::vector<int>& vEdge) { ZARN_ASSERT(vEdge.size()==1); }
+
+TEST(Messages, ErrorAndWarningPutTheTaggedLineBetweenBlankLines) {
+  EXPECT_EQ(captureOutput([] { reportError("Dt2::remove(..)", "vertex not found"); }),
+            "\n      [Zarn2D-Message] Dt2::remove(..), ERROR: vertex not found\n\n");
+  EXPECT_EQ(captureOutput([] { reportWarning("isVisible", "degenerate input"); }),
+            "\n      [Zarn2D-Message] isVisible, WARNING: degenerate input\n\n");
+}
+
+TEST(Messages, InfoCarriesTheTagOnlyWithoutLocation) {
+  EXPECT_EQ(captureOutput([] { reportInfo("", "all done"); }), "\n      [Zarn2D-Message] INFO: all done\n\n");
+  EXPECT_EQ(captureOutput([] { reportInfo("Zarn_2D::refine()", "all done"); }),
+            "\n      Zarn_2D::refine(), INFO: all done\n\n");
+}
+
+TEST(Assertion, FailurePrintsErrorLineLogLineAndLocationThenThrows) {
+  const std::vector<std::string> vLines(splitLines(captureFailedAssertion(failOnFalse)));
+  const std::vector<std::string> vExpected{"",
+                                           "      [Zarn2D-Message] Zarn, , ERROR: Condition [ false failed ]",
+                                           "",
+                                           "Zarn, Condition [ false failed ]",
+                                           std::string("      ") + __FILE__ + ":" + std::to_string(gFalseAssertionLine)};
+  EXPECT_EQ(vLines, vExpected);
+  EXPECT_EQ(readWholeFile("ZARN_LOG.txt"), "Zarn, Condition [ false failed ]\n");
+}
+
+TEST(Assertion, LogFileHoldsOnlyTheLastFailure) {
+  captureFailedAssertion(failOnFalse);
+  const std::string output(captureFailedAssertion([] { failOnSize(std::vector<int>(3)); }));
+  EXPECT_NE(output.find("      [Zarn2D-Message] Zarn, , ERROR: Condition [ vEdge.size()==1 failed ]\n"),
+            std::string::npos);
+  EXPECT_EQ(readWholeFile("ZARN_LOG.txt"), "Zarn, Condition [ vEdge.size()==1 failed ]\n");
+}
+
+TEST(Assertion, PassingCheckPrintsNothing) {
+  EXPECT_EQ(captureOutput([] { failOnSize(std::vector<int>(1)); }), "");
+}
+
+TEST(Assertion, LocationLineNamesTheLibrarySourceFile) {
+  std::vector<double> vNumbers;
+  const std::vector<std::string> vLines(
+      splitLines(captureFailedAssertion([&vNumbers] { generateRandomNumbers(1, 2.0, 2.0, vNumbers, 1); })));
+  ASSERT_FALSE(vLines.empty());
+  EXPECT_TRUE(std::regex_match(vLines.back(), std::regex("      .*dt2Library/testDataGenerators\\.cpp:[0-9]+")))
+      << vLines.back();
+}
+
+TEST(Assertion, ExceptionTextIsFixed) {
+  const std::string expectedStart(
+      "\n  ZARN EXCEPTION due to a bug _or_ wrong usage of Zarn. If you think it is a \n  bug then please report "
+      "this incident and it will be fixed quickly: ");
+  try {
+    testing::internal::CaptureStdout();
+    failOnFalse();
+    FAIL() << "no exception";
+  } catch (const std::exception& exception) {
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(std::string(exception.what()).substr(0, expectedStart.size()), expectedStart);
+  }
+}
+
+// Runs action with a scratch directory as the working directory.
+void inScratchDirectory(const std::function<void()>& action) {
+  char dirTemplate[] = "/tmp/zarn_diag_XXXXXX";
+  ASSERT_NE(mkdtemp(dirTemplate), nullptr);
+  char* pOldDir(getcwd(nullptr, 0));
+  ASSERT_EQ(chdir(dirTemplate), 0);
+  action();
+  EXPECT_EQ(chdir(pOldDir), 0);
+  std::free(pOldDir);
+  std::filesystem::remove_all(dirTemplate);
+}
+
+TEST(LogToFile, PrintsTheTextAndStartsTheFileAnew) {
+  inScratchDirectory([] {
+    EXPECT_EQ(captureOutput([] { logToFile("first\nmessage"); }), "first\nmessage\n");
+    EXPECT_EQ(captureOutput([] { logToFile("second"); }), "second\n");
+    EXPECT_EQ(readWholeFile("ZARN_LOG.txt"), "second\n");
+  });
+}
+
+TEST(LogToFile, UnwritableLogFileIsIgnored) {
+  inScratchDirectory([] {
+    ASSERT_EQ(mkdir("ZARN_LOG.txt", 0700), 0);  // a directory cannot be opened as the log file
+    EXPECT_EQ(captureOutput([] { logToFile("still printed"); }), "still printed\n");
+  });
+}
+
+std::string formatSeconds(double seconds) {
+  std::ostringstream text;
+  text << std::fixed << std::setprecision(3) << seconds;
+  return text.str();
+}
+
+TEST(Timer, StartStopRestart) {
+  double elapsed(0.0);
+  EXPECT_EQ(captureOutput([&] { EXPECT_EQ(timer("a"), -1.0); }), "...Timer [a] start\n");
+  const std::string stopLine(captureOutput([&] { elapsed = timer("a"); }));
+  EXPECT_GE(elapsed, 0.0);
+  EXPECT_EQ(stopLine, "...Timer [a] stop, elapsed time: " + formatSeconds(elapsed) + " s\n");
+  EXPECT_EQ(std::cout.precision(), 6);
+  EXPECT_TRUE(std::cout.flags() & std::ios::fixed);  // deliberately left set
+  EXPECT_EQ(captureOutput([&] { EXPECT_EQ(timer("a"), -1.0); }), "...Timer [a] start\n");
+  captureOutput([] { timer("a"); });
+}
+
+TEST(Timer, NamedTimersOverlap) {
+  captureOutput([] {
+    EXPECT_EQ(timer("outer"), -1.0);
+    EXPECT_EQ(timer("inner"), -1.0);
+    EXPECT_GE(timer("outer"), 0.0);
+    EXPECT_GE(timer("inner"), 0.0);
+  });
+}
+
+TEST(Timer, QuietPrefixSilencesButStaysPartOfTheName) {
+  EXPECT_EQ(captureOutput([] {
+              EXPECT_EQ(timer("[quiet]"), -1.0);
+              EXPECT_GE(timer("[quiet]"), 0.0);
+              EXPECT_EQ(timer("[quiet] insertion"), -1.0);
+            }),
+            "");
+  // "insertion" and "[quiet] insertion" are different timers.
+  EXPECT_EQ(captureOutput([] { EXPECT_EQ(timer("insertion"), -1.0); }), "...Timer [insertion] start\n");
+  EXPECT_EQ(captureOutput([] { EXPECT_GE(timer("[quiet] insertion"), 0.0); }), "");
+  captureOutput([] { timer("insertion"); });
+  EXPECT_EQ(captureOutput([] { timer("[quie"); }), "...Timer [[quie] start\n");
+  captureOutput([] { timer("[quie"); });
+}
+
+}  // namespace
+}  // namespace KORA_ZARN2D
