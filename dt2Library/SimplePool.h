@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <iostream>
 #include <vector>
 
@@ -98,6 +99,16 @@ class SimplePool {
   }
   /// The number of elements of block i, in block order.
   const std::vector<int32_t>& getBlockSizes() const { return blockSizes; }
+  /// True when p is the address of an element handed out by this pool. Costs one comparison
+  /// per block (logarithmic in the number of elements until blocks reach the cap).
+  bool contains(const T* p) const {
+    const std::less<const T*> before;
+    for (int b = 0; b < getNumBlocks(); ++b) {
+      const T* pBegin(containers[b]);
+      if (!before(p, pBegin) && before(p, pBegin + getUsedCount(b))) return true;
+    }
+    return false;
+  }
   /// True until alloc() has had to start a block of its own (init's block does not count).
   bool isUntouched() const { return bUntouched; }
 
