@@ -15,13 +15,12 @@ inline int incIndexBy2(int i) { return i == 0 ? 2 : i - 1; }
 /// A face of the triangulation: three corners in counterclockwise order and three neighbours.
 ///
 ///                 corner 2
-///                    /\
-///                   /  \
-///     neighbour 1  /    \  neighbour 0
-///     (edge 2->0) /      \ (edge 1->2)
-///                /        \
+///                    /\                 neighbour 0 lies across edge 1->2,
+///                   /  \                neighbour 1 across edge 2->0,
+///                  /    \               neighbour 2 across edge 0->1.
+///                 /      \              (a null neighbour: hull edge)
+///                /        \             edge i runs corner i+1 -> i+2
 ///      corner 0 ----------- corner 1
-///               neighbour 2 (edge 0->1)
 ///
 /// Neighbour i lies across the edge opposite corner i, which runs from corner i+1 to corner i+2;
 /// a null neighbour marks the convex hull. Indices are taken modulo 3 (incIndexBy1, incIndexBy2).

@@ -1,0 +1,386 @@
+// Dt2: incremental Delaunay insertion (visibility walk, splits, hull extension, Lawson flips)
+// and bulk insertion in Hilbert order.
+#include "Dt2.h"
+
+#include <algorithm>
+#include <cmath>
+#include <thread>
+
+#include "tools.h"
+
+namespace KORA_ZARN2D {
+
+namespace {
+constexpr unsigned int kHilbertBits = 30;
+constexpr unsigned int kMinExpectedVertices = 3;
+constexpr int kFlipStackReserve = 64;
+// Bulk insertion reports its progress every 2^16 vertices (only when someone listens).
+constexpr size_t kProgressInterval = 1u << 16;
+
+bool isFinitePoint(const Point2& p) { return std::isfinite(p.x()) && std::isfinite(p.y()); }
+}  // namespace
+
+Dt2::Dt2(unsigned int numExpectedVertices)
+    : vertexVault(this), numCPU(1), bbx(&kora), vertexPool(kTriangulationPoolMessageThreshold),
+      trianglePool(kTriangulationPoolMessageThreshold), bSuspendFlips(false), numAllTriangles(0) {
+  const unsigned int numVertices(std::max(kMinExpectedVertices, numExpectedVertices));
+  vertexPool.init(static_cast<int>(numVertices), maxPoolBlockSize<Point2>());
+  trianglePool.init(static_cast<int>(2 * numVertices + 10), maxPoolBlockSize<Triangle2>());
+  vFlipStack.reserve(kFlipStackReserve);
+}
+
+Dt2::~Dt2() {}
+
+// ----- Pools -----
+
+Point2* Dt2::createVertex(const Point2& p) {
+  Point2* pVtx(vertexPool.alloc());
+  new (pVtx) Point2(p);  // the copy constructor: coordinates and custom index, no triangle
+  return pVtx;
+}
+
+Triangle2* Dt2::createTriangle(Point2* p0, Point2* p1, Point2* p2) {
+  Triangle2* pT;
+  if (!vReleasedTriangles.empty()) {
+    pT = vReleasedTriangles.back();
+    vReleasedTriangles.pop_back();
+  } else {
+    pT = new (trianglePool.alloc()) Triangle2();
+    ++numAllTriangles;
+  }
+  pT->setPropertiesAndOppT(p0, p1, p2, nullptr, nullptr, nullptr);
+  return pT;
+}
+
+void Dt2::releaseTriangle(Triangle2* pT) {
+  std::lock_guard<std::mutex> lock(mtxReleasedTriangles);
+  pT->clearProperties();  // a null corner 0 marks a released triangle for enumeration
+  vReleasedTriangles.push_back(pT);
+}
+
+void Dt2::releaseTriangles(const std::vector<Triangle2*>& vDead) {
+  std::lock_guard<std::mutex> lock(mtxReleasedTriangles);
+  for (Triangle2* pT : vDead) {
+    pT->clearProperties();
+    vReleasedTriangles.push_back(pT);
+  }
+}
+
+bool Dt2::ownsVertexStorage(const Point2* p) const { return vertexPool.contains(p); }
+
+// ----- Messages and settings -----
+
+void Dt2::subscribe(MsgType msgType, MsgBase* pMsg) {
+  const std::pair<std::multimap<MsgType, MsgBase*>::iterator, std::multimap<MsgType, MsgBase*>::iterator> range(
+      mSubscribers.equal_range(msgType));
+  for (std::multimap<MsgType, MsgBase*>::iterator it = range.first; it != range.second; ++it) {
+    if (it->second == pMsg) return;
+  }
+  mSubscribers.insert(std::make_pair(msgType, pMsg));
+}
+
+void Dt2::unsubscribe(MsgType msgType, MsgBase* pMsg) {
+  const std::pair<std::multimap<MsgType, MsgBase*>::iterator, std::multimap<MsgType, MsgBase*>::iterator> range(
+      mSubscribers.equal_range(msgType));
+  for (std::multimap<MsgType, MsgBase*>::iterator it = range.first; it != range.second; ++it) {
+    if (it->second == pMsg) {
+      mSubscribers.erase(it);
+      return;
+    }
+  }
+}
+
+void Dt2::publish(MsgType msgType, const std::string& text, double progress) const {
+  const std::pair<std::multimap<MsgType, MsgBase*>::const_iterator, std::multimap<MsgType, MsgBase*>::const_iterator> range(
+      mSubscribers.equal_range(msgType));
+  for (std::multimap<MsgType, MsgBase*>::const_iterator it = range.first; it != range.second; ++it) {
+    it->second->update(msgType, text, progress);
+  }
+}
+
+int Dt2::setNumCPU(int numCPU_) {
+  if (numCPU_ > 0) {
+    numCPU = numCPU_;
+  } else if (numCPU_ == 0) {
+    numCPU = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+  } else {
+    numCPU = 1;
+  }
+  return numCPU;
+}
+
+// ----- Key mapping -----
+
+bool Dt2::extendBoxBy(const Point2& p) {
+  if (!bbx.add(p)) return false;
+  bbx.doubleTheBox();
+  return true;
+}
+
+void Dt2::rebuildKeyMapping() {
+  hc.init(bbx.get_minX(), bbx.get_minY(), bbx.get_maxX(), bbx.get_maxY(), kHilbertBits);
+  vertexVault.rekeyAll();
+}
+
+// ----- Point location -----
+
+int Dt2::locate(const Point2& p, Triangle2*& pStartTriangle, int& edgeIndex) {
+  ZARN_ASSERT(pStartTriangle!=0);
+  Triangle2* pT(pStartTriangle);
+  int firstEdge(0);
+  for (;;) {
+    edgeIndex = -1;
+    int i(firstEdge);
+    Triangle2* pNext(nullptr);
+    for (int k = 0; k < 3; ++k, i = incIndexBy1(i)) {
+      const Point2* a(pT->getCorner(incIndexBy1(i)));
+      const Point2* b(pT->getCorner(incIndexBy2(i)));
+      const Orientation2 ori(kora.getOrientationInRange(*b, *a, p));
+      if (ori == ORIENTATION2_CCW) {
+        pNext = pT->getOppositeTriangle(i);
+        if (pNext == nullptr) {
+          pStartTriangle = pT;
+          return i;
+        }
+        break;
+      }
+      if (ori == ORIENTATION2_COLLINEAR) {
+        if (p == *a || p == *b) {
+          pStartTriangle = pT;
+          return LOC_ON_CORNER;
+        }
+        edgeIndex = i;
+      }
+    }
+    if (pNext == nullptr) {
+      pStartTriangle = pT;
+      return LOC_INSIDE;
+    }
+    firstEdge = incIndexBy1(pNext->getIntraTriangleIndex(pT));
+    pT = pNext;
+  }
+}
+
+// ----- Insertion -----
+
+void Dt2::collectVisibleHullEdges(Triangle2* pT, int edgeIdx, const Point2& p, std::vector<std::pair<Triangle2*, int>>& vEdges) {
+  vEdges.clear();
+  // Backwards (clockwise along the hull) from the source of the first visible edge.
+  Point2* pPivot(pT->getCorner(incIndexBy1(edgeIdx)));
+  Triangle2* pCur(pT);
+  for (;;) {
+    const int k(pCur->getIntraTriangleIndex(pPivot));
+    const int j(incIndexBy1(k));
+    Triangle2* pN(pCur->getOppositeTriangle(j));
+    if (pN != nullptr) {
+      pCur = pN;
+      continue;
+    }
+    Point2* pSrc(pCur->getCorner(incIndexBy2(k)));
+    if (kora.getOrientationInRange(*pPivot, *pSrc, p) != ORIENTATION2_CCW) break;
+    vEdges.push_back(std::make_pair(pCur, j));
+    pPivot = pSrc;
+  }
+  std::reverse(vEdges.begin(), vEdges.end());
+  vEdges.push_back(std::make_pair(pT, edgeIdx));
+  // Forwards (counterclockwise) from the target of the first visible edge.
+  pPivot = pT->getCorner(incIndexBy2(edgeIdx));
+  pCur = pT;
+  for (;;) {
+    const int k(pCur->getIntraTriangleIndex(pPivot));
+    const int j(incIndexBy2(k));
+    Triangle2* pN(pCur->getOppositeTriangle(j));
+    if (pN != nullptr) {
+      pCur = pN;
+      continue;
+    }
+    Point2* pTrg(pCur->getCorner(incIndexBy1(k)));
+    if (kora.getOrientationInRange(*pTrg, *pPivot, p) != ORIENTATION2_CCW) break;
+    vEdges.push_back(std::make_pair(pCur, j));
+    pPivot = pTrg;
+  }
+}
+
+void Dt2::legalize(Point2* pVtx) {
+  while (!vFlipStack.empty()) {
+    Triangle2* pT(vFlipStack.back());
+    vFlipStack.pop_back();
+    Triangle2* pN(pT->getOppositeTriangle(0));
+    if (pN == nullptr) continue;
+    if (kora.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), *pVtx) <= 0) continue;
+    if (bSuspendFlips || isConstraint(pT, 0)) continue;
+    flip(pT, pN, pN->getIntraTriangleIndex(pT));
+    vFlipStack.push_back(pT);
+    vFlipStack.push_back(pN);
+  }
+}
+
+Triangle2* Dt2::insertVertex(Point2* pVtx, Triangle2* pStart) {
+  Triangle2* pT(pStart);
+  int edgeIdx(-1);
+  const int loc(locate(*pVtx, pT, edgeIdx));
+  if (loc == LOC_ON_CORNER) {
+    Point2* pCorner(nullptr);
+    for (int i = 0; i < 3; ++i) {
+      if (*pT->getCorner(i) == *pVtx) pCorner = pT->getCorner(i);
+    }
+    if (pCorner == nullptr) {
+      reportWarning("triangulateCoplanarOrDuplicate()", "Proxy not found");
+      ZARN_ASSERT(false);
+    }
+    vertexVault.addRedundant(pVtx, pCorner);
+    return pT;
+  }
+  if (loc == LOC_INSIDE) {
+    if (edgeIdx < 0) {
+      splitTriangle(pT, pVtx);
+    } else {
+      splitEdge(pT, edgeIdx, pVtx);
+    }
+  } else {
+    static thread_local std::vector<std::pair<Triangle2*, int>> vHullEdges;
+    collectVisibleHullEdges(pT, loc, *pVtx, vHullEdges);
+    attachOutsideHull(vHullEdges, pVtx);
+  }
+  legalize(pVtx);
+  return pVtx->getIncidentTriangle();
+}
+
+Point2* Dt2::insert(const Point2& p) {
+  if (!isFinitePoint(p)) {
+    reportWarning("Dt2::insert(..)", "A point with a non-finite coordinate was rejected");
+    return nullptr;
+  }
+  if (extendBoxBy(p)) rebuildKeyMapping();
+  if (!is2D()) {
+    Point2* pExisting(vertexVault.findVertexAt(p));
+    if (pExisting != nullptr) return pExisting;
+    Point2* pVtx(createVertex(p));
+    vertexVault.add(hc.getKey(*pVtx), pVtx);
+    becomeTwoDimensional();
+    return pVtx;
+  }
+  Point2* pVtx(createVertex(p));
+  const uint32_t key(hc.getKey(*pVtx));
+  vertexVault.add(key, pVtx);
+  insertVertex(pVtx, vertexVault.getCloT(key));
+  if (vertexVault.dupIsClean()) {
+    vertexVault.updateSorting(false);
+    return pVtx;
+  }
+  return vertexVault.resolveSingleDuplicate(pVtx);
+}
+
+// Inserts every active record from firstRecord on whose vertex is not in the triangulation yet,
+// each walk starting where the previous insertion ended (consecutive records are close in
+// Hilbert order).
+void Dt2::insertRecordsFrom(size_t firstRecord, Triangle2* pStart) {
+  const size_t numRecords(vertexVault.size());
+  const bool bReport(!mSubscribers.empty());
+  Triangle2* pT(pStart);
+  for (size_t i = firstRecord; i < numRecords; ++i) {
+    const IdxVtx* pRec(vertexVault.getRecord(i));
+    if (!pRec->bActive || pRec->pVtx->getIncidentTriangle() != nullptr) continue;
+    pT = insertVertex(pRec->pVtx, pT);
+    if (bReport && (i - firstRecord) % kProgressInterval == 0) {
+      publish(MSG_PROGRESS, "insertVector", static_cast<double>(i - firstRecord) / static_cast<double>(numRecords - firstRecord));
+    }
+  }
+}
+
+void Dt2::becomeTwoDimensional() {
+  ZARN_ASSERT(!vertexVault.bFullDimensional);
+  Point2 *a, *b, *c;
+  if (!vertexVault.getThreeNonCollinear(a, b, c)) return;
+  if (kora.getOrientation(*a, *b, *c) == ORIENTATION2_CW) std::swap(b, c);
+  Triangle2* pFirst(createTriangle(a, b, c));
+  vertexVault.bFullDimensional = true;
+  insertRecordsFrom(0, pFirst);
+}
+
+// The fake box: 4 vertices around all points, so that no vertex of the bulk lands outside the
+// hull. Placed one box size beyond the (already doubled) box, where no input point can be.
+void Dt2::insertFakeBox() {
+  std::vector<Point2> vCorners;
+  Bbox2 fakeBox(bbx);
+  fakeBox.inflateIfDegenerate(1.0);
+  fakeBox.getOffsetCorners(fakeBox.getMaxRange(), vCorners);
+  kora.setRange(std::max(kora.getRange(), std::max(vCorners[0].getMaxAbs(), vCorners[2].getMaxAbs())));
+  std::vector<Point2*> vHandles;
+  for (const Point2& corner : vCorners) vHandles.push_back(createVertex(corner));
+  for (Point2* pCorner : vHandles) vertexVault.add(hc.getKey(*pCorner), pCorner);
+  vertexVault.setFakeBox(vHandles);
+  if (!is2D()) {
+    Triangle2* t0(createTriangle(vHandles[0], vHandles[1], vHandles[2]));
+    Triangle2* t1(createTriangle(vHandles[0], vHandles[2], vHandles[3]));
+    t0->setOppTriangle(1, t1);
+    t1->setOppTriangle(2, t0);
+    vertexVault.bFullDimensional = true;
+  } else {
+    Triangle2* pT(vertexVault.getOneValidTriangle());
+    for (Point2* pCorner : vHandles) pT = insertVertex(pCorner, pT);
+  }
+}
+
+void Dt2::insertAndCleanBulk(size_t firstNewRecord, std::vector<Point2*>* pvHandles) {
+  Point2 *a, *b, *c;
+  const bool bFakeBox(numCPU > 1 && (is2D() || vertexVault.getThreeNonCollinear(a, b, c)));
+  if (bFakeBox) {
+    const bool bWas2D(is2D());
+    insertFakeBox();
+    insertRecordsFrom(bWas2D ? firstNewRecord : 0, vertexVault.getFakeCorner(0)->getIncidentTriangle());
+  } else if (is2D()) {
+    size_t first(firstNewRecord);
+    while (first < vertexVault.size() && !vertexVault.getRecord(first)->bActive) ++first;
+    if (first < vertexVault.size()) insertRecordsFrom(first, vertexVault.getCloT(vertexVault.getRecord(first)->key));
+  } else {
+    becomeTwoDimensional();
+  }
+  vertexVault.cleanDuplicates(pvHandles);
+  vertexVault.updateSorting(false);
+  if (bFakeBox) vertexVault.removeFakeBox();
+}
+
+void Dt2::insertVector(const std::vector<Point2>& vPoints, std::vector<Point2*>* pvHandles) {
+  if (vPoints.empty()) {
+    publish(MSG_PROGRESS, "insertVector", 1.0);
+    return;
+  }
+  ZARN_ASSERT(vertexVault.dupIsClean());
+  bool bBoxChanged(false);
+  for (const Point2& p : vPoints) {
+    if (isFinitePoint(p)) bBoxChanged |= bbx.add(p);
+  }
+  if (bBoxChanged) {
+    bbx.doubleTheBox();
+    rebuildKeyMapping();
+  }
+  std::vector<Point2*> vLocalHandles;
+  std::vector<Point2*>& vHandles(pvHandles != nullptr ? *pvHandles : vLocalHandles);
+  vHandles.assign(vPoints.size(), nullptr);
+  const size_t firstNewRecord(vertexVault.size());
+  publish(MSG_PROGRESS, "insert vertices", 0.0);
+  const size_t numSkipped(vertexVault.createVertices(vPoints.data(), vPoints.size(), vHandles.data()));
+  publish(MSG_PROGRESS, "insert vertices", 1.0);
+  if (numSkipped > 0) {
+    reportWarning("Dt2::insertVector(..)",
+                  std::to_string(numSkipped) + " point(s) with a non-finite coordinate skipped, their handles are NULL");
+  }
+  insertAndCleanBulk(firstNewRecord, &vHandles);
+  publish(MSG_PROGRESS, "insertVector", 1.0);
+}
+
+void Dt2::insert(int numPoints, double* aCoordinates, Point2** aHandles) {
+  if (numPoints <= 0 || aCoordinates == nullptr) {
+    publish(MSG_PROGRESS, "insertVector", 1.0);
+    return;
+  }
+  std::vector<Point2> vPoints;
+  vPoints.reserve(static_cast<size_t>(numPoints));
+  for (int i = 0; i < numPoints; ++i) vPoints.emplace_back(aCoordinates[2 * i], aCoordinates[2 * i + 1]);
+  std::vector<Point2*> vHandles;
+  insertVector(vPoints, &vHandles);
+  if (aHandles != nullptr) std::copy(vHandles.begin(), vHandles.end(), aHandles);
+}
+
+}  // namespace KORA_ZARN2D

@@ -1,0 +1,131 @@
+// Dt2: the triangulation behind the Zarn_2D facade.
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "Bbox2.h"
+#include "HC2.h"
+#include "KoraTest.h"
+#include "MsgBase.h"
+#include "Point2.h"
+#include "SimplePool.h"
+#include "Triangle2.h"
+#include "VertexVault.h"
+
+namespace KORA_ZARN2D {
+
+/// Location results of the visibility walk.
+enum LocationResult {
+  LOC_INSIDE = -1,       // inside the found triangle or on one of its edges (see edgeIndex)
+  LOC_OUTSIDE_0 = 0,     // outside the hull, beyond the hull edge opposite corner 0, 1 or 2
+  LOC_ON_CORNER = 4      // equal to a corner of the found triangle
+};
+
+/// The Delaunay triangulation of a point set. It always covers exactly the convex hull of its
+/// vertices (no super-triangle). All vertices and triangles live in pools that release
+/// everything at destruction, so raw pointers are stable handles.
+class Dt2 {
+ public:
+  explicit Dt2(unsigned int numExpectedVertices);
+  ~Dt2();
+  Dt2(const Dt2&) = delete;
+  Dt2& operator=(const Dt2&) = delete;
+
+  // ----- Insertion (Dt2.cpp) -----
+  Point2* insert(const Point2& p);
+  void insertVector(const std::vector<Point2>& vPoints, std::vector<Point2*>* pvHandles);
+  void insert(int numPoints, double* aCoordinates, Point2** aHandles);
+  /// Visibility walk from pStartTriangle (updated to the triangle where the walk ended).
+  int locate(const Point2& p, Triangle2*& pStartTriangle, int& edgeIndex);
+
+  // ----- Removal (Dt2_remove.cpp) -----
+  /// Removes a vertex with checks and warnings (the public operation).
+  void remove(Point2* pVtx);
+  /// Removes a vertex known to be removable (internal use, e.g. the fake box).
+  void removeVertex(Point2* pVtx);
+
+  // ----- Queries (Dt2_queries.cpp) -----
+  Triangle2* locate(const Point2& p);
+  unsigned int numberOfPoints() const;
+  unsigned int numberOfTriangles() const;
+  void getTrianglePointers(std::vector<Triangle2*>& vTriangles) const;
+  void getVertexPointers(std::vector<Point2*>& vVertices) const;
+  void getIncidentTriangles(Point2* pVtx, std::vector<Triangle2*>& vIncTriangles) const;
+  void getIncidentVertices(Point2* pVtx, std::vector<Point2*>& vIncVertices) const;
+  Triangle2* getAdjacentTriangle(Point2* p0, Point2* p1) const;
+  void getConvexHull(bool bAllVertices, std::vector<Point2*>& vHull);
+  Bbox2 computeBoundingBox() const;
+  bool isConstraint(Point2* p0, Point2* p1) const;
+  bool isConstraint(Point2* pVtx) const;
+  bool isConstraint(Triangle2* pT, int ith) const;
+  bool is2D() const { return vertexVault.bFullDimensional; }
+  /// True when p points into this triangulation's vertex storage.
+  bool ownsVertexStorage(const Point2* p) const;
+
+  // ----- Validity and statistics (Dt2_validity.cpp) -----
+  bool checkValidity(bool bCheckEmptyCircleProperty, const std::string& name);
+  void statistics(const std::string& name);
+
+  // ----- Messages, settings -----
+  void subscribe(MsgType msgType, MsgBase* pMsg);
+  void unsubscribe(MsgType msgType, MsgBase* pMsg);
+  void publish(MsgType msgType, const std::string& text, double progress) const;
+  int setNumCPU(int numCPU_);
+  int getNumCPU() const { return numCPU; }
+  void setName(const std::string& name_) { name = name_; }
+  std::string getName() const { return name; }
+  void setDev(const std::string& key, int intVal, double doubleVal) { mDev[key] = std::make_pair(intVal, doubleVal); }
+
+  // ----- Internals shared with the vertex store and later subsystems -----
+  const HC2& getHC2() const { return hc; }
+  KoraTest& getPredicates() { return kora; }
+  Point2* createVertex(const Point2& p);
+  /// Pops a released triangle or takes a new one from the pool; sets corners and their incident
+  /// triangle, nulls the neighbours.
+  Triangle2* createTriangle(Point2* p0, Point2* p1, Point2* p2);
+  /// Marks the triangles dead and puts them on the stack of released triangles.
+  void releaseTriangles(const std::vector<Triangle2*>& vDead);
+  void releaseTriangle(Triangle2* pT);
+
+  VertexVault vertexVault;
+
+ private:
+  // Geometry and control of insertion (Dt2.cpp)
+  bool extendBoxBy(const Point2& p);
+  void rebuildKeyMapping();
+  void becomeTwoDimensional();
+  Triangle2* insertVertex(Point2* pVtx, Triangle2* pStart);
+  void insertRecordsFrom(size_t firstRecord, Triangle2* pStart);
+  void insertAndCleanBulk(size_t firstNewRecord, std::vector<Point2*>* pvHandles);
+  void insertFakeBox();
+  void legalize(Point2* pVtx);
+  void collectVisibleHullEdges(Triangle2* pT, int edgeIdx, const Point2& p, std::vector<std::pair<Triangle2*, int>>& vEdges);
+
+  // Topology: neighbour links, splits and flips (Dt2_topology.cpp)
+  void splitTriangle(Triangle2* pT, Point2* pVtx);
+  void splitEdge(Triangle2* pT, int edgeIdx, Point2* pVtx);
+  void attachOutsideHull(const std::vector<std::pair<Triangle2*, int>>& vHullEdges, Point2* pVtx);
+  void flip(Triangle2* pT, Triangle2* pNeigh, int neighIdx);
+  static void replaceNeighbour(Triangle2* pT, Triangle2* pOld, Triangle2* pNew);
+
+  std::mutex mtxReleasedTriangles;
+  std::mutex mtxWorkers;
+  int numCPU;
+  std::map<std::string, std::pair<int, double>> mDev;
+  KoraTest kora;  // declared before the box, which informs it
+  Bbox2 bbx;
+  HC2 hc;
+  SimplePool<Point2> vertexPool;
+  SimplePool<Triangle2> trianglePool;
+  std::vector<Triangle2*> vReleasedTriangles;
+  std::string name;
+  std::multimap<MsgType, MsgBase*> mSubscribers;
+  std::vector<Triangle2*> vFlipStack;
+  bool bSuspendFlips;
+  size_t numAllTriangles;
+};
+
+}  // namespace KORA_ZARN2D

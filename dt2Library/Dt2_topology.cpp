@@ -1,0 +1,122 @@
+// Topology of Dt2: splits, flips and neighbour links. No geometric decision is made here; the
+// callers (insertion, removal) decide with the exact predicates what to change.
+//
+// Every triangle created around a new vertex v has v as corner 0, so the flip stack only needs
+// triangle pointers: the edge to test is always the one opposite corner 0.
+#include "Dt2.h"
+#include "tools.h"
+
+namespace KORA_ZARN2D {
+
+void Dt2::replaceNeighbour(Triangle2* pT, Triangle2* pOld, Triangle2* pNew) {
+  if (pT == nullptr) return;
+  for (int i = 0; i < 3; ++i) {
+    if (pT->getOppositeTriangle(i) == pOld) {
+      pT->setOppTriangle(i, pNew);
+      return;
+    }
+  }
+  ZARN_ASSERT(false);
+}
+
+// (a, b, c) with neighbours (na, nb, nc) becomes (v,b,c), (v,c,a), (v,a,b).
+void Dt2::splitTriangle(Triangle2* pT, Point2* pVtx) {
+  Point2* a(pT->getCorner(0));
+  Point2* b(pT->getCorner(1));
+  Point2* c(pT->getCorner(2));
+  Triangle2* na(pT->getOppositeTriangle(0));
+  Triangle2* nb(pT->getOppositeTriangle(1));
+  Triangle2* nc(pT->getOppositeTriangle(2));
+  Triangle2* t1(createTriangle(pVtx, c, a));
+  Triangle2* t2(createTriangle(pVtx, a, b));
+  pT->setPropertiesAndOppT(pVtx, b, c, na, t1, t2);
+  t1->setOppTriangle(0, nb);
+  t1->setOppTriangle(1, t2);
+  t1->setOppTriangle(2, pT);
+  t2->setOppTriangle(0, nc);
+  t2->setOppTriangle(1, pT);
+  t2->setOppTriangle(2, t1);
+  replaceNeighbour(nb, pT, t1);
+  replaceNeighbour(nc, pT, t2);
+  vFlipStack.push_back(pT);
+  vFlipStack.push_back(t1);
+  vFlipStack.push_back(t2);
+}
+
+// The edge a-b opposite corner p of pT (and corner d of the neighbour, if any) is split at v:
+// (p,a,b) becomes (v,p,a), (v,b,p); the neighbour (d,b,a) becomes (v,a,d), (v,d,b).
+void Dt2::splitEdge(Triangle2* pT, int edgeIdx, Point2* pVtx) {
+  Point2* p(pT->getCorner(edgeIdx));
+  Point2* a(pT->getCorner(incIndexBy1(edgeIdx)));
+  Point2* b(pT->getCorner(incIndexBy2(edgeIdx)));
+  Triangle2* npa(pT->getOppositeTriangle(incIndexBy2(edgeIdx)));
+  Triangle2* nbp(pT->getOppositeTriangle(incIndexBy1(edgeIdx)));
+  Triangle2* pN(pT->getOppositeTriangle(edgeIdx));
+  Triangle2* t2(createTriangle(pVtx, b, p));
+  if (pN == nullptr) {
+    pT->setPropertiesAndOppT(pVtx, p, a, npa, nullptr, t2);
+    t2->setOppTriangle(0, nbp);
+    t2->setOppTriangle(1, pT);
+    replaceNeighbour(nbp, pT, t2);
+    vFlipStack.push_back(pT);
+    vFlipStack.push_back(t2);
+    return;
+  }
+  const int j(pN->getIntraTriangleIndex(pT));
+  Point2* d(pN->getCorner(j));
+  Triangle2* nad(pN->getOppositeTriangle(incIndexBy1(j)));
+  Triangle2* ndb(pN->getOppositeTriangle(incIndexBy2(j)));
+  Triangle2* t4(createTriangle(pVtx, d, b));
+  pT->setPropertiesAndOppT(pVtx, p, a, npa, pN, t2);
+  pN->setPropertiesAndOppT(pVtx, a, d, nad, t4, pT);
+  t2->setOppTriangle(0, nbp);
+  t2->setOppTriangle(1, pT);
+  t2->setOppTriangle(2, t4);
+  t4->setOppTriangle(0, ndb);
+  t4->setOppTriangle(1, t2);
+  t4->setOppTriangle(2, pN);
+  replaceNeighbour(nbp, pT, t2);
+  replaceNeighbour(ndb, pN, t4);
+  vFlipStack.push_back(pT);
+  vFlipStack.push_back(t2);
+  vFlipStack.push_back(pN);
+  vFlipStack.push_back(t4);
+}
+
+// vHullEdges are consecutive hull edges s_j -> s_j+1 in counterclockwise hull order, given as
+// (hull triangle, index of the edge). Each gets a new triangle (v, s_j+1, s_j); the new
+// triangles are linked to each other in a fan around v.
+void Dt2::attachOutsideHull(const std::vector<std::pair<Triangle2*, int>>& vHullEdges, Point2* pVtx) {
+  Triangle2* pPrev(nullptr);
+  for (const std::pair<Triangle2*, int>& edge : vHullEdges) {
+    Triangle2* pHullT(edge.first);
+    Point2* pSrc(pHullT->getCorner(incIndexBy1(edge.second)));
+    Point2* pTrg(pHullT->getCorner(incIndexBy2(edge.second)));
+    Triangle2* pNew(createTriangle(pVtx, pTrg, pSrc));
+    pNew->setOppTriangle(0, pHullT);
+    pHullT->setOppTriangle(edge.second, pNew);
+    pNew->setOppTriangle(1, pPrev);
+    if (pPrev != nullptr) pPrev->setOppTriangle(2, pNew);
+    vFlipStack.push_back(pNew);
+    pPrev = pNew;
+  }
+}
+
+// pT = (v, a, b) with v at corner 0; pNeigh = (d, b, a) with d at neighIdx. The diagonal a-b is
+// replaced by v-d: pT becomes (v, a, d) and pNeigh becomes (v, d, b).
+void Dt2::flip(Triangle2* pT, Triangle2* pNeigh, int neighIdx) {
+  Point2* v(pT->getCorner(0));
+  Point2* a(pT->getCorner(1));
+  Point2* b(pT->getCorner(2));
+  Point2* d(pNeigh->getCorner(neighIdx));
+  Triangle2* ta(pT->getOppositeTriangle(2));
+  Triangle2* tb(pT->getOppositeTriangle(1));
+  Triangle2* na(pNeigh->getOppositeTriangle(incIndexBy1(neighIdx)));
+  Triangle2* nb(pNeigh->getOppositeTriangle(incIndexBy2(neighIdx)));
+  pT->setPropertiesAndOppT(v, a, d, na, pNeigh, ta);
+  pNeigh->setPropertiesAndOppT(v, d, b, nb, tb, pT);
+  replaceNeighbour(na, pNeigh, pT);
+  replaceNeighbour(tb, pT, pNeigh);
+}
+
+}  // namespace KORA_ZARN2D

@@ -1,0 +1,356 @@
+// VertexVault: duplicates, start triangles for point location, Hilbert-ordered vertex creation.
+#include "VertexVault.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iostream>
+#include <set>
+#include <thread>
+
+#include "Dt2.h"
+#include "Triangle2.h"
+#include "tools.h"
+
+namespace KORA_ZARN2D {
+
+namespace {
+// Records of the store's pool: a tiny first block, doubling up to 8333333 records per block.
+constexpr int kRecordPoolInitialBlock = 3;
+// Re-sort when the unsorted tail exceeds 35 % of the sorted prefix, or when many records were
+// deactivated: keeps single insertions amortised O(log n) per vertex.
+constexpr double kResortGrowthFactor = 1.35;
+constexpr double kResortDeactivatedShare = 0.5;
+constexpr int kResortDeactivatedMinimum = 1000;
+// The four-way concurrent sort pays off only for large arrays and enough cores.
+constexpr size_t kParallelSortMinRecords = 10000;
+constexpr int kParallelSortMinThreads = 4;
+// Keys are computed in parallel above these sizes.
+constexpr size_t kParallelKeysMinPoints = 1000;
+constexpr size_t kParallelKeysPointsPerThread = 10;
+
+bool isFinitePoint(const Point2& p) { return std::isfinite(p.x()) && std::isfinite(p.y()); }
+
+// Sorts (key << 32 | input index) pairs by key with a stable LSD radix sort over the 30 key bits,
+// so equal keys keep input order. Three passes of 10 bits; O(n) and no comparisons.
+void radixSortByKey(std::vector<uint64_t>& vPairs) {
+  constexpr int kBitsPerPass = 10;
+  constexpr int kBuckets = 1 << kBitsPerPass;
+  std::vector<uint64_t> vTmp(vPairs.size());
+  for (int shift = 32; shift < 62; shift += kBitsPerPass) {
+    size_t aCount[kBuckets + 1] = {0};
+    for (uint64_t pair : vPairs) ++aCount[((pair >> shift) & (kBuckets - 1)) + 1];
+    for (int b = 0; b < kBuckets; ++b) aCount[b + 1] += aCount[b];
+    for (uint64_t pair : vPairs) vTmp[aCount[(pair >> shift) & (kBuckets - 1)]++] = pair;
+    vPairs.swap(vTmp);
+  }
+}
+}  // namespace
+
+VertexVault::VertexVault(Dt2* pDt_)
+    : bFullDimensional(false), numSorted(0), pDt(pDt_), recordPool(kTriangulationPoolMessageThreshold), numDeactivated(0),
+      numActive(0) {
+  recordPool.init(kRecordPoolInitialBlock, maxPoolBlockSize<IdxVtx>());
+}
+
+Triangle2* VertexVault::triangleOfActive(size_t idx) {
+  Triangle2* pT(vIdxVtxAct[idx]->pVtx->getIncidentTriangle());
+  if (pT == nullptr) {
+    std::cout << "HUH BUG" << std::endl;
+    std::cout << "Address=" << static_cast<const void*>(vIdxVtxAct[idx]->pVtx) << std::endl;
+    std::cout << "resultIdx=" << idx << std::endl;
+    std::cout << "pVtx=" << *vIdxVtxAct[idx]->pVtx << std::endl;
+    for (size_t i = 0; i < vIdxVtxAct.size(); ++i) {
+      if (*vIdxVtxAct[i]->pVtx == *vIdxVtxAct[idx]->pVtx) std::cout << "found at index i=" << i << std::endl;
+    }
+  }
+  ZARN_ASSERT(pT!=0);
+  return pT;
+}
+
+Triangle2* VertexVault::nearestActiveInTail(uint32_t key) const {
+  Triangle2* pBest(nullptr);
+  uint64_t bestDiff(UINT64_MAX);
+  for (size_t i = numSorted; i < vIdxVtxAct.size(); ++i) {
+    const IdxVtx* pRec(vIdxVtxAct[i]);
+    if (!pRec->bActive) continue;
+    if (pRec->pVtx->getIncidentTriangle() == nullptr) break;
+    const uint64_t diff(pRec->key > key ? pRec->key - key : key - pRec->key);
+    if (diff < bestDiff) {
+      bestDiff = diff;
+      pBest = pRec->pVtx->getIncidentTriangle();
+    }
+  }
+  return pBest;
+}
+
+Triangle2* VertexVault::getCloT(uint32_t key) {
+  ZARN_ASSERT(bFullDimensional);
+  ZARN_ASSERT(!vIdxVtxAct.empty());
+  if (numSorted == 0 && hasFakeBox()) {
+    Point2* pFakeCorner(vFakeBoxHandles[0]);
+    ZARN_ASSERT(pFakeCorner!=0);
+    Triangle2* pFakeT(pFakeCorner->getIncidentTriangle());
+    ZARN_ASSERT(pFakeT!=0);
+    return pFakeT;
+  }
+  if (numSorted > 0) {
+    const std::vector<IdxVtx*>::const_iterator sortedEnd(vIdxVtxAct.begin() + numSorted);
+    IdxVtx probe{key, true, nullptr};
+    size_t hi(std::lower_bound(vIdxVtxAct.cbegin(), sortedEnd, &probe, keyLess) - vIdxVtxAct.cbegin());
+    size_t idx(hi);
+    if (hi == numSorted) {
+      idx = hi - 1;
+    } else if (hi > 0 && key - vIdxVtxAct[hi - 1]->key <= vIdxVtxAct[hi]->key - key) {
+      idx = hi - 1;
+    }
+    if (vIdxVtxAct[idx]->bActive) return triangleOfActive(idx);
+    for (size_t i = idx + 1; i < numSorted; ++i) {
+      if (vIdxVtxAct[i]->bActive) return triangleOfActive(i);
+    }
+    for (size_t i = idx; i-- > 0;) {
+      if (vIdxVtxAct[i]->bActive) return triangleOfActive(i);
+    }
+  }
+  Triangle2* pT(nearestActiveInTail(key));
+  if (pT == nullptr) reportError("Vault", "getCloT() failed");
+  ZARN_ASSERT(pT!=0);
+  return pT;
+}
+
+size_t VertexVault::getIdxOfActiveVtx(const Point2* pVtx) {
+  const uint32_t key(pDt->getHC2().getKey(*pVtx));
+  IdxVtx probe{key, true, nullptr};
+  const std::vector<IdxVtx*>::const_iterator sortedEnd(vIdxVtxAct.begin() + numSorted);
+  const size_t first(std::lower_bound(vIdxVtxAct.cbegin(), sortedEnd, &probe, keyLess) - vIdxVtxAct.cbegin());
+  for (size_t i = first; i < numSorted && vIdxVtxAct[i]->key == key; ++i) {
+    if (vIdxVtxAct[i]->pVtx == pVtx && vIdxVtxAct[i]->bActive) return i;
+  }
+  for (size_t i = vIdxVtxAct.size(); i-- > 0;) {
+    if (vIdxVtxAct[i]->pVtx == pVtx && vIdxVtxAct[i]->bActive) return i;
+  }
+  reportError("VertexVault::getIdxOfActiveVtx", "pQuery not found");
+  ZARN_ASSERT(false);
+  return 0;
+}
+
+bool VertexVault::isActiveVertex(const Point2* pVtx) {
+  if (!pDt->ownsVertexStorage(pVtx)) return false;
+  for (size_t i = vIdxVtxAct.size(); i-- > 0;) {
+    if (vIdxVtxAct[i]->pVtx == pVtx) return vIdxVtxAct[i]->bActive;
+  }
+  return false;
+}
+
+Triangle2* VertexVault::getOneValidTriangle() {
+  if (!bFullDimensional) return nullptr;
+  for (IdxVtx* pRec : vIdxVtxAct) {
+    if (pRec->bActive) return pRec->pVtx->getIncidentTriangle();
+  }
+  reportError("getOneValidTriangle()", "No valid triangle found");
+  ZARN_ASSERT(false);
+  return nullptr;
+}
+
+void VertexVault::deactivate(Point2* pVtx) {
+  ++numDeactivated;
+  pVtx->setIncidentTriangle(nullptr);
+  vIdxVtxAct[getIdxOfActiveVtx(pVtx)]->bActive = false;
+  --numActive;
+  if (!bFullDimensional) updateSorting(true);
+}
+
+void VertexVault::addRedundant(Point2* pRedundant, Point2* pUnique) {
+  std::lock_guard<std::mutex> lock(mtxRedundant);
+  const bool bInserted(mRedundant2UniqueVtx.insert(std::make_pair(pRedundant, pUnique)).second);
+  ZARN_ASSERT(bInserted);
+}
+
+Point2* VertexVault::resolveSingleDuplicate(Point2* pDup) {
+  ZARN_ASSERT(mRedundant2UniqueVtx.size()==1);
+  IdxVtx* pLastItem(vIdxVtxAct.back());
+  ZARN_ASSERT(pDup==pLastItem->pVtx);
+  pLastItem->bActive = false;
+  --numActive;
+  std::map<Point2*, Point2*>::iterator q_it(mRedundant2UniqueVtx.find(pDup));
+  ZARN_ASSERT(q_it!=mRedundant2UniqueVtx.end());
+  Point2* pUnique(q_it->second);
+  mRedundant2UniqueVtx.erase(q_it);
+  return pUnique;
+}
+
+void VertexVault::cleanDuplicates(std::vector<Point2*>* pvHandles) {
+  if (!bFullDimensional && mRedundant2UniqueVtx.empty()) {
+    // Collinear phase: nothing was located, so find the duplicates by position. The first of
+    // several equal points is the unique one.
+    std::map<Point2, Point2*> mPosition2Vtx;
+    for (IdxVtx* pRec : vIdxVtxAct) {
+      if (!pRec->bActive) continue;
+      std::pair<std::map<Point2, Point2*>::iterator, bool> result(mPosition2Vtx.insert(std::make_pair(*pRec->pVtx, pRec->pVtx)));
+      if (!result.second) mRedundant2UniqueVtx[pRec->pVtx] = result.first->second;
+    }
+  }
+  if (mRedundant2UniqueVtx.empty()) return;
+  if (pvHandles != nullptr) {
+    size_t numFoundInHandles(0);
+    for (Point2*& pHandle : *pvHandles) {
+      std::map<Point2*, Point2*>::const_iterator it(mRedundant2UniqueVtx.find(pHandle));
+      if (it == mRedundant2UniqueVtx.end()) continue;
+      Point2* pExistingVtx(it->second);
+      ZARN_ASSERT(*pHandle==*pExistingVtx);
+      pHandle = pExistingVtx;
+      ++numFoundInHandles;
+    }
+    ZARN_ASSERT(mRedundant2UniqueVtx.size()==numFoundInHandles);
+  }
+  size_t numFoundInIdxVtxAct(0);
+  for (IdxVtx* pRec : vIdxVtxAct) {
+    if (!pRec->bActive || mRedundant2UniqueVtx.find(pRec->pVtx) == mRedundant2UniqueVtx.end()) continue;
+    pRec->bActive = false;
+    --numActive;
+    ++numFoundInIdxVtxAct;
+  }
+  if (mRedundant2UniqueVtx.size() != numFoundInIdxVtxAct) {
+    std::cout << "BUG: mRedundant2UniqueVtx.size()=" << mRedundant2UniqueVtx.size() << std::endl;
+    std::cout << "     numFoundInIdxVtxAct=" << numFoundInIdxVtxAct << std::endl;
+  }
+  ZARN_ASSERT(mRedundant2UniqueVtx.size()==numFoundInIdxVtxAct);
+  mRedundant2UniqueVtx.clear();
+  ZARN_ASSERT(mRedundant2UniqueVtx.empty());
+}
+
+Point2* VertexVault::findVertexAt(const Point2& p) const {
+  for (const IdxVtx* pRec : vIdxVtxAct) {
+    if (pRec->bActive && pRec->pVtx->x() == p.x() && pRec->pVtx->y() == p.y()) return pRec->pVtx;
+  }
+  return nullptr;
+}
+
+bool VertexVault::getThreeNonCollinear(Point2*& a, Point2*& b, Point2*& c) const {
+  ZARN_ASSERT(!bFullDimensional);
+  a = b = c = nullptr;
+  if (vIdxVtxAct.size() < 3) return false;
+  for (const IdxVtx* pRec : vIdxVtxAct) {
+    if (!pRec->bActive) continue;
+    if (a == nullptr) {
+      a = pRec->pVtx;
+    } else if (b == nullptr) {
+      if (*pRec->pVtx != *a) b = pRec->pVtx;
+    } else if (pDt->getPredicates().getOrientation(*a, *b, *pRec->pVtx) != ORIENTATION2_COLLINEAR) {
+      c = pRec->pVtx;
+      return true;
+    }
+  }
+  return false;
+}
+
+void VertexVault::dropTrailingInactive() {
+  while (!vIdxVtxAct.empty() && !vIdxVtxAct.back()->bActive) vIdxVtxAct.pop_back();
+}
+
+void VertexVault::sortRecords() {
+  // The unsorted tail is often already in key order (bulk insertion creates it so): then a
+  // linear merge replaces the full sort.
+  const std::vector<IdxVtx*>::iterator mid(vIdxVtxAct.begin() + numSorted);
+  if (!std::is_sorted(mid, vIdxVtxAct.end(), keyLess)) {
+    if (pDt->getNumCPU() >= kParallelSortMinThreads && vIdxVtxAct.size() >= kParallelSortMinRecords) {
+      sortFourWays();
+      return;
+    }
+    std::sort(mid, vIdxVtxAct.end(), keyLess);
+  }
+  std::inplace_merge(vIdxVtxAct.begin(), mid, vIdxVtxAct.end(), keyLess);
+}
+
+void VertexVault::sortFourWays() {
+  // Partition around the median key, then each half around its median: four key ranges of
+  // similar size, sorted concurrently.
+  const std::vector<IdxVtx*>::iterator b(vIdxVtxAct.begin()), e(vIdxVtxAct.end());
+  const std::vector<IdxVtx*>::iterator m(b + (e - b) / 2);
+  std::nth_element(b, m, e, keyLess);
+  const std::vector<IdxVtx*>::iterator q1(b + (m - b) / 2), q3(m + (e - m) / 2);
+  std::nth_element(b, q1, m, keyLess);
+  std::nth_element(m, q3, e, keyLess);
+  std::vector<std::thread> vThreads;
+  const std::vector<IdxVtx*>::iterator aBounds[5] = {b, q1, m, q3, e};
+  for (int i = 0; i < 4; ++i) {
+    vThreads.emplace_back([lo = aBounds[i], hi = aBounds[i + 1]] { std::sort(lo, hi, keyLess); });
+  }
+  for (std::thread& t : vThreads) t.join();
+}
+
+void VertexVault::updateSorting(bool bForce) {
+  if (!bForce) {
+    const bool bGrown(static_cast<double>(vIdxVtxAct.size()) > kResortGrowthFactor * static_cast<double>(numSorted));
+    const bool bManyDeactivated(numDeactivated > kResortDeactivatedShare * static_cast<double>(numSorted) &&
+                                numDeactivated > kResortDeactivatedMinimum);
+    if (!bGrown && !bManyDeactivated) return;
+  }
+  numDeactivated = 0;
+  sortRecords();
+  dropTrailingInactive();
+  numSorted = vIdxVtxAct.size();
+  // Inactive records inside the array are skipped by every search; count only the active ones.
+  numActive = static_cast<int>(std::count_if(vIdxVtxAct.begin(), vIdxVtxAct.end(), [](const IdxVtx* p) { return p->bActive; }));
+}
+
+void VertexVault::rekeyAll() {
+  const HC2& hc(pDt->getHC2());
+  for (IdxVtx* pRec : vIdxVtxAct) pRec->key = hc.getKey(*pRec->pVtx);
+  numSorted = 0;
+  updateSorting(true);
+}
+
+size_t VertexVault::createVertices(const Point2* aPoints, size_t numPoints, Point2** aHandles) {
+  std::vector<uint64_t> vPairs(numPoints);
+  const HC2& hc(pDt->getHC2());
+  auto computeKeys = [&](size_t begin, size_t end) {
+    for (size_t i = begin; i < end; ++i) {
+      // Non-finite points get the marker key UINT32_MAX (above every 30-bit key) and are skipped.
+      const uint64_t key(isFinitePoint(aPoints[i]) ? hc.getKey(aPoints[i]) : UINT32_MAX);
+      vPairs[i] = (key << 32) | i;
+    }
+  };
+  const size_t numCPU(static_cast<size_t>(std::max(1, pDt->getNumCPU())));
+  if (numCPU > 1 && numPoints >= kParallelKeysMinPoints && numPoints > kParallelKeysPointsPerThread * numCPU) {
+    const size_t chunk((numPoints + numCPU - 1) / numCPU);
+    std::vector<std::thread> vThreads;
+    for (size_t begin = 0; begin < numPoints; begin += chunk) {
+      vThreads.emplace_back(computeKeys, begin, std::min(numPoints, begin + chunk));
+    }
+    for (std::thread& t : vThreads) t.join();
+  } else {
+    computeKeys(0, numPoints);
+  }
+  radixSortByKey(vPairs);
+  size_t numSkipped(0);
+  vIdxVtxAct.reserve(vIdxVtxAct.size() + numPoints);
+  for (uint64_t pair : vPairs) {
+    const size_t inputIndex(pair & 0xFFFFFFFFu);
+    const uint32_t key(static_cast<uint32_t>(pair >> 32));
+    if (key == UINT32_MAX) {
+      aHandles[inputIndex] = nullptr;
+      ++numSkipped;
+      continue;
+    }
+    Point2* pVtx(pDt->createVertex(aPoints[inputIndex]));
+    add(key, pVtx);
+    aHandles[inputIndex] = pVtx;
+  }
+  return numSkipped;
+}
+
+void VertexVault::setFakeBox(const std::vector<Point2*>& vCorners) { vFakeBoxHandles = vCorners; }
+
+Point2* VertexVault::getFakeCorner(size_t i) const {
+  ZARN_ASSERT(vFakeBoxHandles.size()>i);
+  return vFakeBoxHandles[i];
+}
+
+void VertexVault::removeFakeBox() {
+  ZARN_ASSERT(vFakeBoxHandles.size()==4);
+  std::vector<Point2*> vCorners;
+  vCorners.swap(vFakeBoxHandles);
+  for (Point2* pCorner : vCorners) pDt->removeVertex(pCorner);
+}
+
+}  // namespace KORA_ZARN2D
