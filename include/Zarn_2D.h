@@ -4,9 +4,11 @@
 
 #include "Bbox2.h"
 #include "Circle2.h"
+#include "Color.h"
 #include "Edge2.h"
 #include "Func_compareSegment.h"
 #include "KoraTest.h"
+#include "Label.h"
 #include "MsgBase.h"
 #include "Point2.h"
 #include "Segment2.h"
@@ -14,5 +16,6 @@
 #include "TriangleAroundVertexIterator.h"
 #include "Vector2.h"
 #include "VertexPair2.h"
+#include "Visualizer2.h"
 #include "ZarnException.h"
 #include "freeFunctions.h"
