@@ -1,0 +1,319 @@
+// Test data generators: reproducibility, output semantics, and the geometric promises of the shapes
+// (simple polygons, bounded segments, connected sine chains).
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "Point2.h"
+#include "Segment2.h"
+#include "ZarnException.h"
+#include "freeFunctions.h"
+
+namespace KORA_ZARN2D {
+namespace {
+
+std::string captureOutput(const std::function<void()>& action) {
+  testing::internal::CaptureStdout();
+  action();
+  return testing::internal::GetCapturedStdout();
+}
+
+void expectAssertion(const std::function<void()>& action, const std::string& conditionText) {
+  const std::string output(captureOutput([&action] { EXPECT_THROW(action(), ZarnException); }));
+  EXPECT_NE(output.find("      [Zarn2D-Message] Zarn, , ERROR: Condition [ " + conditionText + " failed ]\n"),
+            std::string::npos)
+      << output;
+}
+
+// ----- Exact segment geometry for the checks -------------------------------------------------
+
+Orientation2 orientation(const Point2& a, const Point2& b, const Point2& c) { return getOrientation2(&a, &b, &c); }
+
+// p is known to be collinear with a and b: is it on the closed segment?
+bool isWithin(const Point2& a, const Point2& b, const Point2& p) {
+  return std::min(a.x(), b.x()) <= p.x() && p.x() <= std::max(a.x(), b.x()) && std::min(a.y(), b.y()) <= p.y() &&
+         p.y() <= std::max(a.y(), b.y());
+}
+
+bool isOnSegment(const Point2& a, const Point2& b, const Point2& p) {
+  return orientation(a, b, p) == ORIENTATION2_COLLINEAR && isWithin(a, b, p);
+}
+
+// Closed segments ab and cd share at least one point.
+bool doIntersect(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
+  const Orientation2 o1(orientation(a, b, c)), o2(orientation(a, b, d));
+  const Orientation2 o3(orientation(c, d, a)), o4(orientation(c, d, b));
+  const bool bProper(o1 != ORIENTATION2_COLLINEAR && o2 != ORIENTATION2_COLLINEAR && o1 != o2 &&
+                     o3 != ORIENTATION2_COLLINEAR && o4 != ORIENTATION2_COLLINEAR && o3 != o4);
+  return bProper || isOnSegment(a, b, c) || isOnSegment(a, b, d) || isOnSegment(c, d, a) || isOnSegment(c, d, b);
+}
+
+TEST(SegmentCheckHelper, RecognisesCrossingTouchingAndDisjointSegments) {
+  const Point2 a(0, 0), b(2, 2), c(0, 2), d(2, 0), e(1, 1), f(3, 3), g(0, 1);
+  EXPECT_TRUE(doIntersect(a, b, c, d));
+  EXPECT_TRUE(doIntersect(a, b, e, c));   // touching at an interior point
+  EXPECT_TRUE(doIntersect(a, e, b, e));   // sharing an end
+  EXPECT_TRUE(doIntersect(a, b, e, f));   // collinear overlap
+  EXPECT_FALSE(doIntersect(a, e, b, f));  // collinear, disjoint
+  EXPECT_FALSE(doIntersect(g, c, e, d));
+}
+
+// Every pair of non-adjacent edges is disjoint; adjacent edges share only their common vertex.
+void expectSimpleRing(const std::vector<Segment2>& vRing) {
+  const std::size_t n(vRing.size());
+  for (std::size_t i = 0; i < n; ++i) {
+    const Segment2& edge(vRing[i]);
+    const Segment2& next(vRing[(i + 1) % n]);
+    ASSERT_FALSE(isOnSegment(edge.getSrc(), edge.getTrg(), next.getTrg())) << "edge " << i;
+    ASSERT_FALSE(isOnSegment(next.getSrc(), next.getTrg(), edge.getSrc())) << "edge " << i;
+    for (std::size_t j = i + 2; j < n; ++j) {
+      if (i == 0 && j == n - 1) continue;  // the closing edge is adjacent to the first
+      ASSERT_FALSE(doIntersect(edge.getSrc(), edge.getTrg(), vRing[j].getSrc(), vRing[j].getTrg()))
+          << "edges " << i << " and " << j;
+    }
+  }
+}
+
+bool isInBox(const Point2& p, double min, double max) {
+  return min <= p.x() && p.x() <= max && min <= p.y() && p.y() <= max;
+}
+
+// ----- Numbers and points --------------------------------------------------------------------
+
+TEST(RandomNumbers, ClassicFifteenBitSequence) {
+  std::vector<double> vNumbers;
+  generateRandomNumbers(5, 0.0, 1.0, vNumbers, 1);
+  // The first values of the classic rand() recurrence seeded with 1.
+  const std::vector<double> vExpected{16838 / 32768.0, 5758 / 32768.0, 10113 / 32768.0, 17515 / 32768.0,
+                                      31051 / 32768.0};
+  EXPECT_EQ(vNumbers, vExpected);
+}
+
+TEST(RandomNumbers, ValuesLieOnTheGridOfTheRange) {
+  std::vector<double> vNumbers;
+  generateRandomNumbers(20000, -3.0, 5.0, vNumbers, 42);
+  const double step(8.0 / 32768);
+  for (double value : vNumbers) {
+    const double index((value + 3.0) / step);
+    ASSERT_EQ(index, std::floor(index)) << value;
+    ASSERT_GE(index, 0.0);
+    ASSERT_LE(index, 32767.0);
+  }
+  EXPECT_LT(*std::min_element(vNumbers.begin(), vNumbers.end()), -3.0 + 0.01);
+  EXPECT_GT(*std::max_element(vNumbers.begin(), vNumbers.end()), 5.0 - 0.01);
+}
+
+TEST(RandomNumbers, SeedsAreReproducibleAndZeroSeedsDiffer) {
+  std::vector<double> vFirst, vSecond, vOther;
+  generateRandomNumbers(50, 0, 1, vFirst, 7);
+  generateRandomNumbers(50, 0, 1, vOther, 8);
+  generateRandomNumbers(50, 0, 1, vSecond, 7);
+  EXPECT_EQ(vFirst, vSecond);
+  EXPECT_NE(vFirst, vOther);
+
+  std::vector<double> vClock0, vClock1;
+  generateRandomNumbers(50, 0, 1, vClock0, 0);
+  generateRandomNumbers(50, 0, 1, vClock1, 0);
+  EXPECT_NE(vClock0, vClock1);
+}
+
+TEST(RandomNumbers, OutputIsResizedNotAppended) {
+  std::vector<double> vNumbers(10, -1.0);
+  generateRandomNumbers(3, 0, 1, vNumbers, 5);
+  ASSERT_EQ(vNumbers.size(), 3u);
+  for (double value : vNumbers) EXPECT_GE(value, 0.0);
+}
+
+TEST(RandomPoints, FirstHalfGivesXSecondHalfGivesY) {
+  std::vector<double> vNumbers;
+  generateRandomNumbers(2 * 6, 10, 20, vNumbers, 11);
+  Point2 stale(0, 0);
+  stale.setCustomIndex(4);
+  std::vector<Point2> vPoints(9, stale);
+  generateRandomPoints(6, 10, 20, vPoints, 11);
+  ASSERT_EQ(vPoints.size(), 6u);
+  for (std::size_t i = 0; i < 6; ++i) {
+    EXPECT_EQ(vPoints[i].x(), vNumbers[i]);
+    EXPECT_EQ(vPoints[i].y(), vNumbers[6 + i]);
+    EXPECT_EQ(vPoints[i].getCustomIndex(), -1);
+  }
+}
+
+TEST(RandomNumbers, EmptyRangeFailsTheAssertion) {
+  std::vector<double> vNumbers;
+  std::vector<Point2> vPoints;
+  std::vector<Segment2> vSegments;
+  expectAssertion([&] { generateRandomNumbers(3, 1.0, 1.0, vNumbers, 1); }, "min<max");
+  expectAssertion([&] { generateRandomNumbers(3, 2.0, 1.0, vNumbers, 1); }, "min<max");
+  expectAssertion([&] { generateRandomPoints(3, 1.0, 1.0, vPoints, 1); }, "min<max");
+  expectAssertion([&] { generateRandomPolygon(5, 1.0, std::nan(""), vSegments, 1); }, "min<max");
+  expectAssertion([&] { generateRandomSegments(5, 1.0, 0.0, 0.1, vSegments, 1); }, "min<max");
+}
+
+// ----- Circle --------------------------------------------------------------------------------
+
+TEST(Circle, FourPointsAtTheTruncatedQuarterAngles) {
+  std::vector<Point2> vPoints{Point2(100, 100)};
+  generateCircle(4, 1.0, -2.0, 3.0, 0.5, vPoints);
+  ASSERT_EQ(vPoints.size(), 5u);
+  EXPECT_EQ(vPoints[0], Point2(100, 100));
+  const double angles[] = {0.0, 1.570795, 3.14159, 4.712385};
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_NEAR(vPoints[1 + i].x(), std::cos(angles[i]) * 3.0 + 1.0, 1e-14);
+    EXPECT_NEAR(vPoints[1 + i].y(), std::sin(angles[i]) * 0.5 - 2.0, 1e-14);
+  }
+  EXPECT_GT(vPoints[3].y(), -2.0);  // 3.14159 stops short of pi
+}
+
+TEST(Circle, ZeroPointsWarns) {
+  std::vector<Point2> vPoints;
+  EXPECT_EQ(captureOutput([&] { generateCircle(0, 0, 0, 1, 1, vPoints); }),
+            "\n      [Zarn2D-Message] generateCircle(), WARNING: numPoints=0\n\n");
+  EXPECT_TRUE(vPoints.empty());
+}
+
+// ----- Polygons ------------------------------------------------------------------------------
+
+struct PolygonCase {
+  unsigned int numSegments;
+  double min;
+  double max;
+  unsigned int seed;
+};
+
+std::ostream& operator<<(std::ostream& stream, const PolygonCase& param) {
+  return stream << param.numSegments << " segments in [" << param.min << ", " << param.max << "], seed " << param.seed;
+}
+
+class RandomPolygon : public testing::TestWithParam<PolygonCase> {};
+
+TEST_P(RandomPolygon, IsASimpleCounterclockwiseRingInsideTheBox) {
+  const PolygonCase& param(GetParam());
+  std::vector<Segment2> vRing(3, Segment2(Point2(0, 0), Point2(1, 1)));
+  generateRandomPolygon(param.numSegments, param.min, param.max, vRing, param.seed);
+  ASSERT_EQ(vRing.size(), param.numSegments);
+
+  std::vector<Point2> vVertices;
+  for (std::size_t i = 0; i < vRing.size(); ++i) {
+    ASSERT_EQ(vRing[i].getTrg(), vRing[(i + 1) % vRing.size()].getSrc()) << "ring broken after edge " << i;
+    ASSERT_TRUE(isInBox(vRing[i].getSrc(), param.min, param.max)) << vRing[i].getSrc();
+    vVertices.push_back(vRing[i].getSrc());
+  }
+  std::sort(vVertices.begin(), vVertices.end());
+  EXPECT_EQ(std::adjacent_find(vVertices.begin(), vVertices.end()), vVertices.end()) << "repeated vertex";
+
+  expectSimpleRing(vRing);
+
+  // At the lexicographically lowest vertex the ring turns left exactly when it runs counterclockwise.
+  const std::size_t lowest(std::min_element(vRing.begin(), vRing.end(),
+                                            [](const Segment2& a, const Segment2& b) { return a.getSrc() < b.getSrc(); }) -
+                           vRing.begin());
+  const Segment2& incoming(vRing[(lowest + vRing.size() - 1) % vRing.size()]);
+  EXPECT_EQ(orientation(incoming.getSrc(), vRing[lowest].getSrc(), vRing[lowest].getTrg()), ORIENTATION2_CCW);
+}
+
+INSTANTIATE_TEST_SUITE_P(Shapes, RandomPolygon,
+                         testing::Values(PolygonCase{3, 0, 1, 1}, PolygonCase{4, -1, 1, 2},
+                                         PolygonCase{17, 1e6, 1e6 + 1, 3}, PolygonCase{100, -1e-3, 1e-3, 4},
+                                         PolygonCase{1500, 0, 100, 5}, PolygonCase{60, -5, 5, 0}));
+
+TEST(RandomPolygonArguments, AssertionTexts) {
+  std::vector<Segment2> vRing;
+  expectAssertion([&] { generateRandomPolygon(2, 0, 1, vRing, 1); }, "numSegments>2");
+  expectAssertion([&] { generateRandomPolygon(5, 0, 5e-324, vRing, 1); }, "range>0");
+}
+
+TEST(RandomPolygonArguments, SameSeedSamePolygon) {
+  std::vector<Segment2> vFirst, vSecond, vOther;
+  generateRandomPolygon(30, 0, 1, vFirst, 9);
+  generateRandomPolygon(30, 0, 1, vSecond, 9);
+  generateRandomPolygon(30, 0, 1, vOther, 10);
+  EXPECT_EQ(vFirst, vSecond);
+  EXPECT_NE(vFirst, vOther);
+}
+
+// ----- Random segments -----------------------------------------------------------------------
+
+TEST(RandomSegments, InsideTheBoxAndNoLongerThanMaxLength) {
+  for (const double maxLength : {0.01, 0.5, 30.0}) {  // the last exceeds the box
+    std::vector<Segment2> vSegments(2, Segment2(Point2(-9, -9), Point2(9, 9)));
+    generateRandomSegments(3000, 2.0, 12.0, maxLength, vSegments, 13);
+    ASSERT_EQ(vSegments.size(), 3000u);
+    for (const Segment2& segment : vSegments) {
+      ASSERT_TRUE(isInBox(segment.getSrc(), 2.0, 12.0)) << segment;
+      ASSERT_TRUE(isInBox(segment.getTrg(), 2.0, 12.0)) << segment;
+      ASSERT_LE(segment.getSqLen2D(), maxLength * maxLength) << segment;
+      ASSERT_GT(segment.getSqLen2D(), 0.0) << segment;
+    }
+  }
+}
+
+TEST(RandomSegments, ReproducibleAndChecked) {
+  std::vector<Segment2> vFirst, vSecond;
+  generateRandomSegments(40, 0, 1, 0.2, vFirst, 21);
+  generateRandomSegments(40, 0, 1, 0.2, vSecond, 21);
+  EXPECT_EQ(vFirst, vSecond);
+  expectAssertion([&] { generateRandomSegments(4, 0, 1, 0.0, vFirst, 1); }, "maxLength>0");
+  expectAssertion([&] { generateRandomSegments(0, 0, 1, 0.2, vFirst, 1); }, "siz>=2");
+}
+
+// ----- Sine chains ---------------------------------------------------------------------------
+
+TEST(SineSegments, ConnectedChainOverTheRequestedPeriods) {
+  std::vector<Segment2> vChain{Segment2(Point2(-1, -1), Point2(-2, -2))};
+  generateSineSegments(8, 2, 10.0, 0.0, 0.5, 3.0, false, vChain);
+  ASSERT_EQ(vChain.size(), 9u);  // appended
+  for (std::size_t i = 1; i + 1 < vChain.size(); ++i) ASSERT_EQ(vChain[i].getTrg(), vChain[i + 1].getSrc());
+  const double pi(std::acos(-1.0));
+  for (std::size_t k = 0; k < 8; ++k) {
+    const Point2& sample(vChain[1 + k].getSrc());
+    EXPECT_DOUBLE_EQ(sample.x(), k * pi / 2 * 0.5 + 10.0);
+    if (k % 2 == 0) {
+      EXPECT_EQ(sample.y(), 0.0) << "zero crossing " << k << " not snapped";
+    } else {
+      EXPECT_DOUBLE_EQ(sample.y(), k % 4 == 1 ? 3.0 : -3.0);
+    }
+  }
+  EXPECT_DOUBLE_EQ(vChain.back().getTrg().x(), 2 * pi + 10.0);
+  EXPECT_EQ(vChain.back().getTrg().y(), 0.0);
+}
+
+TEST(SineSegments, SnappingComesAfterTheShift) {
+  std::vector<Segment2> vChain;
+  generateSineSegments(4, 1, 0.0, 1e-14, 1.0, 1.0, false, vChain);
+  EXPECT_EQ(vChain[0].getSrc().y(), 0.0);
+  EXPECT_EQ(vChain[0].getTrg().y(), 1.0 + 1e-14);
+}
+
+TEST(SineSegments, ZeroYScaleRectifiesTheCurve) {
+  std::vector<Segment2> vChain;
+  generateSineSegments(4, 1, 0.0, 2.0, 1.0, 0.0, false, vChain);
+  EXPECT_EQ(vChain[0].getTrg().y(), 3.0);
+  EXPECT_EQ(vChain[2].getTrg().y(), 3.0);  // |sin(3 pi / 2)| + 2
+  EXPECT_DOUBLE_EQ(vChain[1].getTrg().y(), 2.0);
+}
+
+TEST(SineSegments, SwapXYMirrorsAtTheDiagonal) {
+  std::vector<Segment2> vPlain, vSwapped;
+  generateSineSegments(37, 3, 1.0, -2.0, 0.25, 4.0, false, vPlain);
+  generateSineSegments(37, 3, 1.0, -2.0, 0.25, 4.0, true, vSwapped);
+  ASSERT_EQ(vPlain.size(), vSwapped.size());
+  for (std::size_t i = 0; i < vPlain.size(); ++i) {
+    EXPECT_EQ(vSwapped[i].getSrc(), Point2(vPlain[i].getSrc().y(), vPlain[i].getSrc().x()));
+    EXPECT_EQ(vSwapped[i].getTrg(), Point2(vPlain[i].getTrg().y(), vPlain[i].getTrg().x()));
+  }
+}
+
+TEST(SineSegments, NeedsAtLeastOneSegment) {
+  std::vector<Segment2> vChain;
+  expectAssertion([&] { generateSineSegments(0, 1, 0, 0, 1, 1, false, vChain); }, "numSegments>0");
+  expectAssertion([&] { generateSineSegments(-3, 1, 0, 0, 1, 1, false, vChain); }, "numSegments>0");
+}
+
+}  // namespace
+}  // namespace KORA_ZARN2D
