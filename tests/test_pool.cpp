@@ -116,6 +116,24 @@ TEST(SimplePoolEnumeration, VisitsExactlyTheHandedOutElementsInOrder) {
   }
 }
 
+TEST(SimplePoolEnumeration, ContainsOnlyHandedOutElements) {
+  SimplePool<Record> pool;
+  pool.init(2, 16);
+  Record* pFirst(pool.alloc());
+  Record* pSecond(pool.alloc());
+  Record* pThird(pool.alloc());  // first element of a block of one
+  Record* pFourth(pool.alloc());  // first element of a block of two
+  Record foreign;
+  EXPECT_TRUE(pool.contains(pFirst));
+  EXPECT_TRUE(pool.contains(pSecond));
+  EXPECT_TRUE(pool.contains(pThird));
+  EXPECT_TRUE(pool.contains(pFourth));
+  EXPECT_FALSE(pool.contains(pFourth + 1));  // storage of the current block not handed out yet
+  EXPECT_FALSE(pool.contains(pSecond + 1));  // one past the end of the first block
+  EXPECT_FALSE(pool.contains(&foreign));
+  EXPECT_FALSE(pool.contains(nullptr));
+}
+
 TEST(SimplePoolEnumeration, SecondInitIsReportedAndKeepsThePartlyUsedBlock) {
   SimplePool<Record> pool;
   pool.init(4, 16);

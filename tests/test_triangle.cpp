@@ -1,0 +1,467 @@
+// Triangle2 measures and circumcentres, Edge2, and the walk around the star of a vertex on small
+// hand-built meshes.
+#include <gtest/gtest.h>
+#include <gmpxx.h>
+
+#include <cfloat>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <map>
+#include <memory>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Edge2.h"
+#include "Triangle2.h"
+#include "TriangleAroundVertexIterator.h"
+#include "ZarnException.h"
+#include "freeFunctions.h"
+
+using namespace KORA_ZARN2D;
+
+namespace {
+
+// Owns points and triangles; links neighbours through shared edges like a triangulation does.
+class Mesh {
+ public:
+  explicit Mesh(const std::vector<Point2>& vCoords) {
+    for (const Point2& c : vCoords) vPoints.emplace_back(new Point2(c.x(), c.y()));
+  }
+  // Corners a, b, c counterclockwise; each corner's incident triangle becomes this one.
+  Triangle2* addTriangle(int a, int b, int c) {
+    vTriangles.emplace_back(new Triangle2());
+    Triangle2* pT(vTriangles.back().get());
+    pT->setPropertiesAndOppT(vertex(a), vertex(b), vertex(c), nullptr, nullptr, nullptr);
+    for (int i = 0; i < 3; ++i) linkAcrossEdge(pT, i);
+    return pT;
+  }
+  Point2* vertex(int i) const { return vPoints[i].get(); }
+
+ private:
+  void linkAcrossEdge(Triangle2* pT, int i) {
+    const Point2* pSrc(pT->getCorner(incIndexBy1(i)));
+    const Point2* pTrg(pT->getCorner(incIndexBy2(i)));
+    const auto it(mDirectedEdges.find(std::make_pair(pTrg, pSrc)));
+    if (it != mDirectedEdges.end()) {
+      pT->setOppTriangle(i, it->second.first);
+      it->second.first->setOppTriangle(it->second.second, pT);
+    }
+    mDirectedEdges[std::make_pair(pSrc, pTrg)] = std::make_pair(pT, i);
+  }
+
+  std::vector<std::unique_ptr<Point2>> vPoints;
+  std::vector<std::unique_ptr<Triangle2>> vTriangles;
+  std::map<std::pair<const Point2*, const Point2*>, std::pair<Triangle2*, int>> mDirectedEdges;
+};
+
+// A fan of numTriangles triangles around vertex 0 at the origin; ring vertices 1..numRing on the
+// unit circle, counterclockwise. The centre's corner index differs between the triangles.
+// numTriangles == numRing closes the fan (inner vertex), fewer leave a gap (hull vertex).
+struct Fan {
+  Fan(int numRing, int numTriangles) : mesh(ringCoordinates(numRing)) {
+    for (int i = 0; i < numTriangles; ++i) {
+      const int a(1 + i), b(1 + (i + 1) % numRing);
+      switch (i % 3) {
+        case 0: vT.push_back(mesh.addTriangle(0, a, b)); break;
+        case 1: vT.push_back(mesh.addTriangle(a, b, 0)); break;
+        default: vT.push_back(mesh.addTriangle(b, 0, a)); break;
+      }
+    }
+  }
+  static std::vector<Point2> ringCoordinates(int numRing) {
+    std::vector<Point2> vCoords{Point2(0.0, 0.0)};
+    for (int i = 0; i < numRing; ++i) {
+      const double angle(2.0 * M_PI * i / numRing);
+      vCoords.emplace_back(std::cos(angle), std::sin(angle));
+    }
+    return vCoords;
+  }
+  Mesh mesh;
+  std::vector<Triangle2*> vT;  // counterclockwise around the centre
+};
+
+std::string capture(const std::function<void()>& action) {
+  testing::internal::CaptureStdout();
+  action();
+  return testing::internal::GetCapturedStdout();
+}
+
+// Exposes the two circumcentre constructions separately.
+class CircumcentreProbe : public Triangle2 {
+ public:
+  CircumcentreProbe(Point2* p0, Point2* p1, Point2* p2) { setProperties(p0, p1, p2); }
+  bool strategy1(Point2& cc) const {
+    double offsetX(0.0), offsetY(0.0);
+    getCommonOffset(offsetX, offsetY);
+    return getCC_strategy1(offsetX, offsetY, cc);
+  }
+  Point2 strategy2() const {
+    double offsetX(0.0), offsetY(0.0);
+    getCommonOffset(offsetX, offsetY);
+    Point2 cc;
+    getCC_strategy2(getMaxIndex(), offsetX, offsetY, cc);
+    return cc;
+  }
+  std::pair<double, double> offset() const {
+    double offsetX(0.0), offsetY(0.0);
+    getCommonOffset(offsetX, offsetY);
+    return std::make_pair(offsetX, offsetY);
+  }
+};
+
+// The exact circumcentre of three doubles, as rationals.
+std::pair<mpq_class, mpq_class> exactCircumcentre(const Point2& p0, const Point2& p1, const Point2& p2) {
+  const mpq_class ax(mpq_class(p1.x()) - p0.x()), ay(mpq_class(p1.y()) - p0.y());
+  const mpq_class bx(mpq_class(p2.x()) - p0.x()), by(mpq_class(p2.y()) - p0.y());
+  const mpq_class sqA(ax * ax + ay * ay), sqB(bx * bx + by * by);
+  const mpq_class d(2 * (ax * by - ay * bx));
+  return std::make_pair(mpq_class(p0.x() + (by * sqA - ay * sqB) / d), mpq_class(p0.y() + (ax * sqB - bx * sqA) / d));
+}
+
+double distanceToExact(const Point2& cc, const std::pair<mpq_class, mpq_class>& exact) {
+  const double dx(mpq_class(exact.first - cc.x()).get_d()), dy(mpq_class(exact.second - cc.y()).get_d());
+  return std::sqrt(dx * dx + dy * dy);
+}
+
+// Triangle far from the origin whose angles all exceed about 20 degrees.
+bool isWellShaped(const Triangle2& t) {
+  for (int i = 0; i < 3; ++i) {
+    if (t.getInteriorAngle2D(i) < 0.35) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+// ----- Measures -----------------------------------------------------------------------------------
+
+class RightTriangle : public testing::Test {
+ protected:
+  RightTriangle() : p0(0.0, 0.0), p1(1.0, 0.0), p2(0.0, 1.0) { t.setProperties(&p0, &p1, &p2); }
+  Point2 p0, p1, p2;
+  Triangle2 t;
+};
+
+TEST_F(RightTriangle, EdgesLengthsAndExtremeIndices) {
+  EXPECT_EQ(Edge2(&t, 0).getSrc(), &p1);
+  EXPECT_EQ(Edge2(&t, 0).getTrg(), &p2);
+  EXPECT_EQ(t.getSquaredEdgeLength(0), 2.0);
+  EXPECT_EQ(t.getSquaredEdgeLength(1), 1.0);
+  EXPECT_EQ(t.getSquaredEdgeLength2D(2), 1.0);
+  EXPECT_EQ(t.getMaxSqEdgeLen2D(), 2.0);
+  EXPECT_EQ(t.getMaxIndex(), 0);
+  EXPECT_EQ(t.getMinIndex(), 1);  // edges 1 and 2 tie: the lower index wins
+  EXPECT_DOUBLE_EQ(Edge2(&t, 0).getLength2D(), std::sqrt(2.0));
+}
+
+TEST_F(RightTriangle, AnglesAreaBarycenterAndCircumcentre) {
+  EXPECT_DOUBLE_EQ(t.getInteriorAngle2D(0), M_PI / 2.0);
+  EXPECT_DOUBLE_EQ(t.getInteriorAngle2D(1), M_PI / 4.0);
+  EXPECT_DOUBLE_EQ(t.getInteriorAngle2D(2), M_PI / 4.0);
+  EXPECT_DOUBLE_EQ(t.getArea2D(), 0.5);
+  const Point2 bary(t.getBarycenter());
+  EXPECT_DOUBLE_EQ(bary.x(), 1.0 / 3.0);
+  EXPECT_DOUBLE_EQ(bary.y(), 1.0 / 3.0);
+  const std::pair<Point2, bool> dual(t.getDual());
+  EXPECT_EQ(dual.first, Point2(0.5, 0.5));
+  EXPECT_TRUE(dual.second);
+}
+
+TEST_F(RightTriangle, VertexQueriesByPointerAndByCoordinates) {
+  const Point2 copyOfP1(1.0, 0.0), elsewhere(1.0, 1.0);
+  EXPECT_TRUE(t.hasVertex(&p1));
+  EXPECT_FALSE(t.hasVertex(&copyOfP1));
+  EXPECT_TRUE(t.hasVertex(copyOfP1));
+  EXPECT_FALSE(t.hasVertex(elsewhere));
+  EXPECT_EQ(t.getIntraTriangleIndex(&p0), 0);
+  EXPECT_EQ(t.getIntraTriangleIndex(&p2), 2);
+}
+
+TEST_F(RightTriangle, EdgeIndexOfTwoCornersInEitherOrder) {
+  EXPECT_EQ(t.getIntraTriangleIndex(&p1, &p2), 0);
+  EXPECT_EQ(t.getIntraTriangleIndex(&p2, &p1), 0);
+  EXPECT_EQ(t.getIntraTriangleIndex(&p0, &p2), 1);
+  EXPECT_EQ(t.getIntraTriangleIndex(&p1, &p0), 2);
+}
+
+TEST_F(RightTriangle, EdgeIndexOfANonCornerPrintsTheBugLines) {
+  const Point2 stranger(5.0, 5.0);
+  int index(0);
+  const std::string output(capture([&] { index = t.getIntraTriangleIndex(&p0, &stranger); }));
+  EXPECT_EQ(index, -1);
+  EXPECT_EQ(output,
+            "BUG: Triangle2::getIntraTriangleIndex failed for\n"
+            "Point2 (0, 0)\n"
+            "Point2 (5, 5)\n"
+            "Triangle2: Point2 (0, 0) Point2 (1, 0) Point2 (0, 1)\n");
+}
+
+TEST_F(RightTriangle, HasOnEdgeIncludesTheEndPointsAndNothingOneUlpBeyond) {
+  // Edge 2 runs from (0, 0) to (1, 0).
+  EXPECT_TRUE(t.hasOnEdge(2, Point2(0.0, 0.0)));
+  EXPECT_TRUE(t.hasOnEdge(2, Point2(1.0, 0.0)));
+  EXPECT_TRUE(t.hasOnEdge(2, Point2(0.3, 0.0)));
+  EXPECT_FALSE(t.hasOnEdge(2, Point2(std::nextafter(1.0, 2.0), 0.0)));
+  EXPECT_FALSE(t.hasOnEdge(2, Point2(-std::numeric_limits<double>::denorm_min(), 0.0)));
+  EXPECT_FALSE(t.hasOnEdge(2, Point2(0.5, std::numeric_limits<double>::denorm_min())));
+  EXPECT_FALSE(t.hasOnEdge(2, Point2(0.5, -std::numeric_limits<double>::denorm_min())));
+  // Edge 0 runs from (1, 0) to (0, 1); x + y == 1 holds exactly for these neighbours of the ends.
+  const double beyond(std::ldexp(1.0, -52));
+  EXPECT_TRUE(t.hasOnEdge(0, Point2(0.25, 0.75)));
+  EXPECT_FALSE(t.hasOnEdge(0, Point2(1.0 + beyond, -beyond)));
+  EXPECT_FALSE(t.hasOnEdge(0, Point2(-beyond, 1.0 + beyond)));
+  EXPECT_FALSE(t.hasOnEdge(0, Point2(0.5, std::nextafter(0.5, 1.0))));
+  EXPECT_FALSE(t.hasOnEdge(1, Point2(1.0, 0.0)));  // the opposite corner of edge 1
+}
+
+TEST(Triangle2Measures, TiesOfTheLongestEdgeGoToTheLowerIndex) {
+  Point2 a(0.0, 0.0), b(2.0, 0.0), apex(1.0, 5.0);
+  Triangle2 t;
+  t.setProperties(&a, &b, &apex);  // edges 0 and 1 are the long ones
+  EXPECT_EQ(t.getMaxIndex(), 0);
+  EXPECT_EQ(t.getMinIndex(), 2);
+  t.setProperties(&apex, &a, &b);  // now edges 1 and 2
+  EXPECT_EQ(t.getMaxIndex(), 1);
+  EXPECT_EQ(t.getMinIndex(), 0);
+}
+
+TEST(Triangle2Measures, AnglesOfDegenerateCornersStayInRange) {
+  std::mt19937_64 rng(7);
+  std::uniform_real_distribution<double> coord(-1e3, 1e3), factor(0.1, 10.0);
+  for (int i = 0; i < 2000; ++i) {
+    const double dx(coord(rng)), dy(coord(rng)), f(factor(rng));
+    Point2 corner(0.0, 0.0), next(dx, dy), prev(dx * f, dy * f);
+    Triangle2 t;
+    t.setProperties(&corner, &next, &prev);
+    const double angle(t.getInteriorAngle2D(0));
+    ASSERT_FALSE(std::isnan(angle)) << dx << " " << dy << " " << f;
+    ASSERT_LT(angle, 1e-7);
+  }
+}
+
+TEST(Triangle2Measures, AreaOfCollinearCornersIsZero) {
+  Point2 a(0.0, 0.0), b(1.0, 0.0), c(3.0, 0.0);
+  Triangle2 t;
+  t.setProperties(&a, &b, &c);
+  EXPECT_EQ(t.getArea2D(), 0.0);
+}
+
+TEST(Triangle2Measures, AreaOfCorruptCoordinatesReportsAndThrows) {
+  Point2 a(std::numeric_limits<double>::quiet_NaN(), 0.0), b(1.0, 0.0), c(0.0, 1.0);
+  Triangle2 t;
+  t.setProperties(&a, &b, &c);
+  bool bThrown(false);
+  const std::string output(capture([&] {
+    try {
+      t.getArea2D();
+    } catch (const ZarnException&) {
+      bThrown = true;
+    }
+  }));
+  EXPECT_TRUE(bThrown);
+  const std::string expectedStart(
+      "\n      [Zarn2D-Message] Triangle2::computeArea(), WARNING: invalid value, no area for this triangle\n\n"
+      "ownHalfCircf=nan\n"
+      "Corners are: Point2 (nan, 0), Point2 (1, 0), Point2 (0, 1)\n"
+      "len0=1.41421\n"
+      "len1=nan\n"
+      "len2=nan\n"
+      "\n      [Zarn2D-Message] Zarn, , ERROR: Condition [ false failed ]\n\n"
+      "Zarn, Condition [ false failed ]\n");
+  EXPECT_EQ(output.substr(0, expectedStart.size()), expectedStart);
+}
+
+// ----- Circumcentres ------------------------------------------------------------------------------
+
+TEST(Triangle2Dual, CollinearCornersHaveNoAccurateCentre) {
+  Point2 a(0.0, 0.0), b(1.0, 0.0), c(2.0, 0.0);
+  CircumcentreProbe t(&a, &b, &c);
+  Point2 cc;
+  EXPECT_FALSE(t.strategy1(cc));
+  const std::pair<Point2, bool> dual(t.getDual());
+  EXPECT_FALSE(dual.second);
+  EXPECT_TRUE(std::isfinite(dual.first.x()) && std::isfinite(dual.first.y()));
+}
+
+TEST(Triangle2Dual, CommonOffsetIsTheMeanOfTheExtremeMagnitudesInSinglePrecision) {
+  Point2 a(-3.0, 1e7 + 0.25), b(10.0, 1e7 + 1.0), c(0.5, 1e7 + 2.0);
+  const CircumcentreProbe t(&a, &b, &c);
+  EXPECT_EQ(t.offset().first, 5.25);  // smallest magnitude 0.5, largest 10
+  EXPECT_EQ(t.offset().second, static_cast<double>(static_cast<float>(1e7 + 1.125)));  // rounded
+  EXPECT_EQ(t.offset().second, 1e7 + 1.0);
+}
+
+TEST(Triangle2Dual, WellShapedTrianglesFarFromTheOriginGetAccurateCentres) {
+  std::mt19937_64 rng(11);
+  std::uniform_real_distribution<double> local(0.0, 10.0);
+  int numTested(0);
+  for (const double shift : {1e7, -1e7, 3.3e7}) {
+    for (int i = 0; i < 3000; ++i) {
+      Point2 a(shift + local(rng), shift + local(rng)), b(shift + local(rng), shift + local(rng)),
+          c(shift + local(rng), shift + local(rng));
+      if (getOrientation2(&a, &b, &c) != ORIENTATION2_CCW) std::swap(a, b);
+      CircumcentreProbe t(&a, &b, &c);
+      if (!isWellShaped(t)) continue;
+      ++numTested;
+      const std::pair<mpq_class, mpq_class> exact(exactCircumcentre(a, b, c));
+      const std::pair<Point2, bool> dual(t.getDual());
+      ASSERT_TRUE(dual.second) << t;
+      ASSERT_LT(distanceToExact(dual.first, exact), 1e-7) << t;
+      Point2 cc1;
+      ASSERT_TRUE(t.strategy1(cc1));
+      ASSERT_LT(distanceToExact(cc1, exact), 1e-7) << t;
+    }
+  }
+  EXPECT_GT(numTested, 1000);
+}
+
+// The fallback construction must stay accurate where the first one degrades: needles and
+// slivers whose centre lies far away.
+TEST(Triangle2Dual, SecondConstructionIsAccurateRelativeToTheRadiusForThinTriangles) {
+  std::mt19937_64 rng(13);
+  std::uniform_real_distribution<double> local(0.0, 10.0), thin(-1e-3, 1e-3);
+  for (int i = 0; i < 3000; ++i) {
+    const double shift(i % 2 == 0 ? 1e7 : -2.5e6);
+    Point2 a(shift + local(rng), shift + local(rng)), b(shift + local(rng), shift + local(rng));
+    const double along(local(rng) / 10.0);
+    Point2 c(a.x() + along * (b.x() - a.x()) + thin(rng), a.y() + along * (b.y() - a.y()) + thin(rng));
+    const Orientation2 ori(getOrientation2(&a, &b, &c));
+    if (ori == ORIENTATION2_COLLINEAR) continue;
+    if (ori == ORIENTATION2_CW) std::swap(a, b);
+    CircumcentreProbe t(&a, &b, &c);
+    const std::pair<mpq_class, mpq_class> exact(exactCircumcentre(a, b, c));
+    const double radius(std::hypot(mpq_class(exact.first - a.x()).get_d(), mpq_class(exact.second - a.y()).get_d()));
+    const Point2 cc2(t.strategy2());
+    // Rounding of the result near |shift| plus a few units of rounding relative to the radius.
+    ASSERT_LT(distanceToExact(cc2, exact), 8e-9 + 1e-14 * radius) << t << " radius " << radius;
+  }
+}
+
+// ----- Edges --------------------------------------------------------------------------------------
+
+TEST(Edge2Test, NeighbourSeesTheSameEdgeReversed) {
+  Mesh mesh({Point2(0, 0), Point2(1, 0), Point2(1, 1), Point2(0, 1)});
+  Triangle2* pLower(mesh.addTriangle(0, 1, 2));
+  Triangle2* pUpper(mesh.addTriangle(2, 3, 0));
+  const Edge2 diagonal(pLower, 1);  // from corner 2 to corner 0
+  Point2 *pSrc(nullptr), *pTrg(nullptr);
+  diagonal.getPoints(pSrc, pTrg);
+  EXPECT_EQ(pSrc, mesh.vertex(2));
+  EXPECT_EQ(pTrg, mesh.vertex(0));
+
+  Triangle2 *pT0(nullptr), *pT1(nullptr);
+  int i0(-5), i1(-5);
+  diagonal.getTriangles(pT0, pT1, i0, i1);
+  EXPECT_EQ(pT0, pLower);
+  EXPECT_EQ(i0, 1);
+  ASSERT_EQ(pT1, pUpper);
+  const Edge2 twin(pT1, i1);
+  EXPECT_EQ(twin.getSrc(), pTrg);
+  EXPECT_EQ(twin.getTrg(), pSrc);
+
+  Edge2(pLower, 2).getTriangles(pT0, pT1, i0, i1);  // the hull edge (0, 1)
+  EXPECT_EQ(pT1, nullptr);
+  EXPECT_EQ(i1, -1);
+}
+
+TEST(Edge2Test, OrderAndEqualityUseTriangleAndIndex) {
+  Triangle2 t0, t1;
+  const Edge2 a(&t0, 1), b(&t0, 2), c(&t1, 0);
+  EXPECT_TRUE(a == Edge2(&t0, 1));
+  EXPECT_TRUE(a != b);
+  EXPECT_TRUE(a < b);
+  EXPECT_FALSE(b < a);
+  EXPECT_NE(a < c, c < a);
+  EXPECT_EQ(std::set<Edge2>({a, b, c, Edge2(&t0, 1)}).size(), 3u);
+  EXPECT_EQ(Edge2().getTriangle(), nullptr);
+}
+
+// ----- Walking around a vertex ----------------------------------------------------------------
+
+TEST(TriangleAroundVertex, InnerVertexCyclesCounterclockwiseAndBackwards) {
+  Fan fan(6, 6);
+  Point2* pCentre(fan.mesh.vertex(0));
+  TriangleAroundVertexIterator it(pCentre, fan.vT[2]);
+  for (int step = 1; step <= 6; ++step) {
+    EXPECT_EQ(it.previewNextTriangle(), fan.vT[(2 + step) % 6]);
+    ++it;
+    ASSERT_EQ(*it, fan.vT[(2 + step) % 6]) << step;
+  }
+  for (int step = 1; step <= 6; ++step) {
+    EXPECT_EQ(it.previewPrevTriangle(), fan.vT[(2 - step + 6) % 6]);
+    --it;
+    ASSERT_EQ(*it, fan.vT[(2 - step + 6) % 6]) << step;
+  }
+}
+
+TEST(TriangleAroundVertex, HullVertexPassesTheGapOnceAndWrapsAround) {
+  Fan fan(6, 4);  // triangles 0..3 around the centre, a gap between 3 and 0
+  Point2* pCentre(fan.mesh.vertex(0));
+  const std::vector<Triangle2*> vForward{fan.vT[2], fan.vT[3], nullptr, fan.vT[0], fan.vT[1], fan.vT[2]};
+  TriangleAroundVertexIterator it(pCentre, fan.vT[1]);
+  for (Triangle2* pExpected : vForward) {
+    EXPECT_EQ(it.previewNextTriangle(), pExpected);
+    ++it;
+    ASSERT_EQ(*it, pExpected);
+  }
+  // k + 1 = 5 steps back return to the start, mirroring the forward walk.
+  const std::vector<Triangle2*> vBackward{fan.vT[1], fan.vT[0], nullptr, fan.vT[3], fan.vT[2]};
+  for (Triangle2* pExpected : vBackward) {
+    EXPECT_EQ(it.previewPrevTriangle(), pExpected);
+    --it;
+    ASSERT_EQ(*it, pExpected);
+  }
+}
+
+TEST(TriangleAroundVertex, StepBackFromTheGapReturnsToTheTriangleBeforeIt) {
+  Fan fan(6, 4);
+  TriangleAroundVertexIterator it(fan.mesh.vertex(0), fan.vT[3]);
+  ++it;
+  ASSERT_EQ(*it, nullptr);
+  EXPECT_EQ(it.previewNextTriangle(), fan.vT[0]);
+  EXPECT_EQ(it.previewPrevTriangle(), fan.vT[3]);
+  --it;
+  EXPECT_EQ(*it, fan.vT[3]);
+}
+
+TEST(TriangleAroundVertex, SingleTriangleStarAlternatesWithTheGap) {
+  Mesh mesh({Point2(0, 0), Point2(1, 0), Point2(0, 1)});
+  Triangle2* pT(mesh.addTriangle(0, 1, 2));
+  for (int corner = 0; corner < 3; ++corner) {
+    TriangleAroundVertexIterator it(mesh.vertex(corner));
+    ASSERT_EQ(*it, pT);
+    EXPECT_EQ(*++it, nullptr);
+    EXPECT_EQ(*++it, pT);
+    EXPECT_EQ(*--it, nullptr);
+    EXPECT_EQ(*--it, pT);
+  }
+}
+
+TEST(TriangleAroundVertex, StartsAtTheIncidentTriangleAndComparesCentreAndTriangle) {
+  Fan fan(5, 5);
+  Point2* pCentre(fan.mesh.vertex(0));
+  const TriangleAroundVertexIterator fromVertex(pCentre);
+  EXPECT_EQ(*fromVertex, pCentre->getIncidentTriangle());
+  TriangleAroundVertexIterator other(pCentre, fan.vT[0]);
+  while (*other != *fromVertex) ++other;
+  EXPECT_TRUE(other == fromVertex);
+  TriangleAroundVertexIterator copy(other++);
+  EXPECT_TRUE(copy == fromVertex);
+  EXPECT_TRUE(other != fromVertex);
+  // Same triangle, other centre.
+  Point2* pRingVertex(fan.mesh.vertex(1));
+  EXPECT_TRUE(TriangleAroundVertexIterator(pRingVertex, fan.vT[0]) != TriangleAroundVertexIterator(pCentre, fan.vT[0]));
+}
+
+TEST(TriangleAroundVertex, VertexWithoutTriangleOrForeignStartThrows) {
+  Fan fan(5, 5);
+  Point2 loose(3.0, 3.0);
+  std::string output(capture([&] { EXPECT_THROW(TriangleAroundVertexIterator it(&loose), ZarnException); }));
+  EXPECT_NE(output.find("Condition [ pVtx != nullptr && pVtx->getIncidentTriangle() != nullptr failed ]"),
+            std::string::npos);
+  output = capture([&] { EXPECT_THROW(TriangleAroundVertexIterator it(&loose, fan.vT[0]), ZarnException); });
+  EXPECT_NE(output.find("failed ]"), std::string::npos);
+}
