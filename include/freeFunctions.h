@@ -46,17 +46,25 @@ ZARN2D_EXPORT double timer(const std::string& name);
 
 // ----- Point and segment files --------------------------------------------------------------
 
+// All file functions return true on success; a failure prints one line (file name and reason) to
+// standard output and returns false. Readers append to the vector and leave it unchanged on failure.
+// Binary files are little-endian: type, count and a reserved word (32-bit each), then doubles.
+
 /// Reads whitespace-separated x y pairs, appending Point2(x, y) until the first failed read.
+/// False with "<filename> is unreadable" when the file cannot be opened.
 ZARN2D_EXPORT bool readXY(const char* filename, std::vector<Point2>& vPoints);
-/// Writes one "x y" line per point with 18 significant digits.
+/// Writes one "x y" line per point with 18 significant digits (exact round trip through readXY).
 ZARN2D_EXPORT bool writePointsASCII(const char* filename, const std::vector<Point2*>& vPoints);
 ZARN2D_EXPORT bool writePointsASCII(const char* filename, const std::vector<Point2>& vPoints);
 /// Reads a binary point file (type 20: x y, type 30: x y z, z discarded), appending to vPoints.
+/// Other types are rejected with a message. A file shorter than its count yields (0, 0) for the
+/// missing records; a count <= 0 reads nothing. O(count).
 ZARN2D_EXPORT bool readPointsBIN(const char* filename, std::vector<Point2>& vPoints);
 /// Writes a binary point file of type 20.
 ZARN2D_EXPORT bool writePointsBIN(const char* filename, std::vector<Point2*>& vPoints);
 ZARN2D_EXPORT bool writePointsBIN(const char* filename, std::vector<Point2>& vPoints);
-/// Reads a binary segment file (type 21, or 31 with z discarded), appending to vSegments.
+/// Reads a binary segment file (type 21, or 31 with z discarded), appending to vSegments; damaged
+/// files are handled as by readPointsBIN.
 ZARN2D_EXPORT bool readSegmentsBIN(const char* filename, std::vector<Segment2>& vSegments);
 /// Writes a binary segment file of type 21.
 ZARN2D_EXPORT bool writeSegmentsBIN(const char* filename, std::vector<Segment2>& vSegments);
@@ -70,22 +78,32 @@ ZARN2D_EXPORT void fileReplicate(const char* filename, const char* dir);
 
 // ----- Test data ----------------------------------------------------------------------------
 
-/// num numbers in [min, max) on a grid of 32768 steps; seed 0 seeds from the clock.
+// The generators draw from one process-wide 15-bit generator with the classic rand() recurrence, so a
+// nonzero seed gives the same data on every platform; seed 0 seeds from the clock. Not thread-safe.
+// Wrong arguments fail an assertion (ZarnException).
+
+/// Resizes vOut to num numbers in [min, max) on a grid of 32768 steps. Asserts min<max.
 ZARN2D_EXPORT void generateRandomNumbers(unsigned int num, double min, double max, std::vector<double>& vOut,
                                          unsigned int seed = 0);
-/// num points with coordinates as generateRandomNumbers; vOut is resized to num.
+/// num points with coordinates as generateRandomNumbers; vOut is resized to num. Asserts min<max.
 ZARN2D_EXPORT void generateRandomPoints(unsigned int num, double min, double max, std::vector<Point2>& vOut,
                                         unsigned int seed = 0);
-/// Appends numPoints points on an ellipse.
+/// Appends numPoints points on an ellipse, at angles i * 6.28318 / numPoints; 0 points only warns.
 ZARN2D_EXPORT void generateCircle(int numPoints, double centerX, double centerY, double radiusX, double radiusY,
                                   std::vector<Point2>& vOut);
-/// A simple closed polygon of exactly numSegments segments inside [min, max]^2.
+/// Replaces vOut by a simple counterclockwise closed polygon of exactly numSegments segments inside
+/// [min, max]^2 (star-shaped around the box centre). Asserts min<max, numSegments>2 and a
+/// representable half width (range>0).
 ZARN2D_EXPORT void generateRandomPolygon(unsigned int numSegments, double min, double max, std::vector<Segment2>& vOut,
                                          unsigned int seed = 0);
-/// numSegments segments inside [min, max]^2, none longer than maxLength.
+/// Replaces vOut by numSegments segments inside [min, max]^2 with lengths in (0, maxLength); they may
+/// cross. Asserts min<max, maxLength>0 and numSegments > 0 (siz>=2).
 ZARN2D_EXPORT void generateRandomSegments(unsigned int numSegments, double min, double max, double maxLength,
                                           std::vector<Segment2>& vOut, unsigned int seed = 0);
-/// A connected chain of numSegments segments along a sine curve.
+/// Appends a connected chain of numSegments segments through the samples t = k * 2 pi * cycles /
+/// numSegments (k = 0 .. numSegments) of x = t * xScale + xShift, y = sin(t) * yScale + yShift
+/// (|sin t| + yShift when yScale is 0; |y| < 1e-13 becomes 0). swapXY exchanges x and y of every
+/// point. Asserts numSegments>0.
 ZARN2D_EXPORT void generateSineSegments(int numSegments, int cycles, double xShift, double yShift, double xScale,
                                         double yScale, bool swapXY, std::vector<Segment2>& vOut);
 
