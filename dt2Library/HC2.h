@@ -53,6 +53,7 @@ class HC2 {
   /// The key of p's position, as getKey(p.x(), p.y()).
   uint32_t getKey(const Point2& p) const { return getKey(p.x(), p.y()); }
 
+  /// The key length in bits (after the correction of an invalid request).
   unsigned getBitLength() const { return bitLength; }
   /// The number of cells per axis.
   unsigned getSide() const { return side; }

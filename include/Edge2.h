@@ -51,6 +51,7 @@ class ZARN2D_EXPORT Edge2 {
   }
   /// Same triangle and same index: the two directed views of one edge are not equal.
   bool operator==(const Edge2& other) const { return pT == other.pT && index == other.index; }
+  /// Negation of ==.
   bool operator!=(const Edge2& other) const { return !(*this == other); }
 
  private:

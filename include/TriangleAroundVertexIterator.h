@@ -31,7 +31,9 @@ class ZARN2D_EXPORT TriangleAroundVertexIterator {
   TriangleAroundVertexIterator& operator++();
   /// Moves to the next triangle clockwise (or out of the gap).
   TriangleAroundVertexIterator& operator--();
+  /// As `++`, returning the iterator as it was before the step.
   TriangleAroundVertexIterator operator++(int);
+  /// As `--`, returning the iterator as it was before the step.
   TriangleAroundVertexIterator operator--(int);
 
   /// The triangle that `++` would make current (null if that is the gap); does not move.
@@ -43,6 +45,7 @@ class ZARN2D_EXPORT TriangleAroundVertexIterator {
   bool operator==(const TriangleAroundVertexIterator& other) const {
     return pVtx == other.pVtx && pCurrentT == other.pCurrentT;
   }
+  /// Negation of ==.
   bool operator!=(const TriangleAroundVertexIterator& other) const { return !(*this == other); }
 
  protected:
