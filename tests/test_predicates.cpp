@@ -1,0 +1,492 @@
+// Exactness of the orientation and in-circle predicates and of the intersection construction,
+// checked against independent rational evaluations.
+#include <gmpxx.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cfenv>
+#include <cfloat>
+#include <cmath>
+#include <functional>
+#include <random>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "KoraTest.h"
+#include "ZarnException.h"
+#include "freeFunctions.h"
+
+namespace KORA_ZARN2D {
+namespace {
+
+// ----- Independent exact references -----------------------------------------------------------
+
+int sign(const mpq_class& q) { return sgn(q); }
+
+/// Sign of the orientation determinant: +1 when r lies left of p -> q.
+int referenceOrientation(const Point2& p, const Point2& q, const Point2& r) {
+  const mpq_class px(p.x()), py(p.y()), qx(q.x()), qy(q.y()), rx(r.x()), ry(r.y());
+  return sign((qx - px) * (ry - py) - (qy - py) * (rx - px));
+}
+
+Orientation2 toOrientation(int determinantSign) {
+  return determinantSign > 0 ? ORIENTATION2_CCW : (determinantSign < 0 ? ORIENTATION2_CW : ORIENTATION2_COLLINEAR);
+}
+
+/// Sign of the 4x4 determinant |x y x^2+y^2 1| of (a, b, c, d), expanded along the column of ones:
+/// positive when d lies inside the circle through the counterclockwise a, b, c.
+int referenceInCircle(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
+  const Point2* aPoints[4] = {&a, &b, &c, &d};
+  mpq_class rows[4][3];
+  for (int i = 0; i < 4; ++i) {
+    rows[i][0] = aPoints[i]->x();
+    rows[i][1] = aPoints[i]->y();
+    rows[i][2] = rows[i][0] * rows[i][0] + rows[i][1] * rows[i][1];
+  }
+  auto det3 = [&rows](int r0, int r1, int r2) -> mpq_class {
+    return rows[r0][0] * (rows[r1][1] * rows[r2][2] - rows[r1][2] * rows[r2][1]) -
+           rows[r0][1] * (rows[r1][0] * rows[r2][2] - rows[r1][2] * rows[r2][0]) +
+           rows[r0][2] * (rows[r1][0] * rows[r2][1] - rows[r1][1] * rows[r2][0]);
+  };
+  return sign(det3(0, 1, 2) - det3(0, 1, 3) + det3(0, 2, 3) - det3(1, 2, 3));
+}
+
+/// Whether the last significand bit is 0: the value is a multiple of twice its ulp.
+bool hasEvenLastBit(double value) {
+  const double magnitude(std::fabs(value));
+  return std::fmod(magnitude, 2.0 * (std::nextafter(magnitude, HUGE_VAL) - magnitude)) == 0.0;
+}
+
+/// The double nearest to q, ties to the even significand, found by comparing distances.
+double referenceNearest(const mpq_class& q) {
+  const double guess(q.get_d());
+  double best(guess);
+  mpq_class bestDistance(abs(q - mpq_class(guess)));
+  for (double candidate : {std::nextafter(guess, -HUGE_VAL), std::nextafter(guess, HUGE_VAL)}) {
+    const mpq_class distance(abs(q - mpq_class(candidate)));
+    const bool bEvenTie(distance == bestDistance && hasEvenLastBit(candidate));
+    if (distance < bestDistance || bEvenTie) {
+      best = candidate;
+      bestDistance = distance;
+    }
+  }
+  return best;
+}
+
+/// The exact intersection of the lines (a0, a1) and (b0, b1) by Cramer's rule on the line equations;
+/// false for parallel lines.
+bool referenceIntersection(const Point2& a0, const Point2& a1, const Point2& b0, const Point2& b1, mpq_class& x,
+                           mpq_class& y) {
+  // Line i: n_i . (x, y) = c_i with normal n_i = (dy, -dx).
+  const mpq_class n0x(mpq_class(a1.y()) - a0.y()), n0y(mpq_class(a0.x()) - a1.x());
+  const mpq_class n1x(mpq_class(b1.y()) - b0.y()), n1y(mpq_class(b0.x()) - b1.x());
+  const mpq_class c0(n0x * a0.x() + n0y * a0.y()), c1(n1x * b0.x() + n1y * b0.y());
+  const mpq_class det(n0x * n1y - n0y * n1x);
+  if (det == 0) return false;
+  x = (c0 * n1y - n0y * c1) / det;
+  y = (n0x * c1 - c0 * n1x) / det;
+  return true;
+}
+
+bool referenceOnClosedSegment(const Point2& a, const Point2& b, const Point2& r) {
+  return referenceOrientation(a, b, r) == 0 && std::min(a.x(), b.x()) <= r.x() && r.x() <= std::max(a.x(), b.x()) &&
+         std::min(a.y(), b.y()) <= r.y() && r.y() <= std::max(a.y(), b.y());
+}
+
+// ----- Input generators -----------------------------------------------------------------------
+
+double nudge(double value, int ulps) {
+  for (; ulps > 0; --ulps) value = std::nextafter(value, HUGE_VAL);
+  for (; ulps < 0; ++ulps) value = std::nextafter(value, -HUGE_VAL);
+  return value;
+}
+
+/// Triples whose third point lies a few ulps around a point near or on the line through the first two:
+/// even rounds take a random point of the line, odd rounds an exactly collinear lattice point.
+std::vector<std::vector<Point2>> nearlyCollinearTriples(double scale, std::mt19937& rng) {
+  std::uniform_real_distribution<double> coordinate(-1.0, 1.0), parameter(-0.5, 1.5);
+  std::uniform_int_distribution<int> lattice(-(1 << 20), 1 << 20), multiple(-3, 4);
+  const double latticeUnit(std::ldexp(1.0, std::ilogb(scale)));
+  std::vector<std::vector<Point2>> vTriples;
+  for (int i = 0; i < 40; ++i) {
+    const bool bLattice(i % 2 == 1);
+    auto randomPoint = [&] {
+      if (bLattice) return Point2(latticeUnit * lattice(rng), latticeUnit * lattice(rng));
+      return Point2(scale * coordinate(rng), scale * coordinate(rng));
+    };
+    const Point2 p0(randomPoint()), p1(randomPoint());
+    const double t(bLattice ? multiple(rng) : parameter(rng));  // integer multiples stay exact on the lattice
+    const double x(p0.x() + t * (p1.x() - p0.x())), y(p0.y() + t * (p1.y() - p0.y()));
+    for (int ulpsX = -2; ulpsX <= 2; ++ulpsX) {
+      for (int ulpsY = -2; ulpsY <= 2; ++ulpsY) vTriples.push_back({p0, p1, Point2(nudge(x, ulpsX), nudge(y, ulpsY))});
+    }
+  }
+  return vTriples;
+}
+
+/// Counterclockwise triangles on a circle with a fourth point on (or a few ulps off) the same circle.
+std::vector<std::vector<Point2>> nearlyCocircularQuadruples(double scale, std::mt19937& rng) {
+  std::uniform_real_distribution<double> angle(0.0, 2.0 * M_PI);
+  std::vector<std::vector<Point2>> vQuadruples;
+  for (int i = 0; i < 40; ++i) {
+    std::vector<double> vAngles{angle(rng), angle(rng), angle(rng), angle(rng)};
+    std::sort(vAngles.begin(), vAngles.begin() + 3);
+    std::vector<Point2> vOnCircle;
+    for (double a : vAngles) vOnCircle.emplace_back(scale * std::cos(a), scale * std::sin(a));
+    for (int ulps = -3; ulps <= 3; ++ulps) {
+      vQuadruples.push_back({vOnCircle[0], vOnCircle[1], vOnCircle[2], Point2(nudge(vOnCircle[3].x(), ulps), vOnCircle[3].y())});
+    }
+  }
+  return vQuadruples;
+}
+
+const double kScales[] = {4e-320, 1e-300, 1e-155, 1e-150, 1.0, 1e150, 1e300};
+
+// ----- Output capture -------------------------------------------------------------------------
+
+std::vector<std::string> capturedLines(const std::function<void()>& action) {
+  testing::internal::CaptureStdout();
+  action();
+  std::istringstream stream(testing::internal::GetCapturedStdout());
+  std::vector<std::string> vLines;
+  for (std::string line; std::getline(stream, line);) vLines.push_back(line);
+  return vLines;
+}
+
+/// Runs action, which must fail the assertion conditionText in sourceFile, and checks the five lines.
+void expectAssertion(const std::string& conditionText, const std::string& sourceFile, const std::function<void()>& action) {
+  bool bThrown(false);
+  const std::vector<std::string> vLines(capturedLines([&] {
+    try {
+      action();
+    } catch (const ZarnException&) {
+      bThrown = true;
+    }
+  }));
+  EXPECT_TRUE(bThrown) << conditionText;
+  ASSERT_EQ(vLines.size(), 5u) << conditionText;
+  EXPECT_EQ(vLines[0], "");
+  EXPECT_EQ(vLines[1], "      [Zarn2D-Message] Zarn, , ERROR: Condition [ " + conditionText + " failed ]");
+  EXPECT_EQ(vLines[2], "");
+  EXPECT_EQ(vLines[3], "Zarn, Condition [ " + conditionText + " failed ]");
+  EXPECT_EQ(vLines[4].rfind("      ", 0), 0u);
+  EXPECT_NE(vLines[4].find("dt2Library/" + sourceFile + ":"), std::string::npos) << vLines[4];
+}
+
+// ----- Orientation ----------------------------------------------------------------------------
+
+TEST(Orientation, SimpleTriplesAndTheirNames) {
+  const Point2 origin(0, 0), ex(1, 0), ey(0, 1), diag1(1, 1), diag2(2, 2);
+  EXPECT_EQ(getOrientation2(&origin, &ex, &ey), ORIENTATION2_CCW);
+  EXPECT_EQ(getOrientation2(&origin, &ey, &ex), ORIENTATION2_CW);
+  EXPECT_EQ(getOrientation2(&origin, &diag1, &diag2), ORIENTATION2_COLLINEAR);
+  EXPECT_EQ(getOrientation2_mt(&ex, &ey, &origin), ORIENTATION2_CCW);
+  EXPECT_EQ(getString(ORIENTATION2_COLLINEAR), "ORIENTATION2_COLLINEAR");
+  EXPECT_EQ(getString(ORIENTATION2_CCW), "ORIENTATION2_CCW");
+  EXPECT_EQ(getString(ORIENTATION2_CW), "ORIENTATION2_CW");
+  EXPECT_EQ(getString(static_cast<Orientation2>(3)), "UNKNOWN");
+}
+
+TEST(Orientation, NearlyCollinearPointsGetTheExactAnswer) {
+  const Point2 p0(0.5, 0.5), p1(12, 12), p2(24, 24 + std::ldexp(1.0, -48));
+  EXPECT_EQ(getOrientation2(&p0, &p1, &p2), ORIENTATION2_CCW);
+  EXPECT_EQ(getOrientation2(&p1, &p0, &p2), ORIENTATION2_CW);
+  EXPECT_EQ(getOrientation2_mt(&p2, &p0, &p1), ORIENTATION2_CCW);
+}
+
+TEST(Orientation, MatchesTheRationalReferenceAtEveryScale) {
+  std::mt19937 rng(17);
+  for (double scale : kScales) {
+    KoraTest predicates;
+    int numCollinear(0);
+    for (const std::vector<Point2>& v : nearlyCollinearTriples(scale, rng)) {
+      const Orientation2 expected(toOrientation(referenceOrientation(v[0], v[1], v[2])));
+      numCollinear += expected == ORIENTATION2_COLLINEAR;
+      ASSERT_EQ(predicates.getOrientation(v[0], v[1], v[2]), expected) << scale << " " << v[2];
+      ASSERT_EQ(predicates.getOrientation(v[2], v[0], v[1]), expected) << scale << " " << v[2];
+      ASSERT_EQ(getOrientation2(&v[1], &v[0], &v[2]), toOrientation(-referenceOrientation(v[0], v[1], v[2])));
+      ASSERT_EQ(getOrientation2_mt(&v[0], &v[1], &v[2]), expected);
+    }
+    EXPECT_GT(numCollinear, 0) << scale;  // the inputs really probe the degenerate case
+    EXPECT_GT(predicates.getStageCounts().orientationExact, 0u) << scale;
+  }
+}
+
+TEST(Orientation, HugeCoordinatesNeverOverflowIntoAWrongSign) {
+  const double big(1e300);
+  const Point2 p0(-big, -big), p1(big, big), below(big, nudge(big, -1)), above(nudge(big, -1), big);
+  EXPECT_EQ(getOrientation2(&p0, &p1, &below), ORIENTATION2_CW);
+  EXPECT_EQ(getOrientation2(&p0, &p1, &above), ORIENTATION2_CCW);
+  const Point2 q0(-DBL_MAX, DBL_MAX), q1(DBL_MAX, -DBL_MAX), q2(0, 0), q3(DBL_MIN, 0);
+  EXPECT_EQ(getOrientation2_mt(&q0, &q1, &q2), ORIENTATION2_COLLINEAR);
+  EXPECT_EQ(getOrientation2_mt(&q0, &q1, &q3), ORIENTATION2_CCW);
+}
+
+TEST(Orientation, RandomInputIsDecidedByTheFilterAlone) {
+  std::mt19937 rng(3);
+  std::uniform_real_distribution<double> coordinate(-1.0, 1.0);
+  KoraTest predicates;
+  int numTested(0);
+  for (int i = 0; i < 20000; ++i) {
+    const Point2 p0(coordinate(rng), coordinate(rng)), p1(coordinate(rng), coordinate(rng)), p2(coordinate(rng), coordinate(rng));
+    const mpq_class det((mpq_class(p1.x()) - p0.x()) * (mpq_class(p2.y()) - p0.y()) -
+                        (mpq_class(p1.y()) - p0.y()) * (mpq_class(p2.x()) - p0.x()));
+    if (abs(det) < 1e-12) continue;  // leave the near-degenerate ones to the other tests
+    ++numTested;
+    ASSERT_EQ(predicates.getOrientation(p0, p1, p2), toOrientation(sign(det)));
+  }
+  EXPECT_GT(numTested, 19000);
+  EXPECT_EQ(predicates.getStageCounts().orientationInterval, 0u);
+  EXPECT_EQ(predicates.getStageCounts().orientationExact, 0u);
+}
+
+TEST(Orientation, TheIntervalStageDecidesWhatAWideFilterRejects) {
+  std::mt19937 rng(5);
+  std::uniform_real_distribution<double> coordinate(-1.0, 1.0);
+  KoraTest predicates;
+  predicates.setRange(1e100);  // a bound far above every determinant: all calls skip the filter
+  for (int i = 0; i < 2000; ++i) {
+    const Point2 p0(coordinate(rng), coordinate(rng)), p1(coordinate(rng), coordinate(rng)), p2(coordinate(rng), coordinate(rng));
+    ASSERT_EQ(predicates.getOrientation(p0, p1, p2), toOrientation(referenceOrientation(p0, p1, p2)));
+  }
+  EXPECT_EQ(predicates.getStageCounts().orientationInterval, 2000u);
+  EXPECT_EQ(predicates.getStageCounts().orientationExact, 0u);
+}
+
+TEST(Orientation, FilterStaysSoundWhenProductsUnderflow) {
+  // Around 2^-514 the products of coordinate differences are subnormal while 12eM^2 underflows:
+  // a bound without a floor would pass determinants that rounding gave the wrong sign.
+  std::mt19937 rng(7);
+  std::uniform_real_distribution<double> coordinate(-1.0, 1.0), parameter(-0.5, 1.5);
+  for (int exponent : {-514, -515}) {
+    const double range(std::ldexp(1.0, exponent));
+    KoraTest predicates;
+    predicates.setRange(range);
+    for (int i = 0; i < 100000; ++i) {
+      const Point2 p0(range * coordinate(rng), range * coordinate(rng)), p1(range * coordinate(rng), range * coordinate(rng));
+      const double t(parameter(rng));
+      const Point2 p2(p0.x() + t * (p1.x() - p0.x()), p0.y() + t * (p1.y() - p0.y()));
+      if (p2.getMaxAbs() > range) continue;
+      ASSERT_EQ(predicates.getOrientationInRange(p0, p1, p2), toOrientation(referenceOrientation(p0, p1, p2))) << p2;
+    }
+  }
+}
+
+TEST(Orientation, EqualCoordinatesAreCollinearWithoutLaterStages) {
+  KoraTest predicates;
+  const Point2 a(1e300, 1), b(1e300, -5), c(1e300, 7e-300), d(-3, 1e-300), e(8e299, 1e-300);
+  EXPECT_EQ(predicates.getOrientation(a, b, c), ORIENTATION2_COLLINEAR);
+  EXPECT_EQ(predicates.getOrientation(c, Point2(-3, 7e-300), Point2(5, 7e-300)), ORIENTATION2_COLLINEAR);
+  EXPECT_EQ(predicates.getOrientation(d, e, Point2(1, 1e-300)), ORIENTATION2_COLLINEAR);
+  EXPECT_EQ(predicates.getStageCounts().orientationInterval, 0u);
+  EXPECT_EQ(predicates.getStageCounts().orientationExact, 0u);
+}
+
+TEST(Orientation, RangeGrowsByTheSumOfTheExceedingCoordinates) {
+  KoraTest predicates;
+  predicates.getOrientation(Point2(1, -2), Point2(-3, 0), Point2(0, 4));
+  EXPECT_EQ(predicates.getRange(), 9.0);
+  predicates.getOrientation(Point2(8, -9), Point2(-3, 0), Point2(0, 4));
+  EXPECT_EQ(predicates.getRange(), 9.0);
+  predicates.getOrientation(Point2(10, 0), Point2(-11, 0), Point2(0, 4));
+  EXPECT_EQ(predicates.getRange(), 21.0);
+}
+
+TEST(Orientation, ErrorBoundCoversTwelveEpsilonRangeSquaredAndUnderflow) {
+  KoraTest predicates;
+  for (double range : {1.0, 0.1, 3.7e-50, 1e150}) {
+    predicates.setRange(-range);
+    const mpq_class twelveEpsilonM2(mpq_class(12.0 * DBL_EPSILON) * range * range);
+    EXPECT_GE(mpq_class(predicates.getErrBound()), twelveEpsilonM2) << range;
+    EXPECT_LE(predicates.getErrBound(), 12.0 * DBL_EPSILON * range * range * (1 + 4 * DBL_EPSILON)) << range;
+  }
+  predicates.setRange(1e-300);
+  EXPECT_GE(predicates.getErrBound(), DBL_MIN);
+  predicates.setRange(1e300);
+  EXPECT_EQ(predicates.getErrBound(), HUGE_VAL);
+}
+
+TEST(Orientation, CallerRoundingModeIsRestoredOnEveryPath) {
+  const Point2 p0(0.5, 0.5), p1(12, 12);
+  const Point2 clearlyLeft(24, 25), barelyLeft(24, 24 + std::ldexp(1.0, -48)), onTheLine(24, 24);
+  for (int mode : {FE_TOWARDZERO, FE_UPWARD, FE_DOWNWARD, FE_TONEAREST}) {
+    KoraTest predicates;
+    ASSERT_EQ(std::fesetround(mode), 0);
+    const Orientation2 decidedByInterval(predicates.getOrientationSlow(p0, p1, clearlyLeft));
+    const Orientation2 decidedByGmp(predicates.getOrientationSlow(p0, p1, barelyLeft));
+    const Orientation2 collinear(predicates.getOrientationSlow(p0, p1, onTheLine));
+    EXPECT_EQ(std::fegetround(), mode);
+    std::fesetround(FE_TONEAREST);
+    EXPECT_EQ(decidedByInterval, ORIENTATION2_CCW);
+    EXPECT_EQ(decidedByGmp, ORIENTATION2_CCW);
+    EXPECT_EQ(collinear, ORIENTATION2_COLLINEAR);
+    EXPECT_EQ(predicates.getStageCounts().orientationInterval, 3u);
+    EXPECT_EQ(predicates.getStageCounts().orientationExact, 2u);
+  }
+}
+
+TEST(Orientation, ThreadSafeVariantAgreesUnderConcurrentUse) {
+  std::mt19937 rng(11);
+  const std::vector<std::vector<Point2>> vTriples(nearlyCollinearTriples(1.0, rng));
+  std::vector<int> vMismatches(4, 0);
+  std::vector<std::thread> vThreads;
+  for (int t = 0; t < 4; ++t) {
+    vThreads.emplace_back([&vTriples, &vMismatches, t] {
+      for (const std::vector<Point2>& v : vTriples) {
+        vMismatches[t] += getOrientation2_mt(&v[0], &v[1], &v[2]) != toOrientation(referenceOrientation(v[0], v[1], v[2]));
+      }
+    });
+  }
+  for (std::thread& thread : vThreads) thread.join();
+  EXPECT_EQ(vMismatches, std::vector<int>(4, 0));
+}
+
+TEST(Orientation, NullAndNonFiniteArgumentsFailAssertions) {
+  const Point2 p(1, 2);
+  expectAssertion("p0!=0", "freeFunctions.cpp", [&] { getOrientation2(nullptr, &p, &p); });
+  expectAssertion("p1!=0", "freeFunctions.cpp", [&] { getOrientation2(&p, nullptr, &p); });
+  expectAssertion("p2!=0", "freeFunctions.cpp", [&] { getOrientation2_mt(&p, &p, nullptr); });
+  const Point2 infinite(HUGE_VAL, 0), notANumber(0, std::nan(""));
+  const std::string finiteText("std::isfinite(p.x()) && std::isfinite(p.y())");
+  expectAssertion(finiteText, "KoraTest.cpp", [&] { getOrientation2(&p, &infinite, &p); });
+  expectAssertion(finiteText, "KoraTest.cpp", [&] { getOrientation2_mt(&notANumber, &p, &infinite); });
+  KoraTest predicates;
+  expectAssertion(finiteText, "KoraTest.cpp", [&] { predicates.getOrientation(p, Point2(3, 1), infinite); });
+  EXPECT_EQ(predicates.getRange(), 0.0);  // the failed call left the filter usable
+  expectAssertion(finiteText, "KoraTest.cpp", [&] { predicates.getOrientation(p, Point2(3, 1), notANumber); });
+}
+
+// ----- In-circle ------------------------------------------------------------------------------
+
+TEST(InCircle, CocircularIntegerPointsAreOnTheCircleAtEveryPowerOfTwoScale) {
+  const double aCircle[][2] = {{5, 0}, {4, 3}, {0, 5}, {-3, 4}, {-5, 0}, {-4, -3}, {3, -4}};
+  KoraTest predicates;
+  for (int exponent : {-1060, -500, 0, 500, 1000}) {
+    std::vector<Point2> v;
+    for (const double(&xy)[2] : aCircle) v.emplace_back(std::ldexp(xy[0] + 7, exponent), std::ldexp(xy[1] - 2, exponent));
+    for (size_t i = 3; i < v.size(); ++i) EXPECT_EQ(predicates.inCircle(v[0], v[1], v[2], v[i]), 0) << exponent;
+    const Point2 centre(std::ldexp(7, exponent), std::ldexp(-2, exponent)), far(std::ldexp(20, exponent), 0);
+    EXPECT_EQ(predicates.inCircle(v[1], v[3], v[5], centre), 1) << exponent;
+    EXPECT_EQ(predicates.inCircle(v[1], v[3], v[5], far), -1) << exponent;
+  }
+}
+
+TEST(InCircle, MatchesTheRationalReferenceAtEveryScale) {
+  std::mt19937 rng(23);
+  for (double scale : kScales) {
+    KoraTest predicates;
+    for (const std::vector<Point2>& v : nearlyCocircularQuadruples(scale, rng)) {
+      ASSERT_EQ(predicates.inCircle(v[0], v[1], v[2], v[3]), referenceInCircle(v[0], v[1], v[2], v[3]))
+          << scale << " " << v[3];
+    }
+    EXPECT_GT(predicates.getStageCounts().inCircleExact, 0u) << scale;
+  }
+}
+
+TEST(InCircle, RandomInputIsDecidedByTheFilterAlone) {
+  std::mt19937 rng(29);
+  std::uniform_real_distribution<double> coordinate(-1.0, 1.0);
+  KoraTest predicates;
+  int numTested(0);
+  for (int i = 0; i < 20000; ++i) {
+    Point2 c0(coordinate(rng), coordinate(rng)), c1(coordinate(rng), coordinate(rng)), c2(coordinate(rng), coordinate(rng));
+    const Point2 p(coordinate(rng), coordinate(rng));
+    if (referenceOrientation(c0, c1, c2) < 0) std::swap(c1, c2);
+    const int expected(referenceInCircle(c0, c1, c2, p));
+    ASSERT_EQ(predicates.inCircle(c0, c1, c2, p), expected);
+    numTested += expected != 0;
+  }
+  EXPECT_EQ(numTested, 20000);
+  EXPECT_EQ(predicates.getStageCounts().inCircleExact, 0u);
+}
+
+TEST(InCircle, NonFiniteCoordinatesFailAnAssertion) {
+  KoraTest predicates;
+  const Point2 a(0, 0), b(1, 0), c(0, 1);
+  expectAssertion("std::isfinite(p.x()) && std::isfinite(p.y())", "KoraTest.cpp",
+                  [&] { predicates.inCircle(a, b, c, Point2(std::nan(""), 0.5)); });
+}
+
+// ----- Intersection ---------------------------------------------------------------------------
+
+TEST(Intersection, CoordinatesAreRoundedToTheNearestDouble) {
+  std::mt19937 rng(31);
+  std::uniform_real_distribution<double> coordinate(-1.0, 1.0);
+  KoraTest predicates;
+  for (int i = 0; i < 3000; ++i) {
+    const Point2 a0(coordinate(rng), coordinate(rng)), a1(coordinate(rng), coordinate(rng));
+    const Point2 b0(coordinate(rng), coordinate(rng)), b1(coordinate(rng), coordinate(rng));
+    mpq_class exactX, exactY;
+    if (!referenceIntersection(a0, a1, b0, b1, exactX, exactY)) continue;
+    double x(0), y(0);
+    const bool bOnBoth(predicates.getIntersectionCoords(a0, a1, b0, b1, x, y));
+    ASSERT_EQ(x, referenceNearest(exactX));
+    ASSERT_EQ(y, referenceNearest(exactY));
+    const Point2 rounded(x, y);
+    ASSERT_EQ(bOnBoth, referenceOnClosedSegment(a0, a1, rounded) && referenceOnClosedSegment(b0, b1, rounded));
+  }
+}
+
+TEST(Intersection, HalfwayCoordinatesRoundToTheEvenNeighbour) {
+  // The vertical-ish segment crosses y = 0 at the mean of its end points' x.
+  const double one(1.0), ulp(std::ldexp(1.0, -52));
+  struct Case {
+    double xBelow, xAbove, yBelow, yAbove, expected;
+  };
+  const Case aCases[] = {
+      {one, one + ulp, -1, 1, one},                     // halfway, 1 is even
+      {one + ulp, one + 2 * ulp, -1, 1, one + 2 * ulp},  // halfway, 1 + 2ulp is even
+      {-one - ulp, -one - 2 * ulp, -1, 1, -one - 2 * ulp},
+      {one, one + ulp, -3, 1, one + ulp},  // three quarters of an ulp: truncation would give 1
+      {one, one + ulp, -1, 3, one},        // one quarter of an ulp
+  };
+  KoraTest predicates;
+  for (const Case& c : aCases) {
+    double x(0), y(0);
+    predicates.getIntersectionCoords(Point2(-4, 0), Point2(4, 0), Point2(c.xBelow, c.yBelow), Point2(c.xAbove, c.yAbove), x, y);
+    EXPECT_EQ(x, c.expected) << c.xBelow << " " << c.yBelow;
+    EXPECT_EQ(y, 0.0);
+  }
+}
+
+TEST(Intersection, ReportsWhetherTheRoundedPointLiesOnBothSegments) {
+  KoraTest predicates;
+  double x(0), y(0);
+  EXPECT_TRUE(predicates.getIntersectionCoords(Point2(0, 0), Point2(3, 1), Point2(0, 1), Point2(3, 0), x, y));
+  EXPECT_EQ(x, 1.5);
+  EXPECT_EQ(y, 0.5);
+  // Touching at an end point counts; a crossing beyond an end does not.
+  EXPECT_TRUE(predicates.getIntersectionCoords(Point2(0, 0), Point2(2, 2), Point2(2, 2), Point2(5, -1), x, y));
+  EXPECT_FALSE(predicates.getIntersectionCoords(Point2(0, 0), Point2(1, 1), Point2(2, 0), Point2(2, 5), x, y));
+  EXPECT_EQ(x, 2.0);
+  EXPECT_EQ(y, 2.0);
+  // The crossing (2/7, 6/7) is not a double: its rounded image misses the first segment.
+  EXPECT_FALSE(predicates.getIntersectionCoords(Point2(0, 0), Point2(1, 3), Point2(0, 1), Point2(2, 0), x, y));
+  EXPECT_EQ(x, 2.0 / 7.0);
+  EXPECT_EQ(y, 6.0 / 7.0);
+}
+
+TEST(Intersection, FarAwayCrossingsOfNearlyParallelLinesRoundToInfinity) {
+  KoraTest predicates;
+  double x(0), y(0);
+  const Point2 a0(-DBL_MAX, 0), a1(DBL_MAX, std::ldexp(1.0, -1000)), b0(-DBL_MAX, 1), b1(DBL_MAX, 1);
+  EXPECT_FALSE(predicates.getIntersectionCoords(a0, a1, b0, b1, x, y));
+  EXPECT_EQ(x, HUGE_VAL);
+  EXPECT_EQ(y, 1.0);
+}
+
+TEST(Intersection, ParallelSegmentsFailTheAssertion) {
+  KoraTest predicates;
+  double x(0), y(0);
+  expectAssertion("denom=0 -> parallel segments", "KoraTest.cpp", [&] {
+    predicates.getIntersectionCoords(Point2(0, 0), Point2(1, 1), Point2(0, 1), Point2(3, 4), x, y);
+  });
+  expectAssertion("denom=0 -> parallel segments", "KoraTest.cpp", [&] {
+    predicates.getIntersectionCoords(Point2(0, 0), Point2(2, 2), Point2(1, 1), Point2(3, 3), x, y);
+  });
+}
+
+}  // namespace
+}  // namespace KORA_ZARN2D
