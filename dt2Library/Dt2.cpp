@@ -209,7 +209,7 @@ void Dt2::legalize(Point2* pVtx) {
     if (pN == nullptr) continue;
     if (kora.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), *pVtx) <= 0) continue;
     if (bSuspendFlips || isConstraint(pT, 0)) continue;
-    flip(pT, pN, pN->getIntraTriangleIndex(pT));
+    flip(pT, 0, pN, pN->getIntraTriangleIndex(pT));
     vFlipStack.push_back(pT);
     vFlipStack.push_back(pN);
   }

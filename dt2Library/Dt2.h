@@ -104,11 +104,19 @@ class Dt2 {
   void legalize(Point2* pVtx);
   void collectVisibleHullEdges(Triangle2* pT, int edgeIdx, const Point2& p, std::vector<std::pair<Triangle2*, int>>& vEdges);
 
+  // Removal (Dt2_remove.cpp)
+  struct HoleLink;
+  bool isRemovable(Point2* pVtx);
+  void fillHole(Point2* pVtx, std::vector<HoleLink>& vLinks, bool bClosed, std::vector<Triangle2*>& vNew);
+  void legalizeEdges(const std::vector<Triangle2*>& vNew);
+
   // Topology: neighbour links, splits and flips (Dt2_topology.cpp)
   void splitTriangle(Triangle2* pT, Point2* pVtx);
   void splitEdge(Triangle2* pT, int edgeIdx, Point2* pVtx);
   void attachOutsideHull(const std::vector<std::pair<Triangle2*, int>>& vHullEdges, Point2* pVtx);
-  void flip(Triangle2* pT, Triangle2* pNeigh, int neighIdx);
+  void flip(Triangle2* pT, int vIdx, Triangle2* pNeigh, int neighIdx);
+  /// Makes pT's neighbour i and pOther's neighbour j point at each other (pOther may be null).
+  static void linkNeighbours(Triangle2* pT, int i, Triangle2* pOther, int j);
   static void replaceNeighbour(Triangle2* pT, Triangle2* pOld, Triangle2* pNew);
 
   std::mutex mtxReleasedTriangles;

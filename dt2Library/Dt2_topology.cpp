@@ -102,21 +102,26 @@ void Dt2::attachOutsideHull(const std::vector<std::pair<Triangle2*, int>>& vHull
   }
 }
 
-// pT = (v, a, b) with v at corner 0; pNeigh = (d, b, a) with d at neighIdx. The diagonal a-b is
-// replaced by v-d: pT becomes (v, a, d) and pNeigh becomes (v, d, b).
-void Dt2::flip(Triangle2* pT, Triangle2* pNeigh, int neighIdx) {
-  Point2* v(pT->getCorner(0));
-  Point2* a(pT->getCorner(1));
-  Point2* b(pT->getCorner(2));
+// pT = (v, a, b) with v at corner vIdx; pNeigh = (d, b, a) with d at neighIdx. The diagonal a-b is
+// replaced by v-d: pT becomes (v, a, d) and pNeigh becomes (v, d, b), v at corner 0 of both.
+void Dt2::flip(Triangle2* pT, int vIdx, Triangle2* pNeigh, int neighIdx) {
+  Point2* v(pT->getCorner(vIdx));
+  Point2* a(pT->getCorner(incIndexBy1(vIdx)));
+  Point2* b(pT->getCorner(incIndexBy2(vIdx)));
   Point2* d(pNeigh->getCorner(neighIdx));
-  Triangle2* ta(pT->getOppositeTriangle(2));
-  Triangle2* tb(pT->getOppositeTriangle(1));
+  Triangle2* ta(pT->getOppositeTriangle(incIndexBy2(vIdx)));
+  Triangle2* tb(pT->getOppositeTriangle(incIndexBy1(vIdx)));
   Triangle2* na(pNeigh->getOppositeTriangle(incIndexBy1(neighIdx)));
   Triangle2* nb(pNeigh->getOppositeTriangle(incIndexBy2(neighIdx)));
   pT->setPropertiesAndOppT(v, a, d, na, pNeigh, ta);
   pNeigh->setPropertiesAndOppT(v, d, b, nb, tb, pT);
   replaceNeighbour(na, pNeigh, pT);
   replaceNeighbour(tb, pT, pNeigh);
+}
+
+void Dt2::linkNeighbours(Triangle2* pT, int i, Triangle2* pOther, int j) {
+  pT->setOppTriangle(i, pOther);
+  if (pOther != nullptr) pOther->setOppTriangle(j, pT);
 }
 
 }  // namespace KORA_ZARN2D

@@ -19,3 +19,154 @@
 #include "Visualizer2.h"
 #include "ZarnException.h"
 #include "freeFunctions.h"
+
+namespace KORA_ZARN2D {
+
+class Dt2;
+
+/// A triangulation: the one class through which a host program builds and queries it.
+///
+/// Insert points (one by one or in bulk), read back vertices (`Point2*`) and triangles
+/// (`Triangle2*`). Every handle stays valid until this object is destroyed; a triangle may be
+/// deleted by a later mutation (insertion, removal), a vertex only by `remove`.
+/// The result is always an exact Delaunay triangulation of the convex hull of the vertices.
+/// Not safe for concurrent use by several threads; bulk insertion may use worker threads itself.
+class ZARN2D_EXPORT Zarn_2D {
+ public:
+  /// numExpectedVertices is a capacity hint (clamped up to 3); more points are accepted.
+  explicit Zarn_2D(unsigned int numExpectedVertices = 3);
+  ~Zarn_2D();
+  Zarn_2D(const Zarn_2D&) = delete;
+  Zarn_2D& operator=(const Zarn_2D&) = delete;
+
+  // ----- Insertion and removal -----
+
+  /// Inserts one point; O(log n) expected. Returns its vertex, or the existing vertex at the same
+  /// position. A non-finite coordinate is rejected with a warning and null is returned.
+  Point2* insert(const Point2& p);
+  /// Bulk insertion in Hilbert order; O(n log n), the fastest way to insert many points. Points
+  /// with a non-finite coordinate are skipped (one warning with their count).
+  void insert(const std::vector<Point2>& vInputPoints);
+  /// As above, and vHandles receives the vertex of each input point in input order (repeated
+  /// points share the vertex of their first occurrence; skipped points get null).
+  void insert(const std::vector<Point2>& vInputPoints, std::vector<Point2*>& vHandles);
+  /// Bulk insertion of numPoints points given as x0, y0, x1, y1, ...; aHandles (if not null) must
+  /// hold numPoints entries and receives the vertex of point i at index i.
+  void insert(int numPoints, double* aCoordinates, Point2** aHandles);
+  /// Triangulates vPoints in a temporary triangulation (this one is not changed) and returns the
+  /// seconds the bulk insertion took.
+  double measureTriangulationTime(std::vector<Point2>& vPoints);
+  /// Removes a vertex; the triangulation is Delaunay again afterwards and all other handles stay
+  /// valid. A null or foreign handle, or a removal that would leave fewer than three
+  /// non-collinear vertices, gets a warning and changes nothing.
+  void remove(Point2* pVertex);
+
+  // ----- Queries -----
+
+  /// The triangle containing p (on its boundary counts), or null when p lies outside the hull.
+  Triangle2* locate(const Point2& p);
+  /// Exact orientation of three points; thread-safe.
+  Orientation2 getOrientation(const Point2& p0, const Point2& p1, const Point2& p2);
+  /// True once three non-collinear points are in and triangles exist.
+  bool is2D() const;
+  unsigned int numberOfPoints() const;
+  unsigned int numberOfTriangles() const;
+  /// Appends all triangles; O(n).
+  void getTrianglePointers(std::vector<Triangle2*>& vAllTriangles) const;
+  /// Appends all vertices; O(n).
+  void getVertexPointers(std::vector<Point2*>& vAllPoints) const;
+  /// Appends the triangles around pVertex in counterclockwise order (nothing for null or a
+  /// vertex without triangles).
+  void getIncidentTriangles(Point2* pVertex, std::vector<Triangle2*>& vIncidentT) const;
+  /// Appends the neighbour vertices of pVertex in counterclockwise order.
+  void getIncidentVertices(Point2* pVertex, std::vector<Point2*>& vIncidentVertices) const;
+  /// The triangle that has the directed edge p0 -> p1 counterclockwise, or null.
+  Triangle2* getAdjacentTriangle(Point2* p0, Point2* p1) const;
+  /// Appends the convex hull counterclockwise. With bAllVertices false only the corners, with
+  /// true also the vertices lying on hull edges. Lower-dimensional: the extreme points (or all
+  /// points in order along their line).
+  void getConvexHull(bool bAllVertices, std::vector<Point2*>& vHullCorners);
+  /// The bounding box of the vertices (invalid when there are none).
+  Bbox2 computeBoundingBox() const;
+  /// Whether the edge p0-p1, any edge at pVtx, or edge ith of pT is a constraint edge.
+  bool isConstraint(Point2* p0, Point2* p1) const;
+  bool isConstraint(Point2* pVtx) const;
+  bool isConstraint(Triangle2* pT, int ith) const;
+
+  // ----- Constraints and zones -----
+
+  ConstraintSegment2* getConstraintSegment(Point2* p0, Point2* p1) const;
+  void getAliveConstraintSegments(std::vector<ConstraintSegment2*>& vAliveConstraintSegments) const;
+  void getAliveAndDeadConstraintSegments(std::vector<ConstraintSegment2*>& vAllConstraintSegments) const;
+  /// Creates a constraint graph from segments; null (with a warning) for an empty vector.
+  ConstraintGraph2* createConstraint(std::vector<Segment2>& vSegments, ConstraintInsertionStrategy cis,
+                                     bool bOrientedSegments = false);
+  /// Inserts all pending constraints and zones; warns and does nothing before the triangulation is 2D.
+  void applyConstraintsAndZones();
+  Zone2* createZone(ConstraintGraph2* pConstraintGraph, ZoneLocation zoneLoc, bool bVerbose = true);
+  Zone2* createZone(ConstraintGraph2* pConstraintGraph, ZoneLocation zoneLoc, const Point2& startPoint, bool bVerbose = true);
+  Zone2* createZone(const std::vector<ConstraintGraph2*>& vConstraintGraphs, ZoneLocation zoneLoc, const Point2& startPoint,
+                    bool bVerbose = true);
+  Zone2* createZone(std::vector<Triangle2*>& vTriangles, bool bVerbose = true);
+  Zone2* createZone_cookieCutter(std::vector<Segment2>& vSegments, bool bProtectEdges);
+  void deleteZone(Zone2* pZone);
+  Zone2* importTriangles(std::vector<Point2>& vPoints, bool bReplace, bool bDeleteOldTriangles);
+  void cutTriangles(std::vector<Segment2>& vSegments, bool bProtectEdges);
+  void cutTriangles(const Point2& p0, const Point2& p1, bool bProtectEdges);
+  bool drape(std::vector<Segment2>& vSegmentsIn, std::vector<Segment2>& vSegmentsOut);
+
+  // ----- Mesh generation -----
+
+  /// Refines pZone to angles of at least minAngleDegree (at most 30) and edges within the bounds.
+  void refine(Zone2* pZone, double minAngleDegree, double minEdgeLength, double maxEdgeLength,
+              bool bAllowConstraintSplitting = true);
+  void refineAdvanced(MeshGenParams* pParameters);
+  bool checkZoneQuality(Zone2* pZone, double minAngle, const std::string& postscriptFilename,
+                        const AcceptExperimentalFeature& accept);
+
+  // ----- Checks, output -----
+
+  /// Checks neighbour symmetry, strict counterclockwise orientation, incident triangles, Euler's
+  /// relation, hull convexity and (with the flag) the Delaunay property, all exactly; prints a
+  /// report and returns false on any defect. O(n log n).
+  bool checkValidity(bool bCheckEmptyCircleProperty, const std::string& s);
+  /// Prints counts, area, edge-length and angle figures.
+  void statistics(const std::string& s);
+  /// Draws the triangles (constraint edges heavier) to a PostScript file, or SVG for ".svg".
+  void show(const std::string& filename, bool bWithConstraints = true);
+  /// Adds the triangles (and constraint edges) to a visualizer the caller writes.
+  void show(Visualizer2* pVis, bool bWithConstraints = true);
+  /// Writes all triangles (or the zone's) as a Wavefront OBJ file.
+  void writeObj(const std::string& filename);
+  void writeObj(const std::string& filename, Zone2* pZone);
+  /// Writes a directory with a web page that shows the triangulation (or the zone) in 3D.
+  void writeWebScene(const char* path);
+  void writeWebScene(const char* path, Zone2* pZone);
+
+  // ----- Messages and settings -----
+
+  /// Registers a receiver for messages of a type (once per type and receiver).
+  void subscribe(MsgType msgType, MsgBase* pMsg);
+  void unsubscribe(MsgType msgType, MsgBase* pMsg);
+  /// Threads for bulk insertion: n > 0 sets n, 0 the hardware thread count, n < 0 one thread.
+  /// Returns the count now in force.
+  int setNumCPU(int numCPU);
+  /// Same as setNumCPU(0).
+  void enableMultithreading();
+  void setName(const std::string& s);
+  std::string getName() const;
+  /// Stores a developer setting (an inert key-value store).
+  void setDev(const std::string& s, int i, double d);
+  /// Diagnostic back door.
+  void internal(int au, int bu, std::string s);
+  /// The internal triangulation (for the library's own use).
+  Dt2* getImpl() const;
+
+ protected:
+  void initZarn(unsigned int numExpectedVertices);
+
+ private:
+  Dt2* pImpl;
+};
+
+}  // namespace KORA_ZARN2D

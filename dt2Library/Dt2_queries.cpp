@@ -1,0 +1,161 @@
+// Dt2: topological queries (location, enumeration, stars, convex hull, bounding box).
+#include <algorithm>
+
+#include "Dt2.h"
+#include "tools.h"
+
+namespace KORA_ZARN2D {
+
+namespace {
+bool isLiveTriangle(const Triangle2& t) { return t.getCorner(0) != nullptr; }
+}  // namespace
+
+Triangle2* Dt2::locate(const Point2& p) {
+  // The box holds every vertex, so a point outside it lies outside the hull; inside it the
+  // walk's filter bound is valid.
+  if (!is2D() || !bbx.isInBox(p)) return nullptr;
+  Triangle2* pT(vertexVault.getCloT(hc.getKey(p)));
+  int edgeIdx(-1);
+  const int loc(locate(p, pT, edgeIdx));
+  return (loc == LOC_INSIDE || loc == LOC_ON_CORNER) ? pT : nullptr;
+}
+
+unsigned int Dt2::numberOfPoints() const { return static_cast<unsigned int>(vertexVault.getNumActive()); }
+
+unsigned int Dt2::numberOfTriangles() const {
+  const size_t numAllT(numAllTriangles), numDeadT(vReleasedTriangles.size());
+  ZARN_ASSERT(numDeadT<=numAllT);
+  return static_cast<unsigned int>(numAllT - numDeadT);
+}
+
+void Dt2::getTrianglePointers(std::vector<Triangle2*>& vTriangles) const {
+  vTriangles.reserve(vTriangles.size() + numberOfTriangles());
+  for (int b = 0; b < trianglePool.getNumBlocks(); ++b) {
+    Triangle2* pBlock(trianglePool.getBlock(b));
+    const int32_t numUsed(trianglePool.getUsedCount(b));
+    for (int32_t i = 0; i < numUsed; ++i) {
+      if (isLiveTriangle(pBlock[i])) vTriangles.push_back(pBlock + i);
+    }
+  }
+}
+
+void Dt2::getVertexPointers(std::vector<Point2*>& vVertices) const {
+  vVertices.reserve(vVertices.size() + numberOfPoints());
+  for (size_t i = 0; i < vertexVault.size(); ++i) {
+    const IdxVtx* pRec(vertexVault.getRecord(i));
+    if (pRec->bActive) vVertices.push_back(pRec->pVtx);
+  }
+}
+
+// Triangles around pVtx in counterclockwise order. Around a hull vertex the list starts at the
+// triangle next to the hull edge that leaves the vertex... clockwise-most, so the order is ccw.
+void Dt2::getIncidentTriangles(Point2* pVtx, std::vector<Triangle2*>& vIncTriangles) const {
+  if (pVtx == nullptr || pVtx->getIncidentTriangle() == nullptr) return;
+  Triangle2* pStart(pVtx->getIncidentTriangle());
+  // Turn clockwise to the border (or once around).
+  Triangle2* pFirst(pStart);
+  for (;;) {
+    Triangle2* pPrev(pFirst->getOppositeTriangle(incIndexBy2(pFirst->getIntraTriangleIndex(pVtx))));
+    if (pPrev == nullptr || pPrev == pStart) break;
+    pFirst = pPrev;
+  }
+  Triangle2* pT(pFirst);
+  do {
+    vIncTriangles.push_back(pT);
+    pT = pT->getOppositeTriangle(incIndexBy1(pT->getIntraTriangleIndex(pVtx)));
+  } while (pT != nullptr && pT != pFirst);
+}
+
+void Dt2::getIncidentVertices(Point2* pVtx, std::vector<Point2*>& vIncVertices) const {
+  std::vector<Triangle2*> vIncT;
+  getIncidentTriangles(pVtx, vIncT);
+  if (vIncT.empty()) return;
+  for (Triangle2* pT : vIncT) vIncVertices.push_back(pT->getCorner(incIndexBy1(pT->getIntraTriangleIndex(pVtx))));
+  // Around a hull vertex the last triangle's far corner closes the fan.
+  Triangle2* pLast(vIncT.back());
+  const int k(pLast->getIntraTriangleIndex(pVtx));
+  if (pLast->getOppositeTriangle(incIndexBy1(k)) == nullptr) vIncVertices.push_back(pLast->getCorner(incIndexBy2(k)));
+}
+
+Triangle2* Dt2::getAdjacentTriangle(Point2* p0, Point2* p1) const {
+  std::vector<Triangle2*> vIncT;
+  getIncidentTriangles(p0, vIncT);
+  for (Triangle2* pT : vIncT) {
+    const int k(pT->getIntraTriangleIndex(p0));
+    if (pT->getCorner(incIndexBy1(k)) == p1) return pT;
+  }
+  return nullptr;
+}
+
+void Dt2::getConvexHull(bool bAllVertices, std::vector<Point2*>& vHull) {
+  if (!is2D()) {
+    // Lower-dimensional: the points lie on one line; the hull is its two extreme points, or all
+    // points in order along the line.
+    std::vector<Point2*> vVertices;
+    getVertexPointers(vVertices);
+    std::sort(vVertices.begin(), vVertices.end(), [](const Point2* a, const Point2* b) { return *a < *b; });
+    if (bAllVertices || vVertices.size() < 2) {
+      vHull.insert(vHull.end(), vVertices.begin(), vVertices.end());
+    } else {
+      vHull.push_back(vVertices.front());
+      vHull.push_back(vVertices.back());
+    }
+    return;
+  }
+  std::vector<Triangle2*> vTriangles;
+  getTrianglePointers(vTriangles);
+  Triangle2* pT(nullptr);
+  int edgeIdx(-1);
+  for (Triangle2* pCand : vTriangles) {
+    for (int i = 0; i < 3 && pT == nullptr; ++i) {
+      if (pCand->getOppositeTriangle(i) == nullptr) {
+        pT = pCand;
+        edgeIdx = i;
+      }
+    }
+    if (pT != nullptr) break;
+  }
+  // Collect the hull counterclockwise: each hull edge runs from corner i+1 to corner i+2.
+  std::vector<Point2*> vAll;
+  Point2* pStartVtx(pT->getCorner(incIndexBy1(edgeIdx)));
+  Point2* pPivot(pT->getCorner(incIndexBy2(edgeIdx)));
+  vAll.push_back(pStartVtx);
+  while (pPivot != pStartVtx) {
+    vAll.push_back(pPivot);
+    for (;;) {
+      const int k(pT->getIntraTriangleIndex(pPivot));
+      Triangle2* pN(pT->getOppositeTriangle(incIndexBy2(k)));
+      if (pN == nullptr) {
+        pPivot = pT->getCorner(incIndexBy1(k));
+        break;
+      }
+      pT = pN;
+    }
+  }
+  if (bAllVertices) {
+    vHull.insert(vHull.end(), vAll.begin(), vAll.end());
+    return;
+  }
+  const size_t n(vAll.size());
+  for (size_t i = 0; i < n; ++i) {
+    const Point2* pPrev(vAll[(i + n - 1) % n]);
+    const Point2* pNext(vAll[(i + 1) % n]);
+    if (kora.getOrientation(*pPrev, *vAll[i], *pNext) != ORIENTATION2_COLLINEAR) vHull.push_back(vAll[i]);
+  }
+}
+
+Bbox2 Dt2::computeBoundingBox() const {
+  Bbox2 box;
+  for (size_t i = 0; i < vertexVault.size(); ++i) {
+    const IdxVtx* pRec(vertexVault.getRecord(i));
+    if (pRec->bActive) box.add(*pRec->pVtx);
+  }
+  return box;
+}
+
+// Constraint edges do not exist yet: the constraint subsystem answers these once it is built.
+bool Dt2::isConstraint(Point2* /*p0*/, Point2* /*p1*/) const { return false; }
+bool Dt2::isConstraint(Point2* /*pVtx*/) const { return false; }
+bool Dt2::isConstraint(Triangle2* /*pT*/, int /*ith*/) const { return false; }
+
+}  // namespace KORA_ZARN2D
