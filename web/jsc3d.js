@@ -254,7 +254,7 @@ var JSC3D = JSC3D || {};
   J.SoftwareRenderer.prototype.drawPoints = function (screen, color) {
     var ctx = this.ctx;
     ctx.fillStyle = 'rgb(' + color.join(',') + ')';
-    for (var i = 0; i < screen.length; i += 3) ctx.fillRect(screen[i] - 1, screen[i + 1] - 1, 2, 2);
+    for (var i = 0; i < screen.length; i += 3) ctx.fillRect(screen[i] - 1.5, screen[i + 1] - 1.5, 3, 3);
   };
 
   /** Every edge once (keyed by its sorted corner pair), drawn as one path. */
