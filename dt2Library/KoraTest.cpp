@@ -49,26 +49,77 @@ class ScopedRoundingMode {
   const int previousMode;
 };
 
-/// |x - y| evaluated in the current rounding direction (exact sign of the difference is known apart).
-double absDifference(double x, double y) { return x > y ? x - y : y - x; }
+/// Largest coordinate difference the interval stage of the orientation test accepts: the
+/// determinant's bounds then stay below 2^1022, so no bound overflows and no inf*0 can arise.
+constexpr double kOrientationIntervalLimit = 0x1p510;
+/// The same for the in-circle test, whose determinant has degree 4: |terms| <= 2^1018.
+constexpr double kInCircleIntervalLimit = 0x1p254;
 
-int signOfDifference(double x, double y) { return (x > y) - (x < y); }
-
-/// The magnitudes of the two products of the orientation determinant,
-/// |p0.x - p2.x| * |p1.y - p2.y| and |p0.y - p2.y| * |p1.x - p2.x|, rounded in one direction.
-/// All operands are non-negative, so rounding every step down (up) gives a lower (upper) bound.
-struct ProductMagnitudes {
-  double left;
-  double right;
+/// An interval [lo, hi] kept as (-lo, hi), so that both bounds are upper bounds of something and
+/// are computed with rounding toward +infinity alone (one change of the rounding mode per test).
+/// Only valid inside a ScopedRoundingMode(FE_UPWARD). Every negation goes through opaque(): the
+/// compiler would otherwise rewrite (-a)*b as -(a*b), which rounds the wrong way.
+struct UpwardInterval {
+  double negLo;
+  double hi;
 };
 
-ProductMagnitudes boundProductMagnitudes(int roundingMode, const Point2& p0, const Point2& p1, const Point2& p2) {
-  const ScopedRoundingMode scopedMode(roundingMode);
-  const double x0(opaque(p0.x())), y0(opaque(p0.y())), x1(opaque(p1.x())), y1(opaque(p1.y()));
-  const double x2(opaque(p2.x())), y2(opaque(p2.y()));
-  const ProductMagnitudes bounds{opaque(absDifference(x0, x2) * absDifference(y1, y2)),
-                                 opaque(absDifference(y0, y2) * absDifference(x1, x2))};
-  return bounds;
+UpwardInterval operator+(const UpwardInterval& a, const UpwardInterval& b) { return {a.negLo + b.negLo, a.hi + b.hi}; }
+
+UpwardInterval operator-(const UpwardInterval& a, const UpwardInterval& b) { return {a.negLo + b.hi, a.hi + b.negLo}; }
+
+double maxOf(double a, double b) { return a < b ? b : a; }
+
+UpwardInterval operator*(const UpwardInterval& a, const UpwardInterval& b) {
+  const double aLo(opaque(-a.negLo)), bLo(opaque(-b.negLo)), aNegHi(opaque(-a.hi));
+  return {maxOf(maxOf(a.negLo * bLo, a.negLo * b.hi), maxOf(aNegHi * bLo, aNegHi * b.hi)),
+          maxOf(maxOf(aLo * bLo, aLo * b.hi), maxOf(a.hi * bLo, a.hi * b.hi))};
+}
+
+/// The enclosure of x - y; the operands pass through opaque() so that the subtraction happens
+/// under the rounding mode of the caller's scope.
+UpwardInterval enclosedDifference(double x, double y) {
+  const double xUp(opaque(x)), yUp(opaque(y)), negX(opaque(-x)), negY(opaque(-y));
+  return {negX + yUp, xUp + negY};
+}
+
+/// Largest magnitude within the interval.
+double magnitudeBound(const UpwardInterval& a) { return maxOf(a.negLo, a.hi); }
+
+/// The sign of the enclosed value when the interval decides it.
+enum IntervalSign { IS_NEGATIVE = -1, IS_ZERO = 0, IS_POSITIVE = 1, IS_UNDECIDED = 2 };
+
+/// Stores the bounds before the rounding mode is restored, then reads off the sign.
+IntervalSign signOf(const UpwardInterval& a) {
+  const double negLo(opaque(a.negLo)), hi(opaque(a.hi));
+  if (negLo < 0) return IS_POSITIVE;
+  if (hi < 0) return IS_NEGATIVE;
+  if (negLo <= 0 && hi <= 0) return IS_ZERO;  // both bounds 0: the evaluation was exact
+  return IS_UNDECIDED;
+}
+
+/// Sign of (p1.y - p2.y)(p0.x - p2.x) - (p0.y - p2.y)(p1.x - p2.x) by interval arithmetic.
+IntervalSign orientationSignByIntervals(const Point2& p0, const Point2& p1, const Point2& p2) {
+  const ScopedRoundingMode upward(FE_UPWARD);
+  const UpwardInterval a(enclosedDifference(p0.x(), p2.x())), b(enclosedDifference(p1.y(), p2.y()));
+  const UpwardInterval c(enclosedDifference(p0.y(), p2.y())), d(enclosedDifference(p1.x(), p2.x()));
+  const double largest(maxOf(maxOf(magnitudeBound(a), magnitudeBound(b)), maxOf(magnitudeBound(c), magnitudeBound(d))));
+  if (!(largest <= kOrientationIntervalLimit)) return IS_UNDECIDED;
+  return signOf(b * a - c * d);
+}
+
+/// Sign of the in-circle determinant of p against (c0, c1, c2) by interval arithmetic.
+IntervalSign inCircleSignByIntervals(const Point2& c0, const Point2& c1, const Point2& c2, const Point2& p) {
+  const ScopedRoundingMode upward(FE_UPWARD);
+  const UpwardInterval ax(enclosedDifference(c0.x(), p.x())), ay(enclosedDifference(c0.y(), p.y()));
+  const UpwardInterval bx(enclosedDifference(c1.x(), p.x())), by(enclosedDifference(c1.y(), p.y()));
+  const UpwardInterval cx(enclosedDifference(c2.x(), p.x())), cy(enclosedDifference(c2.y(), p.y()));
+  const double largest(maxOf(maxOf(maxOf(magnitudeBound(ax), magnitudeBound(ay)), maxOf(magnitudeBound(bx), magnitudeBound(by))),
+                             maxOf(magnitudeBound(cx), magnitudeBound(cy))));
+  if (!(largest <= kInCircleIntervalLimit)) return IS_UNDECIDED;
+  const UpwardInterval det((ax * ax + ay * ay) * (bx * cy - cx * by) + (bx * bx + by * by) * (cx * ay - cy * ax) +
+                           (cx * cx + cy * cy) * (ax * by - bx * ay));
+  return signOf(det);
 }
 
 /// True when the least significant bit of the significand is 0 (the tie-breaking rule of IEEE 754).
@@ -207,15 +258,16 @@ Orientation2 KoraTest::getOrientationSlow(const Point2& p0, const Point2& p1, co
   assertFinite(p2);
   if ((p0.x() == p1.x() && p1.x() == p2.x()) || (p0.y() == p1.y() && p1.y() == p2.y())) return ORIENTATION2_COLLINEAR;
   ++stageCounts.orientationInterval;
-  // det = s1*|left| - s2*|right| with the exact signs s1, s2 of the two products.
-  const int s1(signOfDifference(p0.x(), p2.x()) * signOfDifference(p1.y(), p2.y()));
-  const int s2(signOfDifference(p0.y(), p2.y()) * signOfDifference(p1.x(), p2.x()));
-  if (s1 != s2) return s1 > s2 ? ORIENTATION2_CCW : ORIENTATION2_CW;
-  if (s1 == 0) return ORIENTATION2_COLLINEAR;
-  const ProductMagnitudes lower(boundProductMagnitudes(FE_DOWNWARD, p0, p1, p2));
-  const ProductMagnitudes upper(boundProductMagnitudes(FE_UPWARD, p0, p1, p2));
-  if (lower.left > upper.right) return s1 > 0 ? ORIENTATION2_CCW : ORIENTATION2_CW;
-  if (upper.left < lower.right) return s1 > 0 ? ORIENTATION2_CW : ORIENTATION2_CCW;
+  switch (orientationSignByIntervals(p0, p1, p2)) {
+    case IS_POSITIVE:
+      return ORIENTATION2_CCW;
+    case IS_NEGATIVE:
+      return ORIENTATION2_CW;
+    case IS_ZERO:
+      return ORIENTATION2_COLLINEAR;
+    case IS_UNDECIDED:
+      break;
+  }
   return getOrientationExact(p0, p1, p2);
 }
 
@@ -246,6 +298,13 @@ int KoraTest::inCircleSlow(const Point2& c0, const Point2& c1, const Point2& c2,
   assertFinite(c1);
   assertFinite(c2);
   assertFinite(p);
+  ++stageCounts.inCircleInterval;
+  const IntervalSign intervalSign(inCircleSignByIntervals(c0, c1, c2, p));
+  if (intervalSign != IS_UNDECIDED) return intervalSign;
+  return inCircleExact(c0, c1, c2, p);
+}
+
+int KoraTest::inCircleExact(const Point2& c0, const Point2& c1, const Point2& c2, const Point2& p) {
   ++stageCounts.inCircleExact;
   ensureGmp();
   GmpState& g(*pGmp);

@@ -48,8 +48,10 @@ class ZARN2D_EXPORT KoraTest {
     const double ax(c0.x() - p.x()), ay(c0.y() - p.y());
     const double bx(c1.x() - p.x()), by(c1.y() - p.y());
     const double cx(c2.x() - p.x()), cy(c2.y() - p.y());
-    const double maxAbs(std::fmax(std::fmax(std::fmax(std::fabs(ax), std::fabs(ay)), std::fmax(std::fabs(bx), std::fabs(by))),
-                                  std::fmax(std::fabs(cx), std::fabs(cy))));
+    // Plain comparisons (not std::fmax, a library call here): the differences of finite
+    // coordinates are never NaN, and an infinite one fails the window below.
+    const double maxAbs(maxOf(maxOf(maxOf(std::fabs(ax), std::fabs(ay)), maxOf(std::fabs(bx), std::fabs(by))),
+                              maxOf(std::fabs(cx), std::fabs(cy))));
     // Outside this window a product could overflow or lose its relative accuracy to underflow.
     if (!(maxAbs >= kInCircleFilterMinMagnitude && maxAbs <= kInCircleFilterMaxMagnitude)) return inCircleSlow(c0, c1, c2, p);
     const double bxcy(bx * cy), cxby(cx * by), cxay(cx * ay), cyax(cy * ax), axby(ax * by), bxay(bx * ay);
@@ -77,7 +79,8 @@ class ZARN2D_EXPORT KoraTest {
   struct StageCounts {
     uint64_t orientationInterval = 0;  ///< orientation calls that reached the interval stage
     uint64_t orientationExact = 0;     ///< orientation calls that reached GMP
-    uint64_t inCircleExact = 0;        ///< in-circle calls that reached the exact stages
+    uint64_t inCircleInterval = 0;     ///< in-circle calls that reached the interval stage
+    uint64_t inCircleExact = 0;        ///< in-circle calls that reached GMP
   };
   const StageCounts& getStageCounts() const { return stageCounts; }
   void resetStageCounts() { stageCounts = StageCounts(); }
@@ -92,10 +95,13 @@ class ZARN2D_EXPORT KoraTest {
   static constexpr double kInCircleUnderflowGuard = 1e-220;
 
  private:
+  static double maxOf(double a, double b) { return a > b ? a : b; }
   struct GmpState;
   void ensureGmp();
   /// The GMP stage of the orientation test.
   Orientation2 getOrientationExact(const Point2& p0, const Point2& p1, const Point2& p2);
+  /// The GMP stage of the in-circle test.
+  int inCircleExact(const Point2& c0, const Point2& c1, const Point2& c2, const Point2& p);
   /// Exactly whether (x, y) lies on the closed segment from a to b.
   bool isOnClosedSegment(const Point2& a, const Point2& b, double x, double y);
 

@@ -310,20 +310,32 @@ TEST(Orientation, ErrorBoundCoversTwelveEpsilonRangeSquaredAndUnderflow) {
 
 TEST(Orientation, CallerRoundingModeIsRestoredOnEveryPath) {
   const Point2 p0(0.5, 0.5), p1(12, 12);
-  const Point2 clearlyLeft(24, 25), barelyLeft(24, 24 + std::ldexp(1.0, -48)), onTheLine(24, 24);
+  // The interval stage decides clear cases and exactly computed zeros; GMP the rest.
+  const Point2 clearlyLeft(24, 25), exactlyOnTheLine(24, 24), barelyLeft(24, 24 + std::ldexp(1.0, -48)),
+      onTheLineWithRounding(0.1, 0.1);
   for (int mode : {FE_TOWARDZERO, FE_UPWARD, FE_DOWNWARD, FE_TONEAREST}) {
     KoraTest predicates;
     ASSERT_EQ(std::fesetround(mode), 0);
-    const Orientation2 decidedByInterval(predicates.getOrientationSlow(p0, p1, clearlyLeft));
-    const Orientation2 decidedByGmp(predicates.getOrientationSlow(p0, p1, barelyLeft));
-    const Orientation2 collinear(predicates.getOrientationSlow(p0, p1, onTheLine));
+    const Orientation2 aResults[4] = {
+        predicates.getOrientationSlow(p0, p1, clearlyLeft), predicates.getOrientationSlow(p0, p1, exactlyOnTheLine),
+        predicates.getOrientationSlow(p0, p1, barelyLeft), predicates.getOrientationSlow(p0, p1, onTheLineWithRounding)};
     EXPECT_EQ(std::fegetround(), mode);
     std::fesetround(FE_TONEAREST);
-    EXPECT_EQ(decidedByInterval, ORIENTATION2_CCW);
-    EXPECT_EQ(decidedByGmp, ORIENTATION2_CCW);
-    EXPECT_EQ(collinear, ORIENTATION2_COLLINEAR);
-    EXPECT_EQ(predicates.getStageCounts().orientationInterval, 3u);
+    EXPECT_EQ(aResults[0], ORIENTATION2_CCW);
+    EXPECT_EQ(aResults[1], ORIENTATION2_COLLINEAR);
+    EXPECT_EQ(aResults[2], ORIENTATION2_CCW);
+    EXPECT_EQ(aResults[3], ORIENTATION2_COLLINEAR);
+    EXPECT_EQ(predicates.getStageCounts().orientationInterval, 4u);
     EXPECT_EQ(predicates.getStageCounts().orientationExact, 2u);
+    std::fesetround(mode);
+    const Point2 c0(1, 0), c1(0, 1), c2(-1, 0), exactlyOnTheCircle(0, -1), nearTheCircle(0.6, -0.8);
+    const int onCircle(predicates.inCircleSlow(c0, c1, c2, exactlyOnTheCircle));
+    const int nearCircle(predicates.inCircleSlow(c0, c1, c2, nearTheCircle));
+    EXPECT_EQ(std::fegetround(), mode);
+    EXPECT_EQ(onCircle, 0);
+    EXPECT_EQ(nearCircle, referenceInCircle(c0, c1, c2, nearTheCircle));
+    EXPECT_EQ(predicates.getStageCounts().inCircleExact, 1u);
+    std::fesetround(FE_TONEAREST);
   }
 }
 
@@ -399,6 +411,7 @@ TEST(InCircle, RandomInputIsDecidedByTheFilterAlone) {
     numTested += expected != 0;
   }
   EXPECT_EQ(numTested, 20000);
+  EXPECT_EQ(predicates.getStageCounts().inCircleInterval, 0u);
   EXPECT_EQ(predicates.getStageCounts().inCircleExact, 0u);
 }
 
