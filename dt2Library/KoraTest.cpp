@@ -148,8 +148,8 @@ struct KoraTest::GmpState {
   Rational p0x, p0y, p1x, p1y, p2x, p2y;
   Rational a, b, c, d;
   Rational ab, cd;
-  // In-circle and intersection: differences, intermediate terms and a temporary.
-  Rational dx0, dy0, dx1, dy1, dx2, dy2;
+  // In-circle and intersection: three coordinate differences per axis, intermediate terms, a temporary.
+  Rational dx[3], dy[3];
   Rational term, factor, sum, temp;
 };
 
@@ -203,6 +203,14 @@ double roundToNearest(const mpq_t q, mpq_t towardZeroValue, mpq_t midpoint) {
   if (beyondMidpoint < 0) return towardZero;
   if (beyondMidpoint > 0) return awayFromZero;
   return hasEvenSignificand(towardZero) ? towardZero : awayFromZero;
+}
+
+/// out = start + t * direction exactly (one coordinate); returns out.
+mpq_ptr pointOnLine(mpq_ptr out, double start, const mpq_t t, const mpq_t direction, mpq_t temp) {
+  mpq_mul(out, t, direction);
+  mpq_set_d(temp, start);
+  mpq_add(out, out, temp);
+  return out;
 }
 
 bool isWithinClosedBox(const Point2& a, const Point2& b, double x, double y) {
@@ -308,20 +316,17 @@ int KoraTest::inCircleExact(const Point2& c0, const Point2& c1, const Point2& c2
   ++stageCounts.inCircleExact;
   ensureGmp();
   GmpState& g(*pGmp);
-  exactDifference(g.dx0.value, c0.x(), p.x(), g.temp.value);
-  exactDifference(g.dy0.value, c0.y(), p.y(), g.temp.value);
-  exactDifference(g.dx1.value, c1.x(), p.x(), g.temp.value);
-  exactDifference(g.dy1.value, c1.y(), p.y(), g.temp.value);
-  exactDifference(g.dx2.value, c2.x(), p.x(), g.temp.value);
-  exactDifference(g.dy2.value, c2.y(), p.y(), g.temp.value);
-  // Expansion along the lifted column: sum over i of |ci - p|^2 times the cofactor of the other two.
+  const Point2* const aCorners[3] = {&c0, &c1, &c2};
+  for (int i = 0; i < 3; ++i) {
+    exactDifference(g.dx[i].value, aCorners[i]->x(), p.x(), g.temp.value);
+    exactDifference(g.dy[i].value, aCorners[i]->y(), p.y(), g.temp.value);
+  }
+  // Expansion along the lifted column: sum over i of |ci - p|^2 times the cross product of the other two.
   mpq_set_ui(g.sum.value, 0, 1);
-  const Rational* const aDx[3] = {&g.dx0, &g.dx1, &g.dx2};
-  const Rational* const aDy[3] = {&g.dy0, &g.dy1, &g.dy2};
   for (int i = 0; i < 3; ++i) {
     const int j((i + 1) % 3), k((i + 2) % 3);
-    exactSquaredLength(g.factor.value, aDx[i]->value, aDy[i]->value, g.temp.value);
-    exactCross(g.term.value, aDx[j]->value, aDy[k]->value, aDx[k]->value, aDy[j]->value, g.temp.value);
+    exactSquaredLength(g.factor.value, g.dx[i].value, g.dy[i].value, g.temp.value);
+    exactCross(g.term.value, g.dx[j].value, g.dy[k].value, g.dx[k].value, g.dy[j].value, g.temp.value);
     mpq_mul(g.term.value, g.term.value, g.factor.value);
     mpq_add(g.sum.value, g.sum.value, g.term.value);
   }
@@ -337,31 +342,29 @@ bool KoraTest::getIntersectionCoords(const Point2& a0, const Point2& a1, const P
   ensureGmp();
   GmpState& g(*pGmp);
   // Directions of both lines and the offset between their start points.
-  exactDifference(g.dx0.value, a1.x(), a0.x(), g.temp.value);
-  exactDifference(g.dy0.value, a1.y(), a0.y(), g.temp.value);
-  exactDifference(g.dx1.value, b1.x(), b0.x(), g.temp.value);
-  exactDifference(g.dy1.value, b1.y(), b0.y(), g.temp.value);
-  exactDifference(g.dx2.value, b0.x(), a0.x(), g.temp.value);
-  exactDifference(g.dy2.value, b0.y(), a0.y(), g.temp.value);
-  exactCross(g.factor.value, g.dx0.value, g.dy1.value, g.dy0.value, g.dx1.value, g.temp.value);
-  if (mpq_sgn(g.factor.value) == 0) assertionFailed("denom=0 -> parallel segments", __FILE__, __LINE__);
-  // Parameter along a: t = ((b0 - a0) x dirB) / (dirA x dirB); the point is a0 + t * dirA.
-  exactCross(g.term.value, g.dx2.value, g.dy1.value, g.dy2.value, g.dx1.value, g.temp.value);
-  mpq_div(g.factor.value, g.term.value, g.factor.value);
-  mpq_mul(g.sum.value, g.factor.value, g.dx0.value);
-  mpq_set_d(g.temp.value, a0.x());
-  mpq_add(g.sum.value, g.sum.value, g.temp.value);
-  x = roundToNearest(g.sum.value, g.temp.value, g.term.value);
-  mpq_mul(g.sum.value, g.factor.value, g.dy0.value);
-  mpq_set_d(g.temp.value, a0.y());
-  mpq_add(g.sum.value, g.sum.value, g.temp.value);
-  y = roundToNearest(g.sum.value, g.temp.value, g.term.value);
+  const mpq_ptr dirAx(g.dx[0].value), dirAy(g.dy[0].value), dirBx(g.dx[1].value), dirBy(g.dy[1].value);
+  const mpq_ptr offsetX(g.dx[2].value), offsetY(g.dy[2].value), denominator(g.factor.value);
+  exactDifference(dirAx, a1.x(), a0.x(), g.temp.value);
+  exactDifference(dirAy, a1.y(), a0.y(), g.temp.value);
+  exactDifference(dirBx, b1.x(), b0.x(), g.temp.value);
+  exactDifference(dirBy, b1.y(), b0.y(), g.temp.value);
+  exactDifference(offsetX, b0.x(), a0.x(), g.temp.value);
+  exactDifference(offsetY, b0.y(), a0.y(), g.temp.value);
+  exactCross(denominator, dirAx, dirBy, dirAy, dirBx, g.temp.value);
+  if (mpq_sgn(denominator) == 0) assertionFailed("denom=0 -> parallel segments", __FILE__, __LINE__);
+  // Parameter along a: t = (offset x dirB) / (dirA x dirB); the point is a0 + t * dirA.
+  const mpq_ptr t(g.factor.value);
+  exactCross(g.term.value, offsetX, dirBy, offsetY, dirBx, g.temp.value);
+  mpq_div(t, g.term.value, denominator);
+  x = roundToNearest(pointOnLine(g.sum.value, a0.x(), t, dirAx, g.temp.value), g.temp.value, g.term.value);
+  y = roundToNearest(pointOnLine(g.sum.value, a0.y(), t, dirAy, g.temp.value), g.temp.value, g.term.value);
   return isOnClosedSegment(a0, a1, x, y) && isOnClosedSegment(b0, b1, x, y);
 }
 
 bool KoraTest::isOnClosedSegment(const Point2& a, const Point2& b, double x, double y) {
   if (!isWithinClosedBox(a, b, x, y)) return false;  // also rejects non-finite coordinates
-  return getOrientation(a, b, Point2(x, y)) == ORIENTATION2_COLLINEAR;
+  // The later stages directly: a constructed point must not change the filter's range.
+  return getOrientationSlow(a, b, Point2(x, y)) == ORIENTATION2_COLLINEAR;
 }
 
 }  // namespace KORA_ZARN2D

@@ -19,18 +19,26 @@ namespace KORA_ZARN2D {
 /// a fused multiply-add changes the rounding of the determinants and would void the error bounds.
 class ZARN2D_EXPORT KoraTest {
  public:
+  /// An empty predicate object: range 0, no rationals yet (they are created at the first exact
+  /// evaluation, so construction is cheap).
   KoraTest();
+  /// Releases the rationals, if any were created.
   ~KoraTest();
   KoraTest(const KoraTest&) = delete;
   KoraTest& operator=(const KoraTest&) = delete;
 
-  /// Sets the largest absolute coordinate the orientation filter must cover and recomputes its bound.
+  /// Sets the largest absolute coordinate |m| the orientation filter must cover and recomputes its
+  /// bound, 12e*m^2 rounded up and never below 2*DBL_MIN (gradual underflow). Beyond 2^510, or for
+  /// NaN, the bound becomes infinite and every orientation call goes to the later stages.
   void setRange(double m);
+  /// The range set last (0 for a new object).
   double getRange() const { return maxAbsCoordinate; }
+  /// The orientation filter's bound: a double determinant above it (below its negation) is CCW (CW).
   double getErrBound() const { return errBound; }
 
   /// Orientation of (p0, p1, p2) for arbitrary points: raises the range first when a point lies
   /// beyond it, then decides exactly. CCW when p2 lies left of the directed line p0 -> p1.
+  /// A few nanoseconds when the filter decides; a non-finite coordinate fails an assertion.
   Orientation2 getOrientation(const Point2& p0, const Point2& p1, const Point2& p2);
 
   /// Orientation for points whose coordinates the caller guarantees to lie within the range set by
@@ -65,14 +73,18 @@ class ZARN2D_EXPORT KoraTest {
     return inCircleSlow(c0, c1, c2, p);
   }
 
-  /// The exact stages of the orientation test (equal-coordinate shortcut, interval, GMP).
+  /// The exact stages of the orientation test (equal-coordinate shortcut, interval, GMP), valid for
+  /// any finite points. The caller's rounding mode is restored on every path; a non-finite
+  /// coordinate fails an assertion.
   Orientation2 getOrientationSlow(const Point2& p0, const Point2& p1, const Point2& p2);
-  /// The exact stages of the in-circle test.
+  /// The exact stages of the in-circle test (interval, GMP), with the same guarantees.
   int inCircleSlow(const Point2& c0, const Point2& c1, const Point2& c2, const Point2& p);
 
   /// Intersection of the lines through (a0, a1) and (b0, b1), computed exactly in rationals and
-  /// rounded to the nearest double in each coordinate. Returns true when the rounded point lies
-  /// exactly on both closed segments. Parallel segments fail the assertion "denom=0 -> parallel segments".
+  /// rounded to the nearest double in each coordinate (ties to even; beyond the largest double the
+  /// coordinate becomes infinite). Returns true when the rounded point lies exactly on both closed
+  /// segments. Parallel segments fail the assertion "denom=0 -> parallel segments", non-finite
+  /// coordinates a finiteness assertion. Costs a few microseconds (always rational arithmetic).
   bool getIntersectionCoords(const Point2& a0, const Point2& a1, const Point2& b0, const Point2& b1, double& x, double& y);
 
   /// How many calls reached each later stage (the filter decided all others).
@@ -82,7 +94,9 @@ class ZARN2D_EXPORT KoraTest {
     uint64_t inCircleInterval = 0;     ///< in-circle calls that reached the interval stage
     uint64_t inCircleExact = 0;        ///< in-circle calls that reached GMP
   };
+  /// The counts since construction or the last reset; valid as long as this object.
   const StageCounts& getStageCounts() const { return stageCounts; }
+  /// Sets all counts to 0.
   void resetStageCounts() { stageCounts = StageCounts(); }
 
   /// Relative error factor of the in-circle filter, deliberately above the textbook bound.
