@@ -1,0 +1,494 @@
+// Shared helpers of the triangulation tests: an independent exact validity check of a Zarn_2D
+// (rational arithmetic from GMP, none of the library's predicates), point-set generators with
+// exact degeneracies, triangulation signatures for differential tests, and console capture.
+#pragma once
+
+#include <gmpxx.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <random>
+#include <sstream>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "Zarn_2D.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#define DT2TEST_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define DT2TEST_SANITIZED 1
+#endif
+#endif
+#ifndef DT2TEST_SANITIZED
+#define DT2TEST_SANITIZED 0
+#endif
+
+namespace dt2test {
+
+using namespace KORA_ZARN2D;
+
+// ----- Exact predicates ---------------------------------------------------------------------
+// Three stages, each exact in what it returns: small integer coordinates in 128-bit integers, a
+// double evaluation with a deliberately loose error bound (orders of magnitude above the
+// classical bounds), and rational arithmetic for everything else (huge, tiny, near-degenerate).
+
+inline bool isSmallInteger(double v) { return std::fabs(v) <= 67108864.0 && v == std::floor(v); }  // |v| <= 2^26
+
+template <typename T>
+int signOf(const T& v) {
+  return (v > 0) - (v < 0);
+}
+
+/// +1 when c lies left of the directed line a -> b, -1 right, 0 collinear.
+inline int exactOrientation(const Point2& a, const Point2& b, const Point2& c) {
+  if (isSmallInteger(a.x()) && isSmallInteger(a.y()) && isSmallInteger(b.x()) && isSmallInteger(b.y()) && isSmallInteger(c.x()) &&
+      isSmallInteger(c.y())) {
+    const __int128 l((__int128)(int64_t)(b.x() - a.x()) * (int64_t)(c.y() - a.y()));
+    const __int128 r((__int128)(int64_t)(b.y() - a.y()) * (int64_t)(c.x() - a.x()));
+    return signOf(l - r);
+  }
+  const double l((b.x() - a.x()) * (c.y() - a.y())), r((b.y() - a.y()) * (c.x() - a.x()));
+  const double det(l - r), magnitude(std::fabs(l) + std::fabs(r));
+  if (std::isfinite(det) && std::isfinite(magnitude) && magnitude > 1e-250 && std::fabs(det) > 1e-12 * magnitude) return signOf(det);
+  const mpq_class ax(a.x()), ay(a.y());
+  const mpq_class q((mpq_class(b.x()) - ax) * (mpq_class(c.y()) - ay) - (mpq_class(b.y()) - ay) * (mpq_class(c.x()) - ax));
+  return sgn(q);
+}
+
+/// For a, b, c counterclockwise: +1 when d lies strictly inside their circumcircle, 0 on it, -1 outside.
+inline int exactInCircle(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
+  const Point2* aP[4] = {&a, &b, &c, &d};
+  bool bSmallInts(true);
+  for (const Point2* p : aP) bSmallInts = bSmallInts && isSmallInteger(p->x()) && isSmallInteger(p->y());
+  if (bSmallInts) {
+    const auto lifted = [&](const Point2& p, __int128& dx, __int128& dy, __int128& lift) {
+      dx = (int64_t)(p.x() - d.x());
+      dy = (int64_t)(p.y() - d.y());
+      lift = dx * dx + dy * dy;
+    };
+    __int128 adx, ady, al, bdx, bdy, bl, cdx, cdy, cl;
+    lifted(a, adx, ady, al);
+    lifted(b, bdx, bdy, bl);
+    lifted(c, cdx, cdy, cl);
+    return signOf(al * (bdx * cdy - cdx * bdy) + bl * (cdx * ady - adx * cdy) + cl * (adx * bdy - bdx * ady));
+  }
+  {
+    const double adx(a.x() - d.x()), ady(a.y() - d.y()), bdx(b.x() - d.x()), bdy(b.y() - d.y());
+    const double cdx(c.x() - d.x()), cdy(c.y() - d.y());
+    const double al(adx * adx + ady * ady), bl(bdx * bdx + bdy * bdy), cl(cdx * cdx + cdy * cdy);
+    const double det(al * (bdx * cdy - cdx * bdy) + bl * (cdx * ady - adx * cdy) + cl * (adx * bdy - bdx * ady));
+    const double permanent(al * (std::fabs(bdx * cdy) + std::fabs(cdx * bdy)) + bl * (std::fabs(cdx * ady) + std::fabs(adx * cdy)) +
+                           cl * (std::fabs(adx * bdy) + std::fabs(bdx * ady)));
+    if (std::isfinite(det) && std::isfinite(permanent) && permanent > 1e-200 && std::fabs(det) > 1e-10 * permanent) return signOf(det);
+  }
+  const mpq_class dx(d.x()), dy(d.y());
+  const mpq_class adx(mpq_class(a.x()) - dx), ady(mpq_class(a.y()) - dy);
+  const mpq_class bdx(mpq_class(b.x()) - dx), bdy(mpq_class(b.y()) - dy);
+  const mpq_class cdx(mpq_class(c.x()) - dx), cdy(mpq_class(c.y()) - dy);
+  const mpq_class al(adx * adx + ady * ady), bl(bdx * bdx + bdy * bdy), cl(cdx * cdx + cdy * cdy);
+  const mpq_class det(al * (bdx * cdy - cdx * bdy) + bl * (cdx * ady - adx * cdy) + cl * (adx * bdy - bdx * ady));
+  return sgn(det);
+}
+
+// ----- Point sets ---------------------------------------------------------------------------
+
+inline bool lessXY(const Point2& a, const Point2& b) { return a.x() < b.x() || (a.x() == b.x() && a.y() < b.y()); }
+inline bool sameXY(const Point2& a, const Point2& b) { return a.x() == b.x() && a.y() == b.y(); }
+
+/// The distinct positions of vPoints (exact equality), sorted by x then y; non-finite points dropped.
+inline std::vector<Point2> distinctPositions(const std::vector<Point2>& vPoints) {
+  std::vector<Point2> v;
+  for (const Point2& p : vPoints) {
+    if (std::isfinite(p.x()) && std::isfinite(p.y())) v.emplace_back(p.x(), p.y());
+  }
+  std::sort(v.begin(), v.end(), lessXY);
+  v.erase(std::unique(v.begin(), v.end(), sameXY), v.end());
+  return v;
+}
+
+/// Corners of the convex hull (no points in the interior of hull edges), counterclockwise,
+/// starting at the lexicographically smallest point (Andrew's monotone chain). Fewer than three
+/// corners when the points are collinear.
+inline std::vector<Point2> hullCorners(const std::vector<Point2>& vPoints) {
+  std::vector<Point2> v(distinctPositions(vPoints));
+  if (v.size() < 3) return v;
+  std::vector<Point2> vHull;
+  const auto addChain = [&](size_t floor, const Point2& p) {
+    while (vHull.size() >= floor + 2 && exactOrientation(vHull[vHull.size() - 2], vHull.back(), p) <= 0) vHull.pop_back();
+    vHull.push_back(p);
+  };
+  for (const Point2& p : v) addChain(0, p);
+  const size_t lowerSize(vHull.size() - 1);
+  for (size_t i = v.size() - 1; i-- > 0;) addChain(lowerSize, v[i]);
+  vHull.pop_back();
+  return vHull;
+}
+
+/// True when every point lies on one line.
+inline bool allCollinear(const std::vector<Point2>& vPoints) { return hullCorners(vPoints).size() < 3; }
+
+/// Rotates a cyclic point sequence so that it starts at its lexicographically smallest point.
+inline std::vector<Point2> canonicalCycle(std::vector<Point2> v) {
+  if (!v.empty()) std::rotate(v.begin(), std::min_element(v.begin(), v.end(), lessXY), v.end());
+  return v;
+}
+
+inline std::vector<Point2> positionsOf(const std::vector<Point2*>& vHandles) {
+  std::vector<Point2> v;
+  for (const Point2* p : vHandles) v.emplace_back(p->x(), p->y());
+  return v;
+}
+
+/// Uniform random points in [lo, hi)^2.
+inline std::vector<Point2> randomPoints(size_t n, unsigned seed, double lo = 0.0, double hi = 1.0) {
+  std::mt19937_64 rng(seed);
+  std::uniform_real_distribution<double> dist(lo, hi);
+  std::vector<Point2> v;
+  v.reserve(n);
+  for (size_t i = 0; i < n; ++i) {
+    const double x(dist(rng));
+    v.emplace_back(x, dist(rng));
+  }
+  return v;
+}
+
+/// The points (x0 + i * step, y0 + j * step) of an nx by ny grid, row by row.
+inline std::vector<Point2> gridPoints(int nx, int ny, double step = 1.0, double x0 = 0.0, double y0 = 0.0) {
+  std::vector<Point2> v;
+  v.reserve(static_cast<size_t>(nx) * static_cast<size_t>(ny));
+  for (int j = 0; j < ny; ++j) {
+    for (int i = 0; i < nx; ++i) v.emplace_back(x0 + i * step, y0 + j * step);
+  }
+  return v;
+}
+
+/// Every integer point on the circle of radius r around (cx, cy): exactly cocircular.
+inline std::vector<Point2> integerCirclePoints(long r, double cx = 0.0, double cy = 0.0) {
+  std::vector<Point2> v;
+  for (long x = -r; x <= r; ++x) {
+    const long yy(r * r - x * x);
+    const long y(std::lround(std::sqrt(static_cast<double>(yy))));
+    if (y * y != yy) continue;
+    v.emplace_back(cx + x, cy + y);
+    if (y != 0) v.emplace_back(cx + x, cy - y);
+  }
+  return v;
+}
+
+template <typename T>
+void shuffleWithSeed(std::vector<T>& v, unsigned seed) {
+  std::mt19937 rng(seed);
+  std::shuffle(v.begin(), v.end(), rng);
+}
+
+// ----- Signatures ---------------------------------------------------------------------------
+
+using TriangleKey = std::array<std::pair<double, double>, 3>;
+
+/// The triangles as sorted triples of corner coordinates, sorted: equal for two triangulations
+/// with the same triangles, whatever their vertex handles.
+inline std::vector<TriangleKey> triangleSignature(const Zarn_2D& dt) {
+  std::vector<Triangle2*> vT;
+  dt.getTrianglePointers(vT);
+  std::vector<TriangleKey> v;
+  v.reserve(vT.size());
+  for (const Triangle2* pT : vT) {
+    TriangleKey k;
+    for (int i = 0; i < 3; ++i) k[i] = std::make_pair(pT->getCorner(i)->x(), pT->getCorner(i)->y());
+    std::sort(k.begin(), k.end());
+    v.push_back(k);
+  }
+  std::sort(v.begin(), v.end());
+  return v;
+}
+
+// ----- The independent validity check ------------------------------------------------------
+
+namespace detail {
+
+inline std::string str(const Point2& p) {
+  std::ostringstream oss;
+  oss.precision(17);
+  oss << "(" << p.x() << ", " << p.y() << ")";
+  return oss.str();
+}
+
+inline std::string str(const Triangle2* pT) {
+  return "[" + str(*pT->getCorner(0)) + " " + str(*pT->getCorner(1)) + " " + str(*pT->getCorner(2)) + "]";
+}
+
+class Defects {
+ public:
+  void add(const std::string& s) {
+    if (num++ < 10) text += "\n  " + s;
+  }
+  bool any() const { return num > 0; }
+  ::testing::AssertionResult result() const {
+    if (num == 0) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << num << " defect(s):" << text;
+  }
+
+ private:
+  size_t num = 0;
+  std::string text;
+};
+
+inline bool isLive(const std::vector<const Triangle2*>& vSortedLive, const Triangle2* pT) {
+  return std::binary_search(vSortedLive.begin(), vSortedLive.end(), pT);
+}
+
+// Vertices: the triangulation holds exactly the distinct expected positions, once each.
+inline void checkVertexSet(const Zarn_2D& dt, const std::vector<Point2*>& vVertices, const std::vector<Point2>& vExpected, Defects& d) {
+  if (dt.numberOfPoints() != vVertices.size()) {
+    d.add("numberOfPoints()=" + std::to_string(dt.numberOfPoints()) + " but getVertexPointers gives " + std::to_string(vVertices.size()));
+  }
+  std::vector<Point2> vHave(positionsOf(vVertices));
+  std::sort(vHave.begin(), vHave.end(), lessXY);
+  if (std::adjacent_find(vHave.begin(), vHave.end(), sameXY) != vHave.end()) d.add("two vertices share a position");
+  const std::vector<Point2> vWant(distinctPositions(vExpected));
+  if (vHave.size() != vWant.size() || !std::equal(vHave.begin(), vHave.end(), vWant.begin(), sameXY)) {
+    size_t numMissing(0), numExtra(0);
+    for (const Point2& p : vWant) numMissing += !std::binary_search(vHave.begin(), vHave.end(), p, lessXY);
+    for (const Point2& p : vHave) numExtra += !std::binary_search(vWant.begin(), vWant.end(), p, lessXY);
+    d.add("vertex set differs from the input: " + std::to_string(numMissing) + " missing, " + std::to_string(numExtra) + " extra");
+  }
+}
+
+// Orientation of every triangle and symmetric neighbour links that match the shared edge.
+inline void checkTrianglesAndLinks(const std::vector<Triangle2*>& vT, const std::vector<const Triangle2*>& vLive, Defects& d) {
+  for (const Triangle2* pT : vT) {
+    if (pT->getCorner(0) == nullptr || pT->getCorner(1) == nullptr || pT->getCorner(2) == nullptr) {
+      d.add("triangle with a null corner");
+      continue;
+    }
+    if (exactOrientation(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2)) <= 0) {
+      d.add("not strictly counterclockwise: " + str(pT));
+    }
+    for (int i = 0; i < 3; ++i) {
+      const Triangle2* pN(pT->getOppositeTriangle(i));
+      if (pN == nullptr) continue;
+      if (!isLive(vLive, pN)) {
+        d.add("neighbour is not a live triangle: " + str(pT));
+        continue;
+      }
+      int j(-1);
+      for (int k = 0; k < 3; ++k) {
+        if (pN->getOppositeTriangle(k) == pT) j = k;
+      }
+      if (j < 0 || pN->getCorner(incIndexBy1(j)) != pT->getCorner(incIndexBy2(i)) ||
+          pN->getCorner(incIndexBy2(j)) != pT->getCorner(incIndexBy1(i))) {
+        d.add("neighbour link not symmetric or edge mismatch: " + str(pT) + " / " + str(pN));
+      }
+    }
+  }
+}
+
+// Every interior edge is locally Delaunay (exact in-circle, cocircular allowed).
+inline void checkLocallyDelaunay(const std::vector<Triangle2*>& vT, Defects& d) {
+  for (const Triangle2* pT : vT) {
+    for (int i = 0; i < 3; ++i) {
+      const Triangle2* pN(pT->getOppositeTriangle(i));
+      if (pN == nullptr || pN < pT) continue;
+      const Point2* pOpp(nullptr);
+      for (int k = 0; k < 3; ++k) {
+        if (pN->getOppositeTriangle(k) == pT) pOpp = pN->getCorner(k);
+      }
+      if (exactInCircle(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2), *pOpp) > 0) {
+        d.add("edge not locally Delaunay: " + str(pT) + " / " + str(pN));
+      }
+    }
+  }
+}
+
+// Each vertex: its incident triangle is live and holds it, and the triangles around it form one
+// fan (the walk through the neighbour links reaches all triangles that use the vertex).
+inline void checkVertexFans(const std::vector<Triangle2*>& vT, const std::vector<Point2*>& vVertices,
+                            const std::vector<const Triangle2*>& vLive, Defects& d) {
+  std::unordered_map<const Point2*, size_t> mUse;
+  mUse.reserve(vVertices.size() * 2);
+  for (const Triangle2* pT : vT) {
+    for (int i = 0; i < 3; ++i) ++mUse[pT->getCorner(i)];
+  }
+  if (mUse.size() != vVertices.size()) d.add("the triangles use " + std::to_string(mUse.size()) + " vertices, there are " + std::to_string(vVertices.size()));
+  for (const Point2* pV : vVertices) {
+    const Triangle2* pStart(pV->getIncidentTriangle());
+    if (pStart == nullptr || !isLive(vLive, pStart) || !pStart->hasVertex(pV)) {
+      d.add("vertex without a valid incident triangle: " + str(*pV));
+      continue;
+    }
+    const size_t numUses(mUse[pV]);
+    size_t numSeen(1);
+    const auto turn = [&](const Triangle2* pT, bool bCcw) {
+      int k(0);
+      while (pT->getCorner(k) != pV) ++k;
+      return pT->getOppositeTriangle(bCcw ? incIndexBy1(k) : incIndexBy2(k));
+    };
+    const Triangle2* pT(turn(pStart, true));
+    while (pT != nullptr && pT != pStart && numSeen <= numUses) {
+      ++numSeen;
+      pT = turn(pT, true);
+    }
+    if (pT == nullptr) {
+      for (pT = turn(pStart, false); pT != nullptr && numSeen <= numUses; pT = turn(pT, false)) ++numSeen;
+    }
+    if (numSeen != numUses) d.add("triangles around " + str(*pV) + " do not form one fan");
+  }
+}
+
+// The border: one closed counterclockwise cycle whose corners are exactly the corners of the
+// independently computed convex hull of the input (vertices on hull edges allowed), and Euler's
+// relation for a disc.
+inline void checkBorderAndEuler(const std::vector<Triangle2*>& vT, size_t numVertices, const std::vector<Point2>& vExpected, Defects& d) {
+  std::unordered_map<const Point2*, const Point2*> mNext;
+  size_t numBorder(0);
+  for (const Triangle2* pT : vT) {
+    for (int i = 0; i < 3; ++i) {
+      if (pT->getOppositeTriangle(i) != nullptr) continue;
+      ++numBorder;
+      if (!mNext.emplace(pT->getCorner(incIndexBy1(i)), pT->getCorner(incIndexBy2(i))).second) d.add("two border edges leave one vertex");
+    }
+  }
+  const long numF(static_cast<long>(vT.size())), numE((3 * numF + static_cast<long>(numBorder)) / 2);
+  if (static_cast<long>(numVertices) - numE + numF != 1) {
+    d.add("Euler's relation fails: V=" + std::to_string(numVertices) + " E=" + std::to_string(numE) + " F=" + std::to_string(numF));
+  }
+  if (mNext.empty()) {
+    d.add("no border edge");
+    return;
+  }
+  std::vector<Point2> vCycle;
+  const Point2* pStart(mNext.begin()->first);
+  const Point2* p(pStart);
+  do {
+    vCycle.emplace_back(p->x(), p->y());
+    const auto it(mNext.find(p));
+    p = (it == mNext.end()) ? nullptr : it->second;
+  } while (p != nullptr && p != pStart && vCycle.size() <= numBorder);
+  if (p != pStart || vCycle.size() != numBorder) {
+    d.add("the border is not one closed cycle");
+    return;
+  }
+  std::vector<Point2> vCorners;
+  const size_t n(vCycle.size());
+  for (size_t i = 0; i < n; ++i) {
+    const int ori(exactOrientation(vCycle[(i + n - 1) % n], vCycle[i], vCycle[(i + 1) % n]));
+    if (ori < 0) d.add("the border turns clockwise at " + str(vCycle[i]));
+    if (ori > 0) vCorners.push_back(vCycle[i]);
+  }
+  const std::vector<Point2> vWant(hullCorners(vExpected));
+  vCorners = canonicalCycle(vCorners);
+  if (vCorners.size() != vWant.size() || !std::equal(vCorners.begin(), vCorners.end(), vWant.begin(), sameXY)) {
+    d.add("border corners (" + std::to_string(vCorners.size()) + ") differ from the convex hull of the input (" +
+          std::to_string(vWant.size()) + ")");
+  }
+}
+
+// Connectivity through the neighbour links.
+inline void checkConnected(const std::vector<Triangle2*>& vT, const std::vector<const Triangle2*>& vLive, Defects& d) {
+  if (vT.empty()) return;
+  std::vector<char> vSeen(vLive.size(), 0);
+  std::vector<const Triangle2*> vStack(1, vT.front());
+  vSeen[std::lower_bound(vLive.begin(), vLive.end(), vT.front()) - vLive.begin()] = 1;
+  size_t numSeen(1);
+  while (!vStack.empty()) {
+    const Triangle2* pT(vStack.back());
+    vStack.pop_back();
+    for (int i = 0; i < 3; ++i) {
+      const Triangle2* pN(pT->getOppositeTriangle(i));
+      if (pN == nullptr) continue;
+      const size_t idx(std::lower_bound(vLive.begin(), vLive.end(), pN) - vLive.begin());
+      if (vSeen[idx]) continue;
+      vSeen[idx] = 1;
+      ++numSeen;
+      vStack.push_back(pN);
+    }
+  }
+  if (numSeen != vT.size()) d.add("the triangles are not connected through their neighbour links");
+}
+
+}  // namespace detail
+
+/// Checks, with exact arithmetic and without the library's predicates, that dt is the Delaunay
+/// triangulation of the distinct finite positions of vExpected: vertex set, strictly
+/// counterclockwise triangles, symmetric neighbour links matching the edges, one fan per
+/// vertex, connectivity, Euler's relation, a convex border equal to the hull of the input, and
+/// every edge locally Delaunay. For collinear input: no triangles and is2D() false.
+inline ::testing::AssertionResult isDelaunayTriangulationOf(const Zarn_2D& dt, const std::vector<Point2>& vExpected) {
+  detail::Defects d;
+  std::vector<Point2*> vVertices;
+  dt.getVertexPointers(vVertices);
+  detail::checkVertexSet(dt, vVertices, vExpected, d);
+  std::vector<Triangle2*> vT;
+  dt.getTrianglePointers(vT);
+  if (dt.numberOfTriangles() != vT.size()) {
+    d.add("numberOfTriangles()=" + std::to_string(dt.numberOfTriangles()) + " but getTrianglePointers gives " + std::to_string(vT.size()));
+  }
+  if (allCollinear(vExpected)) {
+    if (dt.is2D()) d.add("is2D() is true for collinear input");
+    if (!vT.empty()) d.add("triangles exist for collinear input");
+    return d.result();
+  }
+  if (!dt.is2D()) d.add("is2D() is false for non-collinear input");
+  std::vector<const Triangle2*> vLive(vT.begin(), vT.end());
+  std::sort(vLive.begin(), vLive.end());
+  if (std::adjacent_find(vLive.begin(), vLive.end()) != vLive.end()) d.add("a triangle is listed twice");
+  detail::checkTrianglesAndLinks(vT, vLive, d);
+  if (d.any()) return d.result();  // the walks below rely on consistent links
+  detail::checkVertexFans(vT, vVertices, vLive, d);
+  detail::checkConnected(vT, vLive, d);
+  detail::checkBorderAndEuler(vT, vVertices.size(), vExpected, d);
+  detail::checkLocallyDelaunay(vT, d);
+  return d.result();
+}
+
+/// The library's own check (with the empty-circle test), its report captured; the report is
+/// shown on failure. Must not be called while standard output is being captured.
+inline ::testing::AssertionResult libraryCheckValidity(Zarn_2D& dt) {
+  ::testing::internal::CaptureStdout();
+  const bool bValid(dt.checkValidity(true, "test"));
+  const std::string report(::testing::internal::GetCapturedStdout());
+  if (bValid) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "checkValidity(true) failed:\n" << report;
+}
+
+// ----- Console ----------------------------------------------------------------------------
+
+inline std::vector<std::string> splitLines(const std::string& text) {
+  std::vector<std::string> v;
+  std::istringstream iss(text);
+  for (std::string line; std::getline(iss, line);) v.push_back(line);
+  return v;
+}
+
+/// The line a warning prints (between its two blank lines).
+inline std::string warningLine(const std::string& where, const std::string& msg) {
+  return "      [Zarn2D-Message] " + where + ", WARNING: " + msg;
+}
+
+inline size_t countLinesContaining(const std::string& text, const std::string& part) {
+  size_t n(0);
+  for (const std::string& line : splitLines(text)) n += line.find(part) != std::string::npos;
+  return n;
+}
+
+}  // namespace dt2test
+
+/// Both checks: the independent exact one against the expected input, and the library's own.
+#define EXPECT_DELAUNAY_OF(dt, points)                                  \
+  do {                                                                  \
+    EXPECT_TRUE(::dt2test::isDelaunayTriangulationOf((dt), (points))); \
+    EXPECT_TRUE(::dt2test::libraryCheckValidity(dt));                   \
+  } while (0)
+
+#define ASSERT_DELAUNAY_OF(dt, points)                                  \
+  do {                                                                  \
+    ASSERT_TRUE(::dt2test::isDelaunayTriangulationOf((dt), (points))); \
+    ASSERT_TRUE(::dt2test::libraryCheckValidity(dt));                   \
+  } while (0)
