@@ -19,7 +19,9 @@ namespace {
 constexpr double kMachineEpsilon = 2.220446049250313e-16;
 /// Orientation filter factor 12e = (8e*0.5 + (4e*0.5 + 2e)*2): for coordinates bounded by M each
 /// difference is off by at most u*2M, each product by 8uM^2 from its factors plus 4uM^2 from its own
-/// rounding, so the determinant before its final subtraction is off by at most 24uM^2 = 12eM^2.
+/// rounding, so the two products differ from the exact ones by at most 24uM^2 = 12eM^2 in total.
+/// The final subtraction rounds monotonically: a result above the bound means the difference of the
+/// rounded products, hence the exact determinant plus at most 12eM^2, exceeds the bound.
 constexpr double kOrientationErrFactor = 12.0 * kMachineEpsilon;
 /// Largest range the orientation filter covers: 4M^2 <= 2^1022, so no product of two coordinate
 /// differences overflows. Beyond it every call goes to the later stages.
@@ -30,8 +32,8 @@ constexpr double kLargestFilteredRange = 0x1p510;
 constexpr double kErrBoundFloor = 2.0 * DBL_MIN;
 
 /// Reads a value back through memory the optimiser cannot see into. Without this barrier the
-/// compiler (which assumes round-to-nearest) may evaluate an expression before the rounding mode
-/// changes, after it is restored, or once for two blocks with different modes.
+/// compiler, which assumes round-to-nearest, may evaluate an expression before the rounding mode
+/// changes or after it is restored, and may rewrite (-a)*b as -(a*b) (equal only under that mode).
 double opaque(double value) {
   volatile double barrier(value);
   return barrier;
