@@ -12,6 +12,7 @@
 #include "MsgBase.h"
 #include "Point2.h"
 #include "Segment2.h"
+#include "SegmentChecker.h"
 #include "Triangle2.h"
 #include "TriangleAroundVertexIterator.h"
 #include "Vector2.h"
