@@ -137,7 +137,7 @@ long peakResidentKiB() {
 }
 
 int measurePeakMemory(const std::string& who, size_t n) {
-  const std::vector<Point2> vPoints(makeUniformPoints(n));
+  std::vector<Point2> vPoints(makeUniformPoints(n));
   if (who == "zarn") {
     Zarn_2D dt(static_cast<unsigned int>(n));
     dt.insert(vPoints);
@@ -146,9 +146,11 @@ int measurePeakMemory(const std::string& who, size_t n) {
   }
 #ifdef ZARN_HAVE_CGAL
   if (who == "cgal") {
+    // The same points, held only in CGAL's own point type (the Point2 copies are released first).
     std::vector<CgalKernel::Point_2> vCgalPoints;
     vCgalPoints.reserve(n);
     for (const Point2& p : vPoints) vCgalPoints.emplace_back(p.x(), p.y());
+    std::vector<Point2>().swap(vPoints);
     CgalDelaunay dt;
     dt.insert(vCgalPoints.begin(), vCgalPoints.end());
     std::cout << "cgal: " << dt.number_of_faces() << " triangles, peak " << peakResidentKiB() / 1024.0 << " MiB" << std::endl;

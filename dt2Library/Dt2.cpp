@@ -322,7 +322,7 @@ void Dt2::insertFakeBox() {
   }
 }
 
-void Dt2::insertAndCleanBulk(size_t firstNewRecord, std::vector<Point2*>* pvHandles) {
+void Dt2::insertAndCleanBulk(size_t firstNewRecord, Point2** aHandles, size_t numHandles) {
   Point2 *a, *b, *c;
   const bool bFakeBox(numCPU > 1 && (is2D() || vertexVault.getThreeNonCollinear(a, b, c)));
   if (bFakeBox) {
@@ -336,51 +336,47 @@ void Dt2::insertAndCleanBulk(size_t firstNewRecord, std::vector<Point2*>* pvHand
   } else {
     becomeTwoDimensional();
   }
-  vertexVault.cleanDuplicates(pvHandles);
+  vertexVault.cleanDuplicates(aHandles, numHandles);
   vertexVault.updateSorting(false);
   if (bFakeBox) vertexVault.removeFakeBox();
 }
 
-void Dt2::insertVector(const std::vector<Point2>& vPoints, std::vector<Point2*>* pvHandles) {
-  if (vPoints.empty()) {
+void Dt2::insertBulk(const BulkInput& input, Point2** aHandles) {
+  if (input.size == 0) {
     publish(MSG_PROGRESS, "insertVector", 1.0);
     return;
   }
   ZARN_ASSERT(vertexVault.dupIsClean());
   bool bBoxChanged(false);
-  for (const Point2& p : vPoints) {
+  for (size_t i = 0; i < input.size; ++i) {
+    const Point2 p(input.get(i));
     if (isFinitePoint(p)) bBoxChanged |= bbx.add(p);
   }
   if (bBoxChanged) {
     bbx.doubleTheBox();
     rebuildKeyMapping();
   }
-  std::vector<Point2*> vLocalHandles;
-  std::vector<Point2*>& vHandles(pvHandles != nullptr ? *pvHandles : vLocalHandles);
-  vHandles.assign(vPoints.size(), nullptr);
+  if (aHandles != nullptr) std::fill(aHandles, aHandles + input.size, nullptr);
   const size_t firstNewRecord(vertexVault.size());
   publish(MSG_PROGRESS, "insert vertices", 0.0);
-  const size_t numSkipped(vertexVault.createVertices(vPoints.data(), vPoints.size(), vHandles.data()));
+  const size_t numSkipped(vertexVault.createVertices(input, aHandles));
   publish(MSG_PROGRESS, "insert vertices", 1.0);
   if (numSkipped > 0) {
     reportWarning("Dt2::insertVector(..)",
                   std::to_string(numSkipped) + " point(s) with a non-finite coordinate skipped, their handles are NULL");
   }
-  insertAndCleanBulk(firstNewRecord, &vHandles);
+  insertAndCleanBulk(firstNewRecord, aHandles, input.size);
   publish(MSG_PROGRESS, "insertVector", 1.0);
 }
 
+void Dt2::insertVector(const std::vector<Point2>& vPoints, std::vector<Point2*>* pvHandles) {
+  if (pvHandles != nullptr) pvHandles->resize(vPoints.size());
+  insertBulk(BulkInput{vPoints.data(), nullptr, vPoints.size()}, pvHandles != nullptr ? pvHandles->data() : nullptr);
+}
+
 void Dt2::insert(int numPoints, double* aCoordinates, Point2** aHandles) {
-  if (numPoints <= 0 || aCoordinates == nullptr) {
-    publish(MSG_PROGRESS, "insertVector", 1.0);
-    return;
-  }
-  std::vector<Point2> vPoints;
-  vPoints.reserve(static_cast<size_t>(numPoints));
-  for (int i = 0; i < numPoints; ++i) vPoints.emplace_back(aCoordinates[2 * i], aCoordinates[2 * i + 1]);
-  std::vector<Point2*> vHandles;
-  insertVector(vPoints, &vHandles);
-  if (aHandles != nullptr) std::copy(vHandles.begin(), vHandles.end(), aHandles);
+  const size_t size((numPoints > 0 && aCoordinates != nullptr) ? static_cast<size_t>(numPoints) : 0);
+  insertBulk(BulkInput{nullptr, aCoordinates, size}, aHandles);
 }
 
 }  // namespace KORA_ZARN2D

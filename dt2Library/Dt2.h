@@ -99,7 +99,8 @@ class Dt2 {
   void becomeTwoDimensional();
   Triangle2* insertVertex(Point2* pVtx, Triangle2* pStart);
   void insertRecordsFrom(size_t firstRecord, Triangle2* pStart);
-  void insertAndCleanBulk(size_t firstNewRecord, std::vector<Point2*>* pvHandles);
+  void insertBulk(const BulkInput& input, Point2** aHandles);
+  void insertAndCleanBulk(size_t firstNewRecord, Point2** aHandles, size_t numHandles);
   void insertFakeBox();
   void legalize(Point2* pVtx);
   void collectVisibleHullEdges(Triangle2* pT, int edgeIdx, const Point2& p, std::vector<std::pair<Triangle2*, int>>& vEdges);

@@ -14,8 +14,6 @@
 namespace KORA_ZARN2D {
 
 namespace {
-// Records of the store's pool: a tiny first block, doubling up to 8333333 records per block.
-constexpr int kRecordPoolInitialBlock = 3;
 // Re-sort when the unsorted tail exceeds 35 % of the sorted prefix, or when many records were
 // deactivated: keeps single insertions amortised O(log n) per vertex.
 constexpr double kResortGrowthFactor = 1.35;
@@ -47,20 +45,17 @@ void radixSortByKey(std::vector<uint64_t>& vPairs) {
 }  // namespace
 
 VertexVault::VertexVault(Dt2* pDt_)
-    : bFullDimensional(false), numSorted(0), pDt(pDt_), recordPool(kTriangulationPoolMessageThreshold), numDeactivated(0),
-      numActive(0) {
-  recordPool.init(kRecordPoolInitialBlock, maxPoolBlockSize<IdxVtx>());
-}
+    : bFullDimensional(false), numSorted(0), pDt(pDt_), numDeactivated(0), numActive(0) {}
 
 Triangle2* VertexVault::triangleOfActive(size_t idx) {
-  Triangle2* pT(vIdxVtxAct[idx]->pVtx->getIncidentTriangle());
+  Triangle2* pT(vIdxVtxAct[idx].pVtx->getIncidentTriangle());
   if (pT == nullptr) {
     std::cout << "HUH BUG" << std::endl;
-    std::cout << "Address=" << static_cast<const void*>(vIdxVtxAct[idx]->pVtx) << std::endl;
+    std::cout << "Address=" << static_cast<const void*>(vIdxVtxAct[idx].pVtx) << std::endl;
     std::cout << "resultIdx=" << idx << std::endl;
-    std::cout << "pVtx=" << *vIdxVtxAct[idx]->pVtx << std::endl;
+    std::cout << "pVtx=" << *vIdxVtxAct[idx].pVtx << std::endl;
     for (size_t i = 0; i < vIdxVtxAct.size(); ++i) {
-      if (*vIdxVtxAct[i]->pVtx == *vIdxVtxAct[idx]->pVtx) std::cout << "found at index i=" << i << std::endl;
+      if (*vIdxVtxAct[i].pVtx == *vIdxVtxAct[idx].pVtx) std::cout << "found at index i=" << i << std::endl;
     }
   }
   ZARN_ASSERT(pT!=0);
@@ -71,13 +66,13 @@ Triangle2* VertexVault::nearestActiveInTail(uint32_t key) const {
   Triangle2* pBest(nullptr);
   uint64_t bestDiff(UINT64_MAX);
   for (size_t i = numSorted; i < vIdxVtxAct.size(); ++i) {
-    const IdxVtx* pRec(vIdxVtxAct[i]);
-    if (!pRec->bActive) continue;
-    if (pRec->pVtx->getIncidentTriangle() == nullptr) break;
-    const uint64_t diff(pRec->key > key ? pRec->key - key : key - pRec->key);
+    const IdxVtx& rec(vIdxVtxAct[i]);
+    if (!rec.bActive) continue;
+    if (rec.pVtx->getIncidentTriangle() == nullptr) break;
+    const uint64_t diff(rec.key > key ? rec.key - key : key - rec.key);
     if (diff < bestDiff) {
       bestDiff = diff;
-      pBest = pRec->pVtx->getIncidentTriangle();
+      pBest = rec.pVtx->getIncidentTriangle();
     }
   }
   return pBest;
@@ -94,21 +89,21 @@ Triangle2* VertexVault::getCloT(uint32_t key) {
     return pFakeT;
   }
   if (numSorted > 0) {
-    const std::vector<IdxVtx*>::const_iterator sortedEnd(vIdxVtxAct.begin() + numSorted);
+    const std::vector<IdxVtx>::const_iterator sortedEnd(vIdxVtxAct.begin() + numSorted);
     IdxVtx probe{key, true, nullptr};
-    size_t hi(std::lower_bound(vIdxVtxAct.cbegin(), sortedEnd, &probe, keyLess) - vIdxVtxAct.cbegin());
+    size_t hi(std::lower_bound(vIdxVtxAct.cbegin(), sortedEnd, probe, keyLess) - vIdxVtxAct.cbegin());
     size_t idx(hi);
     if (hi == numSorted) {
       idx = hi - 1;
-    } else if (hi > 0 && key - vIdxVtxAct[hi - 1]->key <= vIdxVtxAct[hi]->key - key) {
+    } else if (hi > 0 && key - vIdxVtxAct[hi - 1].key <= vIdxVtxAct[hi].key - key) {
       idx = hi - 1;
     }
-    if (vIdxVtxAct[idx]->bActive) return triangleOfActive(idx);
+    if (vIdxVtxAct[idx].bActive) return triangleOfActive(idx);
     for (size_t i = idx + 1; i < numSorted; ++i) {
-      if (vIdxVtxAct[i]->bActive) return triangleOfActive(i);
+      if (vIdxVtxAct[i].bActive) return triangleOfActive(i);
     }
     for (size_t i = idx; i-- > 0;) {
-      if (vIdxVtxAct[i]->bActive) return triangleOfActive(i);
+      if (vIdxVtxAct[i].bActive) return triangleOfActive(i);
     }
   }
   Triangle2* pT(nearestActiveInTail(key));
@@ -120,13 +115,13 @@ Triangle2* VertexVault::getCloT(uint32_t key) {
 size_t VertexVault::getIdxOfActiveVtx(const Point2* pVtx) {
   const uint32_t key(pDt->getHC2().getKey(*pVtx));
   IdxVtx probe{key, true, nullptr};
-  const std::vector<IdxVtx*>::const_iterator sortedEnd(vIdxVtxAct.begin() + numSorted);
-  const size_t first(std::lower_bound(vIdxVtxAct.cbegin(), sortedEnd, &probe, keyLess) - vIdxVtxAct.cbegin());
-  for (size_t i = first; i < numSorted && vIdxVtxAct[i]->key == key; ++i) {
-    if (vIdxVtxAct[i]->pVtx == pVtx && vIdxVtxAct[i]->bActive) return i;
+  const std::vector<IdxVtx>::const_iterator sortedEnd(vIdxVtxAct.begin() + numSorted);
+  const size_t first(std::lower_bound(vIdxVtxAct.cbegin(), sortedEnd, probe, keyLess) - vIdxVtxAct.cbegin());
+  for (size_t i = first; i < numSorted && vIdxVtxAct[i].key == key; ++i) {
+    if (vIdxVtxAct[i].pVtx == pVtx && vIdxVtxAct[i].bActive) return i;
   }
   for (size_t i = vIdxVtxAct.size(); i-- > 0;) {
-    if (vIdxVtxAct[i]->pVtx == pVtx && vIdxVtxAct[i]->bActive) return i;
+    if (vIdxVtxAct[i].pVtx == pVtx && vIdxVtxAct[i].bActive) return i;
   }
   reportError("VertexVault::getIdxOfActiveVtx", "pQuery not found");
   ZARN_ASSERT(false);
@@ -136,15 +131,15 @@ size_t VertexVault::getIdxOfActiveVtx(const Point2* pVtx) {
 bool VertexVault::isActiveVertex(const Point2* pVtx) {
   if (!pDt->ownsVertexStorage(pVtx)) return false;
   for (size_t i = vIdxVtxAct.size(); i-- > 0;) {
-    if (vIdxVtxAct[i]->pVtx == pVtx) return vIdxVtxAct[i]->bActive;
+    if (vIdxVtxAct[i].pVtx == pVtx) return vIdxVtxAct[i].bActive;
   }
   return false;
 }
 
 Triangle2* VertexVault::getOneValidTriangle() {
   if (!bFullDimensional) return nullptr;
-  for (IdxVtx* pRec : vIdxVtxAct) {
-    if (pRec->bActive) return pRec->pVtx->getIncidentTriangle();
+  for (IdxVtx& rec : vIdxVtxAct) {
+    if (rec.bActive) return rec.pVtx->getIncidentTriangle();
   }
   reportError("getOneValidTriangle()", "No valid triangle found");
   ZARN_ASSERT(false);
@@ -154,7 +149,7 @@ Triangle2* VertexVault::getOneValidTriangle() {
 void VertexVault::deactivate(Point2* pVtx) {
   ++numDeactivated;
   pVtx->setIncidentTriangle(nullptr);
-  vIdxVtxAct[getIdxOfActiveVtx(pVtx)]->bActive = false;
+  vIdxVtxAct[getIdxOfActiveVtx(pVtx)].bActive = false;
   --numActive;
   if (!bFullDimensional) updateSorting(true);
 }
@@ -167,9 +162,9 @@ void VertexVault::addRedundant(Point2* pRedundant, Point2* pUnique) {
 
 Point2* VertexVault::resolveSingleDuplicate(Point2* pDup) {
   ZARN_ASSERT(mRedundant2UniqueVtx.size()==1);
-  IdxVtx* pLastItem(vIdxVtxAct.back());
-  ZARN_ASSERT(pDup==pLastItem->pVtx);
-  pLastItem->bActive = false;
+  IdxVtx& lastItem(vIdxVtxAct.back());
+  ZARN_ASSERT(pDup==lastItem.pVtx);
+  lastItem.bActive = false;
   --numActive;
   std::map<Point2*, Point2*>::iterator q_it(mRedundant2UniqueVtx.find(pDup));
   ZARN_ASSERT(q_it!=mRedundant2UniqueVtx.end());
@@ -178,21 +173,22 @@ Point2* VertexVault::resolveSingleDuplicate(Point2* pDup) {
   return pUnique;
 }
 
-void VertexVault::cleanDuplicates(std::vector<Point2*>* pvHandles) {
+void VertexVault::cleanDuplicates(Point2** aHandles, size_t numHandles) {
   if (!bFullDimensional && mRedundant2UniqueVtx.empty()) {
     // Collinear phase: nothing was located, so find the duplicates by position. The first of
     // several equal points is the unique one.
     std::map<Point2, Point2*> mPosition2Vtx;
-    for (IdxVtx* pRec : vIdxVtxAct) {
-      if (!pRec->bActive) continue;
-      std::pair<std::map<Point2, Point2*>::iterator, bool> result(mPosition2Vtx.insert(std::make_pair(*pRec->pVtx, pRec->pVtx)));
-      if (!result.second) mRedundant2UniqueVtx[pRec->pVtx] = result.first->second;
+    for (IdxVtx& rec : vIdxVtxAct) {
+      if (!rec.bActive) continue;
+      std::pair<std::map<Point2, Point2*>::iterator, bool> result(mPosition2Vtx.insert(std::make_pair(*rec.pVtx, rec.pVtx)));
+      if (!result.second) mRedundant2UniqueVtx[rec.pVtx] = result.first->second;
     }
   }
   if (mRedundant2UniqueVtx.empty()) return;
-  if (pvHandles != nullptr) {
+  if (aHandles != nullptr) {
     size_t numFoundInHandles(0);
-    for (Point2*& pHandle : *pvHandles) {
+    for (Point2** ppHandle = aHandles; ppHandle != aHandles + numHandles; ++ppHandle) {
+      Point2*& pHandle(*ppHandle);
       std::map<Point2*, Point2*>::const_iterator it(mRedundant2UniqueVtx.find(pHandle));
       if (it == mRedundant2UniqueVtx.end()) continue;
       Point2* pExistingVtx(it->second);
@@ -203,9 +199,9 @@ void VertexVault::cleanDuplicates(std::vector<Point2*>* pvHandles) {
     ZARN_ASSERT(mRedundant2UniqueVtx.size()==numFoundInHandles);
   }
   size_t numFoundInIdxVtxAct(0);
-  for (IdxVtx* pRec : vIdxVtxAct) {
-    if (!pRec->bActive || mRedundant2UniqueVtx.find(pRec->pVtx) == mRedundant2UniqueVtx.end()) continue;
-    pRec->bActive = false;
+  for (IdxVtx& rec : vIdxVtxAct) {
+    if (!rec.bActive || mRedundant2UniqueVtx.find(rec.pVtx) == mRedundant2UniqueVtx.end()) continue;
+    rec.bActive = false;
     --numActive;
     ++numFoundInIdxVtxAct;
   }
@@ -219,8 +215,8 @@ void VertexVault::cleanDuplicates(std::vector<Point2*>* pvHandles) {
 }
 
 Point2* VertexVault::findVertexAt(const Point2& p) const {
-  for (const IdxVtx* pRec : vIdxVtxAct) {
-    if (pRec->bActive && pRec->pVtx->x() == p.x() && pRec->pVtx->y() == p.y()) return pRec->pVtx;
+  for (const IdxVtx& rec : vIdxVtxAct) {
+    if (rec.bActive && rec.pVtx->x() == p.x() && rec.pVtx->y() == p.y()) return rec.pVtx;
   }
   return nullptr;
 }
@@ -229,14 +225,14 @@ bool VertexVault::getThreeNonCollinear(Point2*& a, Point2*& b, Point2*& c) const
   ZARN_ASSERT(!bFullDimensional);
   a = b = c = nullptr;
   if (vIdxVtxAct.size() < 3) return false;
-  for (const IdxVtx* pRec : vIdxVtxAct) {
-    if (!pRec->bActive) continue;
+  for (const IdxVtx& rec : vIdxVtxAct) {
+    if (!rec.bActive) continue;
     if (a == nullptr) {
-      a = pRec->pVtx;
+      a = rec.pVtx;
     } else if (b == nullptr) {
-      if (*pRec->pVtx != *a) b = pRec->pVtx;
-    } else if (pDt->getPredicates().getOrientation(*a, *b, *pRec->pVtx) != ORIENTATION2_COLLINEAR) {
-      c = pRec->pVtx;
+      if (*rec.pVtx != *a) b = rec.pVtx;
+    } else if (pDt->getPredicates().getOrientation(*a, *b, *rec.pVtx) != ORIENTATION2_COLLINEAR) {
+      c = rec.pVtx;
       return true;
     }
   }
@@ -244,13 +240,13 @@ bool VertexVault::getThreeNonCollinear(Point2*& a, Point2*& b, Point2*& c) const
 }
 
 void VertexVault::dropTrailingInactive() {
-  while (!vIdxVtxAct.empty() && !vIdxVtxAct.back()->bActive) vIdxVtxAct.pop_back();
+  while (!vIdxVtxAct.empty() && !vIdxVtxAct.back().bActive) vIdxVtxAct.pop_back();
 }
 
 void VertexVault::sortRecords() {
   // The unsorted tail is often already in key order (bulk insertion creates it so): then a
   // linear merge replaces the full sort.
-  const std::vector<IdxVtx*>::iterator mid(vIdxVtxAct.begin() + numSorted);
+  const std::vector<IdxVtx>::iterator mid(vIdxVtxAct.begin() + numSorted);
   if (!std::is_sorted(mid, vIdxVtxAct.end(), keyLess)) {
     if (pDt->getNumCPU() >= kParallelSortMinThreads && vIdxVtxAct.size() >= kParallelSortMinRecords) {
       sortFourWays();
@@ -264,14 +260,14 @@ void VertexVault::sortRecords() {
 void VertexVault::sortFourWays() {
   // Partition around the median key, then each half around its median: four key ranges of
   // similar size, sorted concurrently.
-  const std::vector<IdxVtx*>::iterator b(vIdxVtxAct.begin()), e(vIdxVtxAct.end());
-  const std::vector<IdxVtx*>::iterator m(b + (e - b) / 2);
+  const std::vector<IdxVtx>::iterator b(vIdxVtxAct.begin()), e(vIdxVtxAct.end());
+  const std::vector<IdxVtx>::iterator m(b + (e - b) / 2);
   std::nth_element(b, m, e, keyLess);
-  const std::vector<IdxVtx*>::iterator q1(b + (m - b) / 2), q3(m + (e - m) / 2);
+  const std::vector<IdxVtx>::iterator q1(b + (m - b) / 2), q3(m + (e - m) / 2);
   std::nth_element(b, q1, m, keyLess);
   std::nth_element(m, q3, e, keyLess);
   std::vector<std::thread> vThreads;
-  const std::vector<IdxVtx*>::iterator aBounds[5] = {b, q1, m, q3, e};
+  const std::vector<IdxVtx>::iterator aBounds[5] = {b, q1, m, q3, e};
   for (int i = 0; i < 4; ++i) {
     vThreads.emplace_back([lo = aBounds[i], hi = aBounds[i + 1]] { std::sort(lo, hi, keyLess); });
   }
@@ -290,23 +286,25 @@ void VertexVault::updateSorting(bool bForce) {
   dropTrailingInactive();
   numSorted = vIdxVtxAct.size();
   // Inactive records inside the array are skipped by every search; count only the active ones.
-  numActive = static_cast<int>(std::count_if(vIdxVtxAct.begin(), vIdxVtxAct.end(), [](const IdxVtx* p) { return p->bActive; }));
+  numActive = static_cast<int>(std::count_if(vIdxVtxAct.begin(), vIdxVtxAct.end(), [](const IdxVtx& rec) { return rec.bActive; }));
 }
 
 void VertexVault::rekeyAll() {
   const HC2& hc(pDt->getHC2());
-  for (IdxVtx* pRec : vIdxVtxAct) pRec->key = hc.getKey(*pRec->pVtx);
+  for (IdxVtx& rec : vIdxVtxAct) rec.key = hc.getKey(*rec.pVtx);
   numSorted = 0;
   updateSorting(true);
 }
 
-size_t VertexVault::createVertices(const Point2* aPoints, size_t numPoints, Point2** aHandles) {
+size_t VertexVault::createVertices(const BulkInput& input, Point2** aHandles) {
+  const size_t numPoints(input.size);
   std::vector<uint64_t> vPairs(numPoints);
   const HC2& hc(pDt->getHC2());
   auto computeKeys = [&](size_t begin, size_t end) {
     for (size_t i = begin; i < end; ++i) {
       // Non-finite points get the marker key UINT32_MAX (above every 30-bit key) and are skipped.
-      const uint64_t key(isFinitePoint(aPoints[i]) ? hc.getKey(aPoints[i]) : UINT32_MAX);
+      const Point2 p(input.get(i));
+      const uint64_t key(isFinitePoint(p) ? hc.getKey(p) : UINT32_MAX);
       vPairs[i] = (key << 32) | i;
     }
   };
@@ -324,17 +322,22 @@ size_t VertexVault::createVertices(const Point2* aPoints, size_t numPoints, Poin
   radixSortByKey(vPairs);
   size_t numSkipped(0);
   vIdxVtxAct.reserve(vIdxVtxAct.size() + numPoints);
-  for (uint64_t pair : vPairs) {
+  constexpr size_t kPrefetchDistance = 8;  // input points are read in key order: random in memory
+  for (size_t i = 0; i < vPairs.size(); ++i) {
+    if (i + kPrefetchDistance < vPairs.size()) {
+      const size_t ahead(vPairs[i + kPrefetchDistance] & 0xFFFFFFFFu);
+      __builtin_prefetch(input.aPoints != nullptr ? static_cast<const void*>(input.aPoints + ahead) : input.aCoordinates + 2 * ahead);
+    }
+    const uint64_t pair(vPairs[i]);
     const size_t inputIndex(pair & 0xFFFFFFFFu);
     const uint32_t key(static_cast<uint32_t>(pair >> 32));
     if (key == UINT32_MAX) {
-      aHandles[inputIndex] = nullptr;
       ++numSkipped;
       continue;
     }
-    Point2* pVtx(pDt->createVertex(aPoints[inputIndex]));
+    Point2* pVtx(pDt->createVertex(input.get(inputIndex)));
     add(key, pVtx);
-    aHandles[inputIndex] = pVtx;
+    if (aHandles != nullptr) aHandles[inputIndex] = pVtx;
   }
   return numSkipped;
 }

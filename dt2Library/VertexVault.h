@@ -7,12 +7,20 @@
 #include <vector>
 
 #include "Point2.h"
-#include "SimplePool.h"
 
 namespace KORA_ZARN2D {
 
 class Dt2;
 class Triangle2;
+
+/// The input of a bulk insertion: Point2 values, or a flat array x0, y0, x1, y1, ... (read in
+/// place, so a flat array is never copied into points).
+struct BulkInput {
+  const Point2* aPoints;
+  const double* aCoordinates;
+  size_t size;
+  Point2 get(size_t i) const { return aPoints != nullptr ? aPoints[i] : Point2(aCoordinates[2 * i], aCoordinates[2 * i + 1]); }
+};
 
 /// One record per inserted vertex.
 struct IdxVtx {
@@ -23,8 +31,9 @@ struct IdxVtx {
 
 /// Answers, for the insertion and removal code, which vertex stands at a position (duplicates),
 /// which triangle lies close to a new point (start of point location) and whether the
-/// triangulation is two-dimensional yet. Records are kept in an array whose prefix of length
-/// numSorted is sorted by key; records appended since the last sort follow unsorted.
+/// triangulation is two-dimensional yet. Records are kept by value (16 bytes each: no separate
+/// allocation and no pointer per vertex) in an array whose prefix of length numSorted is sorted
+/// by key; records appended since the last sort follow unsorted.
 class VertexVault {
  public:
   explicit VertexVault(Dt2* pDt);
@@ -33,11 +42,7 @@ class VertexVault {
 
   /// Appends a new active record.
   void add(uint32_t key, Point2* pVtx) {
-    IdxVtx* pRec(recordPool.alloc());
-    pRec->key = key;
-    pRec->bActive = true;
-    pRec->pVtx = pVtx;
-    vIdxVtxAct.push_back(pRec);
+    vIdxVtxAct.push_back(IdxVtx{key, true, pVtx});
     ++numActive;
   }
 
@@ -55,8 +60,8 @@ class VertexVault {
   void addRedundant(Point2* pRedundant, Point2* pUnique);
   bool dupIsClean() const { return mRedundant2UniqueVtx.empty(); }
   /// Resolves recorded duplicates (and, in the collinear phase, finds them first); rewrites the
-  /// caller's handles, if given, to the unique vertices.
-  void cleanDuplicates(std::vector<Point2*>* pvHandles);
+  /// caller's handles, if given (aHandles may be null), to the unique vertices.
+  void cleanDuplicates(Point2** aHandles, size_t numHandles);
   /// Resolves the duplicate found by a single insertion in the two-dimensional phase: deactivates
   /// the record of the new vertex pDup and returns the vertex that already stood there.
   Point2* resolveSingleDuplicate(Point2* pDup);
@@ -68,13 +73,14 @@ class VertexVault {
   void updateSorting(bool bForce);
   /// Recomputes every record's key (after the key mapping changed) and re-sorts.
   void rekeyAll();
-  /// Creates one vertex per finite input point in Hilbert order and writes its handle at the
-  /// point's input index (null for a non-finite point). Returns the number of skipped points.
-  size_t createVertices(const Point2* aPoints, size_t numPoints, Point2** aHandles);
+  /// Creates one vertex per finite input point in Hilbert order and, when aHandles is given, writes
+  /// its handle at the point's input index (non-finite points are skipped: their entry is left
+  /// alone). Returns the number of skipped points.
+  size_t createVertices(const BulkInput& input, Point2** aHandles);
 
   /// Records [first, size()) were created by the last createVertices call.
   size_t size() const { return vIdxVtxAct.size(); }
-  IdxVtx* getRecord(size_t i) const { return vIdxVtxAct[i]; }
+  const IdxVtx* getRecord(size_t i) const { return &vIdxVtxAct[i]; }
   int getNumActive() const { return numActive; }
 
   /// The fake box: 4 auxiliary corner vertices around the points during a parallel bulk insertion.
@@ -87,17 +93,16 @@ class VertexVault {
   bool bFullDimensional;
 
  private:
-  static bool keyLess(const IdxVtx* a, const IdxVtx* b) { return a->key < b->key; }
+  static bool keyLess(const IdxVtx& a, const IdxVtx& b) { return a.key < b.key; }
   void sortRecords();
   void sortFourWays();
   void dropTrailingInactive();
   Triangle2* triangleOfActive(size_t idx);
   Triangle2* nearestActiveInTail(uint32_t key) const;
 
-  std::vector<IdxVtx*> vIdxVtxAct;
+  std::vector<IdxVtx> vIdxVtxAct;
   size_t numSorted;
   Dt2* pDt;
-  SimplePool<IdxVtx> recordPool;
   std::map<Point2*, Point2*> mRedundant2UniqueVtx;
   int numDeactivated;
   int numActive;
