@@ -6,7 +6,6 @@
 #include <deque>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -25,23 +24,42 @@ std::string readFile(const fs::path& path) {
   return content.str();
 }
 
-std::size_t countMatches(const std::string& text, const std::string& pattern) {
-  const std::regex re(pattern);
-  return static_cast<std::size_t>(std::distance(std::sregex_iterator(text.begin(), text.end(), re), std::sregex_iterator()));
+std::size_t countOccurrences(const std::string& text, const std::string& needle) {
+  std::size_t count(0);
+  for (std::size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + needle.size())) ++count;
+  return count;
+}
+
+// The tags of an XML text in order, each as the text between '<' and '>'; false when a tag is
+// not terminated.
+bool splitTags(const std::string& xml, std::vector<std::string>& vTags) {
+  for (std::size_t open = xml.find('<'); open != std::string::npos; open = xml.find('<', open + 1)) {
+    const std::size_t close(xml.find('>', open));
+    if (close == std::string::npos) return false;
+    vTags.push_back(xml.substr(open + 1, close - open - 1));
+  }
+  return true;
+}
+
+std::string tagName(const std::string& tag) {
+  const std::size_t begin(!tag.empty() && tag[0] == '/' ? 1 : 0);
+  return tag.substr(begin, tag.find_first_of(" \t\n/", begin) - begin);
 }
 
 // Checks that every element is closed in the right order (a small well-formedness check: tags,
 // self-closing tags, the XML declaration; no comments or CDATA are expected in our output).
 bool hasBalancedTags(const std::string& xml, std::string& problem) {
-  std::vector<std::string> vOpen;
-  const std::regex tag("<(/?)([A-Za-z?][^\\s/>]*)[^>]*?(/?)>");
-  for (std::sregex_iterator it(xml.begin(), xml.end(), tag), end; it != end; ++it) {
-    const std::string name((*it)[2]);
-    if (name[0] == '?' || (*it)[3] == "/") continue;
-    if ((*it)[1] == "") {
-      vOpen.push_back(name);
-    } else if (vOpen.empty() || vOpen.back() != name) {
-      problem = "unexpected </" + name + ">";
+  std::vector<std::string> vTags, vOpen;
+  if (!splitTags(xml, vTags)) {
+    problem = "unterminated tag";
+    return false;
+  }
+  for (const std::string& tag : vTags) {
+    if (tag.empty() || tag[0] == '?' || tag.back() == '/') continue;
+    if (tag[0] != '/') {
+      vOpen.push_back(tagName(tag));
+    } else if (vOpen.empty() || vOpen.back() != tagName(tag)) {
+      problem = "unexpected <" + tag + ">";
       return false;
     } else {
       vOpen.pop_back();
@@ -49,6 +67,17 @@ bool hasBalancedTags(const std::string& xml, std::string& problem) {
   }
   if (!vOpen.empty()) problem = "unclosed <" + vOpen.back() + ">";
   return vOpen.empty();
+}
+
+// Elements of that name whose opening tag contains the given text.
+std::size_t countElements(const std::string& xml, const std::string& name, const std::string& containing = "") {
+  std::vector<std::string> vTags;
+  splitTags(xml, vTags);
+  std::size_t count(0);
+  for (const std::string& tag : vTags) {
+    if (!tag.empty() && tag[0] != '/' && tagName(tag) == name && tag.find(containing) != std::string::npos) ++count;
+  }
+  return count;
 }
 
 // Numbers standing before a PostScript operator on its own line, e.g. "1 2 3 D".
@@ -112,14 +141,14 @@ TEST_F(VisualizerTest, PostscriptHasOnePrimitivePerObject) {
   ASSERT_TRUE(vis.write(file.string()));
   const std::string ps(readFile(file));
   EXPECT_EQ(ps.rfind("%!PS", 0), 0u);
-  EXPECT_EQ(countMatches(ps, "\nshowpage\n"), 1u);
+  EXPECT_EQ(countOccurrences(ps, "\nshowpage\n"), 1u);
   EXPECT_EQ(operands(ps, "TF").size(), 2u);  // fills of the filled triangles only
   EXPECT_EQ(operands(ps, "T").size(), 3u);   // every outline
   EXPECT_EQ(operands(ps, "S").size(), 2u);
   EXPECT_EQ(operands(ps, "D").size(), 3u);
   EXPECT_EQ(operands(ps, "CF").size(), 1u);
   EXPECT_EQ(operands(ps, "C").size(), 1u);
-  EXPECT_EQ(countMatches(ps, "\\) show\n"), 2u);
+  EXPECT_EQ(countOccurrences(ps, ") show\n"), 2u);
   EXPECT_NE(ps.find("(a\\(b\\)\\\\c <&>) show"), std::string::npos);
   EXPECT_EQ(ps.find("nan"), std::string::npos);
 }
@@ -133,11 +162,11 @@ TEST_F(VisualizerTest, SvgIsBalancedAndHasOneElementPerObject) {
   EXPECT_EQ(svg.rfind("<?xml", 0), 0u);
   std::string problem;
   EXPECT_TRUE(hasBalancedTags(svg, problem)) << problem;
-  EXPECT_EQ(countMatches(svg, "<polygon[^>]*stroke=\"none\""), 2u);
-  EXPECT_EQ(countMatches(svg, "<polygon[^>]*fill=\"none\""), 3u);
-  EXPECT_EQ(countMatches(svg, "<line "), 2u);
-  EXPECT_EQ(countMatches(svg, "<circle "), 5u);  // three points and two circles
-  EXPECT_EQ(countMatches(svg, "<text "), 2u);
+  EXPECT_EQ(countElements(svg, "polygon", "stroke=\"none\""), 2u);
+  EXPECT_EQ(countElements(svg, "polygon", "fill=\"none\""), 3u);
+  EXPECT_EQ(countElements(svg, "line"), 2u);
+  EXPECT_EQ(countElements(svg, "circle"), 5u);  // three points and two circles
+  EXPECT_EQ(countElements(svg, "text"), 2u);
   EXPECT_NE(svg.find(">a(b)\\c &lt;&amp;&gt;</text>"), std::string::npos);
   EXPECT_NE(svg.find("fill=\"#ff8c00\""), std::string::npos);  // orange label
 }
@@ -189,7 +218,7 @@ TEST_F(VisualizerTest, BadInputIsIgnoredWithAWarning) {
   vis.addSegment(Point2(0, 0), Point2(INFINITY, 1));
   vis.addPoints(std::vector<Point2*>{nullptr});
   const std::string out(testing::internal::GetCapturedStdout());
-  EXPECT_EQ(countMatches(out, "WARNING"), 4u) << out;
+  EXPECT_EQ(countOccurrences(out, "WARNING"), 4u) << out;
   EXPECT_EQ(vis.numTriangles() + vis.numPoints() + vis.numSegments(), 0u);
 }
 
