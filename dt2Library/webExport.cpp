@@ -82,7 +82,7 @@ void fileReplicate(const char* filename, const char* dir) {
     reportError("fileReplicate", "unknown file");
     return;
   }
-  const std::string target(std::string(dir ? dir : ".") + "/" + pFile->name);
+  const std::string target(std::string(dir ? dir : ".") + "/" + pFile->name);  // no directory: the current one
   std::ofstream out(target.c_str(), std::ios::binary);
   for (std::size_t i = 0; i < pFile->size && out; ++i) out.put(static_cast<char>(pFile->pBytes[i]));
   out.close();
