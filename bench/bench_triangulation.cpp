@@ -4,7 +4,9 @@
 // insertion, which sorts spatially) in the same run, and the time ratios are printed at the end.
 //
 //   bench_triangulation                           all benchmarks, then the ratio table
-//   bench_triangulation --peak-memory zarn|cgal N  triangulate N random points once, print VmHWM
+//   bench_triangulation --peak-memory zarn|zarn-flat|cgal N
+//                        triangulate N random points once (vector of Point2, flat coordinate
+//                        array, CGAL), print the peak resident memory of the process
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -144,6 +146,20 @@ int measurePeakMemory(const std::string& who, size_t n) {
     std::cout << "zarn: " << dt.numberOfTriangles() << " triangles, peak " << peakResidentKiB() / 1024.0 << " MiB" << std::endl;
     return 0;
   }
+  if (who == "zarn-flat") {
+    // The same points as a flat coordinate array (16 bytes per point, as CGAL's own points).
+    std::vector<double> vCoordinates;
+    vCoordinates.reserve(2 * n);
+    for (const Point2& p : vPoints) {
+      vCoordinates.push_back(p.x());
+      vCoordinates.push_back(p.y());
+    }
+    std::vector<Point2>().swap(vPoints);
+    Zarn_2D dt(static_cast<unsigned int>(n));
+    dt.insert(static_cast<int>(n), vCoordinates.data(), nullptr);
+    std::cout << "zarn-flat: " << dt.numberOfTriangles() << " triangles, peak " << peakResidentKiB() / 1024.0 << " MiB" << std::endl;
+    return 0;
+  }
 #ifdef ZARN_HAVE_CGAL
   if (who == "cgal") {
     // The same points, held only in CGAL's own point type (the Point2 copies are released first).
@@ -157,7 +173,7 @@ int measurePeakMemory(const std::string& who, size_t n) {
     return 0;
   }
 #endif
-  std::cerr << "usage: --peak-memory zarn|cgal N" << std::endl;
+  std::cerr << "usage: --peak-memory zarn|zarn-flat|cgal N" << std::endl;
   return 1;
 }
 

@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <cmath>
 #include <thread>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 #include "tools.h"
 
@@ -18,6 +21,15 @@ constexpr int kFlipStackReserve = 64;
 constexpr size_t kProgressInterval = 1u << 16;
 
 bool isFinitePoint(const Point2& p) { return std::isfinite(p.x()) && std::isfinite(p.y()); }
+
+// The key buffers of a bulk insertion (16 bytes per point) are freed before the triangles are
+// built. glibc may have placed them on its heap (its mmap threshold adapts to earlier frees) and
+// would then keep those pages resident: hand them back so they do not add to the peak.
+void releaseFreedHeapMemory() {
+#ifdef __GLIBC__
+  malloc_trim(0);
+#endif
+}
 }  // namespace
 
 Dt2::Dt2(unsigned int numExpectedVertices)
@@ -360,6 +372,7 @@ void Dt2::insertBulk(const BulkInput& input, Point2** aHandles) {
   const size_t firstNewRecord(vertexVault.size());
   publish(MSG_PROGRESS, "insert vertices", 0.0);
   const size_t numSkipped(vertexVault.createVertices(input, aHandles));
+  releaseFreedHeapMemory();
   publish(MSG_PROGRESS, "insert vertices", 1.0);
   if (numSkipped > 0) {
     reportWarning("Dt2::insertVector(..)",
