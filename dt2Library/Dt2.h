@@ -107,7 +107,7 @@ class Dt2 {
 
   // Removal (Dt2_remove.cpp)
   struct HoleLink;
-  bool isRemovable(Point2* pVtx);
+  bool wouldLeaveOnlyCollinearVertices(Point2* pVtx);
   void fillHole(Point2* pVtx, std::vector<HoleLink>& vLinks, bool bClosed, std::vector<Triangle2*>& vNew);
   void legalizeEdges(const std::vector<Triangle2*>& vNew);
 

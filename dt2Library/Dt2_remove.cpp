@@ -47,14 +47,27 @@ void Dt2::remove(Point2* pVtx) {
     vertexVault.deactivate(pVtx);  // no triangles yet: only the register changes
     return;
   }
-  std::vector<Triangle2*> vStar;
-  getIncidentTriangles(pVtx, vStar);
-  if (vStar.size() == numberOfTriangles()) {
-    // Every triangle uses the vertex: all other vertices are collinear.
+  if (wouldLeaveOnlyCollinearVertices(pVtx)) {
     reportWarning(where, "Removing the vertex would leave fewer than three non-collinear vertices, nothing removed");
     return;
   }
   removeVertex(pVtx);
+}
+
+// When every triangle uses pVtx, the other vertices are exactly its neighbours; they span a
+// triangle unless all of them lie on one line (which an inner vertex's neighbours never do).
+bool Dt2::wouldLeaveOnlyCollinearVertices(Point2* pVtx) {
+  std::vector<Triangle2*> vStar;
+  getIncidentTriangles(pVtx, vStar);
+  if (vStar.size() != numberOfTriangles()) return false;
+  std::vector<Point2*> vNeighbours;
+  getIncidentVertices(pVtx, vNeighbours);
+  const Point2& a(*vNeighbours.front());
+  const Point2& b(*vNeighbours.back());
+  for (const Point2* pQ : vNeighbours) {
+    if (kora.getOrientation(a, b, *pQ) != ORIENTATION2_COLLINEAR) return false;
+  }
+  return true;
 }
 
 void Dt2::removeVertex(Point2* pVtx) {
