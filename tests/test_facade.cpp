@@ -1,0 +1,250 @@
+// The Zarn_2D facade: thread count rule, capacity hint, the warnings and console texts of its
+// own checks, the timing helper, message subscription and the version text.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "Dt2.h"
+#include "dt2_test_support.h"
+
+using namespace KORA_ZARN2D;
+using namespace dt2test;
+
+namespace {
+
+// Records every progress message.
+class Recorder : public MsgBase {
+ public:
+  void update(MsgType msgType, const std::string& text, double progress) override {
+    vMessages.push_back(Message{msgType, text, progress});
+  }
+  struct Message {
+    MsgType type;
+    std::string text;
+    double progress;
+  };
+  std::vector<Message> vMessages;
+};
+
+std::string captureStdout(const std::function<void()>& f) {
+  testing::internal::CaptureStdout();
+  f();
+  return testing::internal::GetCapturedStdout();
+}
+
+std::string captureStderr(const std::function<void()>& f) {
+  testing::internal::CaptureStderr();
+  f();
+  return testing::internal::GetCapturedStderr();
+}
+
+// A warning prints a blank line, its line and another blank line.
+std::string warningOutput(const std::string& where, const std::string& msg) { return "\n" + warningLine(where, msg) + "\n\n"; }
+
+}  // namespace
+
+// ----- Thread count and capacity -----------------------------------------------------------
+
+TEST(Facade, SetNumCPU) {
+  Zarn_2D dt;
+  EXPECT_EQ(dt.setNumCPU(-5), 1);
+  EXPECT_EQ(dt.setNumCPU(7), 7);
+  const int hw(static_cast<int>(std::thread::hardware_concurrency()));
+  EXPECT_EQ(dt.setNumCPU(0), hw >= 1 ? hw : 1);
+  EXPECT_EQ(dt.setNumCPU(1), 1);
+  dt.enableMultithreading();
+  EXPECT_EQ(dt.getImpl()->getNumCPU(), hw >= 1 ? hw : 1);
+  EXPECT_EQ(dt.setNumCPU(1000), 1000);  // no upper clamp
+  EXPECT_EQ(dt.getImpl()->getNumCPU(), 1000);
+}
+
+TEST(Facade, ZeroCapacityHintBehavesLikeThree) {
+  const std::vector<Point2> v(randomPoints(700, 501, -1.0, 1.0));
+  Zarn_2D dtZero(0), dtThree(3), dtLarge(100000);
+  for (Zarn_2D* pDt : {&dtZero, &dtThree, &dtLarge}) {
+    for (size_t i = 0; i < 200; ++i) pDt->insert(v[i]);
+    pDt->insert(std::vector<Point2>(v.begin() + 200, v.end()));
+  }
+  EXPECT_DELAUNAY_OF(dtZero, v);
+  EXPECT_EQ(triangleSignature(dtZero), triangleSignature(dtThree));
+  EXPECT_EQ(triangleSignature(dtZero), triangleSignature(dtLarge));
+}
+
+// ----- Own checks and their texts ----------------------------------------------------------
+
+TEST(Facade, CreateConstraintWithoutSegments) {
+  Zarn_2D dt;
+  dt.insert(randomPoints(10, 502));
+  std::vector<Segment2> vNone;
+  ConstraintGraph2* pGraph(reinterpret_cast<ConstraintGraph2*>(1));
+  const std::string out(captureStdout([&] { pGraph = dt.createConstraint(vNone, CIS_CONSTRAINED_DELAUNAY, false); }));
+  EXPECT_EQ(pGraph, nullptr);
+  EXPECT_EQ(out, warningOutput("Zarn_2D::createConstraint()", "You have not supplied any segments. Returning NULL!"));
+}
+
+TEST(Facade, ApplyConstraintsAndZonesBeforeTwoDimensions) {
+  Zarn_2D dt;
+  for (int i = 0; i < 5; ++i) dt.insert(Point2(i, 2 * i));
+  const std::string out(captureStdout([&] { dt.applyConstraintsAndZones(); }));
+  EXPECT_EQ(out, warningOutput("Zarn2D::applyConstraintsAndZones()", "The triangulation is not 2D yet, can't apply the constraints"));
+  EXPECT_FALSE(dt.is2D());
+  EXPECT_EQ(dt.numberOfPoints(), 5u);
+  EXPECT_EQ(dt.numberOfTriangles(), 0u);
+  // Also with no point at all.
+  Zarn_2D empty;
+  EXPECT_EQ(captureStdout([&] { empty.applyConstraintsAndZones(); }),
+            warningOutput("Zarn2D::applyConstraintsAndZones()", "The triangulation is not 2D yet, can't apply the constraints"));
+}
+
+TEST(Facade, RefineRejectsANullZoneOnStandardError) {
+  Zarn_2D dt;
+  dt.insert(randomPoints(20, 503));
+  std::string out;
+  const std::string err(captureStderr([&] { out = captureStdout([&] { dt.refine(nullptr, 20.0, 0.001, 1.0); }); }));
+  EXPECT_EQ(err, "\nWarning: Zarn_2D::refine(..) has been called with pZone==NULL\n\n");
+  EXPECT_EQ(out, "");
+  EXPECT_EQ(dt.numberOfPoints(), 20u);
+}
+
+TEST(Facade, RefineRejectsAnAngleAboveThirtyDegrees) {
+  Zarn_2D dt;
+  dt.insert(randomPoints(20, 504));
+  // The angle is checked before the zone is used: an address that is never dereferenced
+  // stands in for a zone.
+  int notAZone(0);
+  Zone2* pZone(reinterpret_cast<Zone2*>(&notAZone));
+  std::string out;
+  const std::string err(captureStderr([&] { out = captureStdout([&] { dt.refine(pZone, 30.000001, 0.001, 1.0); }); }));
+  EXPECT_EQ(err, "\nWarning: Zarn_2D::refine(..), minAngleDegree can't be >30\n\n");
+  EXPECT_EQ(out, "");
+  EXPECT_EQ(dt.numberOfPoints(), 20u);
+}
+
+TEST(Facade, InternalBackDoor) {
+  Zarn_2D dt;
+  EXPECT_EQ(captureStdout([&] { dt.internal(-7, -1000, "anything"); }), "internal debug is disbled in your version\n");
+  EXPECT_EQ(captureStdout([&] { dt.internal(-7, -2000, ""); }), "internal debug is disbled in your version\n");
+  EXPECT_EQ(captureStdout([&] { dt.internal(-7, 5, "anything"); }), "");
+  EXPECT_EQ(captureStdout([&] { dt.internal(7, -1000, "anything"); }), "");
+  EXPECT_EQ(captureStdout([&] { dt.internal(-1000, -7, "anything"); }), "");
+}
+
+// ----- Timing helper -----------------------------------------------------------------------
+
+TEST(Facade, MeasureTriangulationTimeLeavesThisTriangulationAlone) {
+  for (int numCPU : {1, 2}) {
+    Zarn_2D dt;
+    dt.setNumCPU(numCPU);
+    const std::vector<Point2> v(randomPoints(100, 505));
+    dt.insert(v);
+    const std::vector<TriangleKey> before(triangleSignature(dt));
+    std::vector<Point2> vOther(randomPoints(5000, 506, 10.0, 20.0));
+    double seconds(-1.0);
+    const std::string out(captureStdout([&] { seconds = dt.measureTriangulationTime(vOther); }));
+    EXPECT_GE(seconds, 0.0);
+    EXPECT_EQ(out, "");  // the timer is a quiet one
+    EXPECT_EQ(dt.numberOfPoints(), 100u);
+    EXPECT_EQ(triangleSignature(dt), before);
+    EXPECT_EQ(vOther.size(), 5000u);
+    EXPECT_DELAUNAY_OF(dt, v);
+    // The timer was stopped: a timer of the same name starts anew.
+    EXPECT_EQ(timer("[quiet] Delaunay point insertion"), -1.0);
+    EXPECT_GE(timer("[quiet] Delaunay point insertion"), 0.0);
+  }
+}
+
+// ----- Messages ----------------------------------------------------------------------------
+
+TEST(FacadeMessages, EmptyBulkReportsItsProgressComplete) {
+  Zarn_2D dt;
+  Recorder rec;
+  dt.subscribe(MSG_PROGRESS, &rec);
+  dt.insert(std::vector<Point2>());
+  ASSERT_EQ(rec.vMessages.size(), 1u);
+  EXPECT_EQ(rec.vMessages[0].type, MSG_PROGRESS);
+  EXPECT_EQ(rec.vMessages[0].text, "insertVector");
+  EXPECT_EQ(rec.vMessages[0].progress, 1.0);
+}
+
+TEST(FacadeMessages, SubscribingTwiceGivesOneCallbackPerMessage) {
+  Zarn_2D dt;
+  Recorder rec, other;
+  dt.subscribe(MSG_PROGRESS, &rec);
+  dt.subscribe(MSG_PROGRESS, &rec);
+  dt.subscribe(MSG_PROGRESS, &other);
+  dt.insert(std::vector<Point2>());
+  EXPECT_EQ(rec.vMessages.size(), 1u);
+  EXPECT_EQ(other.vMessages.size(), 1u);
+  // One unsubscribe removes the single registration.
+  dt.unsubscribe(MSG_PROGRESS, &rec);
+  dt.insert(std::vector<Point2>());
+  EXPECT_EQ(rec.vMessages.size(), 1u);
+  EXPECT_EQ(other.vMessages.size(), 2u);
+}
+
+TEST(FacadeMessages, UnsubscribingAStrangerChangesNothing) {
+  Zarn_2D dt;
+  Recorder rec, stranger;
+  dt.subscribe(MSG_PROGRESS, &rec);
+  dt.unsubscribe(MSG_PROGRESS, &stranger);
+  dt.unsubscribe(MSG_WARNING, &rec);  // subscribed for another type only
+  dt.insert(std::vector<Point2>());
+  EXPECT_EQ(rec.vMessages.size(), 1u);
+  EXPECT_TRUE(stranger.vMessages.empty());
+}
+
+TEST(FacadeMessages, SubscriptionIsPerType) {
+  Zarn_2D dt;
+  Recorder rec;
+  dt.subscribe(MSG_WARNING, &rec);
+  dt.insert(std::vector<Point2>());
+  dt.insert(randomPoints(50, 507));
+  EXPECT_TRUE(rec.vMessages.empty());
+}
+
+TEST(FacadeMessages, BulkInsertionEndsWithCompleteProgress) {
+  for (int numCPU : {1, 2}) {
+    Zarn_2D dt;
+    dt.setNumCPU(numCPU);
+    Recorder rec;
+    dt.subscribe(MSG_PROGRESS, &rec);
+    dt.insert(randomPoints(3000, 508));
+    ASSERT_FALSE(rec.vMessages.empty());
+    for (const Recorder::Message& m : rec.vMessages) {
+      EXPECT_GE(m.progress, 0.0);
+      EXPECT_LE(m.progress, 1.0);
+    }
+    EXPECT_EQ(rec.vMessages.back().text, "insertVector");
+    EXPECT_EQ(rec.vMessages.back().progress, 1.0);
+  }
+}
+
+// ----- Small forwards and the version -----------------------------------------------------
+
+TEST(Facade, NameAndOrientation) {
+  Zarn_2D dt;
+  EXPECT_EQ(dt.getName(), "");
+  dt.setName("terrain");
+  EXPECT_EQ(dt.getName(), "terrain");
+  dt.setName(dt.getName());
+  EXPECT_EQ(dt.getName(), "terrain");
+  dt.setDev("anything", 3, 0.5);  // an inert store
+  EXPECT_EQ(dt.getOrientation(Point2(0, 0), Point2(1, 0), Point2(0, 1)), ORIENTATION2_CCW);
+  EXPECT_EQ(dt.getOrientation(Point2(0, 0), Point2(0, 1), Point2(1, 0)), ORIENTATION2_CW);
+  EXPECT_EQ(dt.getOrientation(Point2(0.1, 0.1), Point2(0.2, 0.2), Point2(0.3, 0.3)), ORIENTATION2_COLLINEAR);
+  // Needs the exact stage: a point one unit in the last place off the line y = x.
+  EXPECT_EQ(dt.getOrientation(Point2(0.1, 0.1), Point2(0.3, 0.3), Point2(0.2, std::nextafter(0.2, 1.0))), ORIENTATION2_CCW);
+  EXPECT_EQ(dt.numberOfPoints(), 0u);
+}
+
+TEST(Facade, Version) {
+  EXPECT_EQ(getZarn2DVersion(), "Zarn 2D, RELEASE, v1.78");
+  EXPECT_EQ(getMajorVersionNumber(), 1);
+  EXPECT_EQ(getMinorVersionNumber(), 78);
+  EXPECT_EQ(getRevisionNumber(), 473);
+  EXPECT_TRUE(isRelease());
+}

@@ -1,0 +1,266 @@
+// The vertex store behind a triangulation: start triangles near a key (getCloT), the index of
+// a vertex's record, duplicate resolution and the re-sorting thresholds that keep single
+// insertions cheap.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <vector>
+
+#include "Dt2.h"
+#include "VertexVault.h"
+#include "dt2_test_support.h"
+
+using namespace KORA_ZARN2D;
+using namespace dt2test;
+
+namespace {
+
+VertexVault& vaultOf(Zarn_2D& dt) { return dt.getImpl()->vertexVault; }
+
+bool keysAscending(const VertexVault& vault) {
+  for (size_t i = 1; i < vault.size(); ++i) {
+    if (vault.getRecord(i - 1)->key > vault.getRecord(i)->key) return false;
+  }
+  return true;
+}
+
+uint32_t keyOf(Zarn_2D& dt, const Point2& p) { return dt.getImpl()->getHC2().getKey(p); }
+
+uint32_t maxKey(const VertexVault& vault) {
+  uint32_t k(0);
+  for (size_t i = 0; i < vault.size(); ++i) k = std::max(k, vault.getRecord(i)->key);
+  return k;
+}
+
+// Random points in the unit square whose key is below the given key: if the store re-sorts,
+// such a record cannot stay at the end of the array.
+std::vector<Point2> pointsWithKeyBelow(Zarn_2D& dt, uint32_t limit, size_t n, unsigned seed) {
+  std::vector<Point2> v;
+  for (const Point2& p : randomPoints(20 * n, seed, 0.0, 1.0)) {
+    if (v.size() < n && keyOf(dt, p) < limit) v.push_back(p);
+  }
+  return v;
+}
+
+// Inserts one point; true when its record is the last one of the store (no re-sort happened).
+bool insertStaysAtTheEnd(Zarn_2D& dt, const Point2& p) {
+  Point2* pV(dt.insert(p));
+  const VertexVault& vault(vaultOf(dt));
+  return vault.getRecord(vault.size() - 1)->pVtx == pV;
+}
+
+}  // namespace
+
+// ----- Start triangles -----------------------------------------------------------------------
+
+TEST(VertexVault, CloseTriangleForKeysBelowAndAboveAllKeys) {
+  Zarn_2D dt;
+  dt.insert(randomPoints(500, 601, 0.0, 1.0));
+  VertexVault& vault(vaultOf(dt));
+  ASSERT_TRUE(keysAscending(vault));
+  const size_t last(vault.size() - 1);
+  ASSERT_TRUE(vault.getRecord(0)->bActive);
+  ASSERT_TRUE(vault.getRecord(last)->bActive);
+  EXPECT_TRUE(vault.getCloT(0)->hasVertex(vault.getRecord(0)->pVtx));
+  EXPECT_TRUE(vault.getCloT(UINT32_MAX)->hasVertex(vault.getRecord(last)->pVtx));
+  // An exact key gives its own vertex.
+  for (size_t i = 0; i < vault.size(); i += 37) {
+    EXPECT_TRUE(vault.getCloT(vault.getRecord(i)->key)->hasVertex(vault.getRecord(i)->pVtx)) << i;
+  }
+}
+
+TEST(VertexVault, CloseTriangleAfterRemovingTheNearbyVertex) {
+  Zarn_2D dt;
+  dt.insert(randomPoints(500, 602, 0.0, 1.0));
+  VertexVault& vault(vaultOf(dt));
+  ASSERT_TRUE(keysAscending(vault));
+  // A record in the middle whose neighbours have different keys.
+  size_t k(250);
+  while (vault.getRecord(k - 1)->key == vault.getRecord(k)->key || vault.getRecord(k)->key == vault.getRecord(k + 1)->key) ++k;
+  const uint32_t keyK(vault.getRecord(k)->key);
+  Point2* pNext(vault.getRecord(k + 1)->pVtx);
+  dt.remove(vault.getRecord(k)->pVtx);
+  EXPECT_TRUE(vault.getCloT(keyK)->hasVertex(pNext));
+  // The first record: the next active one in key order.
+  const uint32_t key0(vault.getRecord(0)->key);
+  Point2* pSecond(vault.getRecord(1)->pVtx);
+  dt.remove(vault.getRecord(0)->pVtx);
+  EXPECT_TRUE(vault.getCloT(key0)->hasVertex(pSecond));
+  EXPECT_TRUE(vault.getCloT(0)->hasVertex(pSecond));
+  // The last record: nothing follows, so the nearest active one before it.
+  const size_t last(vault.size() - 1);
+  Point2* pBefore(vault.getRecord(last - 1)->pVtx);
+  dt.remove(vault.getRecord(last)->pVtx);
+  EXPECT_TRUE(vault.getCloT(UINT32_MAX)->hasVertex(pBefore));
+  // Every start triangle is live after the removals.
+  std::vector<Triangle2*> vT;
+  dt.getTrianglePointers(vT);
+  std::sort(vT.begin(), vT.end());
+  for (uint32_t key = 0; key < (1u << 30); key += (1u << 22)) {
+    EXPECT_TRUE(std::binary_search(vT.begin(), vT.end(), vault.getCloT(key))) << key;
+  }
+}
+
+TEST(VertexVault, RecordIndexOfEveryActiveVertex) {
+  Zarn_2D dt;
+  dt.insert(randomPoints(300, 603, 0.0, 1.0));
+  for (const Point2& p : randomPoints(50, 604, 0.2, 0.8)) dt.insert(p);  // an unsorted tail
+  VertexVault& vault(vaultOf(dt));
+  std::vector<Point2*> vVertices;
+  dt.getVertexPointers(vVertices);
+  ASSERT_EQ(vVertices.size(), 350u);
+  for (Point2* p : vVertices) {
+    const size_t idx(vault.getIdxOfActiveVtx(p));
+    ASSERT_LT(idx, vault.size());
+    EXPECT_EQ(vault.getRecord(idx)->pVtx, p);
+    EXPECT_TRUE(vault.getRecord(idx)->bActive);
+    EXPECT_TRUE(vault.isActiveVertex(p));
+  }
+}
+
+// ----- Duplicates ---------------------------------------------------------------------------
+
+TEST(VertexVault, CleanDuplicatesInTheCollinearPhase) {
+  Dt2 dt(3);
+  VertexVault& vault(dt.vertexVault);
+  const std::vector<Point2> vPos{Point2(0, 0), Point2(1, 1), Point2(0, 0), Point2(2, 2), Point2(1, 1), Point2(0, 0)};
+  std::vector<Point2*> vHandles;
+  for (const Point2& p : vPos) {
+    vHandles.push_back(dt.createVertex(p));
+    vault.add(dt.getHC2().getKey(p), vHandles.back());
+  }
+  const std::vector<Point2*> vCreated(vHandles);
+  Point2* pUnrelated(dt.createVertex(Point2(5, 5)));  // a handle that is no duplicate stays
+  vHandles.push_back(pUnrelated);
+  vault.cleanDuplicates(vHandles.data(), vHandles.size());
+  EXPECT_TRUE(vault.dupIsClean());
+  EXPECT_EQ(vault.getNumActive(), 3);
+  const std::vector<Point2*> vWant{vCreated[0], vCreated[1], vCreated[0], vCreated[3], vCreated[1], vCreated[0], pUnrelated};
+  EXPECT_EQ(vHandles, vWant);
+  EXPECT_FALSE(vault.isActiveVertex(vCreated[2]));
+  EXPECT_FALSE(vault.isActiveVertex(vCreated[4]));
+  EXPECT_FALSE(vault.isActiveVertex(vCreated[5]));
+  EXPECT_TRUE(vault.isActiveVertex(vCreated[0]));
+  EXPECT_EQ(vault.findVertexAt(Point2(0, 0)), vCreated[0]);
+  // Nothing left to resolve: a second call changes nothing.
+  vault.cleanDuplicates(nullptr, 0);
+  EXPECT_EQ(vault.getNumActive(), 3);
+}
+
+TEST(VertexVault, CleanDuplicatesResolvesRecordedRedundantVertices) {
+  Zarn_2D dt;
+  std::vector<Point2*> vHandles;
+  const std::vector<Point2> v(randomPoints(100, 605, 0.0, 1.0));
+  dt.insert(v, vHandles);
+  Dt2& impl(*dt.getImpl());
+  VertexVault& vault(impl.vertexVault);
+  // Two vertices that stand where existing ones stand, known to the store as redundant.
+  Point2* pRedundantA(impl.createVertex(*vHandles[3]));
+  Point2* pRedundantB(impl.createVertex(*vHandles[40]));
+  vault.add(impl.getHC2().getKey(*pRedundantA), pRedundantA);
+  vault.add(impl.getHC2().getKey(*pRedundantB), pRedundantB);
+  vault.addRedundant(pRedundantA, vHandles[3]);
+  vault.addRedundant(pRedundantB, vHandles[40]);
+  EXPECT_FALSE(vault.dupIsClean());
+  std::vector<Point2*> vCaller{pRedundantB, vHandles[7], pRedundantA};
+  vault.cleanDuplicates(vCaller.data(), vCaller.size());
+  EXPECT_TRUE(vault.dupIsClean());
+  EXPECT_EQ(vCaller, (std::vector<Point2*>{vHandles[40], vHandles[7], vHandles[3]}));
+  EXPECT_FALSE(vault.isActiveVertex(pRedundantA));
+  EXPECT_FALSE(vault.isActiveVertex(pRedundantB));
+  EXPECT_EQ(dt.numberOfPoints(), 100u);
+  EXPECT_DELAUNAY_OF(dt, v);
+}
+
+TEST(VertexVault, RedundantVertexMissingFromTheHandlesIsAnAssertion) {
+  Zarn_2D dt;
+  std::vector<Point2*> vHandles;
+  dt.insert(randomPoints(20, 606, 0.0, 1.0), vHandles);
+  Dt2& impl(*dt.getImpl());
+  VertexVault& vault(impl.vertexVault);
+  Point2* pRedundant(impl.createVertex(*vHandles[2]));
+  vault.add(impl.getHC2().getKey(*pRedundant), pRedundant);
+  vault.addRedundant(pRedundant, vHandles[2]);
+  std::vector<Point2*> vCaller{vHandles[5]};
+  testing::internal::CaptureStdout();
+  EXPECT_THROW(vault.cleanDuplicates(vCaller.data(), vCaller.size()), ZarnException);
+  const std::string out(testing::internal::GetCapturedStdout());
+  EXPECT_NE(out.find("Condition [ mRedundant2UniqueVtx.size()==numFoundInHandles failed ]"), std::string::npos) << out;
+}
+
+TEST(VertexVault, RecordingTheSameRedundantVertexTwiceIsAnAssertion) {
+  Zarn_2D dt;
+  std::vector<Point2*> vHandles;
+  dt.insert(randomPoints(20, 607, 0.0, 1.0), vHandles);
+  Dt2& impl(*dt.getImpl());
+  Point2* pRedundant(impl.createVertex(*vHandles[2]));
+  impl.vertexVault.addRedundant(pRedundant, vHandles[2]);
+  testing::internal::CaptureStdout();
+  EXPECT_THROW(impl.vertexVault.addRedundant(pRedundant, vHandles[2]), ZarnException);
+  const std::string out(testing::internal::GetCapturedStdout());
+  EXPECT_NE(out.find("Condition [ bInserted failed ]"), std::string::npos) << out;
+}
+
+// ----- Sorting ------------------------------------------------------------------------------
+
+TEST(VertexVault, RecordsAreSortedAfterBulkInsertion) {
+  for (int numCPU : {1, 2, 4}) {
+    Zarn_2D dt;
+    dt.setNumCPU(numCPU);
+    dt.insert(randomPoints(DT2TEST_SANITIZED ? 11000 : 15000, 608, -1.0, 1.0));  // four-way sort with 4 threads
+    EXPECT_TRUE(keysAscending(vaultOf(dt))) << "numCPU=" << numCPU;
+    // A second bulk into the same box.
+    dt.insert(randomPoints(12000, 609, -0.5, 0.5));
+    EXPECT_TRUE(keysAscending(vaultOf(dt))) << "numCPU=" << numCPU;
+    EXPECT_EQ(dt.numberOfPoints(), vaultOf(dt).getNumActive() + 0u);
+  }
+}
+
+TEST(VertexVault, SingleInsertionsResortWhenTheTailExceedsThirtyFivePercent) {
+  Zarn_2D dt;
+  dt.insert(randomPoints(100, 610, 0.0, 1.0));
+  ASSERT_EQ(vaultOf(dt).size(), 100u);
+  ASSERT_TRUE(keysAscending(vaultOf(dt)));
+  const std::vector<Point2> vMore(pointsWithKeyBelow(dt, maxKey(vaultOf(dt)), 36, 611));
+  ASSERT_EQ(vMore.size(), 36u);
+  for (size_t i = 0; i < 35; ++i) EXPECT_TRUE(insertStaysAtTheEnd(dt, vMore[i])) << "record " << 101 + i;
+  EXPECT_FALSE(insertStaysAtTheEnd(dt, vMore[35]));  // 136 records > 1.35 * 100
+  EXPECT_TRUE(keysAscending(vaultOf(dt)));
+}
+
+TEST(VertexVault, ManyRemovalsResortAtTheNextInsertion) {
+  // More than half of the sorted records and more than 1000 removed: the next insertion sorts.
+  Zarn_2D dt;
+  std::vector<Point2*> vHandles;
+  dt.insert(randomPoints(2400, 612, 0.0, 1.0), vHandles);
+  ASSERT_TRUE(keysAscending(vaultOf(dt)));
+  const std::vector<Point2> vMore(pointsWithKeyBelow(dt, maxKey(vaultOf(dt)), 2, 613));
+  for (size_t i = 0; i < 1200; ++i) dt.remove(vHandles[2 * i]);
+  EXPECT_TRUE(insertStaysAtTheEnd(dt, vMore[0]));  // 1200 is not more than half of 2400
+  dt.remove(vHandles[1]);
+  EXPECT_FALSE(insertStaysAtTheEnd(dt, vMore[1]));
+  EXPECT_TRUE(keysAscending(vaultOf(dt)));
+  EXPECT_EQ(dt.numberOfPoints(), 1201u);
+}
+
+TEST(VertexVault, RemovalsBelowTheMinimumCountDoNotResort) {
+  // More than half removed, but not more than 1000.
+  Zarn_2D dt;
+  std::vector<Point2*> vHandles;
+  dt.insert(randomPoints(1000, 614, 0.0, 1.0), vHandles);
+  const std::vector<Point2> vMore(pointsWithKeyBelow(dt, maxKey(vaultOf(dt)), 1, 615));
+  for (size_t i = 0; i < 700; ++i) dt.remove(vHandles[i]);
+  EXPECT_TRUE(insertStaysAtTheEnd(dt, vMore[0]));
+}
+
+TEST(VertexVault, TwoDimensionalPhaseIsNeverLeft) {
+  Zarn_2D dt;
+  std::vector<Point2*> vHandles;
+  dt.insert({Point2(0, 0), Point2(4, 0), Point2(0, 4), Point2(4, 4), Point2(1, 1)}, vHandles);
+  ASSERT_TRUE(vaultOf(dt).bFullDimensional);
+  dt.remove(vHandles[4]);
+  dt.remove(vHandles[3]);
+  EXPECT_TRUE(vaultOf(dt).bFullDimensional);
+  EXPECT_TRUE(dt.is2D());
+  EXPECT_EQ(vaultOf(dt).getNumActive(), 3);
+}
