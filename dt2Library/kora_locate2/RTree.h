@@ -21,9 +21,11 @@ struct RTreeBox {
 
   /// The box that contains nothing and grows to the first box it is extended by.
   static RTreeBox empty() { return RTreeBox{DBL_MAX, DBL_MAX, -DBL_MAX, -DBL_MAX}; }
-  /// True when the two closed boxes share a point: boxes that only touch meet.
+  /// True when the two closed boxes share a point: boxes that only touch meet. The four
+  /// comparisons are combined without branches: in a query their outcomes are hard to predict.
   bool meets(const RTreeBox& other) const {
-    return xmin <= other.xmax && other.xmin <= xmax && ymin <= other.ymax && other.ymin <= ymax;
+    return static_cast<bool>(static_cast<int>(xmin <= other.xmax) & static_cast<int>(other.xmin <= xmax) &
+                             static_cast<int>(ymin <= other.ymax) & static_cast<int>(other.ymin <= ymax));
   }
   /// Grows this box to contain other.
   void extend(const RTreeBox& other) {
@@ -71,8 +73,8 @@ class RTree {
   void build() {
     if (isBuilt() || vPending.empty()) return;
     if (pHC == nullptr) pHC.reset(new HC2(box.xmin, box.ymin, box.xmax, box.ymax, kHilbertBitLength));
-    computeKeys();
-    std::vector<const Node*> vLevel(createLeavesInKeyOrder());
+    sortPendingItemsByKey();
+    std::vector<const Node*> vLevel(createLeaves());
     height = 0;
     while (vLevel.size() > 1) {
       vLevel = createParentLevel(vLevel);
@@ -87,6 +89,14 @@ class RTree {
   void query(const RTreeBox& queryBox, std::vector<T*>& vOut) {
     build();
     if (pRoot != nullptr && pRoot->box.meets(queryBox)) collect(pRoot, height, queryBox, vOut);
+  }
+
+  /// Calls visit(pItem, box) for every item, in leaf order once the tree is built (and in the
+  /// order of addition before). Items that follow each other in leaf order lie close together, so
+  /// queries issued in this order find the nodes they need in the cache.
+  template <class Visitor>
+  void forEachItem(Visitor visit) const {
+    for (const PendingItem& item : vPending) visit(item.pItem, item.box);
   }
 
   /// The number of items added.
@@ -117,24 +127,27 @@ class RTree {
   static constexpr int32_t kFirstPoolBlockSize = 2;
   static constexpr unsigned kHilbertBitLength = 30;
 
-  void computeKeys() {
-    for (PendingItem& item : vPending) {
-      item.key = pHC->getKey((item.box.xmin + item.box.xmax) / 2, (item.box.ymin + item.box.ymax) / 2);
+  // Sorting 64-bit words (key above, position below) is much cheaper than sorting whole records,
+  // and the position breaks ties so that the packing does not depend on the sort's stability.
+  // The pending items are then permuted into key order, which is the leaf order.
+  void sortPendingItemsByKey() {
+    std::vector<uint64_t> vKeyAndPosition(vPending.size());
+    for (size_t i = 0; i < vPending.size(); ++i) {
+      const RTreeBox& itemBox(vPending[i].box);
+      vPending[i].key = pHC->getKey((itemBox.xmin + itemBox.xmax) / 2, (itemBox.ymin + itemBox.ymax) / 2);
+      vKeyAndPosition[i] = (static_cast<uint64_t>(vPending[i].key) << 32) | i;
     }
+    std::sort(vKeyAndPosition.begin(), vKeyAndPosition.end());
+    std::vector<PendingItem> vSorted;
+    vSorted.reserve(vPending.size());
+    for (uint64_t keyAndPosition : vKeyAndPosition) vSorted.push_back(vPending[static_cast<uint32_t>(keyAndPosition)]);
+    vPending.swap(vSorted);
   }
 
-  // Sorting 64-bit words (key above, position below) is much cheaper than moving whole records,
-  // and the position breaks ties so that the packing does not depend on the sort's stability.
-  std::vector<const Node*> createLeavesInKeyOrder() {
-    std::vector<uint64_t> vKeyAndPosition(vPending.size());
-    for (size_t i = 0; i < vPending.size(); ++i) vKeyAndPosition[i] = (static_cast<uint64_t>(vPending[i].key) << 32) | i;
-    std::sort(vKeyAndPosition.begin(), vKeyAndPosition.end());
+  std::vector<const Node*> createLeaves() {
     std::vector<const Node*> vLeaves;
     vLeaves.reserve(vPending.size());
-    for (uint64_t keyAndPosition : vKeyAndPosition) {
-      const PendingItem& item(vPending[static_cast<uint32_t>(keyAndPosition)]);
-      vLeaves.push_back(new (leafPool.alloc()) LeafNode{{item.box}, item.pItem});
-    }
+    for (const PendingItem& item : vPending) vLeaves.push_back(new (leafPool.alloc()) LeafNode{{item.box}, item.pItem});
     return vLeaves;
   }
 
