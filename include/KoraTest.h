@@ -56,20 +56,19 @@ class ZARN2D_EXPORT KoraTest {
     const double ax(c0.x() - p.x()), ay(c0.y() - p.y());
     const double bx(c1.x() - p.x()), by(c1.y() - p.y());
     const double cx(c2.x() - p.x()), cy(c2.y() - p.y());
-    // Plain comparisons (not std::fmax, a library call here): the differences of finite
-    // coordinates are never NaN, and an infinite one fails the window below.
-    const double maxAbs(maxOf(maxOf(maxOf(std::fabs(ax), std::fabs(ay)), maxOf(std::fabs(bx), std::fabs(by))),
-                              maxOf(std::fabs(cx), std::fabs(cy))));
-    // Outside this window a product could overflow or lose its relative accuracy to underflow.
-    if (!(maxAbs >= kInCircleFilterMinMagnitude && maxAbs <= kInCircleFilterMaxMagnitude)) return inCircleSlow(c0, c1, c2, p);
     const double bxcy(bx * cy), cxby(cx * by), cxay(cx * ay), cyax(cy * ax), axby(ax * by), bxay(bx * ay);
     const double alift(ax * ax + ay * ay), blift(bx * bx + by * by), clift(cx * cx + cy * cy);
     const double det(alift * (bxcy - cxby) + blift * (cxay - cyax) + clift * (axby - bxay));
     const double permanent((std::fabs(bxcy) + std::fabs(cxby)) * alift + (std::fabs(cxay) + std::fabs(cyax)) * blift +
                            (std::fabs(axby) + std::fabs(bxay)) * clift);
     const double bound(kInCircleFilterFactor * permanent + kInCircleUnderflowGuard);
-    if (det > bound) return 1;
-    if (det < -bound) return -1;
+    // The largest lift is within a factor 2 of the largest squared coordinate; outside the window a
+    // product could overflow or lose its relative accuracy to underflow (an infinite lift fails it).
+    const double maxLift(maxOf(maxOf(alift, blift), clift));
+    if (maxLift >= kInCircleFilterMinLift && maxLift <= kInCircleFilterMaxLift) {
+      if (det > bound) return 1;
+      if (det < -bound) return -1;
+    }
     return inCircleSlow(c0, c1, c2, p);
   }
 
@@ -101,10 +100,11 @@ class ZARN2D_EXPORT KoraTest {
 
   /// Relative error factor of the in-circle filter, deliberately above the textbook bound.
   static constexpr double kInCircleFilterFactor = 3.33e-15;
-  /// Coordinates (relative to p) within [1e-50, 1e50] keep every degree-4 term far from overflow
+  /// Lifts (squared distances to p) within [1e-100, 1e100], i.e. coordinates relative to p of at
+  /// most 1e50 with the largest at least 7e-51, keep every degree-4 term far from overflow
   /// (< 1e201) and bound the absolute error of any underflowed product by about 2^-1070 * 1e100.
-  static constexpr double kInCircleFilterMinMagnitude = 1e-50;
-  static constexpr double kInCircleFilterMaxMagnitude = 1e50;
+  static constexpr double kInCircleFilterMinLift = 1e-100;
+  static constexpr double kInCircleFilterMaxLift = 1e100;
   /// Covers the absolute error that gradual underflow can add (about 1e-222 within the window).
   static constexpr double kInCircleUnderflowGuard = 1e-220;
 
