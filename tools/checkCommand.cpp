@@ -1,0 +1,221 @@
+// zarn2d check: lists the segments of a segment file that intersect other segments, with the type
+// and the location of every intersection, and optionally draws them.
+#include <cctype>
+#include <cstdint>
+#include <fstream>
+#include <iomanip>
+#include <iostream>
+#include <limits>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Zarn_2D.h"
+#include "commands.h"
+
+using namespace KORA_ZARN2D;
+
+namespace {
+
+const char* const kCheckUsage =
+    "zarn2d check - list the illegal (intersecting) segments of a segment set\n"
+    "\n"
+    "Usage:\n"
+    "  zarn2d check SEGMENTFILE [--ascii] [--endpoints] [--ps FILE|--svg FILE]\n"
+    "\n"
+    "SEGMENTFILE is a binary segment file (types 21 and 31, as written by writeSegmentsBIN) or a\n"
+    "text file with one segment \"x0 y0 x1 y1\" per line; empty lines and lines starting with '#'\n"
+    "are skipped. A file that does not start with the binary type 21 or 31 is read as text.\n"
+    "\n"
+    "A segment is illegal when it crosses another one, touches its interior (SIT_POINT) or\n"
+    "overlaps it (SIT_SEGMENT). Segments that share only an endpoint (SIT_ENDPOINT) are legal\n"
+    "unless --endpoints is given. Every illegal segment is listed with its index (its position in\n"
+    "the file, from 0), followed by the segments it meets, the type and the common point or part.\n"
+    "\n"
+    "Options:\n"
+    "  --ascii        read SEGMENTFILE as text whatever its first bytes are\n"
+    "  --endpoints    count segments that share only an endpoint as illegal too\n"
+    "  --ps FILE      draw the legal segments black and the illegal ones red, as PostScript\n"
+    "  --svg FILE     the same drawing as SVG\n"
+    "  --help         show this text\n"
+    "\n"
+    "Exit status: 0 when the file was checked (whether or not segments intersect), 1 on bad input.\n";
+
+struct CheckOptions {
+  std::string segmentFile;
+  bool bAscii = false;
+  bool bEndpoints = false;
+  std::string psFile, svgFile;
+};
+
+void complain(const std::string& text) { std::cerr << "zarn2d check: " << text << std::endl; }
+
+// 0: fine; 1: error (reported); 2: --help was shown.
+int parseCheckOptions(int argc, char** argv, CheckOptions& opt) {
+  for (int i = 1; i < argc; ++i) {
+    const std::string arg(argv[i]);
+    if (arg == "--help" || arg == "-h") {
+      std::cout << kCheckUsage;
+      return 2;
+    } else if (arg == "--ascii") {
+      opt.bAscii = true;
+    } else if (arg == "--endpoints") {
+      opt.bEndpoints = true;
+    } else if (arg == "--ps" || arg == "--svg") {
+      if (i + 1 >= argc) {
+        complain(arg + " needs a file name (see --help)");
+        return 1;
+      }
+      (arg == "--ps" ? opt.psFile : opt.svgFile) = argv[++i];
+    } else if (!arg.empty() && arg[0] == '-') {
+      complain("unknown option " + arg + " (see --help)");
+      return 1;
+    } else if (opt.segmentFile.empty()) {
+      opt.segmentFile = arg;
+    } else {
+      complain("more than one segment file given (see --help)");
+      return 1;
+    }
+  }
+  if (opt.segmentFile.empty()) {
+    complain("no segment file given (see --help)");
+    return 1;
+  }
+  return 0;
+}
+
+// A binary segment file starts with the little-endian 32-bit type 21 or 31.
+bool hasBinarySegmentHeader(const std::string& filename) {
+  std::ifstream file(filename, std::ios::binary);
+  unsigned char aHeader[4] = {0, 0, 0, 0};
+  if (!file.read(reinterpret_cast<char*>(aHeader), 4)) return false;
+  const uint32_t type(aHeader[0] | (aHeader[1] << 8) | (aHeader[2] << 16) | (static_cast<uint32_t>(aHeader[3]) << 24));
+  return type == 21 || type == 31;
+}
+
+bool isSkippedLine(const std::string& line) {
+  const size_t first(line.find_first_not_of(" \t\r"));
+  return first == std::string::npos || line[first] == '#';
+}
+
+/// The first characters of a line for a message, with anything unprintable replaced by '?'.
+std::string quoteable(const std::string& line) {
+  const size_t kMaxShown(60);
+  std::string shown(line.substr(0, kMaxShown));
+  for (char& c : shown) {
+    if (!std::isprint(static_cast<unsigned char>(c))) c = '?';
+  }
+  return line.size() > kMaxShown ? shown + "..." : shown;
+}
+
+bool readSegmentsASCII(const std::string& filename, std::vector<Segment2>& vSegments) {
+  std::ifstream file(filename);
+  if (!file) {
+    complain(filename + " can't be read");
+    return false;
+  }
+  std::string line;
+  for (int lineNumber = 1; std::getline(file, line); ++lineNumber) {
+    if (isSkippedLine(line)) continue;
+    std::istringstream fields(line);
+    double x0, y0, x1, y1;
+    std::string rest;
+    if (!(fields >> x0 >> y0 >> x1 >> y1) || (fields >> rest)) {
+      complain(filename + ", line " + std::to_string(lineNumber) + ": expected four numbers \"x0 y0 x1 y1\", got \"" +
+               quoteable(line) + "\"");
+      return false;
+    }
+    vSegments.emplace_back(Point2(x0, y0), Point2(x1, y1));
+  }
+  return true;
+}
+
+bool loadSegments(const CheckOptions& opt, std::vector<Segment2>& vSegments) {
+  if (!opt.bAscii && hasBinarySegmentHeader(opt.segmentFile)) return readSegmentsBIN(opt.segmentFile.c_str(), vSegments);
+  return readSegmentsASCII(opt.segmentFile, vSegments);
+}
+
+std::string formatPoint(const Point2& p) {
+  std::ostringstream text;
+  text << std::setprecision(std::numeric_limits<double>::max_digits10) << "(" << p.x() << ", " << p.y() << ")";
+  return text.str();
+}
+
+std::string formatSeconds(double seconds) {
+  std::ostringstream text;
+  text << std::fixed << std::setprecision(3) << seconds;
+  return text.str();
+}
+
+std::string formatSegment(const Segment2& s) { return formatPoint(s.getSrc()) + " - " + formatPoint(s.getTrg()); }
+
+/// The common endpoint of two segments of type SIT_ENDPOINT.
+const Point2& getSharedEndpoint(const Segment2& a, const Segment2& b) {
+  const Point2& src(a.getSrc());
+  return src == b.getSrc() || src == b.getTrg() ? src : a.getTrg();
+}
+
+/// Where two intersecting segments meet, as text.
+std::string describeContact(SegmentChecker& checker, SegmentIntersectionType sit, const Segment2& a, const Segment2& b) {
+  if (sit == SIT_ENDPOINT) return "at " + formatPoint(getSharedEndpoint(a, b));
+  if (sit == SIT_SEGMENT) {
+    Segment2 overlap;
+    if (checker.getIntersectionSegment(a, b, overlap)) return "along " + formatSegment(overlap);
+    return "";
+  }
+  Point2 point;
+  if (checker.getIntersectionPoint(sit, a, b, point)) return "at " + formatPoint(point);
+  return "";
+}
+
+struct ContactCounts {
+  size_t numPoint = 0, numSegment = 0, numEndpoint = 0;  // pairs, each counted once
+};
+
+void listIllegalSegment(SegmentChecker& checker, Segment2* pSeg, bool bEndpoints, ContactCounts& counts) {
+  const int index(checker.getIndex(pSeg));
+  std::cout << "[" << index << "] " << formatSegment(*pSeg) << std::endl;
+  std::vector<std::pair<Segment2*, SegmentIntersectionType>> vIntersectors;
+  checker.getIntersectors(pSeg, bEndpoints, vIntersectors);
+  for (const std::pair<Segment2*, SegmentIntersectionType>& contact : vIntersectors) {
+    const int otherIndex(checker.getIndex(contact.first));
+    std::cout << "    with [" << otherIndex << "] " << SegmentChecker::getIntersectionTypeString(contact.second) << " "
+              << describeContact(checker, contact.second, *pSeg, *contact.first) << std::endl;
+    if (otherIndex < index) continue;  // the pair was counted from its lower index
+    if (contact.second == SIT_POINT) ++counts.numPoint;
+    if (contact.second == SIT_SEGMENT) ++counts.numSegment;
+    if (contact.second == SIT_ENDPOINT) ++counts.numEndpoint;
+  }
+}
+
+}  // namespace
+
+int runCheckCommand(int argc, char** argv) {
+  CheckOptions opt;
+  const int parseResult(parseCheckOptions(argc, argv, opt));
+  if (parseResult != 0) return parseResult == 2 ? 0 : 1;
+  std::vector<Segment2> vSegments;
+  if (!loadSegments(opt, vSegments)) return 1;
+  std::cout << "Read " << vSegments.size() << " segments from " << opt.segmentFile << std::endl;
+
+  std::vector<Segment2*> vSegmentPointers;
+  vSegmentPointers.reserve(vSegments.size());
+  for (Segment2& s : vSegments) vSegmentPointers.push_back(&s);
+  SegmentChecker checker(vSegmentPointers);
+  timer("[quiet] check");
+  std::vector<Segment2*> vIllegal;
+  checker.getIllegalSegments(opt.bEndpoints, vIllegal);
+  const double elapsed(timer("[quiet] check"));
+
+  ContactCounts counts;
+  for (Segment2* pSeg : vIllegal) listIllegalSegment(checker, pSeg, opt.bEndpoints, counts);
+  std::cout << "Segments: " << vSegments.size() << ", illegal: " << vIllegal.size()
+            << ", legal: " << vSegments.size() - vIllegal.size() << " (found in " << formatSeconds(elapsed) << " s)" << std::endl;
+  std::cout << "Intersecting pairs: " << counts.numPoint << " SIT_POINT, " << counts.numSegment << " SIT_SEGMENT";
+  if (opt.bEndpoints) std::cout << ", " << counts.numEndpoint << " SIT_ENDPOINT";
+  std::cout << std::endl;
+  if (!opt.psFile.empty()) checker.showIllegalSegments(opt.bEndpoints, opt.psFile);
+  if (!opt.svgFile.empty()) checker.showIllegalSegments(opt.bEndpoints, opt.svgFile);
+  return 0;
+}
