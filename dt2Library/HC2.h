@@ -32,8 +32,8 @@ class HC2 {
   /// bitLength / 6 table look-ups (rounded up). Only points inside the box get meaningful keys:
   /// the quantisation does not clamp, a point on maxX or maxY is keyed like the lower edge.
   uint32_t getKey(double x, double y) const {
-    const uint32_t qx(static_cast<uint32_t>(static_cast<int32_t>((x - minX) * scaleX)));
-    const uint32_t qy(static_cast<uint32_t>(static_cast<int32_t>((y - minY) * scaleY)));
+    const uint32_t qx(quantize((x - minX) * scaleX));
+    const uint32_t qy(quantize((y - minY) * scaleY));
     uint32_t key(0), state(0);
     unsigned level(numLevels);
     for (unsigned i = 0; i < numLeadingLevels; ++i) {
@@ -59,6 +59,13 @@ class HC2 {
   unsigned getSide() const { return side; }
 
  private:
+  /// Truncation toward zero to a 32-bit cell index. A value no 32-bit integer can hold (a point
+  /// far outside the box, an infinite or NaN product of extreme coordinates) maps to cell 0
+  /// instead of an undefined conversion; keys only steer the search, so any cell is correct.
+  static uint32_t quantize(double v) {
+    return (v > -2147483648.0 && v < 2147483648.0) ? static_cast<uint32_t>(static_cast<int32_t>(v)) : 0u;
+  }
+
   static const std::array<uint8_t, 16> kLevelTable;         // one level: digit << 2 | next state
   static const std::array<uint8_t, 256> kTripleLevelTable;  // three levels: 6-bit digits << 2 | next state
 
