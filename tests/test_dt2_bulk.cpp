@@ -3,6 +3,7 @@
 // coordinates.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <map>
@@ -163,7 +164,9 @@ TEST(Dt2BulkHandles, RepeatsOfExistingVerticesGetTheExistingHandle) {
   for (size_t i = 0; i < vNew.size(); ++i) {
     ASSERT_TRUE(sameXY(*vHandles[i], vNew[i]));
     for (size_t k = 0; k < vOld.size(); k += 5) {
-      if (sameXY(vOld[k], vNew[i])) EXPECT_EQ(vHandles[i], vOldHandles[k]);
+      if (sameXY(vOld[k], vNew[i])) {
+        EXPECT_EQ(vHandles[i], vOldHandles[k]);
+      }
     }
   }
   EXPECT_EQ(dt.numberOfPoints(), 1000u);
@@ -214,6 +217,57 @@ TEST(Dt2BulkHandles, FlatArrayOverload) {
   }
 }
 
+TEST(Dt2BulkHandles, RepeatsWithoutAHandleVector) {
+  std::vector<Point2> v(randomPoints(1500, 118, 0.0, 1.0));
+  v.insert(v.end(), v.begin(), v.begin() + 300);
+  shuffleWithSeed(v, 119);
+  std::vector<double> vCoords;
+  for (const Point2& p : v) {
+    vCoords.push_back(p.x());
+    vCoords.push_back(p.y());
+  }
+  for (int numCPU : {1, 2}) {
+    Zarn_2D dt;
+    dt.setNumCPU(numCPU);
+    dt.insert(v);
+    EXPECT_EQ(dt.numberOfPoints(), 1500u);
+    EXPECT_DELAUNAY_OF(dt, v);
+    Zarn_2D dtFlat;
+    dtFlat.setNumCPU(numCPU);
+    dtFlat.insert(static_cast<int>(v.size()), vCoords.data(), nullptr);
+    EXPECT_EQ(dtFlat.numberOfPoints(), 1500u);
+    EXPECT_EQ(triangleSignature(dtFlat), triangleSignature(dt));
+  }
+  // Collinear phase.
+  std::vector<Point2> vLine;
+  for (int i = 0; i < 50; ++i) vLine.emplace_back(i % 20, 1.0);
+  Zarn_2D dtLine;
+  dtLine.insert(vLine);
+  EXPECT_EQ(dtLine.numberOfPoints(), 20u);
+  vLine.emplace_back(0.5, 2.0);
+  dtLine.insert(vLine);
+  EXPECT_EQ(dtLine.numberOfPoints(), 21u);
+  EXPECT_DELAUNAY_OF(dtLine, vLine);
+}
+
+TEST(Dt2BulkHandles, OnePositionRepeatedThousandsOfTimes) {
+  for (int numCPU : {1, 2}) {
+    Zarn_2D dt;
+    dt.setNumCPU(numCPU);
+    std::vector<Point2*> vHandles;
+    dt.insert(std::vector<Point2>(2000, Point2(3, 4)), vHandles);
+    EXPECT_EQ(dt.numberOfPoints(), 1u);
+    EXPECT_EQ(std::count(vHandles.begin(), vHandles.end(), vHandles[0]), 2000);
+    std::vector<Point2> v(2000, Point2(3, 4));
+    std::fill(v.begin(), v.begin() + 1000, Point2(5, 6));
+    v.emplace_back(0, 7);
+    dt.insert(v, vHandles);
+    EXPECT_EQ(dt.numberOfPoints(), 3u);
+    EXPECT_EQ(std::count(vHandles.begin(), vHandles.end(), vHandles[1500]), 1000);
+    EXPECT_DELAUNAY_OF(dt, v);
+  }
+}
+
 // ----- Non-finite points -------------------------------------------------------------------
 
 TEST(Dt2BulkNonFinite, SkippedWithOneWarningCarryingTheCount) {
@@ -261,6 +315,24 @@ TEST(Dt2BulkNonFinite, SkippedWithOneWarningCarryingTheCount) {
     const Bbox2 box(dt.computeBoundingBox());
     EXPECT_TRUE(std::isfinite(box.get_minX()) && std::isfinite(box.get_maxY()));
   }
+}
+
+TEST(Dt2BulkNonFinite, FlatArrayWithNonFiniteCoordinates) {
+  std::vector<double> vCoords{0.0, 0.0, std::numeric_limits<double>::quiet_NaN(), 1.0, 1.0, 0.0, 0.0, 1.0, 2.0,
+                              std::numeric_limits<double>::infinity()};
+  std::vector<Point2*> vHandles(5, reinterpret_cast<Point2*>(&vCoords));  // garbage to be overwritten
+  Zarn_2D dt;
+  testing::internal::CaptureStdout();
+  dt.insert(5, vCoords.data(), vHandles.data());
+  const std::string out(testing::internal::GetCapturedStdout());
+  EXPECT_EQ(countLinesContaining(out, ", WARNING: "), 1u) << out;
+  EXPECT_EQ(vHandles[1], nullptr);
+  EXPECT_EQ(vHandles[4], nullptr);
+  for (size_t i : {0u, 2u, 3u}) {
+    ASSERT_NE(vHandles[i], nullptr);
+    EXPECT_TRUE(sameXY(*vHandles[i], Point2(vCoords[2 * i], vCoords[2 * i + 1])));
+  }
+  EXPECT_DELAUNAY_OF(dt, (std::vector<Point2>{Point2(0, 0), Point2(1, 0), Point2(0, 1)}));
 }
 
 TEST(Dt2BulkNonFinite, OnlyNonFinitePointsInsertNothing) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <random>
 #include <vector>
 
@@ -88,7 +89,9 @@ TEST(Dt2Remove, RemovingHalfOfALargerSet) {
   std::mt19937 rng(204);
   for (size_t k = 0; k < n / 2; ++k) {
     t.removeAt(std::uniform_int_distribution<size_t>(0, t.vPoints.size() - 1)(rng));
-    if (k % 250 == 0) ASSERT_TRUE(isDelaunayTriangulationOf(t.dt, t.vPoints)) << k;
+    if (k % 250 == 0) {
+      ASSERT_TRUE(isDelaunayTriangulationOf(t.dt, t.vPoints)) << k;
+    }
   }
   EXPECT_DELAUNAY_OF(t.dt, t.vPoints);
   expectHandlesIntact(t);
@@ -148,6 +151,23 @@ TEST(Dt2Remove, RemovalDecisionsOnSmallDegenerateSets) {
       size_t numWarnings(countWarnings([&] { t.removeAt(i); }));
       ASSERT_EQ(numWarnings, 0u) << "round " << round;
       ASSERT_TRUE(isDelaunayTriangulationOf(t.dt, t.vPoints)) << "round " << round << ", " << t.vPoints.size() << " left";
+    }
+  }
+}
+
+TEST(Dt2Remove, NearlyCocircularRingAndExtremeScales) {
+  // Points of a circle rounded to doubles: the in-circle decisions of every hole are close ties.
+  std::vector<Point2> vRing;
+  for (int i = 0; i < 120; ++i) vRing.emplace_back(std::cos(i * 2 * M_PI / 120), std::sin(i * 2 * M_PI / 120));
+  vRing.emplace_back(0.0, 0.0);
+  vRing.emplace_back(1e-16, 0.0);
+  std::vector<std::vector<Point2>> vSets{vRing, randomPoints(150, 214, -1e150, 1e150), randomPoints(150, 215, -1e-300, 1e-300)};
+  for (const std::vector<Point2>& v : vSets) {
+    Tracked t(v);
+    std::mt19937 rng(216);
+    while (t.vPoints.size() > 3) {
+      t.removeAt(std::uniform_int_distribution<size_t>(0, t.vPoints.size() - 1)(rng));
+      ASSERT_TRUE(isDelaunayTriangulationOf(t.dt, t.vPoints)) << t.vPoints.size() << " left";
     }
   }
 }
@@ -336,4 +356,23 @@ TEST(Dt2Remove, RemovalBeforeTheTriangulationIsTwoDimensional) {
   t.vHandles.push_back(t.dt.insert(t.vPoints.back()));
   EXPECT_TRUE(t.dt.is2D());
   EXPECT_DELAUNAY_OF(t.dt, t.vPoints);  // the removed (1, 1) must not come back
+  // Its position is free again.
+  Point2* pAgain(t.dt.insert(Point2(1, 1)));
+  t.vPoints.emplace_back(1, 1);
+  EXPECT_EQ(t.dt.numberOfPoints(), 5u);
+  EXPECT_TRUE(sameXY(*pAgain, Point2(1, 1)));
+  EXPECT_DELAUNAY_OF(t.dt, t.vPoints);
+}
+
+TEST(Dt2Remove, ReinsertAtARemovedPositionBeforeTwoDimensions) {
+  Zarn_2D dt;
+  Point2* p(dt.insert(Point2(1, 1)));
+  dt.insert(Point2(2, 2));
+  dt.remove(p);
+  EXPECT_EQ(dt.numberOfPoints(), 1u);
+  Point2* pNew(dt.insert(Point2(1, 1)));
+  EXPECT_EQ(dt.numberOfPoints(), 2u);
+  EXPECT_TRUE(sameXY(*pNew, Point2(1, 1)));
+  dt.insert(Point2(0, 3));
+  EXPECT_DELAUNAY_OF(dt, (std::vector<Point2>{Point2(1, 1), Point2(2, 2), Point2(0, 3)}));
 }

@@ -3,6 +3,7 @@
 // insertions cheap.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -99,6 +100,26 @@ TEST(VertexVault, CloseTriangleAfterRemovingTheNearbyVertex) {
   for (uint32_t key = 0; key < (1u << 30); key += (1u << 22)) {
     EXPECT_TRUE(std::binary_search(vT.begin(), vT.end(), vault.getCloT(key))) << key;
   }
+}
+
+TEST(VertexVault, CloseTriangleFromTheUnsortedTailWhenNoSortedRecordIsLeft) {
+  Zarn_2D dt;
+  std::vector<Point2*> vHandles;
+  dt.insert(randomPoints(100, 616, 0.0, 1.0), vHandles);
+  std::vector<Point2> v(randomPoints(30, 617, 0.1, 0.9));  // the unsorted tail
+  for (const Point2& p : v) dt.insert(p);
+  for (Point2* p : vHandles) dt.remove(p);
+  ASSERT_EQ(dt.numberOfPoints(), 30u);
+  Triangle2* pT(vaultOf(dt).getCloT(keyOf(dt, Point2(0.5, 0.5))));
+  ASSERT_NE(pT, nullptr);
+  std::vector<Triangle2*> vT;
+  dt.getTrianglePointers(vT);
+  EXPECT_NE(std::find(vT.begin(), vT.end(), pT), vT.end());
+  for (const Point2& p : randomPoints(40, 618, 0.0, 1.0)) {
+    dt.insert(p);
+    v.push_back(p);
+  }
+  EXPECT_DELAUNAY_OF(dt, v);
 }
 
 TEST(VertexVault, RecordIndexOfEveryActiveVertex) {
