@@ -96,6 +96,23 @@ TEST(RTree, ItemsWithTheSameCentreAreAllKeptAndFound) {
   EXPECT_EQ(vFound, bruteForce(vItems, centre));
 }
 
+TEST(RTree, ItemsOnOneVerticalLineOrAtOnePointAreFound) {
+  // The box of all items has no width (or no extent at all): the Hilbert keys collapse along
+  // that axis, the packing must still keep every item.
+  for (double height : {0.0, 10.0}) {
+    std::vector<Item> vItems;
+    for (int i = 0; i < 50; ++i) {
+      const double y(height * (i % 7) / 7.0);
+      vItems.push_back(Item{RTreeBox{3, y, 3, y + height / 10}});
+    }
+    RTree<const Item> tree;
+    addAll(tree, vItems);
+    for (const RTreeBox& q : {RTreeBox{3, 0, 3, 0}, RTreeBox{0, 2, 3, 2}, RTreeBox{3, 5, 4, 20}, RTreeBox{3.5, 0, 4, 10}}) {
+      EXPECT_EQ(sortedQuery(tree, q), bruteForce(vItems, q)) << "height " << height << ", query y " << q.ymin;
+    }
+  }
+}
+
 TEST(RTree, AnIndexWithoutItemsFindsNothingAndBuildsNothing) {
   RTree<const Item> tree;
   std::vector<const Item*> vFound;

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "ProgressPublisher.h"
 #include "SegmentChecker.h"
 #include "ZarnException.h"
 
@@ -441,4 +442,26 @@ TEST(SegmentChecker, UnsubscribeWithoutAnySubscriptionIsReported) {
   testing::internal::CaptureStdout();
   checker.unsubscribe(MSG_PROGRESS, &recorder);  // not subscribed for this type: nothing to say
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+TEST(ProgressPublisher, ReportsStartEveryPercentAndEndToReceiversOfProgressOnly) {
+  ProgressPublisher publisher("SEGCHECK");
+  EXPECT_EQ(publisher.getName(), "SEGCHECK");
+  ProgressRecorder progress, warnings;
+  publisher.subscribe(MSG_PROGRESS, &progress);
+  publisher.subscribe(MSG_PROGRESS, &progress);
+  publisher.subscribe(MSG_WARNING, &warnings);
+  publisher.startStep("step");
+  for (int i = 0; i < 1000; ++i) publisher.setProgress(i / 1000.0);
+  publisher.finishStep();
+  EXPECT_TRUE(warnings.vProgress.empty());
+  ASSERT_GE(progress.vProgress.size(), 90u);
+  EXPECT_LE(progress.vProgress.size(), 102u);
+  for (size_t i = 1; i + 1 < progress.vProgress.size(); ++i) {
+    EXPECT_GE(progress.vProgress[i] - progress.vProgress[i - 1], 0.01 - 1e-12);
+  }
+  publisher.unsubscribe(MSG_PROGRESS, &progress);
+  publisher.startStep("again");
+  publisher.finishStep();
+  EXPECT_EQ(progress.vTexts.back(), "step");
 }
