@@ -192,6 +192,36 @@ TEST(Dt2InsertDegenerate, CocircularIntegerPoints) {
   }
 }
 
+TEST(Dt2InsertDegenerate, FourthCocircularPointCausesNoFlip) {
+  // The fourth corner of a square lies on the circumcircle of the first triangle: the diagonal
+  // that the first triangle brought stays.
+  const auto hasEdge = [](Zarn_2D& dt, const Point2& a, const Point2& b) {
+    std::vector<Triangle2*> vT;
+    dt.getTrianglePointers(vT);
+    for (const Triangle2* pT : vT) {
+      if (pT->hasVertex(a) && pT->hasVertex(b)) return true;
+    }
+    return false;
+  };
+  Zarn_2D dtA;
+  insertAll(dtA, {Point2(0, 0), Point2(2, 0), Point2(2, 2), Point2(0, 2)});
+  EXPECT_TRUE(hasEdge(dtA, Point2(0, 0), Point2(2, 2)));
+  EXPECT_FALSE(hasEdge(dtA, Point2(2, 0), Point2(0, 2)));
+  Zarn_2D dtB;
+  insertAll(dtB, {Point2(0, 0), Point2(2, 0), Point2(0, 2), Point2(2, 2)});
+  EXPECT_TRUE(hasEdge(dtB, Point2(2, 0), Point2(0, 2)));
+  EXPECT_FALSE(hasEdge(dtB, Point2(0, 0), Point2(2, 2)));
+  // Inside the hull: (4, 4) splits the triangle (4,0) (10,10) (0,4) and lies on the circle of
+  // its neighbour (0,0) (4,0) (0,4): the shared edge stays.
+  Zarn_2D dtC;
+  insertAll(dtC, {Point2(0, 0), Point2(4, 0), Point2(0, 4), Point2(10, 10)});
+  ASSERT_TRUE(hasEdge(dtC, Point2(4, 0), Point2(0, 4)));
+  dtC.insert(Point2(4, 4));
+  EXPECT_TRUE(hasEdge(dtC, Point2(4, 0), Point2(0, 4)));
+  EXPECT_FALSE(hasEdge(dtC, Point2(0, 0), Point2(4, 4)));
+  EXPECT_DELAUNAY_OF(dtC, (std::vector<Point2>{Point2(0, 0), Point2(4, 0), Point2(0, 4), Point2(10, 10), Point2(4, 4)}));
+}
+
 TEST(Dt2InsertDegenerate, ConcentricCocircularRings) {
   std::vector<Point2> v;
   for (long r : {5L, 25L, 65L, 325L}) {

@@ -226,6 +226,28 @@ TEST(Dt2Star, NullAndLowerDimensionalVerticesGiveNothing) {
   EXPECT_TRUE(vW.empty());
 }
 
+TEST(Dt2Star, RemovedVertexHasNoStar) {
+  Zarn_2D dt;
+  std::vector<Point2*> vHandles;
+  dt.insert(randomPoints(60, 413), vHandles);
+  dt.remove(vHandles[10]);
+  std::vector<Triangle2*> vT;
+  std::vector<Point2*> vW;
+  dt.getIncidentTriangles(vHandles[10], vT);
+  dt.getIncidentVertices(vHandles[10], vW);
+  EXPECT_TRUE(vT.empty());
+  EXPECT_TRUE(vW.empty());
+  EXPECT_EQ(dt.getAdjacentTriangle(vHandles[10], vHandles[11]), nullptr);
+  EXPECT_EQ(dt.getAdjacentTriangle(nullptr, vHandles[11]), nullptr);
+  // No remaining star refers to the removed vertex.
+  for (size_t i = 0; i < vHandles.size(); ++i) {
+    if (i == 10) continue;
+    std::vector<Point2*> vNeighbours;
+    dt.getIncidentVertices(vHandles[i], vNeighbours);
+    EXPECT_EQ(std::find(vNeighbours.begin(), vNeighbours.end(), vHandles[10]), vNeighbours.end());
+  }
+}
+
 TEST(Dt2Star, AdjacentTriangleFollowsTheDirectedEdge) {
   Zarn_2D dt;
   dt.insert(randomPoints(150, 412, -1.0, 1.0));
@@ -286,6 +308,29 @@ TEST(Dt2Hull, CornersOnlyVersusAllBorderVertices) {
   dt.getConvexHull(false, vAppended);
   EXPECT_EQ(vAppended.size(), 5u);
   EXPECT_EQ(vAppended[0], nullptr);
+}
+
+TEST(Dt2Hull, LowerDimensionalHull) {
+  Zarn_2D dt;
+  std::vector<Point2*> vHull;
+  dt.getConvexHull(false, vHull);
+  EXPECT_TRUE(vHull.empty());
+  Point2* pMid(dt.insert(Point2(2, 1)));
+  dt.getConvexHull(false, vHull);
+  EXPECT_EQ(vHull, std::vector<Point2*>{pMid});
+  Point2* pHigh(dt.insert(Point2(6, 3)));
+  Point2* pLow(dt.insert(Point2(-2, -1)));
+  Point2* pOther(dt.insert(Point2(4, 2)));
+  vHull.clear();
+  dt.getConvexHull(false, vHull);
+  ASSERT_EQ(vHull.size(), 2u);
+  EXPECT_TRUE((vHull[0] == pLow && vHull[1] == pHigh) || (vHull[0] == pHigh && vHull[1] == pLow));
+  vHull.clear();
+  dt.getConvexHull(true, vHull);
+  ASSERT_EQ(vHull.size(), 4u);
+  // All points in their order along the line (either direction).
+  const std::vector<Point2*> vForward{pLow, pMid, pOther, pHigh};
+  EXPECT_TRUE(vHull == vForward || vHull == std::vector<Point2*>(vForward.rbegin(), vForward.rend()));
 }
 
 TEST(Dt2Hull, RandomSetsAgreeWithAnIndependentHull) {

@@ -70,6 +70,26 @@ TEST(VertexVault, CloseTriangleForKeysBelowAndAboveAllKeys) {
   }
 }
 
+TEST(VertexVault, CloseTriangleTakesTheNearerKeyAndTheLowerOneOnATie) {
+  Zarn_2D dt;
+  dt.insert(randomPoints(500, 619, 0.0, 1.0));
+  VertexVault& vault(vaultOf(dt));
+  ASSERT_TRUE(keysAscending(vault));
+  size_t numPairs(0);
+  for (size_t k = 0; k + 1 < vault.size() && numPairs < 20; ++k) {
+    const IdxVtx& lo(*vault.getRecord(k));
+    const IdxVtx& hi(*vault.getRecord(k + 1));
+    const uint32_t diff(hi.key - lo.key);
+    if (diff < 4 || diff % 2 != 0) continue;
+    ++numPairs;
+    const uint32_t mid(lo.key + diff / 2);
+    EXPECT_EQ(vault.getCloT(mid), lo.pVtx->getIncidentTriangle()) << k;
+    EXPECT_EQ(vault.getCloT(mid - 1), lo.pVtx->getIncidentTriangle()) << k;
+    EXPECT_EQ(vault.getCloT(mid + 1), hi.pVtx->getIncidentTriangle()) << k;
+  }
+  EXPECT_EQ(numPairs, 20u);
+}
+
 TEST(VertexVault, CloseTriangleAfterRemovingTheNearbyVertex) {
   Zarn_2D dt;
   dt.insert(randomPoints(500, 602, 0.0, 1.0));
