@@ -44,7 +44,8 @@ class ZARN2D_EXPORT SegmentChecker {
 
   /// The number of segments given to the constructor.
   unsigned getNumberOfSegments() const;
-  /// The segment with index i. An index out of range fails an assertion (ZarnException).
+  /// The segment with index i: the caller's pointer, as given to the constructor. An index out of
+  /// range fails an assertion (ZarnException).
   Segment2* getSegment(unsigned i) const;
   /// The index of pSegment (its first position if it was given twice). A segment that is not
   /// there is reported ("No such segment") and -1 is returned. The first call builds a table
@@ -52,18 +53,21 @@ class ZARN2D_EXPORT SegmentChecker {
   int getIndex(Segment2* pSegment) const;
 
   /// Classifies how the two segments meet, exactly; the result does not depend on the argument
-  /// order or on the direction of the segments. A null segment or a non-finite coordinate is
-  /// reported and gives SIT_UNINITIALIZED.
+  /// order or on the direction of the segments. The segments need not belong to the checker.
+  /// O(1): up to four orientation tests. A null segment or a non-finite coordinate is reported
+  /// and gives SIT_UNINITIALIZED.
   SegmentIntersectionType getIntersectionType(const Segment2* pSeg0, const Segment2* pSeg1) const;
   /// "SIT_UNINITIALIZED", "SIT_NONE", "SIT_SEGMENT", "SIT_POINT", "SIT_ENDPOINT", or "UNKNOWN SIT".
   static std::string getIntersectionTypeString(SegmentIntersectionType sit);
 
   /// Replaces the content of vIllegalSegmentsOut by the segments that intersect another one
   /// (SIT_POINT or SIT_SEGMENT; SIT_ENDPOINT too with bAlsoEndPointIntersections), each once and in
-  /// index order. Reports progress to receivers subscribed to MSG_PROGRESS.
+  /// index order. One index query per segment plus one classification per pair of segments whose
+  /// boxes meet (pairs of two segments already known to be illegal are skipped). Reports progress
+  /// to receivers subscribed to MSG_PROGRESS.
   void getIllegalSegments(bool bAlsoEndPointIntersections, std::vector<Segment2*>& vIllegalSegmentsOut) const;
-  /// Replaces the content of vIntersectorsOut by the checked segments (other than pTestSegment
-  /// itself) that intersect pTestSegment, with the type of each intersection, in index order.
+  /// Appends to vIntersectorsOut the checked segments (other than pTestSegment itself) that
+  /// intersect pTestSegment, with the type of each intersection, in index order.
   /// pTestSegment need not belong to the checker. A null or non-finite test segment is reported and
   /// gives an empty result. O(log n) plus the candidates whose boxes meet its box.
   void getIntersectors(Segment2* pTestSegment, bool bAlsoEndPointIntersections,

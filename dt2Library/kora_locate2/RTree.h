@@ -103,8 +103,6 @@ class RTree {
   size_t size() const { return vPending.size(); }
   /// True once the tree has been packed (never for an index without items).
   bool isBuilt() const { return pRoot != nullptr; }
-  /// The box of all items (the empty box while there are none).
-  const RTreeBox& getBox() const { return box; }
   /// The number of inner levels above the leaves: 0 for a single item, ceil(log2(n)) for n items.
   unsigned getHeight() const { return height; }
 
