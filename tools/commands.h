@@ -1,0 +1,5 @@
+// Sub-commands of the zarn2d command-line tool.
+#pragma once
+
+/// `zarn2d check SEGMENTFILE ...`: lists the illegal segments of a segment set. argv[0] is "check".
+int runCheckCommand(int argc, char** argv);
