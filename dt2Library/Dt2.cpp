@@ -17,8 +17,8 @@ namespace {
 constexpr unsigned int kHilbertBits = 30;
 constexpr unsigned int kMinExpectedVertices = 3;
 constexpr int kFlipStackReserve = 64;
-// Bulk insertion reports its progress every 2^16 vertices (only when someone listens).
-constexpr size_t kProgressInterval = 1u << 16;
+// Bulk insertion computes its progress every 2^12 vertices (the publisher passes on whole percents).
+constexpr size_t kProgressInterval = size_t(1) << 12;
 
 bool isFinitePoint(const Point2& p) { return std::isfinite(p.x()) && std::isfinite(p.y()); }
 
@@ -34,7 +34,7 @@ void releaseFreedHeapMemory() {
 
 Dt2::Dt2(unsigned int numExpectedVertices)
     : vertexVault(this), numCPU(1), bbx(&kora), vertexPool(kTriangulationPoolMessageThreshold),
-      trianglePool(kTriangulationPoolMessageThreshold), bSuspendFlips(false), numAllTriangles(0) {
+      trianglePool(kTriangulationPoolMessageThreshold), publisher("DT2"), bSuspendFlips(false), numAllTriangles(0) {
   const unsigned int numVertices(std::max(kMinExpectedVertices, numExpectedVertices));
   vertexPool.init(static_cast<int>(numVertices), maxPoolBlockSize<Point2>());
   trianglePool.init(static_cast<int>(2 * numVertices + 10), maxPoolBlockSize<Triangle2>());
@@ -80,35 +80,7 @@ void Dt2::releaseTriangles(const std::vector<Triangle2*>& vDead) {
 
 bool Dt2::ownsVertexStorage(const Point2* p) const { return vertexPool.contains(p); }
 
-// ----- Messages and settings -----
-
-void Dt2::subscribe(MsgType msgType, MsgBase* pMsg) {
-  const std::pair<std::multimap<MsgType, MsgBase*>::iterator, std::multimap<MsgType, MsgBase*>::iterator> range(
-      mSubscribers.equal_range(msgType));
-  for (std::multimap<MsgType, MsgBase*>::iterator it = range.first; it != range.second; ++it) {
-    if (it->second == pMsg) return;
-  }
-  mSubscribers.insert(std::make_pair(msgType, pMsg));
-}
-
-void Dt2::unsubscribe(MsgType msgType, MsgBase* pMsg) {
-  const std::pair<std::multimap<MsgType, MsgBase*>::iterator, std::multimap<MsgType, MsgBase*>::iterator> range(
-      mSubscribers.equal_range(msgType));
-  for (std::multimap<MsgType, MsgBase*>::iterator it = range.first; it != range.second; ++it) {
-    if (it->second == pMsg) {
-      mSubscribers.erase(it);
-      return;
-    }
-  }
-}
-
-void Dt2::publish(MsgType msgType, const std::string& text, double progress) const {
-  const std::pair<std::multimap<MsgType, MsgBase*>::const_iterator, std::multimap<MsgType, MsgBase*>::const_iterator> range(
-      mSubscribers.equal_range(msgType));
-  for (std::multimap<MsgType, MsgBase*>::const_iterator it = range.first; it != range.second; ++it) {
-    it->second->update(msgType, text, progress);
-  }
-}
+// ----- Settings -----
 
 int Dt2::setNumCPU(int numCPU_) {
   if (numCPU_ > 0) {
@@ -288,14 +260,13 @@ Point2* Dt2::insert(const Point2& p) {
 // Hilbert order).
 void Dt2::insertRecordsFrom(size_t firstRecord, Triangle2* pStart) {
   const size_t numRecords(vertexVault.size());
-  const bool bReport(!mSubscribers.empty());
   Triangle2* pT(pStart);
   for (size_t i = firstRecord; i < numRecords; ++i) {
     const IdxVtx* pRec(vertexVault.getRecord(i));
     if (!pRec->bActive || pRec->pVtx->getIncidentTriangle() != nullptr) continue;
     pT = insertVertex(pRec->pVtx, pT);
-    if (bReport && (i - firstRecord) % kProgressInterval == 0) {
-      publish(MSG_PROGRESS, "insertVector", static_cast<double>(i - firstRecord) / static_cast<double>(numRecords - firstRecord));
+    if ((i & (kProgressInterval - 1)) == 0) {
+      publisher.setProgress(static_cast<double>(i - firstRecord) / static_cast<double>(numRecords - firstRecord));
     }
   }
 }
@@ -354,8 +325,9 @@ void Dt2::insertAndCleanBulk(size_t firstNewRecord, Point2** aHandles, size_t nu
 }
 
 void Dt2::insertBulk(const BulkInput& input, Point2** aHandles) {
+  publisher.startStep("insertVector");
   if (input.size == 0) {
-    publish(MSG_PROGRESS, "insertVector", 1.0);
+    publisher.finishStep();
     return;
   }
   ZARN_ASSERT(vertexVault.dupIsClean());
@@ -370,16 +342,14 @@ void Dt2::insertBulk(const BulkInput& input, Point2** aHandles) {
   }
   if (aHandles != nullptr) std::fill(aHandles, aHandles + input.size, nullptr);
   const size_t firstNewRecord(vertexVault.size());
-  publish(MSG_PROGRESS, "insert vertices", 0.0);
   const size_t numSkipped(vertexVault.createVertices(input, aHandles));
   releaseFreedHeapMemory();
-  publish(MSG_PROGRESS, "insert vertices", 1.0);
   if (numSkipped > 0) {
     reportWarning("Dt2::insertVector(..)",
                   std::to_string(numSkipped) + " point(s) with a non-finite coordinate skipped, their handles are NULL");
   }
   insertAndCleanBulk(firstNewRecord, aHandles, input.size);
-  publish(MSG_PROGRESS, "insertVector", 1.0);
+  publisher.finishStep();
 }
 
 void Dt2::insertVector(const std::vector<Point2>& vPoints, std::vector<Point2*>* pvHandles) {

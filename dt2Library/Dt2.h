@@ -11,6 +11,7 @@
 #include "KoraTest.h"
 #include "MsgBase.h"
 #include "Point2.h"
+#include "ProgressPublisher.h"
 #include "SimplePool.h"
 #include "Triangle2.h"
 #include "VertexVault.h"
@@ -70,9 +71,8 @@ class Dt2 {
   void statistics(const std::string& name);
 
   // ----- Messages, settings -----
-  void subscribe(MsgType msgType, MsgBase* pMsg);
-  void unsubscribe(MsgType msgType, MsgBase* pMsg);
-  void publish(MsgType msgType, const std::string& text, double progress) const;
+  void subscribe(MsgType msgType, MsgBase* pMsg) { publisher.subscribe(msgType, pMsg); }
+  void unsubscribe(MsgType msgType, MsgBase* pMsg) { publisher.unsubscribe(msgType, pMsg); }
   int setNumCPU(int numCPU_);
   int getNumCPU() const { return numCPU; }
   void setName(const std::string& name_) { name = name_; }
@@ -131,7 +131,7 @@ class Dt2 {
   SimplePool<Triangle2> trianglePool;
   std::vector<Triangle2*> vReleasedTriangles;
   std::string name;
-  std::multimap<MsgType, MsgBase*> mSubscribers;
+  ProgressPublisher publisher;
   std::vector<Triangle2*> vFlipStack;
   bool bSuspendFlips;
   size_t numAllTriangles;
