@@ -445,6 +445,31 @@ TEST(Dt2BulkDegenerate, ThirtyByThirtyGridWithSeveralThreadCounts) {
   }
 }
 
+TEST(Dt2BulkDegenerate, ThinShapesUnderTheAuxiliaryBox) {
+  // With several threads the bulk is inserted inside an auxiliary box that is removed at the
+  // end: its removal must restore exactly the hull of these thin or collinear-bordered sets.
+  std::vector<std::vector<Point2>> vSets(5);
+  for (int i = 0; i < 2000; ++i) vSets[0].emplace_back(i, 0);
+  vSets[0].emplace_back(1000, 1e-3);  // one point barely off a long line
+  for (int i = 0; i < 1500; ++i) {
+    vSets[1].emplace_back(i, 0);  // two parallel lines
+    vSets[1].emplace_back(i, 1);
+  }
+  for (int i = 0; i < 1500; ++i) {
+    vSets[2].emplace_back(i, static_cast<double>(i) * i);                           // a convex chain only
+    vSets[3].emplace_back(i, 1e-9 * std::sin(i));                                   // an almost straight line
+    vSets[4].emplace_back(1e15 + i, 1e15 - i + (i % 2));                            // far from the origin
+  }
+  for (const std::vector<Point2>& v : vSets) {
+    for (int numCPU : {2, 4}) {
+      Zarn_2D dt;
+      dt.setNumCPU(numCPU);
+      dt.insert(v);
+      EXPECT_TRUE(isDelaunayTriangulationOf(dt, v)) << "numCPU=" << numCPU << ", first point " << v[0];
+    }
+  }
+}
+
 TEST(Dt2BulkDegenerate, MillionPointGrid) {
   if (DT2TEST_SANITIZED) GTEST_SKIP() << "too large for a sanitizer build";
   const std::vector<Point2> v(gridPoints(1000, 1000));
