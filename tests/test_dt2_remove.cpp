@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <random>
 #include <vector>
 
@@ -169,6 +170,55 @@ TEST(Dt2Remove, NearlyCocircularRingAndExtremeScales) {
       t.removeAt(std::uniform_int_distribution<size_t>(0, t.vPoints.size() - 1)(rng));
       ASSERT_TRUE(isDelaunayTriangulationOf(t.dt, t.vPoints)) << t.vPoints.size() << " left";
     }
+  }
+}
+
+TEST(Dt2Remove, RandomMixOfInsertionsAndRemovalsOnALattice) {
+  // Single and bulk insertions (various thread counts) and removals of lattice points, checked
+  // after every operation: repeats, collinear runs, cocircular quadruples, the collinear phase
+  // and the refusal rule all interact.
+  for (unsigned seed = 0; seed < 30; ++seed) {
+    std::mt19937 rng(seed);
+    std::uniform_int_distribution<int> coord(0, 3 + static_cast<int>(seed % 10));
+    std::uniform_int_distribution<int> operation(0, 9);
+    Zarn_2D dt;
+    std::map<std::pair<double, double>, Point2*> mPresent;
+    const auto remember = [&](const Point2& p, Point2* pHandle) {
+      const auto it(mPresent.find(std::make_pair(p.x(), p.y())));
+      if (it == mPresent.end()) {
+        mPresent.emplace(std::make_pair(p.x(), p.y()), pHandle);
+      } else {
+        EXPECT_EQ(pHandle, it->second) << "seed " << seed;
+      }
+    };
+    for (int step = 0; step < 250; ++step) {
+      const int op(operation(rng));
+      if (op < 4) {
+        const Point2 p(coord(rng), coord(rng));
+        remember(p, dt.insert(p));
+      } else if (op < 6) {
+        std::vector<Point2> v;
+        for (int i = 1 + static_cast<int>(rng() % 40); i > 0; --i) v.emplace_back(coord(rng), coord(rng));
+        dt.setNumCPU(1 + static_cast<int>(rng() % 4));
+        std::vector<Point2*> vHandles;
+        dt.insert(v, vHandles);
+        for (size_t i = 0; i < v.size(); ++i) remember(v[i], vHandles[i]);
+      } else if (!mPresent.empty()) {
+        auto it(mPresent.begin());
+        std::advance(it, static_cast<long>(rng() % mPresent.size()));
+        std::vector<Point2> vRest;
+        for (const auto& entry : mPresent) {
+          if (entry.first != it->first) vRest.emplace_back(entry.first.first, entry.first.second);
+        }
+        const bool bRefused(dt.is2D() && allCollinear(vRest));
+        EXPECT_EQ(countWarnings([&] { dt.remove(it->second); }), bRefused ? 1u : 0u) << "seed " << seed << " step " << step;
+        if (!bRefused) mPresent.erase(it);
+      }
+      std::vector<Point2> vExpected;
+      for (const auto& entry : mPresent) vExpected.emplace_back(entry.first.first, entry.first.second);
+      ASSERT_TRUE(isDelaunayTriangulationOf(dt, vExpected)) << "seed " << seed << " step " << step << " operation " << op;
+    }
+    EXPECT_TRUE(libraryCheckValidity(dt));
   }
 }
 
