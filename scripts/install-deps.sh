@@ -2,7 +2,7 @@
 # Installs the Debian packages needed to build and test Zarn2D, only those that are missing.
 set -euo pipefail
 packages=(cmake g++ make pkg-config libgmp-dev libgtest-dev libbenchmark-dev)
-[ "${ZARN_WITH_BROWSER:-0}" = 1 ] && packages+=(chromium python3)
+[ "${ZARN_WITH_BROWSER:-0}" = 1 ] && packages+=(chromium)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
