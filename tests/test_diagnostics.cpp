@@ -17,15 +17,14 @@
 #include "ZarnException.h"
 #include "freeFunctions.h"
 #include "tools.h"
+#include "test_support.h"
 
 namespace KORA_ZARN2D {
 namespace {
 
-std::string captureOutput(const std::function<void()>& action) {
-  testing::internal::CaptureStdout();
-  action();
-  return testing::internal::GetCapturedStdout();
-}
+using zarn_test::captureStdout;
+using zarn_test::readFile;
+
 
 std::vector<std::string> splitLines(const std::string& text) {
   std::vector<std::string> vLines;
@@ -34,16 +33,10 @@ std::vector<std::string> splitLines(const std::string& text) {
   return vLines;
 }
 
-std::string readWholeFile(const std::string& name) {
-  std::ifstream file(name, std::ios::binary);
-  std::ostringstream content;
-  content << file.rdbuf();
-  return content.str();
-}
 
 // Runs action, which must fail an assertion, and returns what it printed.
 std::string captureFailedAssertion(const std::function<void()>& action) {
-  return captureOutput([&action] { EXPECT_THROW(action(), ZarnException); });
+  return captureStdout([&action] { EXPECT_THROW(action(), ZarnException); });
 }
 
 int gFalseAssertionLine = 0;
@@ -55,15 +48,15 @@ void failOnFalse() {
 void failOnSize(const std::vector<int>& vEdge) { ZARN_ASSERT(vEdge.size()==1); }
 
 TEST(Messages, ErrorAndWarningPutTheTaggedLineBetweenBlankLines) {
-  EXPECT_EQ(captureOutput([] { reportError("Dt2::remove(..)", "vertex not found"); }),
+  EXPECT_EQ(captureStdout([] { reportError("Dt2::remove(..)", "vertex not found"); }),
             "\n      [Zarn2D-Message] Dt2::remove(..), ERROR: vertex not found\n\n");
-  EXPECT_EQ(captureOutput([] { reportWarning("isVisible", "degenerate input"); }),
+  EXPECT_EQ(captureStdout([] { reportWarning("isVisible", "degenerate input"); }),
             "\n      [Zarn2D-Message] isVisible, WARNING: degenerate input\n\n");
 }
 
 TEST(Messages, InfoCarriesTheTagOnlyWithoutLocation) {
-  EXPECT_EQ(captureOutput([] { reportInfo("", "all done"); }), "\n      [Zarn2D-Message] INFO: all done\n\n");
-  EXPECT_EQ(captureOutput([] { reportInfo("Zarn_2D::refine()", "all done"); }),
+  EXPECT_EQ(captureStdout([] { reportInfo("", "all done"); }), "\n      [Zarn2D-Message] INFO: all done\n\n");
+  EXPECT_EQ(captureStdout([] { reportInfo("Zarn_2D::refine()", "all done"); }),
             "\n      Zarn_2D::refine(), INFO: all done\n\n");
 }
 
@@ -75,7 +68,7 @@ TEST(Assertion, FailurePrintsErrorLineLogLineAndLocationThenThrows) {
                                            "Zarn, Condition [ false failed ]",
                                            std::string("      ") + __FILE__ + ":" + std::to_string(gFalseAssertionLine)};
   EXPECT_EQ(vLines, vExpected);
-  EXPECT_EQ(readWholeFile("ZARN_LOG.txt"), "Zarn, Condition [ false failed ]\n");
+  EXPECT_EQ(readFile("ZARN_LOG.txt"), "Zarn, Condition [ false failed ]\n");
 }
 
 TEST(Assertion, LogFileHoldsOnlyTheLastFailure) {
@@ -83,11 +76,11 @@ TEST(Assertion, LogFileHoldsOnlyTheLastFailure) {
   const std::string output(captureFailedAssertion([] { failOnSize(std::vector<int>(3)); }));
   EXPECT_NE(output.find("      [Zarn2D-Message] Zarn, , ERROR: Condition [ vEdge.size()==1 failed ]\n"),
             std::string::npos);
-  EXPECT_EQ(readWholeFile("ZARN_LOG.txt"), "Zarn, Condition [ vEdge.size()==1 failed ]\n");
+  EXPECT_EQ(readFile("ZARN_LOG.txt"), "Zarn, Condition [ vEdge.size()==1 failed ]\n");
 }
 
 TEST(Assertion, PassingCheckPrintsNothing) {
-  EXPECT_EQ(captureOutput([] { failOnSize(std::vector<int>(1)); }), "");
+  EXPECT_EQ(captureStdout([] { failOnSize(std::vector<int>(1)); }), "");
 }
 
 TEST(Assertion, LocationLineNamesTheLibrarySourceFile) {
@@ -127,16 +120,16 @@ void inScratchDirectory(const std::function<void()>& action) {
 
 TEST(LogToFile, PrintsTheTextAndStartsTheFileAnew) {
   inScratchDirectory([] {
-    EXPECT_EQ(captureOutput([] { logToFile("first\nmessage"); }), "first\nmessage\n");
-    EXPECT_EQ(captureOutput([] { logToFile("second"); }), "second\n");
-    EXPECT_EQ(readWholeFile("ZARN_LOG.txt"), "second\n");
+    EXPECT_EQ(captureStdout([] { logToFile("first\nmessage"); }), "first\nmessage\n");
+    EXPECT_EQ(captureStdout([] { logToFile("second"); }), "second\n");
+    EXPECT_EQ(readFile("ZARN_LOG.txt"), "second\n");
   });
 }
 
 TEST(LogToFile, UnwritableLogFileIsIgnored) {
   inScratchDirectory([] {
     ASSERT_EQ(mkdir("ZARN_LOG.txt", 0700), 0);  // a directory cannot be opened as the log file
-    EXPECT_EQ(captureOutput([] { logToFile("still printed"); }), "still printed\n");
+    EXPECT_EQ(captureStdout([] { logToFile("still printed"); }), "still printed\n");
   });
 }
 
@@ -148,18 +141,18 @@ std::string formatSeconds(double seconds) {
 
 TEST(Timer, StartStopRestart) {
   double elapsed(0.0);
-  EXPECT_EQ(captureOutput([&] { EXPECT_EQ(timer("a"), -1.0); }), "...Timer [a] start\n");
-  const std::string stopLine(captureOutput([&] { elapsed = timer("a"); }));
+  EXPECT_EQ(captureStdout([&] { EXPECT_EQ(timer("a"), -1.0); }), "...Timer [a] start\n");
+  const std::string stopLine(captureStdout([&] { elapsed = timer("a"); }));
   EXPECT_GE(elapsed, 0.0);
   EXPECT_EQ(stopLine, "...Timer [a] stop, elapsed time: " + formatSeconds(elapsed) + " s\n");
   EXPECT_EQ(std::cout.precision(), 6);
   EXPECT_TRUE(std::cout.flags() & std::ios::fixed);  // deliberately left set
-  EXPECT_EQ(captureOutput([&] { EXPECT_EQ(timer("a"), -1.0); }), "...Timer [a] start\n");
-  captureOutput([] { timer("a"); });
+  EXPECT_EQ(captureStdout([&] { EXPECT_EQ(timer("a"), -1.0); }), "...Timer [a] start\n");
+  captureStdout([] { timer("a"); });
 }
 
 TEST(Timer, NamedTimersOverlap) {
-  captureOutput([] {
+  captureStdout([] {
     EXPECT_EQ(timer("outer"), -1.0);
     EXPECT_EQ(timer("inner"), -1.0);
     EXPECT_GE(timer("outer"), 0.0);
@@ -168,18 +161,18 @@ TEST(Timer, NamedTimersOverlap) {
 }
 
 TEST(Timer, QuietPrefixSilencesButStaysPartOfTheName) {
-  EXPECT_EQ(captureOutput([] {
+  EXPECT_EQ(captureStdout([] {
               EXPECT_EQ(timer("[quiet]"), -1.0);
               EXPECT_GE(timer("[quiet]"), 0.0);
               EXPECT_EQ(timer("[quiet] insertion"), -1.0);
             }),
             "");
   // "insertion" and "[quiet] insertion" are different timers.
-  EXPECT_EQ(captureOutput([] { EXPECT_EQ(timer("insertion"), -1.0); }), "...Timer [insertion] start\n");
-  EXPECT_EQ(captureOutput([] { EXPECT_GE(timer("[quiet] insertion"), 0.0); }), "");
-  captureOutput([] { timer("insertion"); });
-  EXPECT_EQ(captureOutput([] { timer("[quie"); }), "...Timer [[quie] start\n");
-  captureOutput([] { timer("[quie"); });
+  EXPECT_EQ(captureStdout([] { EXPECT_EQ(timer("insertion"), -1.0); }), "...Timer [insertion] start\n");
+  EXPECT_EQ(captureStdout([] { EXPECT_GE(timer("[quiet] insertion"), 0.0); }), "");
+  captureStdout([] { timer("insertion"); });
+  EXPECT_EQ(captureStdout([] { timer("[quie"); }), "...Timer [[quie] start\n");
+  captureStdout([] { timer("[quie"); });
 }
 
 }  // namespace

@@ -13,18 +13,15 @@
 
 #include "Zarn_2D.h"
 #include "webExport.h"
+#include "test_support.h"
 
 using namespace KORA_ZARN2D;
 namespace fs = std::filesystem;
 
 namespace {
 
-std::string readFile(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream content;
-  content << in.rdbuf();
-  return content.str();
-}
+using zarn_test::readFile;
+
 
 void writeText(const fs::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
 

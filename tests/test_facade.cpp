@@ -12,11 +12,15 @@
 
 #include "Dt2.h"
 #include "dt2_test_support.h"
+#include "test_support.h"
 
 using namespace KORA_ZARN2D;
 using namespace dt2test;
 
 namespace {
+
+using zarn_test::captureStdout;
+using zarn_test::captureStderr;
 
 // Records every progress message.
 class Recorder : public MsgBase {
@@ -32,17 +36,7 @@ class Recorder : public MsgBase {
   std::vector<Message> vMessages;
 };
 
-std::string captureStdout(const std::function<void()>& f) {
-  testing::internal::CaptureStdout();
-  f();
-  return testing::internal::GetCapturedStdout();
-}
 
-std::string captureStderr(const std::function<void()>& f) {
-  testing::internal::CaptureStderr();
-  f();
-  return testing::internal::GetCapturedStderr();
-}
 
 // A warning prints a blank line, its line and another blank line.
 std::string warningOutput(const std::string& where, const std::string& msg) { return "\n" + warningLine(where, msg) + "\n\n"; }

@@ -18,17 +18,15 @@
 #include "Point2.h"
 #include "Segment2.h"
 #include "freeFunctions.h"
+#include "test_support.h"
 
 namespace KORA_ZARN2D {
 namespace {
 
+using zarn_test::captureStdout;
+
 using Bytes = std::vector<unsigned char>;
 
-std::string captureOutput(const std::function<void()>& action) {
-  testing::internal::CaptureStdout();
-  action();
-  return testing::internal::GetCapturedStdout();
-}
 
 // Little-endian encoding written out byte by byte, independent of the host.
 void appendUnsigned(Bytes& vBytes, std::uint64_t value, int numBytes) {
@@ -157,16 +155,16 @@ TEST_F(Files, ForeignFileTypesAreRejectedAndLeaveTheVectorAlone) {
   std::vector<Point2> vPoints{Point2(5, 5)};
   bool bResult(true);
   const std::string segName(path("seg.bin")), emptyName(path("empty.bin")), pntName(path("pnt.bin"));
-  EXPECT_EQ(captureOutput([&] { bResult = readPointsBIN(segName.c_str(), vPoints); }),
+  EXPECT_EQ(captureStdout([&] { bResult = readPointsBIN(segName.c_str(), vPoints); }),
             segName + " has wrong filetype 21, expected: 30 or 20\n");
   EXPECT_FALSE(bResult);
-  EXPECT_EQ(captureOutput([&] { bResult = readPointsBIN(emptyName.c_str(), vPoints); }),
+  EXPECT_EQ(captureStdout([&] { bResult = readPointsBIN(emptyName.c_str(), vPoints); }),
             emptyName + " has wrong filetype 0, expected: 30 or 20\n");
   EXPECT_FALSE(bResult);
   ASSERT_EQ(vPoints.size(), 1u);
 
   std::vector<Segment2> vSegments{Segment2(Point2(0, 0), Point2(1, 1))};
-  EXPECT_EQ(captureOutput([&] { bResult = readSegmentsBIN(pntName.c_str(), vSegments); }),
+  EXPECT_EQ(captureStdout([&] { bResult = readSegmentsBIN(pntName.c_str(), vSegments); }),
             pntName + " has wrong file type: 20 instead of 31 or 21\n");
   EXPECT_FALSE(bResult);
   EXPECT_EQ(vSegments.size(), 1u);
@@ -188,7 +186,7 @@ TEST_F(Files, OpenFailuresAreReported) {
       {[&] { return writePointsASCII(unwritable.c_str(), vPointers); }, unwritable + " can't be written\n"}};
   for (const auto& testCase : vCases) {
     bool bResult(true);
-    EXPECT_EQ(captureOutput([&] { bResult = testCase.first(); }), testCase.second);
+    EXPECT_EQ(captureStdout([&] { bResult = testCase.first(); }), testCase.second);
     EXPECT_FALSE(bResult);
   }
   EXPECT_EQ(vPoints.size(), 1u);
@@ -200,7 +198,7 @@ TEST_F(Files, MissingRecordsArriveAsZeros) {
   appendDoubles(vBytes, {1, 2, 3});  // one full record, then the x of the second
   writeBytes("short.bin", vBytes);
   std::vector<Point2> vRead;
-  EXPECT_EQ(captureOutput([&] { EXPECT_TRUE(readPointsBIN(path("short.bin").c_str(), vRead)); }), "");
+  EXPECT_EQ(captureStdout([&] { EXPECT_TRUE(readPointsBIN(path("short.bin").c_str(), vRead)); }), "");
   ASSERT_EQ(vRead.size(), 3u);
   expectSamePoint(vRead[0], Point2(1, 2));
   expectSamePoint(vRead[1], Point2(3, 0));

@@ -13,18 +13,16 @@
 #include "Segment2.h"
 #include "ZarnException.h"
 #include "freeFunctions.h"
+#include "test_support.h"
 
 namespace KORA_ZARN2D {
 namespace {
 
-std::string captureOutput(const std::function<void()>& action) {
-  testing::internal::CaptureStdout();
-  action();
-  return testing::internal::GetCapturedStdout();
-}
+using zarn_test::captureStdout;
+
 
 void expectAssertion(const std::function<void()>& action, const std::string& conditionText) {
-  const std::string output(captureOutput([&action] { EXPECT_THROW(action(), ZarnException); }));
+  const std::string output(captureStdout([&action] { EXPECT_THROW(action(), ZarnException); }));
   EXPECT_NE(output.find("      [Zarn2D-Message] Zarn, , ERROR: Condition [ " + conditionText + " failed ]\n"),
             std::string::npos)
       << output;
@@ -172,7 +170,7 @@ TEST(Circle, FourPointsAtTheTruncatedQuarterAngles) {
 
 TEST(Circle, ZeroPointsWarns) {
   std::vector<Point2> vPoints;
-  EXPECT_EQ(captureOutput([&] { generateCircle(0, 0, 0, 1, 1, vPoints); }),
+  EXPECT_EQ(captureStdout([&] { generateCircle(0, 0, 0, 1, 1, vPoints); }),
             "\n      [Zarn2D-Message] generateCircle(), WARNING: numPoints=0\n\n");
   EXPECT_TRUE(vPoints.empty());
 }

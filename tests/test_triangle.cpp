@@ -19,10 +19,13 @@
 #include "TriangleAroundVertexIterator.h"
 #include "ZarnException.h"
 #include "freeFunctions.h"
+#include "test_support.h"
 
 using namespace KORA_ZARN2D;
 
 namespace {
+
+using zarn_test::captureStdout;
 
 // Owns points and triangles; links neighbours through shared edges like a triangulation does.
 class Mesh {
@@ -83,11 +86,6 @@ struct Fan {
   std::vector<Triangle2*> vT;  // counterclockwise around the centre
 };
 
-std::string capture(const std::function<void()>& action) {
-  testing::internal::CaptureStdout();
-  action();
-  return testing::internal::GetCapturedStdout();
-}
 
 // Exposes the two circumcentre constructions separately.
 class CircumcentreProbe : public Triangle2 {
@@ -190,7 +188,7 @@ TEST_F(RightTriangle, EdgeIndexOfTwoCornersInEitherOrder) {
 TEST_F(RightTriangle, EdgeIndexOfANonCornerPrintsTheBugLines) {
   const Point2 stranger(5.0, 5.0);
   int index(0);
-  const std::string output(capture([&] { index = t.getIntraTriangleIndex(&p0, &stranger); }));
+  const std::string output(captureStdout([&] { index = t.getIntraTriangleIndex(&p0, &stranger); }));
   EXPECT_EQ(index, -1);
   EXPECT_EQ(output,
             "BUG: Triangle2::getIntraTriangleIndex failed for\n"
@@ -254,7 +252,7 @@ TEST(Triangle2Measures, AreaOfCorruptCoordinatesReportsAndThrows) {
   Triangle2 t;
   t.setProperties(&a, &b, &c);
   bool bThrown(false);
-  const std::string output(capture([&] {
+  const std::string output(captureStdout([&] {
     try {
       t.getArea2D();
     } catch (const ZarnException&) {
@@ -459,9 +457,9 @@ TEST(TriangleAroundVertex, StartsAtTheIncidentTriangleAndComparesCentreAndTriang
 TEST(TriangleAroundVertex, VertexWithoutTriangleOrForeignStartThrows) {
   Fan fan(5, 5);
   Point2 loose(3.0, 3.0);
-  std::string output(capture([&] { EXPECT_THROW(TriangleAroundVertexIterator it(&loose), ZarnException); }));
+  std::string output(captureStdout([&] { EXPECT_THROW(TriangleAroundVertexIterator it(&loose), ZarnException); }));
   EXPECT_NE(output.find("Condition [ pVtx != nullptr && pVtx->getIncidentTriangle() != nullptr failed ]"),
             std::string::npos);
-  output = capture([&] { EXPECT_THROW(TriangleAroundVertexIterator it(&loose, fan.vT[0]), ZarnException); });
+  output = captureStdout([&] { EXPECT_THROW(TriangleAroundVertexIterator it(&loose, fan.vT[0]), ZarnException); });
   EXPECT_NE(output.find("failed ]"), std::string::npos);
 }

@@ -20,17 +20,15 @@
 #include "VertexPair2.h"
 #include "ZarnException.h"
 #include "freeFunctions.h"
+#include "test_support.h"
 
 namespace KORA_ZARN2D {
 namespace {
 
+using zarn_test::captureStdout;
+
 constexpr double kLargest = std::numeric_limits<double>::max();
 
-std::string captureOutput(const std::function<void()>& action) {
-  testing::internal::CaptureStdout();
-  action();
-  return testing::internal::GetCapturedStdout();
-}
 
 std::string warningLine(const std::string& where, const std::string& msg) {
   return "\n      [Zarn2D-Message] " + where + ", WARNING: " + msg + "\n\n";
@@ -129,7 +127,7 @@ TEST(Vector2, ArithmeticAndLengths) {
 
 TEST(Vector2, NormalizeOfNullVectorWarns) {
   Vector2 result(1, 1);
-  EXPECT_EQ(captureOutput([&result] { result = normalize(Vector2(0, 0)); }),
+  EXPECT_EQ(captureStdout([&result] { result = normalize(Vector2(0, 0)); }),
             "warning: normalize(const Vector2& other), Null length vector!\n");
   EXPECT_TRUE(result.isDegenerate());
   const Vector2 unit(normalize(Vector2(0, -4)));
@@ -216,7 +214,7 @@ TEST(Bbox2, MergeWithOperatorPlus) {
   box.add(Point2(0, 0));
   box.add(Point2(1, 1));
   Bbox2 result;
-  EXPECT_EQ(captureOutput([&] { result = box + invalid; }),
+  EXPECT_EQ(captureStdout([&] { result = box + invalid; }),
             warningLine("Box2::operator+()", "trying to add an invalid Bbox2"));
   expectBounds(box, 0, 0, 1, 1);
   expectBounds(result, 0, 0, 1, 1);
@@ -237,7 +235,7 @@ TEST(Bbox2, MergeWithOperatorPlus) {
 
 TEST(Bbox2, CenterOfInvalidBoxWarns) {
   Bbox2 box;
-  EXPECT_EQ(captureOutput([&box] { box.computeCenter(); }), warningLine("Bbox2::computeCenter()", "Bbox2 is invalid"));
+  EXPECT_EQ(captureStdout([&box] { box.computeCenter(); }), warningLine("Bbox2::computeCenter()", "Bbox2 is invalid"));
   box.add(Point2(1, 2));
   box.add(Point2(3, 8));
   const Point2 center(box.computeCenter());
@@ -257,7 +255,7 @@ TEST(Bbox2, IntersectionIsClosedAndNeedsValidBoxes) {
   EXPECT_FALSE(a.doIntersect(c));
   EXPECT_FALSE(c.doIntersect(b));
   bool bResult(true);
-  EXPECT_EQ(captureOutput([&] { bResult = a.doIntersect(invalid); }),
+  EXPECT_EQ(captureStdout([&] { bResult = a.doIntersect(invalid); }),
             warningLine("Bbox2::doIntersect()", "bbox invalid"));
   EXPECT_FALSE(bResult);
 }

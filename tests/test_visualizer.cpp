@@ -11,18 +11,15 @@
 #include <vector>
 
 #include "Zarn_2D.h"
+#include "test_support.h"
 
 using namespace KORA_ZARN2D;
 namespace fs = std::filesystem;
 
 namespace {
 
-std::string readFile(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream content;
-  content << in.rdbuf();
-  return content.str();
-}
+using zarn_test::readFile;
+
 
 std::size_t countOccurrences(const std::string& text, const std::string& needle) {
   std::size_t count(0);

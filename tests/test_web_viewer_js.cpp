@@ -10,18 +10,15 @@
 #include <string>
 
 #include "Zarn_2D.h"
+#include "test_support.h"
 
 using namespace KORA_ZARN2D;
 namespace fs = std::filesystem;
 
 namespace {
 
-std::string readFile(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream content;
-  content << in.rdbuf();
-  return content.str();
-}
+using zarn_test::readFile;
+
 
 TEST(WebViewerScripts, PassTheirChecksUnderNode) {
   if (std::system("node --version > /dev/null 2>&1") != 0) GTEST_SKIP() << "node is not installed";

@@ -23,20 +23,17 @@
 
 #include "Zarn_2D.h"
 #include "webExport.h"
+#include "test_support.h"
 
 using namespace KORA_ZARN2D;
 namespace fs = std::filesystem;
 
 namespace {
 
+using zarn_test::readFile;
+
 const char* const kChromium = "/usr/bin/chromium";
 
-std::string readFile(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream content;
-  content << in.rdbuf();
-  return content.str();
-}
 
 // Serves the files of one directory on 127.0.0.1 (an ephemeral port) until destroyed. Each
 // connection gets its own thread: a browser may open a connection early and send nothing on it.
