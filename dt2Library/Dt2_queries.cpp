@@ -47,8 +47,8 @@ void Dt2::getVertexPointers(std::vector<Point2*>& vVertices) const {
   }
 }
 
-// Triangles around pVtx in counterclockwise order. Around a hull vertex the list starts at the
-// triangle next to the hull edge that leaves the vertex... clockwise-most, so the order is ccw.
+// Triangles around pVtx in counterclockwise order. Around a hull vertex the list starts with the
+// clockwise-most triangle (the one on the border) and ends at the other border.
 void Dt2::getIncidentTriangles(Point2* pVtx, std::vector<Triangle2*>& vIncTriangles) const {
   if (pVtx == nullptr || pVtx->getIncidentTriangle() == nullptr) return;
   Triangle2* pStart(pVtx->getIncidentTriangle());
