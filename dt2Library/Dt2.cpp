@@ -64,12 +64,6 @@ Triangle2* Dt2::createTriangle(Point2* p0, Point2* p1, Point2* p2) {
   return pT;
 }
 
-void Dt2::releaseTriangle(Triangle2* pT) {
-  std::lock_guard<std::mutex> lock(mtxReleasedTriangles);
-  pT->clearProperties();  // a null corner 0 marks a released triangle for enumeration
-  vReleasedTriangles.push_back(pT);
-}
-
 void Dt2::releaseTriangles(const std::vector<Triangle2*>& vDead) {
   std::lock_guard<std::mutex> lock(mtxReleasedTriangles);
   for (Triangle2* pT : vDead) {
@@ -147,41 +141,25 @@ int Dt2::locate(const Point2& p, Triangle2*& pStartTriangle, int& edgeIndex) {
 
 // ----- Insertion -----
 
+// The hull edges that p sees strictly from outside, in counterclockwise hull order: first walk
+// backwards from the source of the given edge, then forwards from its target.
 void Dt2::collectVisibleHullEdges(Triangle2* pT, int edgeIdx, const Point2& p, std::vector<std::pair<Triangle2*, int>>& vEdges) {
   vEdges.clear();
-  // Backwards (clockwise along the hull) from the source of the first visible edge.
-  Point2* pPivot(pT->getCorner(incIndexBy1(edgeIdx)));
-  Triangle2* pCur(pT);
-  for (;;) {
-    const int k(pCur->getIntraTriangleIndex(pPivot));
-    const int j(incIndexBy1(k));
-    Triangle2* pN(pCur->getOppositeTriangle(j));
-    if (pN != nullptr) {
-      pCur = pN;
-      continue;
+  for (const bool bForward : {false, true}) {
+    if (bForward) {
+      std::reverse(vEdges.begin(), vEdges.end());
+      vEdges.push_back(std::make_pair(pT, edgeIdx));
     }
-    Point2* pSrc(pCur->getCorner(incIndexBy2(k)));
-    if (kora.getOrientationInRange(*pPivot, *pSrc, p) != ORIENTATION2_CCW) break;
-    vEdges.push_back(std::make_pair(pCur, j));
-    pPivot = pSrc;
-  }
-  std::reverse(vEdges.begin(), vEdges.end());
-  vEdges.push_back(std::make_pair(pT, edgeIdx));
-  // Forwards (counterclockwise) from the target of the first visible edge.
-  pPivot = pT->getCorner(incIndexBy2(edgeIdx));
-  pCur = pT;
-  for (;;) {
-    const int k(pCur->getIntraTriangleIndex(pPivot));
-    const int j(incIndexBy2(k));
-    Triangle2* pN(pCur->getOppositeTriangle(j));
-    if (pN != nullptr) {
-      pCur = pN;
-      continue;
+    Triangle2* pCur(pT);
+    Point2* pPivot(pT->getCorner(bForward ? incIndexBy2(edgeIdx) : incIndexBy1(edgeIdx)));
+    for (;;) {
+      const int j(hullEdgeAt(pPivot, pCur, bForward));
+      Point2* pSrc(pCur->getCorner(incIndexBy1(j)));
+      Point2* pTrg(pCur->getCorner(incIndexBy2(j)));
+      if (kora.getOrientationInRange(*pTrg, *pSrc, p) != ORIENTATION2_CCW) break;
+      vEdges.push_back(std::make_pair(pCur, j));
+      pPivot = bForward ? pTrg : pSrc;
     }
-    Point2* pTrg(pCur->getCorner(incIndexBy1(k)));
-    if (kora.getOrientationInRange(*pTrg, *pPivot, p) != ORIENTATION2_CCW) break;
-    vEdges.push_back(std::make_pair(pCur, j));
-    pPivot = pTrg;
   }
 }
 

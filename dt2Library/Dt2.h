@@ -21,7 +21,7 @@ namespace KORA_ZARN2D {
 /// Location results of the visibility walk.
 enum LocationResult {
   LOC_INSIDE = -1,       // inside the found triangle or on one of its edges (see edgeIndex)
-  LOC_OUTSIDE_0 = 0,     // outside the hull, beyond the hull edge opposite corner 0, 1 or 2
+  // 0, 1, 2: outside the hull, beyond the hull edge opposite that corner
   LOC_ON_CORNER = 4      // equal to a corner of the found triangle
 };
 
@@ -88,7 +88,6 @@ class Dt2 {
   Triangle2* createTriangle(Point2* p0, Point2* p1, Point2* p2);
   /// Marks the triangles dead and puts them on the stack of released triangles.
   void releaseTriangles(const std::vector<Triangle2*>& vDead);
-  void releaseTriangle(Triangle2* pT);
 
   VertexVault vertexVault;
 
@@ -118,10 +117,14 @@ class Dt2 {
   void flip(Triangle2* pT, int vIdx, Triangle2* pNeigh, int neighIdx);
   /// Makes pT's neighbour i and pOther's neighbour j point at each other (pOther may be null).
   static void linkNeighbours(Triangle2* pT, int i, Triangle2* pOther, int j);
+  static void setNeighbours(Triangle2* pT, Triangle2* pN0, Triangle2* pN1, Triangle2* pN2);
+  /// The hull edge at pPivot, found by turning around it from pCur (updated to the triangle that
+  /// holds the edge): forwards the edge leaving the pivot, backwards the edge arriving at it.
+  /// Returns the edge's index in pCur.
+  static int hullEdgeAt(Point2* pPivot, Triangle2*& pCur, bool bForward);
   static void replaceNeighbour(Triangle2* pT, Triangle2* pOld, Triangle2* pNew);
 
   std::mutex mtxReleasedTriangles;
-  std::mutex mtxWorkers;
   int numCPU;
   std::map<std::string, std::pair<int, double>> mDev;
   KoraTest kora;  // declared before the box, which informs it

@@ -122,15 +122,8 @@ void Dt2::getConvexHull(bool bAllVertices, std::vector<Point2*>& vHull) {
   vAll.push_back(pStartVtx);
   while (pPivot != pStartVtx) {
     vAll.push_back(pPivot);
-    for (;;) {
-      const int k(pT->getIntraTriangleIndex(pPivot));
-      Triangle2* pN(pT->getOppositeTriangle(incIndexBy2(k)));
-      if (pN == nullptr) {
-        pPivot = pT->getCorner(incIndexBy1(k));
-        break;
-      }
-      pT = pN;
-    }
+    const int j(hullEdgeAt(pPivot, pT, true));  // moves pT to the triangle holding the edge
+    pPivot = pT->getCorner(incIndexBy2(j));
   }
   if (bAllVertices) {
     vHull.insert(vHull.end(), vAll.begin(), vAll.end());

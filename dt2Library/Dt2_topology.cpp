@@ -30,12 +30,8 @@ void Dt2::splitTriangle(Triangle2* pT, Point2* pVtx) {
   Triangle2* t1(createTriangle(pVtx, c, a));
   Triangle2* t2(createTriangle(pVtx, a, b));
   pT->setPropertiesAndOppT(pVtx, b, c, na, t1, t2);
-  t1->setOppTriangle(0, nb);
-  t1->setOppTriangle(1, t2);
-  t1->setOppTriangle(2, pT);
-  t2->setOppTriangle(0, nc);
-  t2->setOppTriangle(1, pT);
-  t2->setOppTriangle(2, t1);
+  setNeighbours(t1, nb, t2, pT);
+  setNeighbours(t2, nc, pT, t1);
   replaceNeighbour(nb, pT, t1);
   replaceNeighbour(nc, pT, t2);
   vFlipStack.push_back(pT);
@@ -55,8 +51,7 @@ void Dt2::splitEdge(Triangle2* pT, int edgeIdx, Point2* pVtx) {
   Triangle2* t2(createTriangle(pVtx, b, p));
   if (pN == nullptr) {
     pT->setPropertiesAndOppT(pVtx, p, a, npa, nullptr, t2);
-    t2->setOppTriangle(0, nbp);
-    t2->setOppTriangle(1, pT);
+    setNeighbours(t2, nbp, pT, nullptr);
     replaceNeighbour(nbp, pT, t2);
     vFlipStack.push_back(pT);
     vFlipStack.push_back(t2);
@@ -69,12 +64,8 @@ void Dt2::splitEdge(Triangle2* pT, int edgeIdx, Point2* pVtx) {
   Triangle2* t4(createTriangle(pVtx, d, b));
   pT->setPropertiesAndOppT(pVtx, p, a, npa, pN, t2);
   pN->setPropertiesAndOppT(pVtx, a, d, nad, t4, pT);
-  t2->setOppTriangle(0, nbp);
-  t2->setOppTriangle(1, pT);
-  t2->setOppTriangle(2, t4);
-  t4->setOppTriangle(0, ndb);
-  t4->setOppTriangle(1, t2);
-  t4->setOppTriangle(2, pN);
+  setNeighbours(t2, nbp, pT, t4);
+  setNeighbours(t4, ndb, t2, pN);
   replaceNeighbour(nbp, pT, t2);
   replaceNeighbour(ndb, pN, t4);
   vFlipStack.push_back(pT);
@@ -117,6 +108,22 @@ void Dt2::flip(Triangle2* pT, int vIdx, Triangle2* pNeigh, int neighIdx) {
   pNeigh->setPropertiesAndOppT(v, d, b, nb, tb, pT);
   replaceNeighbour(na, pNeigh, pT);
   replaceNeighbour(tb, pT, pNeigh);
+}
+
+int Dt2::hullEdgeAt(Point2* pPivot, Triangle2*& pCur, bool bForward) {
+  for (;;) {
+    const int k(pCur->getIntraTriangleIndex(pPivot));
+    const int j(bForward ? incIndexBy2(k) : incIndexBy1(k));
+    Triangle2* pN(pCur->getOppositeTriangle(j));
+    if (pN == nullptr) return j;
+    pCur = pN;
+  }
+}
+
+void Dt2::setNeighbours(Triangle2* pT, Triangle2* pN0, Triangle2* pN1, Triangle2* pN2) {
+  pT->setOppTriangle(0, pN0);
+  pT->setOppTriangle(1, pN1);
+  pT->setOppTriangle(2, pN2);
 }
 
 void Dt2::linkNeighbours(Triangle2* pT, int i, Triangle2* pOther, int j) {
