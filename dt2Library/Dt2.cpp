@@ -9,6 +9,7 @@
 #include <malloc.h>
 #endif
 
+#include "ConstraintMgr.h"
 #include "tools.h"
 
 namespace KORA_ZARN2D {
@@ -34,14 +35,15 @@ void releaseFreedHeapMemory() {
 
 Dt2::Dt2(unsigned int numExpectedVertices)
     : vertexVault(this), numCPU(1), bbx(&kora), vertexPool(kTriangulationPoolMessageThreshold),
-      trianglePool(kTriangulationPoolMessageThreshold), publisher("DT2"), bSuspendFlips(false), numAllTriangles(0) {
+      trianglePool(kTriangulationPoolMessageThreshold), publisher("DT2"), bSuspendFlips(false), numAllTriangles(0),
+      pConstraintMgr(new ConstraintMgr(this)), bConstraintsPending(false) {
   const unsigned int numVertices(std::max(kMinExpectedVertices, numExpectedVertices));
   vertexPool.init(static_cast<int>(numVertices), maxPoolBlockSize<Point2>());
   trianglePool.init(static_cast<int>(2 * numVertices + 10), maxPoolBlockSize<Triangle2>());
   vFlipStack.reserve(kFlipStackReserve);
 }
 
-Dt2::~Dt2() {}
+Dt2::~Dt2() = default;
 
 // ----- Pools -----
 
@@ -177,6 +179,18 @@ void Dt2::legalize(Point2* pVtx) {
   }
 }
 
+// A vertex on a constraint edge splits the constraint segment as well: its pieces are the two
+// halves of the edge.
+void Dt2::splitEdgeAndConstraint(Triangle2* pT, int edgeIdx, Point2* pVtx) {
+  ConstraintSegment2* pCSeg(nullptr);
+  if (isConstraint(pT, edgeIdx)) {
+    pCSeg = pConstraintMgr->getAliveSegment(pT->getCorner(incIndexBy1(edgeIdx)), pT->getCorner(incIndexBy2(edgeIdx)));
+    ZARN_ASSERT(pCSeg!=0);
+  }
+  splitEdge(pT, edgeIdx, pVtx);
+  if (pCSeg != nullptr) pCSeg->split_combinatorialOnly(pVtx);
+}
+
 Triangle2* Dt2::insertVertex(Point2* pVtx, Triangle2* pStart) {
   Triangle2* pT(pStart);
   int edgeIdx(-1);
@@ -197,7 +211,7 @@ Triangle2* Dt2::insertVertex(Point2* pVtx, Triangle2* pStart) {
     if (edgeIdx < 0) {
       splitTriangle(pT, pVtx);
     } else {
-      splitEdge(pT, edgeIdx, pVtx);
+      splitEdgeAndConstraint(pT, edgeIdx, pVtx);
     }
   } else {
     static thread_local std::vector<std::pair<Triangle2*, int>> vHullEdges;
@@ -220,6 +234,7 @@ Point2* Dt2::insert(const Point2& p) {
     Point2* pVtx(createVertex(p));
     vertexVault.add(hc.getKey(*pVtx), pVtx);
     becomeTwoDimensional();
+    applyPendingConstraints();
     return pVtx;
   }
   Point2* pVtx(createVertex(p));
@@ -328,6 +343,7 @@ void Dt2::insertBulk(const BulkInput& input, Point2** aHandles) {
   }
   insertAndCleanBulk(firstNewRecord, aHandles, input.size);
   publisher.finishStep();
+  applyPendingConstraints();
 }
 
 void Dt2::insertVector(const std::vector<Point2>& vPoints, std::vector<Point2*>* pvHandles) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -12,11 +13,18 @@
 #include "MsgBase.h"
 #include "Point2.h"
 #include "ProgressPublisher.h"
+#include "Segment2.h"
 #include "SimplePool.h"
 #include "Triangle2.h"
 #include "VertexVault.h"
 
 namespace KORA_ZARN2D {
+
+class ConstraintMgr;
+
+/// A point of the segment p0 -> p1 near its midpoint, within min(0.001, extent / 100) of the
+/// midpoint on each axis, chosen for a short binary representation. Used for conforming splits.
+ZARN2D_EXPORT Point2 centerWithShift(const Point2& p0, const Point2& p1);
 
 /// Location results of the visibility walk.
 enum LocationResult {
@@ -66,6 +74,26 @@ class Dt2 {
   /// True when p points into this triangulation's vertex storage.
   bool ownsVertexStorage(const Point2* p) const;
 
+  // ----- Constraints (Dt2_constraints.cpp) -----
+  ConstraintMgr* getConstraintMgr() const { return pConstraintMgr.get(); }
+  /// Inserts the segments' endpoints, builds a graph of the segments and, once the triangulation
+  /// is 2D, inserts them. Segments with a non-finite coordinate are skipped with a warning.
+  ConstraintGraph2* createConstraint(std::vector<Segment2>& vSegments, ConstraintInsertionStrategy cis, bool bOrientedSegments);
+  /// Inserts every alive constraint segment that is not yet an edge.
+  void applyConstraintsAndZones();
+  /// Constrained strategy: forces the segment in, splitting it (and crossing constraints) where needed.
+  void newCDT_applyOneCS(ConstraintSegment2* pInitialCSeg);
+  /// One walk from the segment's source to its target: returns a vertex lying on the segment's
+  /// interior, or reports a crossing constraint in vPairIspCS, or makes the segment an edge.
+  Point2* newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<Point2, ConstraintSegment2*>>& vPairIspCS);
+  /// Conforming strategy: one step; a segment that is not an edge is split once.
+  void insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg);
+  /// Flips every non-constraint edge around pVtx that fails the in-circle test.
+  void legalizeAround(Point2* pVtx);
+  /// Removes the registered inner (grid) vertices closer to center than sqrt(sqRadius).
+  void removeInnerVerticesNear(const Point2& center, double sqRadius);
+  ProgressPublisher& getPublisher() { return publisher; }
+
   // ----- Validity and statistics (Dt2_validity.cpp) -----
   bool checkValidity(bool bCheckEmptyCircleProperty, const std::string& name);
   void statistics(const std::string& name);
@@ -97,12 +125,53 @@ class Dt2 {
   void rebuildKeyMapping();
   void becomeTwoDimensional();
   Triangle2* insertVertex(Point2* pVtx, Triangle2* pStart);
+  void splitEdgeAndConstraint(Triangle2* pT, int edgeIdx, Point2* pVtx);
   void insertRecordsFrom(size_t firstRecord, Triangle2* pStart);
   void insertBulk(const BulkInput& input, Point2** aHandles);
   void insertAndCleanBulk(size_t firstNewRecord, Point2** aHandles, size_t numHandles);
   void insertFakeBox();
   void legalize(Point2* pVtx);
   void collectVisibleHullEdges(Triangle2* pT, int edgeIdx, const Point2& p, std::vector<std::pair<Triangle2*, int>>& vEdges);
+
+  // Constraint insertion (Dt2_constraints.cpp)
+  /// The outcome of a walk along a segment.
+  struct SegmentWalk {
+    enum Result { IS_EDGE, VERTEX_ON_SEGMENT, CROSSES_CONSTRAINT, CROSSES_FREE_EDGES };
+    Result result = IS_EDGE;
+    Point2* pVertex = nullptr;                   // VERTEX_ON_SEGMENT
+    Point2 crossing;                             // CROSSES_CONSTRAINT: the rounded intersection
+    ConstraintSegment2* pCrossingCSeg = nullptr;  // CROSSES_CONSTRAINT
+  };
+  /// One side of the crossed region: its vertices from the base edge's start to its end, and for
+  /// each boundary edge the triangle outside it with the edge's index there.
+  struct CavitySide {
+    std::vector<Point2*> vVertices;
+    std::vector<std::pair<Triangle2*, int>> vOuter;
+    void clear(Point2* pStart);
+    void reverse();
+  };
+  struct PolygonTask {
+    int i, j;
+    Triangle2* pParent;
+    int parentIdx;
+  };
+  /// Inserts constraints created while the triangulation was not yet 2D, once it is.
+  void applyPendingConstraints();
+  void insertOneConstrainedSegment(ConstraintSegment2* pCSeg, std::vector<ConstraintSegment2*>& vStack);
+  void splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, ConstraintSegment2* pCrossingCSeg,
+                       std::vector<ConstraintSegment2*>& vStack);
+  SegmentWalk walkAlongSegment(Point2* pStart, Point2* pStop, bool bCollectCavity);
+  SegmentWalk leaveStart(Point2* pStart, Point2* pStop, Triangle2*& pT, int& crossIdx);
+  SegmentWalk crossingOf(Point2* pStart, Point2* pStop, ConstraintSegment2* pCrossed);
+  static void addCavityEdge(CavitySide& side, Triangle2* pT, int idx, Point2* pNextVertex);
+  void retriangulateCavity();
+  void removeDangling(CavitySide& side);
+  void releasePocket(Point2* pAnchor);
+  std::pair<Triangle2*, int> triangulatePseudoPolygon(const CavitySide& side);
+
+  // Validity (Dt2_validity.cpp)
+  class DefectReport;
+  void checkConstraintEdges(DefectReport& report);
 
   // Removal (Dt2_remove.cpp)
   struct HoleLink;
@@ -123,6 +192,8 @@ class Dt2 {
   /// Returns the edge's index in pCur.
   static int hullEdgeAt(Point2* pPivot, Triangle2*& pCur, bool bForward);
   static void replaceNeighbour(Triangle2* pT, Triangle2* pOld, Triangle2* pNew);
+  /// Renumbers pT's corners (and neighbours) so that corner k becomes corner 0.
+  static void rotateToCorner0(Triangle2* pT, int k);
 
   std::mutex mtxReleasedTriangles;
   int numCPU;
@@ -138,6 +209,19 @@ class Dt2 {
   std::vector<Triangle2*> vFlipStack;
   bool bSuspendFlips;
   size_t numAllTriangles;
+  std::unique_ptr<ConstraintMgr> pConstraintMgr;
+  bool bConstraintsPending;
+  std::vector<Point2*> vInnerVertices;  // grid-meshing vertices that constraint splits may remove
+  // Scratch of the constraint walk, kept to avoid allocations per segment.
+  std::vector<Triangle2*> vCavityTriangles;
+  CavitySide leftSide;
+  CavitySide rightSide;
+  std::vector<PolygonTask> vPolygonTasks;
+  std::vector<std::pair<Point2, ConstraintSegment2*>> vCrossings;
+  std::vector<Point2*> vDanglingVertices;
+  std::vector<Triangle2*> vPocketTriangles;
+  std::vector<std::pair<Point2*, Point2*>> vSpikeEdges;
+  std::vector<ConstraintSegment2*> vDisplacedConstraints;
 };
 
 }  // namespace KORA_ZARN2D

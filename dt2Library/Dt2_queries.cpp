@@ -1,6 +1,7 @@
 // Dt2: topological queries (location, enumeration, stars, convex hull, bounding box).
 #include <algorithm>
 
+#include "ConstraintMgr.h"
 #include "Dt2.h"
 #include "tools.h"
 
@@ -147,8 +148,15 @@ Bbox2 Dt2::computeBoundingBox() const {
 }
 
 // Constraint edges do not exist yet: the constraint subsystem answers these once it is built.
-bool Dt2::isConstraint(Point2* /*p0*/, Point2* /*p1*/) const { return false; }
-bool Dt2::isConstraint(Point2* /*pVtx*/) const { return false; }
-bool Dt2::isConstraint(Triangle2* /*pT*/, int /*ith*/) const { return false; }
+bool Dt2::isConstraint(Point2* p0, Point2* p1) const {
+  return p0 != nullptr && p1 != nullptr && pConstraintMgr->getAliveSegment(p0, p1) != nullptr;
+}
+
+bool Dt2::isConstraint(Point2* pVtx) const { return pVtx != nullptr && pConstraintMgr->isEndpointOfAliveSegment(pVtx); }
+
+bool Dt2::isConstraint(Triangle2* pT, int ith) const {
+  if (pT == nullptr || ith < 0 || ith > 2 || pConstraintMgr->empty()) return false;
+  return pConstraintMgr->getAliveSegment(pT->getCorner(incIndexBy1(ith)), pT->getCorner(incIndexBy2(ith))) != nullptr;
+}
 
 }  // namespace KORA_ZARN2D

@@ -120,6 +120,13 @@ int Dt2::hullEdgeAt(Point2* pPivot, Triangle2*& pCur, bool bForward) {
   }
 }
 
+void Dt2::rotateToCorner0(Triangle2* pT, int k) {
+  if (k == 0) return;
+  const int k1(incIndexBy1(k)), k2(incIndexBy2(k));
+  pT->setPropertiesAndOppT(pT->getCorner(k), pT->getCorner(k1), pT->getCorner(k2), pT->getOppositeTriangle(k),
+                           pT->getOppositeTriangle(k1), pT->getOppositeTriangle(k2));
+}
+
 void Dt2::setNeighbours(Triangle2* pT, Triangle2* pN0, Triangle2* pN1, Triangle2* pN2) {
   pT->setOppTriangle(0, pN0);
   pT->setOppTriangle(1, pN1);

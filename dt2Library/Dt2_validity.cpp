@@ -6,6 +6,7 @@
 #include <set>
 #include <sstream>
 
+#include "ConstraintMgr.h"
 #include "Dt2.h"
 #include "tools.h"
 
@@ -13,9 +14,10 @@ namespace KORA_ZARN2D {
 
 namespace {
 constexpr size_t kMaxReportedDefects = 20;  // keeps the report readable on a badly broken mesh
+}  // namespace
 
 // Collects defect descriptions; prints the first few.
-class DefectReport {
+class Dt2::DefectReport {
  public:
   void add(const std::string& text) {
     if (numDefects++ < kMaxReportedDefects) std::cout << "  defect: " << text << std::endl;
@@ -26,12 +28,27 @@ class DefectReport {
   size_t numDefects = 0;
 };
 
+namespace {
 std::string describe(const Triangle2& t) {
   std::ostringstream oss;
   oss << t;
   return oss.str();
 }
 }  // namespace
+
+// Every alive constraint segment stands as an edge of the triangulation.
+void Dt2::checkConstraintEdges(DefectReport& report) {
+  std::vector<ConstraintSegment2*> vAlive;
+  pConstraintMgr->getAliveConstraintSegments(vAlive);
+  for (ConstraintSegment2* pCSeg : vAlive) {
+    if (getAdjacentTriangle(pCSeg->getSrc(), pCSeg->getTrg()) != nullptr || getAdjacentTriangle(pCSeg->getTrg(), pCSeg->getSrc()) != nullptr) {
+      continue;
+    }
+    std::ostringstream oss;
+    oss << "alive constraint segment is not an edge: " << *pCSeg->getSrc() << " - " << *pCSeg->getTrg();
+    report.add(oss.str());
+  }
+}
 
 bool Dt2::checkValidity(bool bCheckEmptyCircleProperty, const std::string& name) {
   std::cout << "Dt2::checkValidity(" << name << ")" << std::endl;
@@ -102,6 +119,7 @@ bool Dt2::checkValidity(bool bCheckEmptyCircleProperty, const std::string& name)
     if (numV - numE + numF != 1) {
       report.add("Euler's relation fails: V=" + std::to_string(numV) + " E=" + std::to_string(numE) + " F=" + std::to_string(numF));
     }
+    checkConstraintEdges(report);
     std::vector<Point2*> vHull;
     if (report.count() == 0) getConvexHull(true, vHull);
     for (size_t i = 0; i < vHull.size(); ++i) {

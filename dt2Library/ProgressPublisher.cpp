@@ -3,7 +3,7 @@
 
 namespace KORA_ZARN2D {
 
-ProgressPublisher::ProgressPublisher(const std::string& name) : name(name), lastPublishedProgress(0) {}
+ProgressPublisher::ProgressPublisher(const std::string& name) : name(name), lastPublishedProgress(0), silenceDepth(0) {}
 
 void ProgressPublisher::subscribe(MsgType msgType, MsgBase* pMsg) {
   const auto range(mSubscribers.equal_range(msgType));
@@ -24,6 +24,7 @@ void ProgressPublisher::unsubscribe(MsgType msgType, MsgBase* pMsg) {
 }
 
 void ProgressPublisher::startStep(const std::string& text) {
+  if (silenceDepth > 0) return;
   currentStep = text;
   publishProgress(0.0);
 }
@@ -31,6 +32,7 @@ void ProgressPublisher::startStep(const std::string& text) {
 void ProgressPublisher::finishStep() { publishProgress(1.0); }
 
 void ProgressPublisher::publishProgress(double fraction) {
+  if (silenceDepth > 0) return;
   lastPublishedProgress = fraction;
   const auto range(mSubscribers.equal_range(MSG_PROGRESS));
   for (auto it = range.first; it != range.second; ++it) it->second->update(MSG_PROGRESS, currentStep, fraction);

@@ -33,6 +33,18 @@ class ProgressPublisher {
   /// Publishes progress 1 for the current step.
   void finishStep();
 
+  /// While an instance lives, nothing is published (a step nested in a reported step stays quiet).
+  class Silence {
+   public:
+    explicit Silence(ProgressPublisher& publisher) : publisher(publisher) { ++publisher.silenceDepth; }
+    ~Silence() { --publisher.silenceDepth; }
+    Silence(const Silence&) = delete;
+    Silence& operator=(const Silence&) = delete;
+
+   private:
+    ProgressPublisher& publisher;
+  };
+
  private:
   static constexpr double kMinProgressStep = 0.01;
 
@@ -42,6 +54,7 @@ class ProgressPublisher {
   std::multimap<MsgType, MsgBase*> mSubscribers;
   std::string currentStep;
   double lastPublishedProgress;
+  int silenceDepth;
 };
 
 }  // namespace KORA_ZARN2D

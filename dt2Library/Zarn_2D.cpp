@@ -4,6 +4,7 @@
 
 #include <iostream>
 
+#include "ConstraintMgr.h"
 #include "Dt2.h"
 #include "tools.h"
 #include "webExport.h"
@@ -82,18 +83,23 @@ bool Zarn_2D::isConstraint(Triangle2* pT, int ith) const { return pImpl->isConst
 
 // ----- Constraints and zones -----
 
-ConstraintSegment2* Zarn_2D::getConstraintSegment(Point2* /*p0*/, Point2* /*p1*/) const { return nullptr; }
-void Zarn_2D::getAliveConstraintSegments(std::vector<ConstraintSegment2*>& /*vAliveConstraintSegments*/) const {}
-void Zarn_2D::getAliveAndDeadConstraintSegments(std::vector<ConstraintSegment2*>& /*vAllConstraintSegments*/) const {}
+ConstraintSegment2* Zarn_2D::getConstraintSegment(Point2* p0, Point2* p1) const {
+  return pImpl->getConstraintMgr()->getConstraintSegment(p0, p1);
+}
+void Zarn_2D::getAliveConstraintSegments(std::vector<ConstraintSegment2*>& vAliveConstraintSegments) const {
+  pImpl->getConstraintMgr()->getAliveConstraintSegments(vAliveConstraintSegments);
+}
+void Zarn_2D::getAliveAndDeadConstraintSegments(std::vector<ConstraintSegment2*>& vAllConstraintSegments) const {
+  pImpl->getConstraintMgr()->getAliveAndDeadConstraintSegments(vAllConstraintSegments);
+}
 
-ConstraintGraph2* Zarn_2D::createConstraint(std::vector<Segment2>& vSegments, ConstraintInsertionStrategy /*cis*/,
-                                            bool /*bOrientedSegments*/) {
+ConstraintGraph2* Zarn_2D::createConstraint(std::vector<Segment2>& vSegments, ConstraintInsertionStrategy cis,
+                                            bool bOrientedSegments) {
   if (vSegments.empty()) {
     reportWarning("Zarn_2D::createConstraint()", "You have not supplied any segments. Returning NULL!");
     return nullptr;
   }
-  reportUnavailable("Zarn_2D::createConstraint()", "Constraint insertion");
-  return nullptr;
+  return pImpl->createConstraint(vSegments, cis, bOrientedSegments);
 }
 
 void Zarn_2D::applyConstraintsAndZones() {
@@ -101,6 +107,7 @@ void Zarn_2D::applyConstraintsAndZones() {
     reportWarning("Zarn2D::applyConstraintsAndZones()", "The triangulation is not 2D yet, can't apply the constraints");
     return;
   }
+  pImpl->applyConstraintsAndZones();
 }
 
 namespace {

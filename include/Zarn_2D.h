@@ -5,6 +5,8 @@
 #include "Bbox2.h"
 #include "Circle2.h"
 #include "Color.h"
+#include "ConstraintGraph2.h"
+#include "ConstraintSegment2.h"
 #include "Edge2.h"
 #include "Func_compareSegment.h"
 #include "KoraTest.h"

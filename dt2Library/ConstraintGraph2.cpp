@@ -1,0 +1,366 @@
+// ConstraintGraph2: order, reading direction and split bookkeeping of a set of constraint segments.
+#include "ConstraintGraph2.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iostream>
+#include <limits>
+
+#include "ConstraintMgr.h"
+#include "Dt2.h"
+#include "Visualizer2.h"
+#include "tools.h"
+
+namespace KORA_ZARN2D {
+
+namespace {
+void sortByAddressUnique(std::vector<ConstraintSegment2*>& vCSegments) {
+  std::sort(vCSegments.begin(), vCSegments.end());
+  vCSegments.erase(std::unique(vCSegments.begin(), vCSegments.end()), vCSegments.end());
+}
+
+Point2* otherEnd(const ConstraintSegment2* pCSeg, const Point2* pEnd) {
+  return pCSeg->getSrc() == pEnd ? pCSeg->getTrg() : pCSeg->getSrc();
+}
+
+bool touches(const ConstraintSegment2* pCSeg, const Point2* p) { return pCSeg->getSrc() == p || pCSeg->getTrg() == p; }
+}  // namespace
+
+// ----- Construction -----
+
+ConstraintGraph2::ConstraintGraph2(Dt2* pDt2_, std::vector<ConstraintSegment2*>& vCSegments,
+                                   std::map<std::pair<Point2*, Point2*>, bool> mPPReverse, ConstraintInsertionStrategy cis_)
+    : pDt2(pDt2_), pConstraintMgr(pDt2_ != nullptr ? pDt2_->getConstraintMgr() : nullptr), cis(cis_), bIsPolygon(false),
+      bOriented(true) {
+  registerAsOwner(vCSegments);
+  initCommon(vCSegments);
+  if (!bIsPolygon) vCSegParents.clear();
+  mCSegReverse.clear();
+  for (ConstraintSegment2* pCSeg : vCSegments) {
+    if (!bIsPolygon) vCSegParents.push_back(pCSeg);
+    Point2* p0(pCSeg->getSrc());
+    Point2* p1(pCSeg->getTrg());
+    ZARN_ASSERT(p0<p1);
+    const auto q_it(mPPReverse.find(std::make_pair(p0, p1)));
+    ZARN_ASSERT(q_it!=mPPReverse.end());
+    mCSegReverse[pCSeg] = q_it->second;
+  }
+  for (ConstraintSegment2* pCSeg : vCSegments) learnSplitDescendants(pCSeg);
+}
+
+ConstraintGraph2::ConstraintGraph2(Dt2* pDt2_, std::vector<ConstraintSegment2*>& vCSegments, ConstraintInsertionStrategy cis_)
+    : pDt2(pDt2_), pConstraintMgr(pDt2_ != nullptr ? pDt2_->getConstraintMgr() : nullptr), cis(cis_), bIsPolygon(false),
+      bOriented(false) {
+  ZARN_ASSERT(vCSegParents.empty());
+  ZARN_ASSERT(mCSegReverse.empty());
+  registerAsOwner(vCSegments);
+  initCommon(vCSegments);
+  if (!bIsPolygon) {
+    vCSegParents = vCSegments;
+    for (ConstraintSegment2* pCSeg : vCSegments) mCSegReverse.emplace(pCSeg, false);
+  }
+  for (ConstraintSegment2* pCSeg : vCSegments) learnSplitDescendants(pCSeg);
+}
+
+void ConstraintGraph2::registerAsOwner(std::vector<ConstraintSegment2*>& vCSegments) {
+  for (ConstraintSegment2* pCSeg : vCSegments) pCSeg->addOwner(this);
+}
+
+void ConstraintGraph2::removeDegenerateSegments(std::vector<ConstraintSegment2*>& vCSegments) {
+  const auto isDegenerate = [](const ConstraintSegment2* pCSeg) {
+    if (pCSeg->getSrc() != pCSeg->getTrg()) return false;
+    reportWarning("ConstraintGraph2::ConstraintGraph2()", "Ignoring a degenerate constraint segment");
+    return true;
+  };
+  vCSegments.erase(std::remove_if(vCSegments.begin(), vCSegments.end(), isDegenerate), vCSegments.end());
+}
+
+void ConstraintGraph2::initCommon(std::vector<ConstraintSegment2*>& vCSegments) {
+  removeDegenerateSegments(vCSegments);
+  bIsPolygon = checkAndSortPolygon(vCSegments);
+  if (!bIsPolygon) {
+    vCSegParents.clear();
+    mCSegReverse.clear();
+  }
+}
+
+// The pieces of an input segment that was split before this graph took it over are read in
+// the direction of that segment, recursively.
+void ConstraintGraph2::learnSplitDescendants(ConstraintSegment2* pCSeg) {
+  if (pCSeg->isAlive()) return;
+  ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr);
+  Point2* pSplit(nullptr);
+  pCSeg->getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
+  ZARN_ASSERT(pKid0!=0 && pKid1!=0);
+  onSegmentSplit(pCSeg, false);
+  learnSplitDescendants(pKid0);
+  learnSplitDescendants(pKid1);
+}
+
+// Walks the ring counterclockwise from the lowest vertex. On success vCSegments becomes the ring
+// and mCSegReverse holds the ring's reading directions.
+bool ConstraintGraph2::checkAndSortPolygon(std::vector<ConstraintSegment2*>& vCSegments) {
+  if (vCSegments.size() < 3) return false;
+  std::multimap<Point2*, ConstraintSegment2*> mVtxSegments;
+  Point2* pLowest(nullptr);
+  double minX(std::numeric_limits<double>::max()), minY(std::numeric_limits<double>::max());
+  for (ConstraintSegment2* pCSeg : vCSegments) {
+    for (Point2* p : {pCSeg->getSrc(), pCSeg->getTrg()}) {
+      mVtxSegments.emplace(p, pCSeg);
+      if (p->x() < minX || (p->x() == minX && p->y() < minY)) {
+        minX = p->x();
+        minY = p->y();
+        pLowest = p;
+      }
+    }
+  }
+  if (pLowest == nullptr || mVtxSegments.count(pLowest) != 2) return false;
+  auto range(mVtxSegments.equal_range(pLowest));
+  ConstraintSegment2* s0(range.first->second);
+  ConstraintSegment2* s1(std::next(range.first)->second);
+  Point2* a(otherEnd(s0, pLowest));
+  Point2* b(otherEnd(s1, pLowest));
+  const Orientation2 ori(pDt2->getPredicates().getOrientation(*b, *pLowest, *a));
+  if (ori == ORIENTATION2_COLLINEAR) return false;
+  std::vector<ConstraintSegment2*> vRing;
+  std::map<ConstraintSegment2*, bool, CSegPtrLess> mReverse;
+  ConstraintSegment2* pCur(ori == ORIENTATION2_CCW ? s0 : s1);
+  Point2* pNear(pLowest);
+  for (;;) {
+    Point2* pFar(otherEnd(pCur, pNear));
+    vRing.push_back(pCur);
+    mReverse[pCur] = (pCur->getSrc() == pFar);
+    if (pFar == pLowest) break;
+    if (mVtxSegments.count(pFar) != 2) return false;
+    auto candidates(mVtxSegments.equal_range(pFar));
+    ConstraintSegment2* pNext(nullptr);
+    int candidateNumber(0);
+    for (auto it = candidates.first; it != candidates.second; ++it) {
+      ConstraintSegment2* pCand(it->second);
+      ++candidateNumber;
+      if (pCand->getSrc() == pFar && pCand->getTrg() == pFar) {
+        reportWarning("ConstraintGraph2::checkAndSortPolygon()", candidateNumber == 1 ? "Impossible case1!" : "Impossible case2!");
+        return false;
+      }
+      if (!touches(pCand, pFar)) {
+        reportWarning("ConstraintGraph2::checkAndSortPolygon()", "Impossible case3!");
+        return false;
+      }
+      if (!touches(pCand, pNear)) pNext = pCand;
+    }
+    if (pNext == nullptr) return false;  // both candidates lead back: a ring of two segments
+    pNear = pFar;
+    pCur = pNext;
+    if (vRing.size() > vCSegments.size()) return false;
+  }
+  if (vRing.size() != vCSegments.size()) return false;
+  vCSegments = vRing;
+  vCSegParents = vRing;
+  mCSegReverse = mReverse;
+  return true;
+}
+
+// ----- Split bookkeeping -----
+
+void ConstraintGraph2::getReadingEnds(ConstraintSegment2* pCSeg, Point2*& pFrom, Point2*& pTo) const {
+  pFrom = pCSeg->getSrc();
+  pTo = pCSeg->getTrg();
+  if (isReverse(pCSeg)) std::swap(pFrom, pTo);
+}
+
+void ConstraintGraph2::onSegmentSplit(ConstraintSegment2* pParentCSeg, bool bRegister) {
+  ZARN_ASSERT(!pParentCSeg->isAlive());
+  const auto q_it(mCSegReverse.find(pParentCSeg));
+  ZARN_ASSERT(q_it!=mCSegReverse.end());
+  ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr);
+  Point2* pSplit(nullptr);
+  pParentCSeg->getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
+  ZARN_ASSERT(pSplit!=0);
+  Point2 *pParentSrc, *pParentTrg;
+  getReadingEnds(pParentCSeg, pParentSrc, pParentTrg);
+  // The child at the reading start is entered there, the other one at the split vertex.
+  ConstraintSegment2* pFirst(touches(pKid0, pParentSrc) ? pKid0 : pKid1);
+  ConstraintSegment2* pSecond(pFirst == pKid0 ? pKid1 : pKid0);
+  mCSegReverse[pFirst] = (pFirst->getSrc() != pParentSrc);
+  mCSegReverse[pSecond] = (pSecond->getSrc() != pSplit);
+  Point2 *pChild0Src, *pChild0Trg, *pChild1Src, *pChild1Trg;
+  getReadingEnds(pFirst, pChild0Src, pChild0Trg);
+  getReadingEnds(pSecond, pChild1Src, pChild1Trg);
+  ZARN_ASSERT(pChild0Src==pParentSrc || pChild1Src==pParentSrc);
+  ZARN_ASSERT(pChild0Trg==pParentTrg || pChild1Trg==pParentTrg);
+  ZARN_ASSERT(pChild0Trg==pChild1Src || pChild1Trg==pChild0Src);
+  ++mSplitPointCount[pSplit];
+  if (bRegister) pConstraintMgr->registerSplit(pParentCSeg, pKid0, pKid1);
+}
+
+// ----- Queries -----
+
+void ConstraintGraph2::getOriginalConstraintSegments(std::vector<ConstraintSegment2*>& vCSegments) const {
+  vCSegments = vCSegParents;
+  sortByAddressUnique(vCSegments);
+  if (vCSegments.size() == vCSegParents.size()) vCSegments = vCSegParents;
+}
+
+void ConstraintGraph2::getChildConstraintSegments(std::vector<ConstraintSegment2*>& vCSegments) const {
+  for (ConstraintSegment2* pCSeg : vCSegParents) {
+    if (pCSeg->isAlive()) {
+      vCSegments.push_back(pCSeg);
+    } else {
+      pCSeg->getChildrenRec(vCSegments);
+    }
+  }
+  sortByAddressUnique(vCSegments);
+}
+
+void ConstraintGraph2::getDirectChildren(ConstraintSegment2* pParent, ConstraintSegment2*& pChild0, ConstraintSegment2*& pChild1) {
+  if (pParent->isAlive()) {
+    pChild0 = nullptr;
+    pChild1 = nullptr;
+    return;
+  }
+  Point2 *pSrc, *pTrg;
+  getReadingEnds(pParent, pSrc, pTrg);
+  Point2* pSplit(nullptr);
+  pParent->getChildrenAndSplitPoint(pChild0, pChild1, pSplit);
+  if (touches(pChild1, pSrc)) std::swap(pChild0, pChild1);
+  ZARN_ASSERT(pChild0->getSrc()==pSrc || pChild0->getTrg()==pSrc);
+  ZARN_ASSERT(pChild1->getSrc()==pTrg || pChild1->getTrg()==pTrg);
+}
+
+void ConstraintGraph2::appendOrderedPieces(ConstraintSegment2* pCSeg, std::vector<ConstraintSegment2*>& vPieces) {
+  if (pCSeg->isAlive()) {
+    vPieces.push_back(pCSeg);
+    return;
+  }
+  ConstraintSegment2 *pChild0(nullptr), *pChild1(nullptr);
+  getDirectChildren(pCSeg, pChild0, pChild1);
+  appendOrderedPieces(pChild0, vPieces);
+  appendOrderedPieces(pChild1, vPieces);
+}
+
+void ConstraintGraph2::getOrderedChildren(std::vector<ConstraintSegment2*>& vPieces) {
+  for (ConstraintSegment2* pCSeg : vCSegParents) appendOrderedPieces(pCSeg, vPieces);
+}
+
+void ConstraintGraph2::getPolygonVertices(std::vector<Point2*>& vVertices) {
+  std::vector<ConstraintSegment2*> vPieces;
+  getOrderedChildren(vPieces);
+  for (ConstraintSegment2* pCSeg : vPieces) {
+    ZARN_ASSERT(pCSeg->isAlive());
+    const auto q_it(mCSegReverse.find(pCSeg));
+    if (q_it == mCSegReverse.end()) {
+      std::cout << "BUG in ConstraintGraph2::getPolygonVertices" << std::endl;
+      std::cout << "ownerCG=" << static_cast<const void*>(this) << std::endl;
+      std::cout << "For constraint segment pCSeg: " << static_cast<const void*>(pCSeg) << std::endl;
+    }
+    ZARN_ASSERT(q_it!=mCSegReverse.end());
+    vVertices.push_back(q_it->second ? pCSeg->getTrg() : pCSeg->getSrc());
+  }
+}
+
+bool ConstraintGraph2::isConstraint(ConstraintSegment2* pCSeg) const {
+  if (!pCSeg->isAlive()) return false;
+  return mCSegReverse.find(pCSeg) != mCSegReverse.end();
+}
+
+bool ConstraintGraph2::isConstraint(Point2* p0, Point2* p1) const {
+  if (p0 == p1) return false;
+  if (p1 < p0) std::swap(p0, p1);
+  ConstraintSegment2 probe(p0, p1, cis);
+  const auto q_it(mCSegReverse.find(&probe));
+  return q_it != mCSegReverse.end() && q_it->first->isAlive();
+}
+
+bool ConstraintGraph2::isReverse(ConstraintSegment2* pCSeg) const {
+  const auto q_it(mCSegReverse.find(pCSeg));
+  ZARN_ASSERT(q_it!=mCSegReverse.end());
+  return q_it->second;
+}
+
+// ----- Conforming subdivision -----
+
+namespace {
+// The vertex across the edge {p, q} that encroaches it (lies strictly inside the circumcircle of
+// the triangle on the other side), or null.
+Point2* findEncroachingVertex(Dt2* pDt2, Point2* p, Point2* q) {
+  Triangle2* pLeft(pDt2->getAdjacentTriangle(p, q));
+  Triangle2* pRight(pDt2->getAdjacentTriangle(q, p));
+  if (pLeft == nullptr || pRight == nullptr) return nullptr;
+  Point2* pLeftApex(pLeft->getCorner(pLeft->getIntraTriangleIndex(p, q)));
+  Point2* pRightApex(pRight->getCorner(pRight->getIntraTriangleIndex(p, q)));
+  KoraTest& kora(pDt2->getPredicates());
+  if (kora.inCircle(*pLeft->getCorner(0), *pLeft->getCorner(1), *pLeft->getCorner(2), *pRightApex) > 0) return pRightApex;
+  if (kora.inCircle(*pRight->getCorner(0), *pRight->getCorner(1), *pRight->getCorner(2), *pLeftApex) > 0) return pLeftApex;
+  return nullptr;
+}
+
+// The midpoint, or the foot of the perpendicular from a close encroaching vertex: splitting
+// there avoids a tiny triangle between the piece and that vertex.
+Point2 chooseSplitPoint(const Point2& src, const Point2& trg, const Point2* pEncroacher) {
+  const Point2 midpoint(0.5 * (src.x() + trg.x()), 0.5 * (src.y() + trg.y()));
+  if (pEncroacher == nullptr) return midpoint;
+  const double dx(trg.x() - src.x()), dy(trg.y() - src.y());
+  const double sqLength(dx * dx + dy * dy);
+  const double t(((pEncroacher->x() - src.x()) * dx + (pEncroacher->y() - src.y()) * dy) / sqLength);
+  if (!(t > 0.0 && t < 1.0)) return midpoint;
+  const Point2 foot(src.x() + t * dx, src.y() + t * dy);
+  const double length(std::sqrt(sqLength));
+  const double d(std::hypot(pEncroacher->x() - foot.x(), pEncroacher->y() - foot.y()));
+  const double dSrc(std::hypot(foot.x() - src.x(), foot.y() - src.y()));
+  const double dTrg(std::hypot(foot.x() - trg.x(), foot.y() - trg.y()));
+  const bool bCloseToBoth(d < 0.001 && d < 0.01 * dSrc && d < 0.01 * dTrg);
+  if ((bCloseToBoth || d < 1e-6) && d < 0.01 * length) return foot;
+  return midpoint;
+}
+}  // namespace
+
+bool ConstraintGraph2::makeDelaunay(double minLength) {
+  bool result(true);
+  const double sqMinLength(minLength * minLength);
+  for (bool bSplitSomething = true; bSplitSomething;) {
+    bSplitSomething = false;
+    std::vector<ConstraintSegment2*> vWork;
+    getChildConstraintSegments(vWork);
+    while (!vWork.empty()) {
+      ConstraintSegment2* pCSeg(vWork.back());
+      vWork.pop_back();
+      if (!pCSeg->isAlive()) {
+        pCSeg->getChildrenRec(vWork);
+        continue;
+      }
+      Point2* pEncroacher(findEncroachingVertex(pDt2, pCSeg->getSrc(), pCSeg->getTrg()));
+      if (pEncroacher == nullptr) continue;
+      const Point2& src(*pCSeg->getSrc());
+      const Point2& trg(*pCSeg->getTrg());
+      const double sqLength((trg.x() - src.x()) * (trg.x() - src.x()) + (trg.y() - src.y()) * (trg.y() - src.y()));
+      if (sqLength < sqMinLength) {
+        result = false;
+        continue;
+      }
+      if (pCSeg->insertAndSplit(chooseSplitPoint(src, trg, pEncroacher)) != nullptr) {
+        bSplitSomething = true;
+        std::vector<ConstraintSegment2*> vKids;
+        pCSeg->getChildrenRec(vKids);
+        vWork.insert(vWork.end(), vKids.begin(), vKids.end());
+      }
+    }
+  }
+  return result;
+}
+
+// ----- Pictures -----
+
+void ConstraintGraph2::show(const std::string& filename) {
+  Visualizer2 vis;
+  show(&vis, Color(CRED));
+  vis.write(filename);
+}
+
+void ConstraintGraph2::show(Visualizer2* pVis, const Color& color) {
+  if (pVis == nullptr) return;
+  std::vector<ConstraintSegment2*> vPieces;
+  getChildConstraintSegments(vPieces);
+  for (ConstraintSegment2* pCSeg : vPieces) pVis->addSegment(Segment2(*pCSeg->getSrc(), *pCSeg->getTrg()), color);
+}
+
+}  // namespace KORA_ZARN2D

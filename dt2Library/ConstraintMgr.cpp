@@ -1,0 +1,239 @@
+// ConstraintMgr: segment registry, graph creation, the insertion passes and constraint dumps.
+#include "ConstraintMgr.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iomanip>
+#include <sstream>
+
+#include "Dt2.h"
+#include "tools.h"
+
+namespace KORA_ZARN2D {
+
+namespace {
+// A pass splits every segment that is not yet an edge, so the passes needed grow with the depth
+// of the split trees; the bound stops a numerically hopeless insertion (fixed by design).
+constexpr int kMaxApplyPasses = 499;
+constexpr int kProgressSteps = 100;
+
+std::string describePoint(const Point2& p) {
+  std::ostringstream oss;
+  oss << std::setprecision(17) << "Point2 (" << p.x() << "," << p.y() << "): ";
+  return oss.str();
+}
+}  // namespace
+
+ConstraintMgr::ConstraintMgr(Dt2* pDt2_) : pDt2(pDt2_), numSplits(0) {}
+
+ConstraintMgr::~ConstraintMgr() {
+  for (ConstraintGraph2* pGraph : vGraphs) delete pGraph;
+  for (auto& entry : mSegments) delete entry.second;
+}
+
+std::pair<Point2*, Point2*> ConstraintMgr::orderedPair(Point2* p0, Point2* p1) {
+  return p1 < p0 ? std::make_pair(p1, p0) : std::make_pair(p0, p1);
+}
+
+// ----- Registry -----
+
+ConstraintSegment2* ConstraintMgr::getOrCreateSegment(Point2* p0, Point2* p1, ConstraintInsertionStrategy cis) {
+  const std::pair<Point2*, Point2*> key(orderedPair(p0, p1));
+  ZARN_ASSERT(key.first<key.second);
+  const auto it(mSegments.lower_bound(key));
+  if (it != mSegments.end() && it->first == key) return it->second;
+  sConstrainedVertices.insert(key.first);
+  sConstrainedVertices.insert(key.second);
+  ConstraintSegment2* pCSeg(new ConstraintSegment2(key.first, key.second, cis));
+  const size_t sizeBefore(mSegments.size());
+  mSegments.emplace_hint(it, key, pCSeg);
+  const bool bOK(mSegments.size() == sizeBefore + 1);
+  ZARN_ASSERT(bOK);
+  return pCSeg;
+}
+
+ConstraintSegment2* ConstraintMgr::getConstraintSegment(Point2* p0, Point2* p1) const {
+  if (p0 == p1) return nullptr;
+  const auto it(mSegments.find(orderedPair(p0, p1)));
+  return it == mSegments.end() ? nullptr : it->second;
+}
+
+ConstraintSegment2* ConstraintMgr::getAliveSegment(Point2* p0, Point2* p1) const {
+  if (!isConstrainedVertex(p0) || !isConstrainedVertex(p1)) return nullptr;
+  ConstraintSegment2* pCSeg(getConstraintSegment(p0, p1));
+  return (pCSeg != nullptr && pCSeg->isAlive()) ? pCSeg : nullptr;
+}
+
+void ConstraintMgr::getAliveConstraintSegments(std::vector<ConstraintSegment2*>& vCSegments) const {
+  for (const auto& entry : mSegments) {
+    if (entry.second->isAlive()) vCSegments.push_back(entry.second);
+  }
+}
+
+void ConstraintMgr::getAliveAndDeadConstraintSegments(std::vector<ConstraintSegment2*>& vCSegments) const {
+  for (const auto& entry : mSegments) vCSegments.push_back(entry.second);
+}
+
+bool ConstraintMgr::isEndpointOfAliveSegment(Point2* pVtx) const {
+  if (!isConstrainedVertex(pVtx)) return false;
+  // Pairs are keyed (lower, higher): the pairs where pVtx is lower are one range of the map,
+  // those where it is higher are scattered, so those are checked through the vertex's star.
+  for (auto it = mSegments.lower_bound(std::make_pair(pVtx, static_cast<Point2*>(nullptr))); it != mSegments.end() && it->first.first == pVtx; ++it) {
+    if (it->second->isAlive()) return true;
+  }
+  std::vector<Point2*> vNeighbours;
+  pDt2->getIncidentVertices(pVtx, vNeighbours);
+  for (Point2* pOther : vNeighbours) {
+    if (pOther < pVtx && getAliveSegment(pVtx, pOther) != nullptr) return true;
+  }
+  return false;
+}
+
+void ConstraintMgr::registerSplit(ConstraintSegment2* pParentCSeg, ConstraintSegment2* pCSeg0, ConstraintSegment2* pCSeg1) {
+  ZARN_ASSERT(!pParentCSeg->isAlive());
+  ZARN_ASSERT(pCSeg0!=pCSeg1);
+  const std::pair<Point2*, Point2*> key0(pCSeg0->getSrc(), pCSeg0->getTrg());
+  const std::pair<Point2*, Point2*> key1(pCSeg1->getSrc(), pCSeg1->getTrg());
+  ZARN_ASSERT(key0.first<key0.second);
+  ZARN_ASSERT(key1.first<key1.second);
+  ++numSplits;
+}
+
+// ----- Graphs -----
+
+ConstraintGraph2* ConstraintMgr::createConstraint(const std::vector<std::pair<Point2*, Point2*>>& vPairs,
+                                                  ConstraintInsertionStrategy cis, bool bOriented, bool bApply) {
+  ProgressPublisher& publisher(pDt2->getPublisher());
+  publisher.startStep("establish constraints");
+  const size_t progressInterval(std::max<size_t>(vPairs.size() / kProgressSteps, 1));
+  std::vector<ConstraintSegment2*> vCSegments;
+  std::map<std::pair<Point2*, Point2*>, bool> mPPReverse;
+  for (size_t i = 0; i < vPairs.size(); ++i) {
+    if (i % progressInterval == 0) publisher.setProgress(static_cast<double>(i) / static_cast<double>(vPairs.size()));
+    Point2* pSrc(vPairs[i].first);
+    Point2* pTrg(vPairs[i].second);
+    if (pSrc == pTrg) {
+      reportWarning("ConstraingMgr::createConstraint", "(0) Identical source and endpoint, a constraint segment has been skipped.");
+      logToFile(describePoint(*pSrc) + " <-> " + describePoint(*pTrg));
+      continue;
+    }
+    ConstraintSegment2* pCSeg(getOrCreateSegment(pSrc, pTrg, cis));
+    vCSegments.push_back(pCSeg);
+    if (bOriented) mPPReverse[orderedPair(pSrc, pTrg)] = (pTrg < pSrc);
+  }
+  ConstraintGraph2* pGraph(bOriented ? new ConstraintGraph2(pDt2, vCSegments, mPPReverse, cis)
+                                     : new ConstraintGraph2(pDt2, vCSegments, cis));
+  vGraphs.push_back(pGraph);
+  if (bApply) {
+    std::vector<ConstraintSegment2*> vNew;
+    pGraph->getChildConstraintSegments(vNew);
+    ProgressPublisher::Silence silence(publisher);
+    applyTo(vNew);
+  }
+  publisher.finishStep();
+  return pGraph;
+}
+
+// ----- Insertion -----
+
+void ConstraintMgr::insertSegment(ConstraintSegment2* pCSeg) {
+  switch (pCSeg->getCIS()) {
+    case CIS_CONFORMING_DELAUNAY:
+      pDt2->insertSegmentConformingDelaunay(pCSeg);
+      break;
+    case CIS_CONSTRAINED_DELAUNAY:
+      pDt2->newCDT_applyOneCS(pCSeg);
+      break;
+    default:
+      reportError("ConstraintMgr::apply()", "Unknown CIS");
+  }
+}
+
+void ConstraintMgr::apply() {
+  std::vector<ConstraintSegment2*> vWork;
+  getAliveConstraintSegments(vWork);
+  applyTo(vWork);
+}
+
+// A segment found dead in the work list was split meanwhile as the crossing partner of another
+// one; its pieces join the current pass.
+void ConstraintMgr::applyTo(std::vector<ConstraintSegment2*> vWork) {
+  ProgressPublisher& publisher(pDt2->getPublisher());
+  publisher.startStep("apply");
+  std::vector<ConstraintSegment2*> vNext;
+  for (int pass = 0; pass < kMaxApplyPasses; ++pass) {
+    bool bStable(true);
+    vNext.clear();
+    for (size_t i = 0; i < vWork.size(); ++i) {
+      ConstraintSegment2* pCSeg(vWork[i]);
+      if (pass == 0) publisher.setProgress(static_cast<double>(i) / static_cast<double>(vWork.size()));
+      if (!pCSeg->isAlive()) {
+        pCSeg->getChildrenRec(vWork);
+        bStable = false;
+        continue;
+      }
+      insertSegment(pCSeg);
+      if (pCSeg->isAlive()) {
+        vNext.push_back(pCSeg);
+      } else {
+        pCSeg->getChildrenRec(vNext);
+        bStable = false;
+      }
+    }
+    if (bStable) {
+      publisher.finishStep();
+      return;
+    }
+    vWork.swap(vNext);
+  }
+  reportError("ConstraintMgr::apply()", "insufficient numeric accuracy, need to skip last insertions");
+  publisher.finishStep();
+}
+
+// ----- Dumps -----
+
+void ConstraintMgr::getAlivePiecesOfGraph(const ConstraintGraph2* pGraph, std::vector<ConstraintSegment2*>& vPieces) const {
+  std::vector<ConstraintSegment2*> vOriginals;
+  pGraph->getOriginalConstraintSegments(vOriginals);
+  for (ConstraintSegment2* pCSeg : vOriginals) {
+    if (pCSeg->isAlive()) {
+      vPieces.push_back(pCSeg);
+    } else {
+      pCSeg->getChildrenRec(vPieces);
+    }
+  }
+}
+
+void ConstraintMgr::writeConstraints(const std::string& base) {
+  for (size_t i = 0; i < vGraphs.size(); ++i) {
+    std::vector<ConstraintSegment2*> vPieces;
+    getAlivePiecesOfGraph(vGraphs[i], vPieces);
+    const std::string filename(base + "_c" + std::to_string(i) + ".con");
+    reportInfo("ConstraintMgr::writeConstraints()", "writes " + std::to_string(vPieces.size()) + " child segments to " + filename);
+    std::ofstream out(filename.c_str());
+    if (!out) {
+      reportError("ConstraintMgr::writeConstraints()", "Can't write " + filename);
+      continue;
+    }
+    out << std::setprecision(17);
+    for (const ConstraintSegment2* pCSeg : vPieces) {
+      out << pCSeg->getSrc()->x() << "\t" << pCSeg->getSrc()->y() << "\t" << pCSeg->getTrg()->x() << "\t" << pCSeg->getTrg()->y()
+          << "\n";
+    }
+  }
+}
+
+void ConstraintMgr::writeConstraintsBIN(const std::string& base) {
+  for (size_t i = 0; i < vGraphs.size(); ++i) {
+    std::vector<ConstraintSegment2*> vPieces;
+    getAlivePiecesOfGraph(vGraphs[i], vPieces);
+    const std::string filename(base + "_c" + std::to_string(i) + "_con.bin");
+    reportInfo("ConstraintMgr::writeConstraintsBIN()", "writes " + std::to_string(vPieces.size()) + " child segments to " + filename);
+    std::vector<Segment2> vSegments;
+    vSegments.reserve(vPieces.size());
+    for (const ConstraintSegment2* pCSeg : vPieces) vSegments.push_back(Segment2(*pCSeg->getSrc(), *pCSeg->getTrg()));
+    writeSegmentsBIN(filename.c_str(), vSegments);
+  }
+}
+
+}  // namespace KORA_ZARN2D

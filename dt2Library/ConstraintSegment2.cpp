@@ -1,0 +1,155 @@
+// ConstraintSegment2: one constraint edge with its split tree.
+#include "ConstraintSegment2.h"
+
+#include <cmath>
+#include <ostream>
+
+#include "ConstraintGraph2.h"
+#include "ConstraintMgr.h"
+#include "Dt2.h"
+#include "tools.h"
+
+namespace KORA_ZARN2D {
+
+namespace {
+// Process-wide sequence number of constructed segments (single-threaded by design).
+int nextSegmentLabel = 0;
+constexpr double kUnsetAdjacentArea = 1.7976931348623157e308;
+}  // namespace
+
+ConstraintSegment2::ConstraintSegment2(Point2* p0_, Point2* p1_, ConstraintInsertionStrategy cis_)
+    : label(nextSegmentLabel++), p0(p0_), p1(p1_), cis(cis_), bAlive(true), adjacentArea(kUnsetAdjacentArea) {
+  ZARN_ASSERT(p0<p1);
+}
+
+bool ConstraintSegment2::operator<(const ConstraintSegment2& other) const {
+  if (p0 != other.p0) return p0 < other.p0;
+  return p1 < other.p1;
+}
+
+void ConstraintSegment2::addOwner(ConstraintGraph2* pOwner) {
+  sOwners.insert(pOwner);
+  if (isAlive()) return;
+  ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr);
+  Point2* pSplit(nullptr);
+  getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
+  ZARN_ASSERT(pKid0!=0 && pKid1!=0);
+  pKid0->addOwner(pOwner);
+  pKid1->addOwner(pOwner);
+}
+
+void ConstraintSegment2::getChildrenAndSplitPoint(ConstraintSegment2*& pKid0, ConstraintSegment2*& pKid1, Point2*& pSplit) {
+  if (isAlive()) {
+    reportWarning("ConstraintSegment2::getChildrenAndSplitPoint()", "*this is still alive!");
+    return;
+  }
+  if (vChildren.size() != 2) return;  // held dead but never split: there is nothing to report
+  pKid0 = vChildren[0];
+  pKid1 = vChildren[1];
+  pSplit = nullptr;
+  const auto isVertexOfKid1 = [pKid1](const Point2* p) { return p == pKid1->p0 || p == pKid1->p1; };
+  if (isVertexOfKid1(pKid0->p0)) {
+    pSplit = pKid0->p0;
+    // Deliberately tested as well: only two children with the same vertex pair reach this.
+    if (isVertexOfKid1(pKid0->p1)) pSplit = pKid0->p1;
+  } else if (isVertexOfKid1(pKid0->p1)) {
+    pSplit = pKid0->p1;
+  }
+}
+
+void ConstraintSegment2::getChildrenRec(std::vector<ConstraintSegment2*>& vOut) const {
+  ZARN_ASSERT(vChildren.size()==2);
+  for (ConstraintSegment2* pKid : vChildren) {
+    if (pKid->isAlive()) {
+      vOut.push_back(pKid);
+    } else {
+      pKid->getChildrenRec(vOut);
+    }
+  }
+}
+
+Dt2* ConstraintSegment2::getOwnerTriangulation() const {
+  ZARN_ASSERT(!sOwners.empty());
+  Dt2* pOwnerDt((*sOwners.begin())->getDt2());
+  ZARN_ASSERT(pOwnerDt!=0);
+  return pOwnerDt;
+}
+
+void ConstraintSegment2::attachChildren(Dt2* pDt2, Point2* pSplit) {
+  ConstraintMgr* pMgr(pDt2->getConstraintMgr());
+  vChildren.push_back(pMgr->getOrCreateSegment(p0, pSplit, cis));
+  vChildren.push_back(pMgr->getOrCreateSegment(p1, pSplit, cis));
+  for (ConstraintGraph2* pOwner : sOwners) {
+    vChildren[0]->addOwner(pOwner);
+    vChildren[1]->addOwner(pOwner);
+  }
+  bool bFirstOwner(true);
+  for (ConstraintGraph2* pOwner : sOwners) {
+    pOwner->onSegmentSplit(this, bFirstOwner);
+    bFirstOwner = false;
+  }
+}
+
+Point2* ConstraintSegment2::insertAndSplit(const Point2& p) {
+  ZARN_ASSERT(bAlive);
+  ZARN_ASSERT(vChildren.empty());
+  ZARN_ASSERT(!sOwners.empty());
+  Dt2* pOwnerDt(getOwnerTriangulation());
+  // Held dead while p goes in: the insertion then splits the edge as a plain edge.
+  bAlive = false;
+  Point2* pSplit(pOwnerDt->insert(p));
+  ZARN_ASSERT(pSplit!=0);
+  if (pSplit == p0 || pSplit == p1) {
+    bAlive = true;
+    return nullptr;
+  }
+  attachChildren(pOwnerDt, pSplit);
+  ConstraintMgr* pMgr(pOwnerDt->getConstraintMgr());
+  std::vector<ConstraintSegment2*> vWork(vChildren);
+  while (!vWork.empty()) {
+    ConstraintSegment2* pCSeg(vWork.back());
+    vWork.pop_back();
+    if (pCSeg->isAlive()) {
+      pMgr->insertSegment(pCSeg);
+    } else {
+      pCSeg->getChildrenRec(vWork);
+    }
+  }
+  pOwnerDt->legalizeAround(pSplit);
+  return pSplit;
+}
+
+bool ConstraintSegment2::splitAndRemovePrev(const Point2& p) {
+  Point2* pSplit(insertAndSplit(p));
+  if (pSplit == nullptr) return false;
+  ZARN_ASSERT(!sOwners.empty());
+  const double dx(pSplit->x() - p0->x());
+  const double dy(pSplit->y() - p0->y());
+  getOwnerTriangulation()->removeInnerVerticesNear(*pSplit, dx * dx + dy * dy);
+  return true;
+}
+
+bool ConstraintSegment2::split_combinatorialOnly(Point2* pSplit) {
+  ZARN_ASSERT(pSplit!=0);
+  ZARN_ASSERT(isAlive());
+  ZARN_ASSERT(p0!=pSplit && p1!=pSplit);
+  ZARN_ASSERT(!sOwners.empty());
+  attachChildren(getOwnerTriangulation(), pSplit);
+  return true;
+}
+
+std::ostream& operator<<(std::ostream& stream, const ConstraintSegment2& seg) {
+  stream << "ConstraintSegment2 label " << seg.label << ", " << static_cast<const void*>(&seg) << ": ("
+         << static_cast<const void*>(seg.p0) << "," << static_cast<const void*>(seg.p1) << ")";
+  if (seg.isAlive()) {
+    stream << " [alive]" << std::endl;
+  } else {
+    stream << " [DEAD, numChildren=" << static_cast<unsigned int>(seg.vChildren.size()) << "]" << std::endl;
+  }
+  const double dx(seg.p1->x() - seg.p0->x());
+  const double dy(seg.p1->y() - seg.p0->y());
+  stream << *seg.p0 << std::endl << *seg.p1 << std::endl << "length=" << std::sqrt(dx * dx + dy * dy);
+  return stream;
+}
+
+}  // namespace KORA_ZARN2D

@@ -1,0 +1,518 @@
+// Dt2: inserting constraint segments.
+//
+// Constrained strategy: a walk from the segment's source towards its target collects the
+// triangles the segment crosses. If it meets a vertex on the segment, or a crossing constraint
+// edge, it stops and the segment is split there (at the exactly computed, rounded intersection
+// for a crossing). Otherwise the crossed triangles are removed and the two pseudo-polygons on
+// both sides of the segment are re-triangulated, each by the recursive Delaunay choice of
+// Anglada ("An improved incremental algorithm for constructing restricted Delaunay
+// triangulations", 1997), which yields their constrained Delaunay triangulation directly.
+//
+// Conforming strategy: the same walk; a segment that is not an edge is split at a vertex on it
+// or at its (shifted) midpoint, and the manager repeats until all pieces are Delaunay edges.
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "ConstraintMgr.h"
+#include "Dt2.h"
+#include "tools.h"
+
+namespace KORA_ZARN2D {
+
+namespace {
+constexpr double kMachineEpsilon = 2.220446049250313e-16;
+// A conforming split needs the segment to span at least this many units in the last place of
+// the largest coordinate, else the midpoint cannot be told apart from the ends.
+constexpr double kMinSplitExtentInUlps = 10.0;
+// centerWithShift moves a coordinate by at most this, and at most this share of the extent.
+constexpr double kMaxCenterShift = 0.001;
+constexpr double kMaxCenterShiftShare = 0.01;
+
+// True when q (collinear with a -> b) lies on the ray from a through b. The sign of the dot
+// product is exact for collinear points: both terms have the same sign and the differences are
+// rounded with their signs kept.
+bool isOnRay(const Point2& a, const Point2& b, const Point2& q) {
+  return (q.x() - a.x()) * (b.x() - a.x()) + (q.y() - a.y()) * (b.y() - a.y()) > 0.0;
+}
+
+// The coordinate within tol of m with the coarsest binary grid: it makes later midpoints and
+// differences exact more often.
+double coarsestWithin(double m, double tol) {
+  if (!(tol > 0.0)) return m;
+  const double spacing(std::ldexp(1.0, static_cast<int>(std::floor(std::log2(tol)))));
+  const double candidate(std::round(m / spacing) * spacing);
+  return std::fabs(candidate - m) <= tol ? candidate : m;
+}
+}  // namespace
+
+// The major axis gets the coarsest coordinate within its tolerance; the minor coordinate is then
+// taken on the segment's line, which keeps it within its own tolerance (the slope is at most 1).
+Point2 centerWithShift(const Point2& p0, const Point2& p1) {
+  const double dx(p1.x() - p0.x()), dy(p1.y() - p0.y());
+  const Point2 midpoint(0.5 * (p0.x() + p1.x()), 0.5 * (p0.y() + p1.y()));
+  const bool bMajorX(std::fabs(dx) >= std::fabs(dy));
+  const double majorExtent(bMajorX ? dx : dy);
+  if (majorExtent == 0.0) return midpoint;
+  const double tol(std::min(kMaxCenterShift, kMaxCenterShiftShare * std::fabs(majorExtent)));
+  if (bMajorX) {
+    const double x(coarsestWithin(midpoint.x(), tol));
+    return Point2(x, p0.y() + (x - p0.x()) * (dy / dx));
+  }
+  const double y(coarsestWithin(midpoint.y(), tol));
+  return Point2(p0.x() + (y - p0.y()) * (dx / dy), y);
+}
+
+// ----- Entry points -----
+
+ConstraintGraph2* Dt2::createConstraint(std::vector<Segment2>& vSegments, ConstraintInsertionStrategy cis, bool bOrientedSegments) {
+  const char* const where("Dt2::createConstraint(..)");
+  if (vSegments.empty()) {
+    reportWarning(where, "vSegments is empty, returning NULL");
+    return nullptr;
+  }
+  std::vector<Point2> vEnds;
+  vEnds.reserve(2 * vSegments.size());
+  size_t numNonFinite(0);
+  for (const Segment2& seg : vSegments) {
+    const Point2& a(seg.getSrc());
+    const Point2& b(seg.getTrg());
+    if (!std::isfinite(a.x()) || !std::isfinite(a.y()) || !std::isfinite(b.x()) || !std::isfinite(b.y())) {
+      ++numNonFinite;
+      continue;
+    }
+    vEnds.push_back(a);
+    vEnds.push_back(b);
+  }
+  if (numNonFinite > 0) {
+    reportWarning(where, std::to_string(numNonFinite) + " segment(s) with a non-finite coordinate skipped");
+  }
+  std::vector<Point2*> vHandles;
+  insertVector(vEnds, &vHandles);
+  std::vector<std::pair<Point2*, Point2*>> vPairs;
+  vPairs.reserve(vHandles.size() / 2);
+  for (size_t i = 0; i + 1 < vHandles.size(); i += 2) vPairs.push_back(std::make_pair(vHandles[i], vHandles[i + 1]));
+  if (!is2D()) bConstraintsPending = true;  // inserted once the triangulation becomes 2D
+  return pConstraintMgr->createConstraint(vPairs, cis, bOrientedSegments, is2D());
+}
+
+void Dt2::applyPendingConstraints() {
+  if (!bConstraintsPending || !is2D()) return;
+  bConstraintsPending = false;
+  pConstraintMgr->apply();
+}
+
+void Dt2::applyConstraintsAndZones() {
+  if (!is2D()) {
+    reportWarning("Dt2::applyConstraintsAndZones()", "The triangulation is not full dimensional yet. Nothing to do");
+    return;
+  }
+  pConstraintMgr->apply();
+}
+
+void Dt2::newCDT_applyOneCS(ConstraintSegment2* pInitialCSeg) {
+  ZARN_ASSERT(pInitialCSeg->getCIS()==CIS_CONSTRAINED_DELAUNAY);
+  ZARN_ASSERT(pInitialCSeg->isAlive());
+  if (pInitialCSeg->getSrc() == pInitialCSeg->getTrg()) {
+    reportWarning("Dt2::newCDT_applyOneCS()", "Degenerate constraint, return");
+    return;
+  }
+  std::vector<ConstraintSegment2*> vStack(1, pInitialCSeg);
+  while (!vStack.empty()) {
+    ConstraintSegment2* pCSeg(vStack.back());
+    vStack.pop_back();
+    if (!pCSeg->isAlive()) {
+      pCSeg->getChildrenRec(vStack);
+      continue;
+    }
+    if (pCSeg->getSrc() == pCSeg->getTrg()) {
+      reportWarning("Dt2::newCDT_applyOneCS()", "Degenerate constraint (2), return");
+      return;
+    }
+    insertOneConstrainedSegment(pCSeg, vStack);
+  }
+}
+
+void Dt2::insertOneConstrainedSegment(ConstraintSegment2* pCSeg, std::vector<ConstraintSegment2*>& vStack) {
+  std::vector<std::pair<Point2, ConstraintSegment2*>>& vPairIspCS(vCrossings);
+  Point2* pExistingVertex(newCDT_traverseCZ(pCSeg, vPairIspCS));
+  // Constraint edges of vertices that hung in a re-triangulated cavity are inserted again.
+  vStack.insert(vStack.end(), vDisplacedConstraints.begin(), vDisplacedConstraints.end());
+  vDisplacedConstraints.clear();
+  if (pExistingVertex != nullptr) {
+    ZARN_ASSERT(vPairIspCS.empty());
+    ZARN_ASSERT(pExistingVertex!=pCSeg->getSrc());
+    ZARN_ASSERT(pExistingVertex!=pCSeg->getTrg());
+    pCSeg->split_combinatorialOnly(pExistingVertex);
+    pCSeg->getChildrenRec(vStack);
+    return;
+  }
+  if (vPairIspCS.empty()) return;  // the traversal has made the segment an edge
+  ZARN_ASSERT(vPairIspCS.size()==1);
+  const std::pair<Point2, ConstraintSegment2*> crossing(vPairIspCS[0]);
+  splitAtCrossing(pCSeg, crossing.first, crossing.second, vStack);
+}
+
+// Both segments are split at the vertex inserted at their (rounded) intersection; their pieces
+// go on the stack.
+void Dt2::splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, ConstraintSegment2* pCrossingCSeg,
+                          std::vector<ConstraintSegment2*>& vStack) {
+  ZARN_ASSERT(splitPoint!=*pCrossingCSeg->getSrc() && splitPoint!=*pCrossingCSeg->getTrg());
+  const bool bAtEnd(splitPoint == *pCSeg->getSrc() || splitPoint == *pCSeg->getTrg());
+  // The crossing edge is held dead while the vertex goes in: a vertex exactly on it then splits
+  // it as a plain edge, and its pieces are inserted as constraints below.
+  pCrossingCSeg->setDead();
+  Point2* pVtx(insert(splitPoint));
+  pCrossingCSeg->setAlive();
+  ZARN_ASSERT(pVtx!=0);
+  pCrossingCSeg->split_combinatorialOnly(pVtx);
+  pCrossingCSeg->setDead();
+  pCrossingCSeg->getChildrenRec(vStack);
+  if (bAtEnd) {
+    ZARN_ASSERT(pCSeg->isAlive());
+    vStack.push_back(pCSeg);
+    return;
+  }
+  pCSeg->split_combinatorialOnly(pVtx);
+  pCSeg->getChildrenRec(vStack);
+  pCSeg->setDead();
+}
+
+void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
+  Point2* p0(pCSeg->getSrc());
+  Point2* p1(pCSeg->getTrg());
+  ZARN_ASSERT(is2D());
+  vCrossings.clear();
+  const SegmentWalk walk(walkAlongSegment(p0, p1, false));
+  if (walk.result == SegmentWalk::IS_EDGE) return;
+  if (walk.result == SegmentWalk::VERTEX_ON_SEGMENT) {
+    pCSeg->split_combinatorialOnly(walk.pVertex);
+    return;
+  }
+  std::vector<ConstraintSegment2*> vStack;
+  if (walk.result == SegmentWalk::CROSSES_CONSTRAINT) {
+    splitAtCrossing(pCSeg, walk.crossing, walk.pCrossingCSeg, vStack);
+    return;  // the pieces of both are inserted by the manager's next pass
+  }
+  const double eps(kMinSplitExtentInUlps * kMachineEpsilon * std::exp2(std::ceil(std::log2(kora.getRange()))));
+  if (std::fabs(p1->x() - p0->x()) < eps && std::fabs(p1->y() - p0->y()) < eps) {
+    reportWarning("Dt2::insertSegmentConformingDelaunay()",
+                  "Double precision arithmetic does not allow to split a segment further, giving up. Incorrect result!");
+    return;
+  }
+  pCSeg->setDead();  // a plain edge while the split vertex goes in
+  Point2* pSplit(insert(centerWithShift(*p0, *p1)));
+  pCSeg->setAlive();
+  if (pSplit == nullptr || pSplit == p0 || pSplit == p1) {
+    reportWarning("Dt2::insertSegmentConformingDelaunay()",
+                  "Double precision arithmetic does not allow to split a segment further, giving up. Incorrect result!");
+    return;
+  }
+  pCSeg->split_combinatorialOnly(pSplit);
+}
+
+// ----- The walk along a segment -----
+
+Point2* Dt2::newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<Point2, ConstraintSegment2*>>& vPairIspCS) {
+  vPairIspCS.clear();
+  Point2* pStart(pCSeg->getSrc());
+  Point2* pStop(pCSeg->getTrg());
+  if (pStart == pStop) {
+    reportWarning("Dt2::newCDT_traverseCZ()", "degenerate constraint segment, nothing to do");
+    return nullptr;
+  }
+  ZARN_ASSERT(pStart->getIncidentTriangle()!=NULL);
+  ZARN_ASSERT(pStop->getIncidentTriangle()!=NULL);
+  const SegmentWalk walk(walkAlongSegment(pStart, pStop, true));
+  switch (walk.result) {
+    case SegmentWalk::IS_EDGE:
+      return nullptr;
+    case SegmentWalk::VERTEX_ON_SEGMENT:
+      return walk.pVertex;
+    case SegmentWalk::CROSSES_CONSTRAINT:
+      vPairIspCS.push_back(std::make_pair(walk.crossing, walk.pCrossingCSeg));
+      return nullptr;
+    case SegmentWalk::CROSSES_FREE_EDGES:
+      retriangulateCavity();
+      return nullptr;
+  }
+  return nullptr;
+}
+
+// The first step: the triangle around pStart whose far edge the segment crosses (a neighbour on
+// the segment, or pStop itself, ends the walk at once).
+Dt2::SegmentWalk Dt2::leaveStart(Point2* pStart, Point2* pStop, Triangle2*& pT, int& crossIdx) {
+  SegmentWalk walk;
+  Triangle2* pFirst(pStart->getIncidentTriangle());
+  pT = pFirst;
+  bool bClockwise(false);
+  for (;;) {
+    const int k(pT->getIntraTriangleIndex(pStart));
+    Point2* a(pT->getCorner(incIndexBy1(k)));
+    Point2* b(pT->getCorner(incIndexBy2(k)));
+    if (a == pStop || b == pStop) {
+      walk.result = SegmentWalk::IS_EDGE;
+      return walk;
+    }
+    const Orientation2 oriA(kora.getOrientationInRange(*pStart, *pStop, *a));
+    const Orientation2 oriB(kora.getOrientationInRange(*pStart, *pStop, *b));
+    ZARN_ASSERT(!(oriA==ORIENTATION2_COLLINEAR && oriB==ORIENTATION2_COLLINEAR));
+    for (Point2* q : {a, b}) {
+      if ((q == a ? oriA : oriB) == ORIENTATION2_COLLINEAR && isOnRay(*pStart, *pStop, *q)) {
+        walk.result = SegmentWalk::VERTEX_ON_SEGMENT;
+        walk.pVertex = q;
+        return walk;
+      }
+    }
+    if (oriA == ORIENTATION2_CW && oriB == ORIENTATION2_CCW) {
+      crossIdx = k;
+      walk.result = SegmentWalk::CROSSES_FREE_EDGES;
+      return walk;
+    }
+    // Turn counterclockwise; at the hull turn back and go clockwise from the first triangle.
+    Triangle2* pNext(pT->getOppositeTriangle(bClockwise ? incIndexBy2(k) : incIndexBy1(k)));
+    if (pNext == nullptr && !bClockwise) {
+      bClockwise = true;
+      pNext = pFirst->getOppositeTriangle(incIndexBy2(pFirst->getIntraTriangleIndex(pStart)));
+    }
+    ZARN_ASSERT(pNext!=0 && pNext!=pFirst);
+    pT = pNext;
+  }
+}
+
+// Records the cavity edge of pT opposite corner idx on one side: its far vertex and the triangle
+// outside it (with the edge's index there).
+void Dt2::addCavityEdge(CavitySide& side, Triangle2* pT, int idx, Point2* pNextVertex) {
+  Triangle2* pOuter(pT->getOppositeTriangle(idx));
+  side.vOuter.push_back(std::make_pair(pOuter, pOuter != nullptr ? pOuter->getIntraTriangleIndex(pT) : -1));
+  side.vVertices.push_back(pNextVertex);
+}
+
+Dt2::SegmentWalk Dt2::walkAlongSegment(Point2* pStart, Point2* pStop, bool bCollectCavity) {
+  Triangle2* pT(nullptr);
+  int idx(-1);
+  SegmentWalk walk(leaveStart(pStart, pStop, pT, idx));
+  if (walk.result != SegmentWalk::CROSSES_FREE_EDGES) return walk;
+  vCavityTriangles.clear();
+  leftSide.clear(pStart);
+  rightSide.clear(pStart);
+  if (bCollectCavity) {
+    vCavityTriangles.push_back(pT);
+    addCavityEdge(leftSide, pT, incIndexBy1(idx), pT->getCorner(incIndexBy2(idx)));
+    addCavityEdge(rightSide, pT, incIndexBy2(idx), pT->getCorner(incIndexBy1(idx)));
+  }
+  // Invariant: the segment crosses pT's edge opposite corner idx from its right end (corner
+  // idx+1) to its left end (corner idx+2), seen along pStart -> pStop.
+  for (;;) {
+    Point2* pRight(pT->getCorner(incIndexBy1(idx)));
+    Point2* pLeft(pT->getCorner(incIndexBy2(idx)));
+    ConstraintSegment2* pCrossed(pConstraintMgr->getAliveSegment(pLeft, pRight));
+    if (pCrossed != nullptr) return crossingOf(pStart, pStop, pCrossed);
+    Triangle2* pN(pT->getOppositeTriangle(idx));
+    ZARN_ASSERT(pN!=0);  // the segment runs inside the convex hull
+    const int j(pN->getIntraTriangleIndex(pT));
+    Point2* pFar(pN->getCorner(j));
+    if (bCollectCavity) vCavityTriangles.push_back(pN);
+    if (pFar == pStop) {
+      if (bCollectCavity) {
+        addCavityEdge(leftSide, pN, incIndexBy2(j), pStop);
+        addCavityEdge(rightSide, pN, incIndexBy1(j), pStop);
+      }
+      return walk;
+    }
+    const Orientation2 ori(kora.getOrientationInRange(*pStart, *pStop, *pFar));
+    if (ori == ORIENTATION2_COLLINEAR) {
+      walk.result = SegmentWalk::VERTEX_ON_SEGMENT;
+      walk.pVertex = pFar;
+      return walk;
+    }
+    // In pN the corners after j are pLeft, then pRight.
+    if (ori == ORIENTATION2_CCW) {
+      if (bCollectCavity) addCavityEdge(leftSide, pN, incIndexBy2(j), pFar);
+      idx = incIndexBy1(j);
+    } else {
+      if (bCollectCavity) addCavityEdge(rightSide, pN, incIndexBy1(j), pFar);
+      idx = incIndexBy2(j);
+    }
+    pT = pN;
+  }
+}
+
+// treatConstraintZone: the segment meets the constraint pCrossed. Its intersection, exactly
+// computed and rounded, becomes the split point; if it rounds onto an end of the crossed
+// segment, that vertex splits the segment instead.
+Dt2::SegmentWalk Dt2::crossingOf(Point2* pStart, Point2* pStop, ConstraintSegment2* pCrossed) {
+  SegmentWalk walk;
+  double x(0.0), y(0.0);
+  const bool bOnBoth(kora.getIntersectionCoords(*pStart, *pStop, *pCrossed->getSrc(), *pCrossed->getTrg(), x, y));
+  const Point2 ip(x, y);
+  const bool bOnCrossedEnd(ip == *pCrossed->getSrc() || ip == *pCrossed->getTrg());
+  const bool bOnOwnEnd(ip == *pStart || ip == *pStop);
+  if (!std::isfinite(x) || !std::isfinite(y) || (!bOnBoth && (bOnCrossedEnd || bOnOwnEnd))) {
+    // Rounding moved the crossing onto a vertex (or beyond the range of doubles): the pieces
+    // will not be exactly collinear with their segments.
+    reportWarning("Dt2::treatConstraintZone()", "intersection point of two constraints has bad numerica accuracy!");
+  }
+  if (bOnCrossedEnd) {
+    walk.result = SegmentWalk::VERTEX_ON_SEGMENT;
+    walk.pVertex = (ip == *pCrossed->getSrc()) ? pCrossed->getSrc() : pCrossed->getTrg();
+    return walk;
+  }
+  walk.result = SegmentWalk::CROSSES_CONSTRAINT;
+  walk.crossing = ip;
+  walk.pCrossingCSeg = pCrossed;
+  return walk;
+}
+
+// ----- Re-triangulating the cavity -----
+
+void Dt2::retriangulateCavity() {
+  releaseTriangles(vCavityTriangles);
+  vDanglingVertices.clear();
+  vSpikeEdges.clear();
+  removeDangling(leftSide);
+  removeDangling(rightSide);
+  // The right side is re-read from the segment's end, so that both pseudo-polygons lie to the
+  // left of their base edge.
+  rightSide.reverse();
+  const std::pair<Triangle2*, int> left(triangulatePseudoPolygon(leftSide));
+  const std::pair<Triangle2*, int> right(triangulatePseudoPolygon(rightSide));
+  linkNeighbours(left.first, left.second, right.first, right.second);
+  for (Point2* pDangling : vDanglingVertices) {
+    if (!pDangling->getIncidentTriangle()->hasVertex(pDangling)) insertVertex(pDangling, left.first);
+  }
+  for (const std::pair<Point2*, Point2*>& edge : vSpikeEdges) {
+    ConstraintSegment2* pCSeg(pConstraintMgr->getAliveSegment(edge.first, edge.second));
+    if (pCSeg != nullptr) vDisplacedConstraints.push_back(pCSeg);
+  }
+}
+
+namespace {
+bool isReleased(const Triangle2* pT) { return pT->getCorner(0) == nullptr; }
+}  // namespace
+
+// Where a side's chain comes back to a vertex it has visited, the part in between is a pocket
+// inside the cavity: a spike (c, b, c) of a vertex whose whole star was crossed, or a loop
+// around triangles that the segment passes on all sides. The pocket's vertices leave the chain,
+// its triangles are released too, and the vertices are inserted again once the cavity is
+// re-triangulated.
+void Dt2::removeDangling(CavitySide& side) {
+  std::vector<Point2*>& vVertices(side.vVertices);
+  std::vector<std::pair<Triangle2*, int>>& vOuter(side.vOuter);
+  size_t numKept(1);
+  for (size_t i = 1; i < vVertices.size(); ++i) {
+    Point2* pVtx(vVertices[i]);
+    size_t pos(numKept);
+    while (pos > 0 && vVertices[pos - 1] != pVtx) --pos;
+    if (pos == 0) {
+      vOuter[numKept - 1] = vOuter[i - 1];
+      vVertices[numKept++] = pVtx;
+      continue;
+    }
+    // vVertices[pos - 1] == pVtx: the kept vertices after it and the closing edge form the pocket.
+    vPocketTriangles.clear();
+    const auto addPocketEdge = [&](Point2* a, Point2* b, const std::pair<Triangle2*, int>& outer) {
+      vSpikeEdges.push_back(std::make_pair(a, b));
+      ZARN_ASSERT(outer.first!=0);
+      if (!isReleased(outer.first)) vPocketTriangles.push_back(outer.first);
+    };
+    addPocketEdge(vVertices[numKept - 1], pVtx, vOuter[i - 1]);
+    for (size_t k = pos; k < numKept; ++k) {
+      addPocketEdge(vVertices[k - 1], vVertices[k], vOuter[k - 1]);
+      vDanglingVertices.push_back(vVertices[k]);
+    }
+    releasePocket(pVtx);
+    numKept = pos;
+  }
+  vVertices.resize(numKept);
+  vOuter.resize(numKept - 1);
+}
+
+// Releases the triangles enclosed by a pocket (flood fill from vPocketTriangles up to released
+// triangles) and marks their vertices, except the pocket's anchor, as dangling.
+void Dt2::releasePocket(Point2* pAnchor) {
+  for (size_t i = 0; i < vPocketTriangles.size(); ++i) {
+    Triangle2* pT(vPocketTriangles[i]);
+    if (isReleased(pT)) continue;
+    for (int k = 0; k < 3; ++k) {
+      Point2* pCorner(pT->getCorner(k));
+      if (pCorner != pAnchor) vDanglingVertices.push_back(pCorner);
+      vSpikeEdges.push_back(std::make_pair(pCorner, pT->getCorner(incIndexBy1(k))));
+      Triangle2* pN(pT->getOppositeTriangle(k));
+      ZARN_ASSERT(pN!=0);  // a pocket lies inside the cavity, never on the hull
+      if (!isReleased(pN)) vPocketTriangles.push_back(pN);
+    }
+    releaseTriangles(std::vector<Triangle2*>(1, pT));
+  }
+}
+
+// side.vVertices = c0 .. cn with the base edge c0 -> cn and c1 .. cn-1 to its left;
+// side.vOuter[i] is the outside of the boundary edge ci - ci+1. Each sub-polygon ci .. cj is
+// closed by the triangle (ci, cj, ck) for the ck whose circumcircle holds no other vertex of it.
+// Returns the triangle on the base edge and the edge's index in it (2).
+std::pair<Triangle2*, int> Dt2::triangulatePseudoPolygon(const CavitySide& side) {
+  using Task = PolygonTask;
+  const std::vector<Point2*>& c(side.vVertices);
+  Triangle2* pBase(nullptr);
+  vPolygonTasks.clear();
+  vPolygonTasks.push_back(Task{0, static_cast<int>(c.size()) - 1, nullptr, -1});
+  while (!vPolygonTasks.empty()) {
+    const Task task(vPolygonTasks.back());
+    vPolygonTasks.pop_back();
+    if (task.j == task.i + 1) {
+      linkNeighbours(task.pParent, task.parentIdx, side.vOuter[task.i].first, side.vOuter[task.i].second);
+      continue;
+    }
+    int k(task.i + 1);
+    for (int m = task.i + 2; m < task.j; ++m) {
+      if (kora.inCircle(*c[task.i], *c[task.j], *c[k], *c[m]) > 0) k = m;
+    }
+    Triangle2* pNew(createTriangle(c[task.i], c[task.j], c[k]));
+    if (task.pParent == nullptr) {
+      pBase = pNew;
+    } else {
+      linkNeighbours(task.pParent, task.parentIdx, pNew, 2);
+    }
+    vPolygonTasks.push_back(Task{task.i, k, pNew, 1});
+    vPolygonTasks.push_back(Task{k, task.j, pNew, 0});
+  }
+  return std::make_pair(pBase, 2);
+}
+
+void Dt2::CavitySide::clear(Point2* pStart) {
+  vVertices.clear();
+  vOuter.clear();
+  vVertices.push_back(pStart);
+}
+
+void Dt2::CavitySide::reverse() {
+  std::reverse(vVertices.begin(), vVertices.end());
+  std::reverse(vOuter.begin(), vOuter.end());
+}
+
+// ----- Around split vertices -----
+
+void Dt2::legalizeAround(Point2* pVtx) {
+  std::vector<Triangle2*> vStar;
+  getIncidentTriangles(pVtx, vStar);
+  for (Triangle2* pT : vStar) {
+    rotateToCorner0(pT, pT->getIntraTriangleIndex(pVtx));
+    vFlipStack.push_back(pT);
+  }
+  legalize(pVtx);
+}
+
+void Dt2::removeInnerVerticesNear(const Point2& center, double sqRadius) {
+  std::vector<Point2*> vKeep;
+  for (Point2* pInner : vInnerVertices) {
+    const double dx(pInner->x() - center.x()), dy(pInner->y() - center.y());
+    if (dx * dx + dy * dy < sqRadius) {
+      remove(pInner);
+    } else {
+      vKeep.push_back(pInner);
+    }
+  }
+  vInnerVertices.swap(vKeep);
+}
+
+}  // namespace KORA_ZARN2D
