@@ -18,6 +18,8 @@ namespace {
 constexpr unsigned int kHilbertBits = 30;
 constexpr unsigned int kMinExpectedVertices = 3;
 constexpr int kFlipStackReserve = 64;
+// Far beyond the length of ordinary walks (about the square root of the number of vertices).
+constexpr uint32_t kStepsBeforeStochasticWalk = 1u << 16;
 // Bulk insertion computes its progress every 2^12 vertices (the publisher passes on whole percents).
 constexpr size_t kProgressInterval = size_t(1) << 12;
 
@@ -104,10 +106,15 @@ void Dt2::rebuildKeyMapping() {
 
 // ----- Point location -----
 
+// The visibility walk ends in a Delaunay triangulation, but may circle in a constrained one
+// (Edelsbrunner's cycle). A walk that takes unusually long therefore starts its edge tests at a
+// random edge from then on (the stochastic walk of Devillers, Pion and Teillaud), which ends with
+// probability one.
 int Dt2::locate(const Point2& p, Triangle2*& pStartTriangle, int& edgeIndex) {
   ZARN_ASSERT(pStartTriangle!=0);
   Triangle2* pT(pStartTriangle);
   int firstEdge(0);
+  uint32_t numSteps(0), randomState(0x9E3779B9u);
   for (;;) {
     edgeIndex = -1;
     int i(firstEdge);
@@ -137,6 +144,12 @@ int Dt2::locate(const Point2& p, Triangle2*& pStartTriangle, int& edgeIndex) {
       return LOC_INSIDE;
     }
     firstEdge = incIndexBy1(pNext->getIntraTriangleIndex(pT));
+    if (++numSteps > kStepsBeforeStochasticWalk) {
+      randomState ^= randomState << 13;
+      randomState ^= randomState >> 17;
+      randomState ^= randomState << 5;
+      firstEdge = static_cast<int>(randomState % 3);
+    }
     pT = pNext;
   }
 }

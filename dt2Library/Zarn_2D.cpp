@@ -187,11 +187,16 @@ void Zarn_2D::show(const std::string& filename, bool bWithConstraints) {
   vis.write(filename);
 }
 
-void Zarn_2D::show(Visualizer2* pVis, bool /*bWithConstraints*/) {
+void Zarn_2D::show(Visualizer2* pVis, bool bWithConstraints) {
   if (pVis == nullptr) return;
   std::vector<Triangle2*> vTriangles;
   getTrianglePointers(vTriangles);
   pVis->addTriangles(vTriangles);
+  if (!bWithConstraints) return;
+  std::vector<ConstraintSegment2*> vPieces;
+  getAliveConstraintSegments(vPieces);
+  const Color constraintColor(CRED, 1.0);
+  for (const ConstraintSegment2* pCSeg : vPieces) pVis->addSegment(*pCSeg->getSrc(), *pCSeg->getTrg(), constraintColor);
 }
 
 void Zarn_2D::writeObj(const std::string& filename) {

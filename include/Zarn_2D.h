@@ -91,20 +91,35 @@ class ZARN2D_EXPORT Zarn_2D {
   void getConvexHull(bool bAllVertices, std::vector<Point2*>& vHullCorners);
   /// The bounding box of the vertices (invalid when there are none).
   Bbox2 computeBoundingBox() const;
-  /// Whether the edge p0-p1, any edge at pVtx, or edge ith of pT is a constraint edge.
+  /// Whether p0-p1 is an alive constraint segment, pVtx is an endpoint of one (such vertices
+  /// cannot be removed), or the edge opposite corner ith of pT is one. Null or out-of-range
+  /// arguments give false.
   bool isConstraint(Point2* p0, Point2* p1) const;
   bool isConstraint(Point2* pVtx) const;
   bool isConstraint(Triangle2* pT, int ith) const;
 
   // ----- Constraints and zones -----
 
+  /// The constraint segment registered for the vertex pair (either order), alive or split, or null.
+  /// O(log n). The segment lives as long as this triangulation.
   ConstraintSegment2* getConstraintSegment(Point2* p0, Point2* p1) const;
+  /// Appends the alive constraint segments (the pieces that stand as edges), ordered by their
+  /// vertex addresses. O(number of segments).
   void getAliveConstraintSegments(std::vector<ConstraintSegment2*>& vAliveConstraintSegments) const;
+  /// Appends every constraint segment ever created, alive or split.
   void getAliveAndDeadConstraintSegments(std::vector<ConstraintSegment2*>& vAllConstraintSegments) const;
-  /// Creates a constraint graph from segments; null (with a warning) for an empty vector.
+  /// Inserts the segments' endpoints as vertices and makes the segments edges of the
+  /// triangulation: cis CIS_CONSTRAINED_DELAUNAY forces each segment in as an edge (crossing
+  /// constraints are split at their intersection, rounded to doubles), CIS_CONFORMING_DELAUNAY
+  /// splits segments by extra vertices until the pieces are Delaunay edges. bOrientedSegments
+  /// keeps the direction of each segment (needed for zones of polygons). Returns the graph, which
+  /// lives as long as this triangulation; null (with a warning) for an empty vector. Segments with
+  /// a non-finite coordinate, or from a point to itself, are skipped with a warning. Before the
+  /// triangulation is 2D the segments are kept and inserted as soon as it is.
   ConstraintGraph2* createConstraint(std::vector<Segment2>& vSegments, ConstraintInsertionStrategy cis,
                                      bool bOrientedSegments = false);
-  /// Inserts all pending constraints and zones; warns and does nothing before the triangulation is 2D.
+  /// Inserts every constraint segment that is not yet an edge; warns and does nothing before the
+  /// triangulation is 2D.
   void applyConstraintsAndZones();
   Zone2* createZone(ConstraintGraph2* pConstraintGraph, ZoneLocation zoneLoc, bool bVerbose = true);
   Zone2* createZone(ConstraintGraph2* pConstraintGraph, ZoneLocation zoneLoc, const Point2& startPoint, bool bVerbose = true);
