@@ -28,7 +28,6 @@ ConstraintMgr::ConstraintMgr(Dt2* pDt2_) : pDt2(pDt2_), numSplits(0) {}
 
 ConstraintMgr::~ConstraintMgr() {
   for (ConstraintGraph2* pGraph : vGraphs) delete pGraph;
-  for (auto& entry : mSegments) delete entry.second;
 }
 
 std::pair<Point2*, Point2*> ConstraintMgr::orderedPair(Point2* p0, Point2* p1) {
@@ -40,14 +39,13 @@ std::pair<Point2*, Point2*> ConstraintMgr::orderedPair(Point2* p0, Point2* p1) {
 ConstraintSegment2* ConstraintMgr::getOrCreateSegment(Point2* p0, Point2* p1, ConstraintInsertionStrategy cis) {
   const std::pair<Point2*, Point2*> key(orderedPair(p0, p1));
   ZARN_ASSERT(key.first<key.second);
-  const auto it(mSegments.lower_bound(key));
-  if (it != mSegments.end() && it->first == key) return it->second;
+  const auto it(mSegments.find(key));
+  if (it != mSegments.end()) return it->second;
   sConstrainedVertices.insert(key.first);
   sConstrainedVertices.insert(key.second);
-  ConstraintSegment2* pCSeg(new ConstraintSegment2(key.first, key.second, cis));
-  const size_t sizeBefore(mSegments.size());
-  mSegments.emplace_hint(it, key, pCSeg);
-  const bool bOK(mSegments.size() == sizeBefore + 1);
+  dSegmentStore.emplace_back(key.first, key.second, cis);
+  ConstraintSegment2* pCSeg(&dSegmentStore.back());
+  const bool bOK(mSegments.emplace(key, pCSeg).second);
   ZARN_ASSERT(bOK);
   return pCSeg;
 }
@@ -64,27 +62,36 @@ ConstraintSegment2* ConstraintMgr::getAliveSegment(Point2* p0, Point2* p1) const
   return (pCSeg != nullptr && pCSeg->isAlive()) ? pCSeg : nullptr;
 }
 
-void ConstraintMgr::getAliveConstraintSegments(std::vector<ConstraintSegment2*>& vCSegments) const {
-  for (const auto& entry : mSegments) {
-    if (entry.second->isAlive()) vCSegments.push_back(entry.second);
+template <typename Filter>
+void ConstraintMgr::collectSorted(std::vector<ConstraintSegment2*>& vCSegments, Filter filter) const {
+  const size_t firstNew(vCSegments.size());
+  for (const ConstraintSegment2& seg : dSegmentStore) {
+    if (filter(seg)) vCSegments.push_back(const_cast<ConstraintSegment2*>(&seg));
   }
+  std::sort(vCSegments.begin() + static_cast<std::ptrdiff_t>(firstNew), vCSegments.end(), CSegPtrLess());
+}
+
+void ConstraintMgr::getAliveConstraintSegments(std::vector<ConstraintSegment2*>& vCSegments) const {
+  collectSorted(vCSegments, [](const ConstraintSegment2& seg) { return seg.isAlive(); });
 }
 
 void ConstraintMgr::getAliveAndDeadConstraintSegments(std::vector<ConstraintSegment2*>& vCSegments) const {
-  for (const auto& entry : mSegments) vCSegments.push_back(entry.second);
+  collectSorted(vCSegments, [](const ConstraintSegment2&) { return true; });
 }
 
 bool ConstraintMgr::isEndpointOfAliveSegment(Point2* pVtx) const {
   if (!isConstrainedVertex(pVtx)) return false;
-  // Pairs are keyed (lower, higher): the pairs where pVtx is lower are one range of the map,
-  // those where it is higher are scattered, so those are checked through the vertex's star.
-  for (auto it = mSegments.lower_bound(std::make_pair(pVtx, static_cast<Point2*>(nullptr))); it != mSegments.end() && it->first.first == pVtx; ++it) {
-    if (it->second->isAlive()) return true;
+  if (pVtx->getIncidentTriangle() == nullptr) {  // no triangles yet: look through all segments
+    for (const ConstraintSegment2& seg : dSegmentStore) {
+      if (seg.isAlive() && (seg.getSrc() == pVtx || seg.getTrg() == pVtx)) return true;
+    }
+    return false;
   }
+  // Alive segments are edges: look at the vertex's neighbours.
   std::vector<Point2*> vNeighbours;
   pDt2->getIncidentVertices(pVtx, vNeighbours);
   for (Point2* pOther : vNeighbours) {
-    if (pOther < pVtx && getAliveSegment(pVtx, pOther) != nullptr) return true;
+    if (getAliveSegment(pVtx, pOther) != nullptr) return true;
   }
   return false;
 }

@@ -1,8 +1,10 @@
 // ConstraintMgr: the registry of a triangulation's constraint segments and graphs.
 #pragma once
 
+#include <deque>
 #include <map>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -65,9 +67,20 @@ class ConstraintMgr {
  private:
   void getAlivePiecesOfGraph(const ConstraintGraph2* pGraph, std::vector<ConstraintSegment2*>& vPieces) const;
   static std::pair<Point2*, Point2*> orderedPair(Point2* p0, Point2* p1);
+  /// Appends the registered segments that pass the filter, ordered by their vertex pairs.
+  template <typename Filter>
+  void collectSorted(std::vector<ConstraintSegment2*>& vCSegments, Filter filter) const;
+
+  struct PairHash {
+    size_t operator()(const std::pair<Point2*, Point2*>& key) const {
+      const uint64_t a(reinterpret_cast<uintptr_t>(key.first)), b(reinterpret_cast<uintptr_t>(key.second));
+      return static_cast<size_t>((a * 0x9E3779B97F4A7C15ull) ^ (b + (b >> 17)));
+    }
+  };
 
   Dt2* pDt2;
-  std::map<std::pair<Point2*, Point2*>, ConstraintSegment2*> mSegments;
+  std::deque<ConstraintSegment2> dSegmentStore;  // owns the segments; a deque keeps addresses stable
+  std::unordered_map<std::pair<Point2*, Point2*>, ConstraintSegment2*, PairHash> mSegments;
   std::unordered_set<const Point2*> sConstrainedVertices;
   std::vector<ConstraintGraph2*> vGraphs;
   size_t numSplits;

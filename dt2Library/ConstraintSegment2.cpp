@@ -1,6 +1,7 @@
 // ConstraintSegment2: one constraint edge with its split tree.
 #include "ConstraintSegment2.h"
 
+#include <algorithm>
 #include <cmath>
 #include <ostream>
 
@@ -28,7 +29,8 @@ bool ConstraintSegment2::operator<(const ConstraintSegment2& other) const {
 }
 
 void ConstraintSegment2::addOwner(ConstraintGraph2* pOwner) {
-  sOwners.insert(pOwner);
+  const auto pos(std::lower_bound(sOwners.begin(), sOwners.end(), pOwner));
+  if (pos == sOwners.end() || *pos != pOwner) sOwners.insert(pos, pOwner);
   if (isAlive()) return;
   ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr);
   Point2* pSplit(nullptr);
@@ -70,7 +72,7 @@ void ConstraintSegment2::getChildrenRec(std::vector<ConstraintSegment2*>& vOut) 
 
 Dt2* ConstraintSegment2::getOwnerTriangulation() const {
   ZARN_ASSERT(!sOwners.empty());
-  Dt2* pOwnerDt((*sOwners.begin())->getDt2());
+  Dt2* pOwnerDt(sOwners.front()->getDt2());
   ZARN_ASSERT(pOwnerDt!=0);
   return pOwnerDt;
 }

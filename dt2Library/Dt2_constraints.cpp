@@ -246,6 +246,10 @@ Dt2::SegmentWalk Dt2::leaveStart(Point2* pStart, Point2* pStop, Triangle2*& pT, 
   Triangle2* pFirst(pStart->getIncidentTriangle());
   pT = pFirst;
   bool bClockwise(false);
+  // Consecutive triangles of the star share a vertex: its orientation is carried over.
+  Point2* pKnown(nullptr);
+  Orientation2 oriKnown(ORIENTATION2_COLLINEAR);
+  const auto orientationOf = [&](Point2* q) { return q == pKnown ? oriKnown : kora.getOrientationInRange(*pStart, *pStop, *q); };
   for (;;) {
     const int k(pT->getIntraTriangleIndex(pStart));
     Point2* a(pT->getCorner(incIndexBy1(k)));
@@ -254,8 +258,8 @@ Dt2::SegmentWalk Dt2::leaveStart(Point2* pStart, Point2* pStop, Triangle2*& pT, 
       walk.result = SegmentWalk::IS_EDGE;
       return walk;
     }
-    const Orientation2 oriA(kora.getOrientationInRange(*pStart, *pStop, *a));
-    const Orientation2 oriB(kora.getOrientationInRange(*pStart, *pStop, *b));
+    const Orientation2 oriA(orientationOf(a));
+    const Orientation2 oriB(orientationOf(b));
     ZARN_ASSERT(!(oriA==ORIENTATION2_COLLINEAR && oriB==ORIENTATION2_COLLINEAR));
     for (Point2* q : {a, b}) {
       if ((q == a ? oriA : oriB) == ORIENTATION2_COLLINEAR && isOnRay(*pStart, *pStop, *q)) {
@@ -269,11 +273,16 @@ Dt2::SegmentWalk Dt2::leaveStart(Point2* pStart, Point2* pStop, Triangle2*& pT, 
       walk.result = SegmentWalk::CROSSES_FREE_EDGES;
       return walk;
     }
-    // Turn counterclockwise; at the hull turn back and go clockwise from the first triangle.
+    // Turn counterclockwise (the next triangle shares b); at the hull turn back and go clockwise
+    // from the first triangle (the next one shares a).
     Triangle2* pNext(pT->getOppositeTriangle(bClockwise ? incIndexBy2(k) : incIndexBy1(k)));
+    pKnown = bClockwise ? a : b;
+    oriKnown = bClockwise ? oriA : oriB;
     if (pNext == nullptr && !bClockwise) {
       bClockwise = true;
-      pNext = pFirst->getOppositeTriangle(incIndexBy2(pFirst->getIntraTriangleIndex(pStart)));
+      const int kFirst(pFirst->getIntraTriangleIndex(pStart));
+      pNext = pFirst->getOppositeTriangle(incIndexBy2(kFirst));
+      pKnown = nullptr;
     }
     ZARN_ASSERT(pNext!=0 && pNext!=pFirst);
     pT = pNext;

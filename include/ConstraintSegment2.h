@@ -1,7 +1,6 @@
 #pragma once
 
 #include <iosfwd>
-#include <set>
 #include <vector>
 
 #include "Point2.h"
@@ -75,8 +74,6 @@ class ZARN2D_EXPORT ConstraintSegment2 {
   /// Sets the alive flag without touching the children.
   void setAlive() { bAlive = true; }
 
-  /// The owner with the lowest address, or null. Internal.
-  ConstraintGraph2* getFirstOwner() const { return sOwners.empty() ? nullptr : *sOwners.begin(); }
 
  private:
   friend ZARN2D_EXPORT std::ostream& operator<<(std::ostream& stream, const ConstraintSegment2& seg);
@@ -87,7 +84,7 @@ class ZARN2D_EXPORT ConstraintSegment2 {
   void attachChildren(Dt2* pDt2, Point2* pSplit);
 
   int label;
-  std::set<ConstraintGraph2*> sOwners;
+  std::vector<ConstraintGraph2*> sOwners;  // a set: sorted by address, no duplicates (usually one entry)
   Point2* p0;
   Point2* p1;
   ConstraintInsertionStrategy cis;
