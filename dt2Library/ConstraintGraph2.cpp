@@ -101,12 +101,15 @@ void ConstraintGraph2::learnSplitDescendants(ConstraintSegment2* pCSeg) {
 // and mCSegReverse holds the ring's reading directions.
 bool ConstraintGraph2::checkAndSortPolygon(std::vector<ConstraintSegment2*>& vCSegments) {
   if (vCSegments.size() < 3) return false;
-  std::multimap<Point2*, ConstraintSegment2*> mVtxSegments;
+  // Vertex -> touching segments, as a sorted vector (a multimap without a node per entry).
+  using VertexSegment = std::pair<Point2*, ConstraintSegment2*>;
+  std::vector<VertexSegment> vVtxSegments;
+  vVtxSegments.reserve(2 * vCSegments.size());
   Point2* pLowest(nullptr);
   double minX(std::numeric_limits<double>::max()), minY(std::numeric_limits<double>::max());
   for (ConstraintSegment2* pCSeg : vCSegments) {
     for (Point2* p : {pCSeg->getSrc(), pCSeg->getTrg()}) {
-      mVtxSegments.emplace(p, pCSeg);
+      vVtxSegments.emplace_back(p, pCSeg);
       if (p->x() < minX || (p->x() == minX && p->y() < minY)) {
         minX = p->x();
         minY = p->y();
@@ -114,10 +117,20 @@ bool ConstraintGraph2::checkAndSortPolygon(std::vector<ConstraintSegment2*>& vCS
       }
     }
   }
-  if (pLowest == nullptr || mVtxSegments.count(pLowest) != 2) return false;
-  auto range(mVtxSegments.equal_range(pLowest));
-  ConstraintSegment2* s0(range.first->second);
-  ConstraintSegment2* s1(std::next(range.first)->second);
+  std::stable_sort(vVtxSegments.begin(), vVtxSegments.end(),
+                   [](const VertexSegment& a, const VertexSegment& b) { return a.first < b.first; });
+  const auto segmentsAt = [&vVtxSegments](Point2* p) {
+    const auto first(std::lower_bound(vVtxSegments.begin(), vVtxSegments.end(), p,
+                                      [](const VertexSegment& entry, const Point2* q) { return entry.first < q; }));
+    auto last(first);
+    while (last != vVtxSegments.end() && last->first == p) ++last;
+    return std::make_pair(first, last);
+  };
+  if (pLowest == nullptr) return false;
+  const auto atLowest(segmentsAt(pLowest));
+  if (atLowest.second - atLowest.first != 2) return false;
+  ConstraintSegment2* s0(atLowest.first->second);
+  ConstraintSegment2* s1(std::next(atLowest.first)->second);
   Point2* a(otherEnd(s0, pLowest));
   Point2* b(otherEnd(s1, pLowest));
   const Orientation2 ori(pDt2->getPredicates().getOrientation(*b, *pLowest, *a));
@@ -129,10 +142,10 @@ bool ConstraintGraph2::checkAndSortPolygon(std::vector<ConstraintSegment2*>& vCS
   for (;;) {
     Point2* pFar(otherEnd(pCur, pNear));
     vRing.push_back(pCur);
-    mReverse[pCur] = (pCur->getSrc() == pFar);
+    mReverse.emplace(pCur, pCur->getSrc() == pFar);
     if (pFar == pLowest) break;
-    if (mVtxSegments.count(pFar) != 2) return false;
-    auto candidates(mVtxSegments.equal_range(pFar));
+    const auto candidates(segmentsAt(pFar));
+    if (candidates.second - candidates.first != 2) return false;
     ConstraintSegment2* pNext(nullptr);
     int candidateNumber(0);
     for (auto it = candidates.first; it != candidates.second; ++it) {
