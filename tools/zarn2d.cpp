@@ -1,15 +1,19 @@
 // zarn2d: the command-line tool. Triangulates a point set (from a file or the built-in demo),
-// prints counts and timings, checks, and writes the result in the library's formats.
+// inserts constraint segments, prints counts and timings, checks, and writes the result in the
+// library's formats.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <iostream>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "ConstraintMgr.h"
+#include "Dt2.h"
 #include "Zarn_2D.h"
 #include "commands.h"
+#include "constraintInput.h"
 
 using namespace KORA_ZARN2D;
 
@@ -27,19 +31,45 @@ const char* const kUsage =
     "Without POINTFILE the demo input is used: random points in the unit square plus a circle.\n"
     "\n"
     "Options:\n"
-    "  --demo N             number of random demo points (default 100000)\n"
+    "  --demo N             number of random demo points (default 100000); --demo 0 together with\n"
+    "                       --segments or --demo-constraints drops the demo points and the circle:\n"
+    "                       only the segment endpoints are triangulated\n"
     "  --threads N          threads for bulk insertion (0: all hardware threads; default 1)\n"
     "  --single             insert the points one by one instead of in bulk\n"
-    "  --remove N           remove every N-th vertex after the triangulation\n"
-    "  --check              run the exact validity check (topology, orientation, Delaunay property)\n"
+    "  --remove N           remove every N-th vertex after the triangulation and the constraints;\n"
+    "                       vertices on constraint edges are kept\n"
+    "  --check              run the exact validity check (topology, orientation, Delaunay property;\n"
+    "                       every constraint piece must be an edge and is exempt from the Delaunay test)\n"
     "  --stats              print statistics (area, edge lengths, angles)\n"
     "  --obj FILE           write the triangles as a Wavefront OBJ file\n"
     "  --web DIR            write a web page with a 3D viewer of the triangulation into DIR\n"
-    "  --ps FILE            draw the triangulation as PostScript\n"
-    "  --svg FILE           draw the triangulation as SVG\n"
+    "  --ps FILE            draw the triangulation as PostScript, constraint pieces red on top\n"
+    "  --svg FILE           draw the triangulation as SVG, constraint pieces red on top\n"
     "  --write-bin FILE     write the vertices as a binary point file\n"
     "  --write-ascii FILE   write the vertices as a text point file\n"
-    "  --help               show this text\n";
+    "  --help               show this text\n"
+    "\n"
+    "Constraints (inserted after the points, one constraint graph per file, in the order given):\n"
+    "  --segments FILE      insert the segments of FILE as one constraint graph; repeatable. FILE is a\n"
+    "                       binary segment file (types 21 and 31) or a text file with one segment\n"
+    "                       \"x0 y0 x1 y1\" per line; blank lines and lines starting with '#' are\n"
+    "                       skipped. A text line that is not exactly four numbers, or a file without\n"
+    "                       segments, is an error (exit status 1) and nothing is triangulated.\n"
+    "  --demo-constraints   insert two demo graphs: a closed star polygon of 1000 vertices at the\n"
+    "                       radius 0.35+0.05*sin(20t) around (0.5, 0.5), and 100 segments of length\n"
+    "                       0.1 that cross it (the same segments on every run)\n"
+    "  --conforming         conforming Delaunay insertion: segments are split by extra vertices until\n"
+    "                       every piece is a Delaunay edge (default: constrained Delaunay, no extra\n"
+    "                       vertices except where constraints cross)\n"
+    "  --oriented           keep the direction of every segment (source to target) in its graph\n"
+    "  --write-constraints BASE\n"
+    "                       write the alive pieces of graph i (from 0) as the binary segment file\n"
+    "                       BASE_c<i>_con.bin\n"
+    "After the constraint step (endpoint and segment insertion, timed together) the tool prints the\n"
+    "counts of vertices, triangles, constraint graphs, alive constraint pieces (the constraint edges\n"
+    "now in the triangulation) and split segments (segments that were replaced by two pieces: where\n"
+    "constraints cross, where a vertex lies on them, and, with --conforming, to make pieces Delaunay).\n"
+    "--conforming, --oriented and --write-constraints need --segments or --demo-constraints.\n";
 
 struct Options {
   std::string pointFile;
@@ -50,6 +80,13 @@ struct Options {
   bool bCheck = false;
   bool bStats = false;
   std::string objFile, webDir, psFile, svgFile, binFile, asciiFile;
+  std::vector<std::string> vSegmentFiles;
+  bool bDemoConstraints = false;
+  bool bConforming = false;
+  bool bOriented = false;
+  std::string constraintBase;
+
+  bool hasConstraints() const { return !vSegmentFiles.empty() || bDemoConstraints; }
 };
 
 bool parseUnsigned(const char* text, unsigned int& value) {
@@ -78,6 +115,15 @@ int parseOptions(int argc, char** argv, Options& opt) {
       opt.bCheck = true;
     } else if (arg == "--stats") {
       opt.bStats = true;
+    } else if (arg == "--demo-constraints") {
+      opt.bDemoConstraints = true;
+    } else if (arg == "--conforming") {
+      opt.bConforming = true;
+    } else if (arg == "--oriented") {
+      opt.bOriented = true;
+    } else if (arg == "--segments") {
+      if (!needValue()) return 1;
+      opt.vSegmentFiles.push_back(argv[++i]);
     } else if (arg == "--demo" || arg == "--threads" || arg == "--remove") {
       unsigned int value(0);
       if (!needValue()) return 1;
@@ -89,10 +135,11 @@ int parseOptions(int argc, char** argv, Options& opt) {
       if (arg == "--threads") opt.numThreads = static_cast<int>(value);
       if (arg == "--remove") opt.removeEvery = value;
     } else if (arg == "--obj" || arg == "--web" || arg == "--ps" || arg == "--svg" || arg == "--write-bin" ||
-               arg == "--write-ascii") {
+               arg == "--write-ascii" || arg == "--write-constraints") {
       if (!needValue()) return 1;
       std::string& target(arg == "--obj" ? opt.objFile : arg == "--web" ? opt.webDir : arg == "--ps" ? opt.psFile
-                          : arg == "--svg" ? opt.svgFile : arg == "--write-bin" ? opt.binFile : opt.asciiFile);
+                          : arg == "--svg" ? opt.svgFile : arg == "--write-bin" ? opt.binFile
+                          : arg == "--write-ascii" ? opt.asciiFile : opt.constraintBase);
       target = argv[++i];
     } else if (!arg.empty() && arg[0] == '-') {
       std::cerr << "zarn2d: unknown option " << arg << " (see --help)" << std::endl;
@@ -104,20 +151,29 @@ int parseOptions(int argc, char** argv, Options& opt) {
       return 1;
     }
   }
+  if (!opt.hasConstraints()) {
+    const char* const pUnused(opt.bConforming ? "--conforming" : opt.bOriented ? "--oriented"
+                              : !opt.constraintBase.empty() ? "--write-constraints" : nullptr);
+    if (pUnused != nullptr) {
+      std::cerr << "zarn2d: " << pUnused << " needs --segments or --demo-constraints (see --help)" << std::endl;
+      return 1;
+    }
+  }
   return 0;
 }
 
 // A binary point file starts with the 32-bit type 20 or 30; anything else is read as text.
 bool isBinaryPointFile(const std::string& filename) {
-  std::ifstream file(filename, std::ios::binary);
-  unsigned char aHeader[4] = {0, 0, 0, 0};
-  if (!file.read(reinterpret_cast<char*>(aHeader), 4)) return false;
-  const int32_t type(static_cast<int32_t>(aHeader[0] | (aHeader[1] << 8) | (aHeader[2] << 16) | (static_cast<uint32_t>(aHeader[3]) << 24)));
+  const int32_t type(readFileType(filename));
   return type == 20 || type == 30;
 }
 
 bool loadPoints(const Options& opt, std::vector<Point2>& vPoints) {
   if (opt.pointFile.empty()) {
+    if (opt.numDemoPoints == 0 && opt.hasConstraints()) {
+      std::cout << "Demo input: no points, only the constraint endpoints" << std::endl;
+      return true;
+    }
     generateRandomPoints(opt.numDemoPoints, 0.0, 1.0, vPoints, 1);
     generateCircle(1000, 0.5, 0.5, 0.45, 0.45, vPoints);
     std::cout << "Demo input: " << opt.numDemoPoints << " random points in the unit square and 1000 points on a circle" << std::endl;
@@ -127,6 +183,41 @@ bool loadPoints(const Options& opt, std::vector<Point2>& vPoints) {
                                                   : readXY(opt.pointFile.c_str(), vPoints));
   if (bOk) std::cout << "Read " << vPoints.size() << " points from " << opt.pointFile << std::endl;
   return bOk;
+}
+
+// One entry per constraint graph: the segment files in the order given, then the demo graphs.
+bool loadConstraints(const Options& opt, std::vector<std::vector<Segment2>>& vGraphSegments) {
+  for (const std::string& filename : opt.vSegmentFiles) {
+    std::vector<Segment2> vSegments;
+    if (!readSegmentFile(filename, vSegments)) return false;
+    if (vSegments.empty()) {
+      std::cerr << "zarn2d: " << filename << " holds no segments; the segment file is rejected" << std::endl;
+      return false;
+    }
+    std::cout << "Read " << vSegments.size() << " segments from " << filename << std::endl;
+    vGraphSegments.push_back(std::move(vSegments));
+  }
+  if (opt.bDemoConstraints) {
+    const unsigned int kStarVertices(1000), kCrossing(100);
+    vGraphSegments.emplace_back();
+    vGraphSegments.emplace_back();
+    generateDemoConstraints(kStarVertices, kCrossing, vGraphSegments[vGraphSegments.size() - 2], vGraphSegments.back());
+    std::cout << "Demo constraints: a star polygon of " << kStarVertices << " segments and " << kCrossing
+              << " random segments of length 0.1 crossing it" << std::endl;
+  }
+  return true;
+}
+
+void printCounts(Zarn_2D& dt, bool bWithConstraints) {
+  std::cout << "Vertices: " << dt.numberOfPoints() << ", triangles: " << dt.numberOfTriangles();
+  if (bWithConstraints) {
+    std::vector<ConstraintSegment2*> vAlive, vAll;
+    dt.getAliveConstraintSegments(vAlive);
+    dt.getAliveAndDeadConstraintSegments(vAll);
+    std::cout << ", constraint graphs: " << dt.getImpl()->getConstraintMgr()->getGraphs().size()
+              << ", alive constraint pieces: " << vAlive.size() << ", split segments: " << vAll.size() - vAlive.size();
+  }
+  std::cout << (dt.is2D() ? "" : " (all points are collinear: no triangles)") << std::endl;
 }
 
 void triangulate(Zarn_2D& dt, const Options& opt, int numCPU, const std::vector<Point2>& vPoints) {
@@ -141,21 +232,54 @@ void triangulate(Zarn_2D& dt, const Options& opt, int numCPU, const std::vector<
             << " s" << std::endl;
 }
 
+void insertConstraints(Zarn_2D& dt, const Options& opt, std::vector<std::vector<Segment2>>& vGraphSegments) {
+  const ConstraintInsertionStrategy cis(opt.bConforming ? CIS_CONFORMING_DELAUNAY : CIS_CONSTRAINED_DELAUNAY);
+  timer("[quiet] constraints");
+  for (std::vector<Segment2>& vSegments : vGraphSegments) dt.createConstraint(vSegments, cis, opt.bOriented);
+  const double elapsed(timer("[quiet] constraints"));
+  std::cout << "Constraint insertion (" << (opt.bConforming ? "conforming" : "constrained") << " Delaunay"
+            << (opt.bOriented ? ", oriented segments" : "") << "): " << elapsed << " s" << std::endl;
+}
+
+// Vertices on constraint edges stay: the library refuses to remove segment endpoints (with a
+// warning each), and split vertices hold the pieces together.
 void removeEveryNth(Zarn_2D& dt, unsigned int n) {
   std::vector<Point2*> vVertices;
   dt.getVertexPointers(vVertices);
   timer("[quiet] removal");
-  size_t numRemoved(0);
-  for (size_t i = 0; i < vVertices.size(); i += n, ++numRemoved) dt.remove(vVertices[i]);
-  std::cout << "Removed " << numRemoved << " vertices: " << timer("[quiet] removal") << " s" << std::endl;
+  size_t numRemoved(0), numKept(0);
+  for (size_t i = 0; i < vVertices.size(); i += n) {
+    if (dt.isConstraint(vVertices[i])) {
+      ++numKept;
+    } else {
+      dt.remove(vVertices[i]);
+      ++numRemoved;
+    }
+  }
+  const double elapsed(timer("[quiet] removal"));
+  std::cout << "Removed " << numRemoved << " vertices";
+  if (numKept > 0) std::cout << " (" << numKept << " constraint vertices kept)";
+  std::cout << ": " << elapsed << " s" << std::endl;
+}
+
+// The triangles, and the alive constraint pieces in a colour of their own on top.
+bool draw(Zarn_2D& dt, const std::string& filename) {
+  Visualizer2 vis;
+  dt.show(&vis, false);
+  std::vector<ConstraintSegment2*> vPieces;
+  dt.getAliveConstraintSegments(vPieces);
+  const Color constraintColor(CRED, 1.0);
+  for (const ConstraintSegment2* pCSeg : vPieces) vis.addSegment(*pCSeg->getSrc(), *pCSeg->getTrg(), constraintColor);
+  return vis.write(filename);
 }
 
 bool writeOutputs(Zarn_2D& dt, const Options& opt) {
   bool bOk(true);
   if (!opt.objFile.empty()) dt.writeObj(opt.objFile);
   if (!opt.webDir.empty()) dt.writeWebScene(opt.webDir.c_str());
-  if (!opt.psFile.empty()) dt.show(opt.psFile, true);
-  if (!opt.svgFile.empty()) dt.show(opt.svgFile, true);
+  if (!opt.psFile.empty()) bOk &= draw(dt, opt.psFile);
+  if (!opt.svgFile.empty()) bOk &= draw(dt, opt.svgFile);
+  if (!opt.constraintBase.empty()) dt.getImpl()->getConstraintMgr()->writeConstraintsBIN(opt.constraintBase);
   if (!opt.binFile.empty() || !opt.asciiFile.empty()) {
     std::vector<Point2*> vVertices;
     dt.getVertexPointers(vVertices);
@@ -174,16 +298,24 @@ int main(int argc, char** argv) {
   if (parseResult != 0) return parseResult == 2 ? 0 : 1;
   std::cout << getZarn2DVersion() << std::endl;
   std::vector<Point2> vPoints;
-  if (!loadPoints(opt, vPoints)) return 1;
+  std::vector<std::vector<Segment2>> vGraphSegments;
+  if (!loadConstraints(opt, vGraphSegments) || !loadPoints(opt, vPoints)) return 1;
 
-  Zarn_2D dt(static_cast<unsigned int>(vPoints.size()));
+  size_t numExpected(vPoints.size());
+  for (const std::vector<Segment2>& vSegments : vGraphSegments) numExpected += 2 * vSegments.size();
+  Zarn_2D dt(static_cast<unsigned int>(numExpected));
   const int numCPU(dt.setNumCPU(opt.numThreads));
-  triangulate(dt, opt, numCPU, vPoints);
-  std::cout << "Vertices: " << dt.numberOfPoints() << ", triangles: " << dt.numberOfTriangles()
-            << (dt.is2D() ? "" : " (all points are collinear: no triangles)") << std::endl;
+  if (!vPoints.empty() || !opt.hasConstraints()) {
+    triangulate(dt, opt, numCPU, vPoints);
+    printCounts(dt, false);
+  }
+  if (opt.hasConstraints()) {
+    insertConstraints(dt, opt, vGraphSegments);
+    printCounts(dt, true);
+  }
   if (opt.removeEvery > 0) {
     removeEveryNth(dt, opt.removeEvery);
-    std::cout << "Vertices: " << dt.numberOfPoints() << ", triangles: " << dt.numberOfTriangles() << std::endl;
+    printCounts(dt, opt.hasConstraints());
   }
   bool bOk(true);
   if (opt.bCheck) bOk &= dt.checkValidity(true, opt.pointFile.empty() ? "demo" : opt.pointFile);

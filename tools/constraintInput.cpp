@@ -1,0 +1,100 @@
+// Input of the zarn2d tool: file type detection, segment files and the constraint demo.
+#include "constraintInput.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+using namespace KORA_ZARN2D;
+
+namespace {
+
+bool isSkippedLine(const std::string& line) {
+  const size_t first(line.find_first_not_of(" \t\r"));
+  return first == std::string::npos || line[first] == '#';
+}
+
+/// The start of a line for a message, anything unprintable shown as '?'.
+std::string quoteable(const std::string& line) {
+  const size_t kMaxShown(60);
+  std::string shown(line.substr(0, kMaxShown));
+  for (char& c : shown) {
+    if (!std::isprint(static_cast<unsigned char>(c))) c = '?';
+  }
+  return line.size() > kMaxShown ? shown + "..." : shown;
+}
+
+bool readSegmentsText(const std::string& filename, std::vector<Segment2>& vSegments) {
+  std::ifstream file(filename);
+  if (!file) {
+    std::cerr << "zarn2d: " << filename << " can't be read" << std::endl;
+    return false;
+  }
+  std::vector<Segment2> vRead;
+  std::string line;
+  for (int lineNumber = 1; std::getline(file, line); ++lineNumber) {
+    if (isSkippedLine(line)) continue;
+    std::istringstream fields(line);
+    double x0, y0, x1, y1;
+    std::string rest;
+    // Stream extraction fails on "nan", "inf" and on overflow, so every accepted value is finite.
+    if (!(fields >> x0 >> y0 >> x1 >> y1) || (fields >> rest)) {
+      std::cerr << "zarn2d: " << filename << ", line " << lineNumber << ": expected four numbers \"x0 y0 x1 y1\", got \""
+                << quoteable(line) << "\"; the segment file is rejected" << std::endl;
+      return false;
+    }
+    vRead.emplace_back(Point2(x0, y0), Point2(x1, y1));
+  }
+  vSegments.insert(vSegments.end(), vRead.begin(), vRead.end());
+  return true;
+}
+
+}  // namespace
+
+int32_t readFileType(const std::string& filename) {
+  std::ifstream file(filename, std::ios::binary);
+  unsigned char aHeader[4] = {0, 0, 0, 0};
+  if (!file.read(reinterpret_cast<char*>(aHeader), 4)) return 0;
+  return static_cast<int32_t>(aHeader[0] | (aHeader[1] << 8) | (aHeader[2] << 16) | (static_cast<uint32_t>(aHeader[3]) << 24));
+}
+
+bool readSegmentFile(const std::string& filename, std::vector<Segment2>& vSegments) {
+  const int32_t type(readFileType(filename));
+  if (type == 21 || type == 31) return readSegmentsBIN(filename.c_str(), vSegments);
+  return readSegmentsText(filename, vSegments);
+}
+
+void generateDemoConstraints(unsigned int numStarVertices, unsigned int numCrossing, std::vector<Segment2>& vStar,
+                             std::vector<Segment2>& vCrossing) {
+  const double kPi(3.14159265358979323846);
+  const double kCentre(0.5), kLength(0.1);
+  std::vector<Point2> vCorners;
+  vCorners.reserve(numStarVertices);
+  for (unsigned int i = 0; i < numStarVertices; ++i) {
+    const double t(2.0 * kPi * i / numStarVertices);
+    const double radius(0.35 + 0.05 * std::sin(20.0 * t));
+    vCorners.emplace_back(kCentre + radius * std::cos(t), kCentre + radius * std::sin(t));
+  }
+  // The ring is closed with the very same corner values, so the last edge ends exactly at the first vertex.
+  for (unsigned int i = 0; i < numStarVertices; ++i) vStar.emplace_back(vCorners[i], vCorners[(i + 1) % numStarVertices]);
+  if (numStarVertices < 2 || numCrossing == 0) return;
+
+  // Four numbers per segment: the star edge, the position on it, the direction, and how much of
+  // the segment lies before the crossing (kept within 10% to 90% so that it really crosses).
+  std::vector<double> vRandom;
+  generateRandomNumbers(4 * numCrossing, 0.0, 1.0, vRandom, 20240611u);
+  for (unsigned int j = 0; j < numCrossing; ++j) {
+    const double* aR(&vRandom[4 * j]);
+    const unsigned int edge(std::min(static_cast<unsigned int>(aR[0] * numStarVertices), numStarVertices - 1));
+    const Point2& a(vCorners[edge]);
+    const Point2& b(vCorners[(edge + 1) % numStarVertices]);
+    const double crossX(a.x() + aR[1] * (b.x() - a.x())), crossY(a.y() + aR[1] * (b.y() - a.y()));
+    const double angle(2.0 * kPi * aR[2]);
+    const double dx(kLength * std::cos(angle)), dy(kLength * std::sin(angle));
+    const double before(0.1 + 0.8 * aR[3]), after(1.0 - before);
+    vCrossing.emplace_back(Point2(crossX - before * dx, crossY - before * dy), Point2(crossX + after * dx, crossY + after * dy));
+  }
+}
