@@ -1,0 +1,1021 @@
+// Constraint graphs and the constraint manager: polygon recognition and the counterclockwise
+// ring, reading directions of directed and undirected input, the bookkeeping of split pieces
+// (ring vertices, direct children, membership), conforming subdivision by makeDelaunay, shared
+// segments, the insertion passes, and the constraint dumps. Every change of a triangulation is
+// followed by the library's validity check.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "ConstraintMgr.h"
+#include "Dt2.h"
+#include "dt2_test_support.h"
+#include "test_support.h"
+
+using namespace KORA_ZARN2D;
+using namespace dt2test;
+
+namespace {
+
+/// Bulk-inserts vPoints (and checks the result); their vertices in input order.
+std::vector<Point2*> insertPoints(Zarn_2D& dt, const std::vector<Point2>& vPoints) {
+  std::vector<Point2*> vHandles;
+  dt.insert(vPoints, vHandles);
+  EXPECT_TRUE(libraryCheckValidity(dt));
+  return vHandles;
+}
+
+bool isEdge(const Zarn_2D& dt, const Point2* a, const Point2* b) {
+  return dt.getAdjacentTriangle(const_cast<Point2*>(a), const_cast<Point2*>(b)) != nullptr ||
+         dt.getAdjacentTriangle(const_cast<Point2*>(b), const_cast<Point2*>(a)) != nullptr;
+}
+
+bool touches(const ConstraintSegment2* pCSeg, const Point2* p) { return pCSeg->getSrc() == p || pCSeg->getTrg() == p; }
+
+/// The vertex at which pGraph starts reading pCSeg.
+Point2* readingStart(const ConstraintGraph2* pGraph, ConstraintSegment2* pCSeg) {
+  return pGraph->isReverse(pCSeg) ? pCSeg->getTrg() : pCSeg->getSrc();
+}
+
+/// Segments from vPoints[i] to vPoints[i+1]; closed: also from the last point to the first.
+std::vector<Segment2> chain(const std::vector<Point2>& vPoints, bool bClosed) {
+  std::vector<Segment2> vSegments;
+  for (size_t i = 0; i + 1 < vPoints.size(); ++i) vSegments.emplace_back(vPoints[i], vPoints[i + 1]);
+  if (bClosed) vSegments.emplace_back(vPoints.back(), vPoints.front());
+  return vSegments;
+}
+
+ConstraintGraph2* constrain(Zarn_2D& dt, std::vector<Segment2> vSegments, bool bOriented = false,
+                            ConstraintInsertionStrategy cis = CIS_CONSTRAINED_DELAUNAY) {
+  return dt.createConstraint(vSegments, cis, bOriented);
+}
+
+std::vector<Point2*> polygonVertices(ConstraintGraph2* pGraph) {
+  std::vector<Point2*> vVertices;
+  pGraph->getPolygonVertices(vVertices);
+  return vVertices;
+}
+
+std::vector<ConstraintSegment2*> originals(const ConstraintGraph2* pGraph) {
+  std::vector<ConstraintSegment2*> vCSegments;
+  pGraph->getOriginalConstraintSegments(vCSegments);
+  return vCSegments;
+}
+
+std::vector<ConstraintSegment2*> pieces(const ConstraintGraph2* pGraph) {
+  std::vector<ConstraintSegment2*> vCSegments;
+  pGraph->getChildConstraintSegments(vCSegments);
+  return vCSegments;
+}
+
+/// Twice the signed area of a closed ring: positive when counterclockwise.
+double twiceSignedArea(const std::vector<Point2>& vRing) {
+  double sum(0.0);
+  for (size_t i = 0; i < vRing.size(); ++i) {
+    const Point2& a(vRing[i]);
+    const Point2& b(vRing[(i + 1) % vRing.size()]);
+    sum += a.x() * b.y() - b.x() * a.y();
+  }
+  return sum;
+}
+
+/// Exactly one of the triangles beside the edge {p, q} sees the apex of the other strictly inside
+/// its circumcircle (an independent exact test).
+bool isEncroached(const Zarn_2D& dt, Point2* p, Point2* q) {
+  Triangle2* pLeft(dt.getAdjacentTriangle(p, q));
+  Triangle2* pRight(dt.getAdjacentTriangle(q, p));
+  if (pLeft == nullptr || pRight == nullptr) return false;
+  const auto apex = [](Triangle2* pT, const Point2* a, const Point2* b) {
+    for (int i = 0; i < 3; ++i) {
+      if (pT->getCorner(i) != a && pT->getCorner(i) != b) return pT->getCorner(i);
+    }
+    return static_cast<Point2*>(nullptr);
+  };
+  const auto inside = [](Triangle2* pT, const Point2* pD) {
+    return exactInCircle(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2), *pD) > 0;
+  };
+  return inside(pLeft, apex(pRight, p, q)) || inside(pRight, apex(pLeft, p, q));
+}
+
+/// Runs action, expects a ZarnException and returns what was printed on the way.
+std::string outputOfFailedAssertion(const std::function<void()>& action) {
+  bool bThrown(false);
+  const std::string out(zarn_test::captureStdout([&] {
+    try {
+      action();
+    } catch (const ZarnException&) {
+      bThrown = true;
+    }
+  }));
+  EXPECT_TRUE(bThrown) << "no ZarnException; output:\n" << out;
+  return out;
+}
+
+std::string failedCondition(const std::string& condition) {
+  return "Zarn, , ERROR: Condition [ " + condition + " failed ]";
+}
+
+std::string errorLine(const std::string& where, const std::string& msg) {
+  return "      [Zarn2D-Message] " + where + ", ERROR: " + msg;
+}
+
+/// The library's check finds exactly one defect: an alive constraint segment that is no edge.
+void expectOnlyDefectIsTheUnplacedSegment(Zarn_2D& dt) {
+  bool bValid(true);
+  const std::string report(zarn_test::captureStdout([&] { bValid = dt.checkValidity(true, "unplaced segment"); }));
+  EXPECT_FALSE(bValid);
+  EXPECT_EQ(countLinesContaining(report, "defect: "), 1u) << report;
+  EXPECT_EQ(countLinesContaining(report, "defect: alive constraint segment is not an edge"), 1u) << report;
+}
+
+/// A fresh directory under the system's temporary directory, removed with its content.
+class TempDir {
+ public:
+  TempDir() {
+    const ::testing::TestInfo* pInfo(::testing::UnitTest::GetInstance()->current_test_info());
+    path = std::filesystem::temp_directory_path() /
+           ("zarn_constraint_graphs_" + std::to_string(::getpid()) + "_" + (pInfo != nullptr ? pInfo->name() : "x"));
+    std::filesystem::remove_all(path);
+    std::filesystem::create_directories(path);
+  }
+  ~TempDir() {
+    std::error_code ec;
+    std::filesystem::remove_all(path, ec);
+  }
+  std::filesystem::path path;
+};
+
+}  // namespace
+
+// ----- Polygon recognition -----------------------------------------------------------------
+
+TEST(ConstraintGraphPolygon, TriangleInAnyOrderAndDirectionIsTheSameCounterclockwiseRing) {
+  const Point2 P(0, 0), Q(4, 1), R(1, 3);
+  ASSERT_EQ(exactOrientation(P, Q, R), 1);
+  Zarn_2D dt;
+  const std::vector<Point2*> v(insertPoints(dt, {Q, R, P}));
+  Point2 *pQ(v[0]), *pR(v[1]), *pP(v[2]);
+  const std::array<std::pair<Point2, Point2>, 3> aEdges{{{P, Q}, {Q, R}, {R, P}}};
+  std::array<int, 3> aOrder{{0, 1, 2}};
+  int numGraphs(0);
+  do {
+    for (int flips = 0; flips < 8; ++flips) {
+      std::vector<Segment2> vSegments;
+      for (int k : aOrder) {
+        const bool bFlip((flips >> k) & 1);
+        vSegments.emplace_back(bFlip ? aEdges[k].second : aEdges[k].first, bFlip ? aEdges[k].first : aEdges[k].second);
+      }
+      SCOPED_TRACE("order " + std::to_string(aOrder[0]) + std::to_string(aOrder[1]) + std::to_string(aOrder[2]) + ", flips " +
+                   std::to_string(flips));
+      ConstraintGraph2* pGraph(constrain(dt, vSegments));
+      ++numGraphs;
+      ASSERT_NE(pGraph, nullptr);
+      ASSERT_TRUE(libraryCheckValidity(dt));
+      EXPECT_FALSE(pGraph->isOriented());
+      ASSERT_TRUE(pGraph->isPolygon());
+      const std::vector<Point2*> vRing(polygonVertices(pGraph));
+      EXPECT_EQ(vRing, (std::vector<Point2*>{pP, pQ, pR}));
+      const std::vector<ConstraintSegment2*> vRingSegments(originals(pGraph));
+      ASSERT_EQ(vRingSegments.size(), 3u);
+      EXPECT_EQ(vRingSegments[0], dt.getConstraintSegment(pP, pQ));
+      EXPECT_EQ(vRingSegments[1], dt.getConstraintSegment(pQ, pR));
+      EXPECT_EQ(vRingSegments[2], dt.getConstraintSegment(pR, pP));
+      for (size_t i = 0; i < 3; ++i) EXPECT_EQ(readingStart(pGraph, vRingSegments[i]), vRing[i]);
+    }
+  } while (std::next_permutation(aOrder.begin(), aOrder.end()));
+  EXPECT_EQ(dt.getConstraintSegment(pP, pQ)->getNumberOfOwners(), static_cast<unsigned>(numGraphs));
+  std::vector<ConstraintSegment2*> vAll;
+  dt.getAliveAndDeadConstraintSegments(vAll);
+  EXPECT_EQ(vAll.size(), 3u);
+}
+
+// The ring starts at the smallest x, and among equal x at the smallest y; not at the smallest y.
+TEST(ConstraintGraphPolygon, RingStartsAtTheSmallestXThenSmallestY) {
+  struct Case {
+    std::vector<Point2> vCcwRing;  // counterclockwise, starting at the expected first vertex
+  };
+  const std::vector<Case> vCases{
+      {{Point2(0, 0), Point2(3, 0), Point2(3, 2), Point2(0, 2)}},          // tie in x: (0,0) before (0,2)
+      {{Point2(0, 5), Point2(2, 0), Point2(4, 6)}},                        // lowest x is not lowest y
+      {{Point2(-1, 1), Point2(0, -3), Point2(2, 0), Point2(0, 0.5)}},      // non-convex at (0,0.5)
+      {{Point2(1, -2), Point2(5, -2), Point2(5, 2), Point2(3, 0), Point2(1, 2)}},  // tie in x, reflex corner
+  };
+  for (const Case& c : vCases) {
+    ASSERT_GT(twiceSignedArea(c.vCcwRing), 0.0);
+    Zarn_2D dt;
+    std::vector<Point2> vCw(c.vCcwRing.rbegin(), c.vCcwRing.rend());
+    const std::vector<Point2*> v(insertPoints(dt, vCw));
+    for (const std::vector<Point2>& vInput : {vCw, c.vCcwRing}) {
+      ConstraintGraph2* pGraph(constrain(dt, chain(vInput, true)));
+      ASSERT_TRUE(libraryCheckValidity(dt));
+      ASSERT_TRUE(pGraph->isPolygon());
+      const std::vector<Point2> vRing(positionsOf(polygonVertices(pGraph)));
+      ASSERT_EQ(vRing.size(), c.vCcwRing.size());
+      for (size_t i = 0; i < vRing.size(); ++i) EXPECT_TRUE(sameXY(vRing[i], c.vCcwRing[i])) << i << ": " << vRing[i];
+    }
+  }
+}
+
+TEST(ConstraintGraphPolygon, ShuffledStarPolygonIsSortedIntoItsRing) {
+  // A ten-pointed star: every other vertex is reflex.
+  std::vector<Point2> vStar;
+  for (int k = 0; k < 20; ++k) {
+    const double r(k % 2 == 0 ? 10.0 : 4.0), angle(0.3 + k * M_PI / 10.0);
+    vStar.emplace_back(r * std::cos(angle), r * std::sin(angle));
+  }
+  ASSERT_GT(twiceSignedArea(vStar), 0.0);
+  const std::vector<Point2> vExpected(canonicalCycle(vStar));
+  Zarn_2D dt;
+  insertPoints(dt, vStar);
+  for (unsigned seed : {1u, 2u, 3u}) {
+    std::vector<Segment2> vSegments(chain(vStar, true));
+    shuffleWithSeed(vSegments, seed);
+    for (size_t i = 0; i < vSegments.size(); ++i) {
+      if ((i * 7 + seed) % 3 == 0) vSegments[i].swapSrcTrg();
+    }
+    ConstraintGraph2* pGraph(constrain(dt, vSegments));
+    ASSERT_TRUE(libraryCheckValidity(dt));
+    ASSERT_TRUE(pGraph->isPolygon()) << "seed " << seed;
+    const std::vector<Point2> vRing(positionsOf(polygonVertices(pGraph)));
+    ASSERT_EQ(vRing.size(), vExpected.size());
+    for (size_t i = 0; i < vRing.size(); ++i) EXPECT_TRUE(sameXY(vRing[i], vExpected[i])) << "seed " << seed << ", " << i;
+  }
+}
+
+TEST(ConstraintGraphPolygon, OpenCollinearOrBranchingChainsAreNoPolygons) {
+  struct Case {
+    const char* name;
+    std::vector<std::pair<Point2, Point2>> vSegments;
+  };
+  const Point2 L(0, 0), A(1, 1), B(2, 2), C(3, 0), D(3, 3), E(0, 3);
+  const std::vector<Case> vCases{
+      {"one segment", {{L, C}}},
+      {"two segments", {{L, C}, {C, D}}},
+      {"open chain of three", {{L, C}, {C, D}, {D, E}}},
+      {"lowest vertex collinear with both neighbours", {{L, A}, {A, C}, {C, B}, {B, L}}},
+      {"figure eight through an inner vertex",
+       {{Point2(0, 0), Point2(2, 2)}, {Point2(2, 2), Point2(0, 4)}, {Point2(0, 4), Point2(0, 0)}, {Point2(2, 2), Point2(4, 0)},
+        {Point2(4, 0), Point2(4, 4)}, {Point2(4, 4), Point2(2, 2)}}},
+      {"figure eight through the lowest vertex",
+       {{Point2(0, 0), Point2(3, 1)}, {Point2(3, 1), Point2(3, 3)}, {Point2(3, 3), Point2(0, 0)}, {Point2(0, 0), Point2(3, -1)},
+        {Point2(3, -1), Point2(3, -3)}, {Point2(3, -3), Point2(0, 0)}}},
+      {"two disjoint triangles",
+       {{Point2(0, 0), Point2(2, 0)}, {Point2(2, 0), Point2(1, 2)}, {Point2(1, 2), Point2(0, 0)}, {Point2(5, 0), Point2(7, 0)},
+        {Point2(7, 0), Point2(6, 2)}, {Point2(6, 2), Point2(5, 0)}}},
+  };
+  for (const Case& c : vCases) {
+    SCOPED_TRACE(c.name);
+    Zarn_2D dt;
+    insertPoints(dt, {Point2(-1, -4), Point2(8, -4), Point2(8, 5), Point2(-1, 5)});
+    std::vector<Segment2> vSegments;
+    for (const auto& ends : c.vSegments) vSegments.emplace_back(ends.first, ends.second);
+    for (bool bOriented : {false, true}) {
+      ConstraintGraph2* pGraph(constrain(dt, vSegments, bOriented));
+      ASSERT_NE(pGraph, nullptr);
+      ASSERT_TRUE(libraryCheckValidity(dt));
+      EXPECT_FALSE(pGraph->isPolygon());
+      EXPECT_EQ(pGraph->isOriented(), bOriented);
+      EXPECT_EQ(originals(pGraph).size(), c.vSegments.size());
+    }
+  }
+}
+
+// ----- Directed input ----------------------------------------------------------------------
+
+//   R (1,3)
+//            Q (4,1)
+//   P (0,0)
+class DirectedTriangle : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const std::vector<Point2*> v(insertPoints(dt, {P, Q, R}));
+    pP = v[0];
+    pQ = v[1];
+    pR = v[2];
+  }
+  ConstraintSegment2* seg(Point2* a, Point2* b) const { return dt.getConstraintSegment(a, b); }
+
+  const Point2 P{0, 0}, Q{4, 1}, R{1, 3};
+  Zarn_2D dt;
+  Point2 *pP = nullptr, *pQ = nullptr, *pR = nullptr;
+};
+
+TEST_F(DirectedTriangle, CounterclockwiseInputKeepsItsDirections) {
+  ConstraintGraph2* pGraph(constrain(dt, {Segment2(Q, R), Segment2(R, P), Segment2(P, Q)}, true));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  EXPECT_TRUE(pGraph->isOriented());
+  ASSERT_TRUE(pGraph->isPolygon());
+  EXPECT_EQ(originals(pGraph), (std::vector<ConstraintSegment2*>{seg(pP, pQ), seg(pQ, pR), seg(pR, pP)}));
+  EXPECT_EQ(readingStart(pGraph, seg(pP, pQ)), pP);
+  EXPECT_EQ(readingStart(pGraph, seg(pQ, pR)), pQ);
+  EXPECT_EQ(readingStart(pGraph, seg(pR, pP)), pR);
+  EXPECT_EQ(polygonVertices(pGraph), (std::vector<Point2*>{pP, pQ, pR}));
+}
+
+// A clockwise polygon: the ring is still sorted counterclockwise, but every segment is read in
+// the user's direction, and the ring vertices are the reading starts in ring order.
+TEST_F(DirectedTriangle, ClockwiseInputKeepsTheCounterclockwiseRingButTheUsersDirections) {
+  ConstraintGraph2* pGraph(constrain(dt, {Segment2(P, R), Segment2(R, Q), Segment2(Q, P)}, true));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  EXPECT_TRUE(pGraph->isOriented());
+  ASSERT_TRUE(pGraph->isPolygon());
+  EXPECT_EQ(originals(pGraph), (std::vector<ConstraintSegment2*>{seg(pP, pQ), seg(pQ, pR), seg(pR, pP)}));
+  EXPECT_EQ(readingStart(pGraph, seg(pP, pQ)), pQ);
+  EXPECT_EQ(readingStart(pGraph, seg(pQ, pR)), pR);
+  EXPECT_EQ(readingStart(pGraph, seg(pR, pP)), pP);
+  EXPECT_EQ(polygonVertices(pGraph), (std::vector<Point2*>{pQ, pR, pP}));
+
+  // The same segments undirected are read along the ring.
+  ConstraintGraph2* pUndirected(constrain(dt, {Segment2(P, R), Segment2(R, Q), Segment2(Q, P)}, false));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  EXPECT_EQ(readingStart(pUndirected, seg(pP, pQ)), pP);
+  EXPECT_EQ(polygonVertices(pUndirected), (std::vector<Point2*>{pP, pQ, pR}));
+}
+
+TEST_F(DirectedTriangle, DirectedPolylineKeepsInputOrderAndDirections) {
+  ConstraintGraph2* pGraph(constrain(dt, {Segment2(R, Q), Segment2(P, Q)}, true));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  EXPECT_FALSE(pGraph->isPolygon());
+  EXPECT_EQ(originals(pGraph), (std::vector<ConstraintSegment2*>{seg(pQ, pR), seg(pP, pQ)}));
+  EXPECT_EQ(readingStart(pGraph, seg(pQ, pR)), pR);
+  EXPECT_EQ(readingStart(pGraph, seg(pP, pQ)), pP);
+  // A segment of another graph has no direction in this one.
+  ASSERT_NE(constrain(dt, {Segment2(R, P)}), nullptr);
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  const std::string out(outputOfFailedAssertion([&] { pGraph->isReverse(seg(pR, pP)); }));
+  EXPECT_NE(out.find(failedCondition("q_it!=mCSegReverse.end()")), std::string::npos) << out;
+}
+
+// ----- Original and child segments ---------------------------------------------------------
+
+TEST(ConstraintGraphSegments, OriginalsInGraphOrderUnlessASegmentRepeats) {
+  Zarn_2D dt;
+  const std::vector<Point2> vChain{Point2(0, 0), Point2(2, 1), Point2(4, 0), Point2(6, 1), Point2(8, 0)};
+  const std::vector<Point2*> v(insertPoints(dt, vChain));
+  ConstraintGraph2* pFirst(constrain(dt, chain(vChain, false)));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  std::vector<ConstraintSegment2*> vSegments(originals(pFirst));
+  ASSERT_EQ(vSegments.size(), 4u);
+  for (size_t i = 0; i < 4; ++i) EXPECT_EQ(vSegments[i], dt.getConstraintSegment(v[i], v[i + 1]));
+
+  // Build a graph whose order is the reverse of the address order, so the two cannot agree.
+  std::sort(vSegments.begin(), vSegments.end(), [](const ConstraintSegment2* a, const ConstraintSegment2* b) { return a > b; });
+  std::vector<Segment2> vInput;
+  for (const ConstraintSegment2* pCSeg : vSegments) vInput.emplace_back(*pCSeg->getSrc(), *pCSeg->getTrg());
+  ConstraintGraph2* pDescending(constrain(dt, vInput));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  EXPECT_EQ(originals(pDescending), vSegments);
+
+  // Given twice (once in each direction): sorted by address, each once.
+  vInput.push_back(Segment2(vInput.front().getTrg(), vInput.front().getSrc()));
+  ConstraintGraph2* pRepeated(constrain(dt, vInput));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  std::vector<ConstraintSegment2*> vAscending(vSegments.rbegin(), vSegments.rend());
+  EXPECT_EQ(originals(pRepeated), vAscending);
+  EXPECT_EQ(vSegments.front()->getNumberOfOwners(), 3u);
+}
+
+TEST(ConstraintGraphSegments, ChildSegmentsAreTheAlivePiecesByAddressAppendedAndMadeUnique) {
+  Zarn_2D dt;
+  insertPoints(dt, {Point2(0, 0), Point2(8, 0), Point2(4, 4), Point2(4, -4)});
+  ConstraintGraph2* pGraph(constrain(dt, {Segment2(Point2(0, 0), Point2(8, 0)), Segment2(Point2(8, 0), Point2(4, 4))}));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  ConstraintGraph2* pCross(constrain(dt, {Segment2(Point2(4, 4), Point2(4, -4))}));  // splits the first at (4,0)
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  Point2* pMid(dt.insert(Point2(6, 2)));  // splits the second
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  ASSERT_NE(pMid, nullptr);
+
+  std::vector<ConstraintSegment2*> vAlive;
+  for (const ConstraintSegment2* pParent : originals(pGraph)) {
+    EXPECT_FALSE(pParent->isAlive());
+    std::vector<ConstraintSegment2*> vLeaves;
+    pParent->getChildrenRec(vLeaves);
+    vAlive.insert(vAlive.end(), vLeaves.begin(), vLeaves.end());
+  }
+  ASSERT_EQ(vAlive.size(), 4u);
+  std::sort(vAlive.begin(), vAlive.end());
+  EXPECT_EQ(pieces(pGraph), vAlive);
+
+  // The result is appended to the caller's content and then made unique as a whole.
+  const std::vector<ConstraintSegment2*> vCrossPieces(pieces(pCross));
+  ASSERT_EQ(vCrossPieces.size(), 2u);
+  std::vector<ConstraintSegment2*> vMixed{vAlive[2], vCrossPieces[0], vAlive[2]};
+  pGraph->getChildConstraintSegments(vMixed);
+  std::vector<ConstraintSegment2*> vExpected(vAlive);
+  vExpected.push_back(vCrossPieces[0]);
+  std::sort(vExpected.begin(), vExpected.end());
+  EXPECT_EQ(vMixed, vExpected);
+}
+
+// ----- Split pieces in a polygon -----------------------------------------------------------
+
+//   R (2,5)
+//          X (3.5,3.5) where C-D crosses Q-R
+//   C (3,3)               D (6,6) outside
+//                 Q (6,1)
+//   P (0,0)  S (3,0.5) on P-Q
+//
+// Three graphs over the same triangle: undirected, directed clockwise and directed
+// counterclockwise; then S is inserted on P-Q and the constraint C-D splits Q-R at X.
+class SplitTriangle : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const std::vector<Point2*> v(insertPoints(dt, {P, Q, R, Point2(3, 3), Point2(6, 6)}));
+    pP = v[0];
+    pQ = v[1];
+    pR = v[2];
+    pUndirected = constrain(dt, {Segment2(R, P), Segment2(Q, R), Segment2(P, Q)});
+    ASSERT_TRUE(libraryCheckValidity(dt));
+    pClockwise = constrain(dt, {Segment2(P, R), Segment2(R, Q), Segment2(Q, P)}, true);
+    ASSERT_TRUE(libraryCheckValidity(dt));
+    pCounterclockwise = constrain(dt, {Segment2(P, Q), Segment2(Q, R), Segment2(R, P)}, true);
+    ASSERT_TRUE(libraryCheckValidity(dt));
+    pPQ = dt.getConstraintSegment(pP, pQ);
+    pQR = dt.getConstraintSegment(pQ, pR);
+    pRP = dt.getConstraintSegment(pR, pP);
+    ASSERT_TRUE(pUndirected->isPolygon() && pClockwise->isPolygon() && pCounterclockwise->isPolygon());
+
+    pS = dt.insert(Point2(3, 0.5));
+    ASSERT_TRUE(libraryCheckValidity(dt));
+    pCrossing = constrain(dt, {Segment2(Point2(3, 3), Point2(6, 6))});
+    ASSERT_TRUE(libraryCheckValidity(dt));
+    ConstraintSegment2* pCD(originals(pCrossing).at(0));
+    ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr);
+    pCD->getChildrenAndSplitPoint(pKid0, pKid1, pX);
+    ASSERT_NE(pX, nullptr);
+    ASSERT_NEAR(pX->x(), 3.5, 1e-12);
+    ASSERT_NEAR(pX->y(), 3.5, 1e-12);
+    pPS = dt.getConstraintSegment(pP, pS);
+    pSQ = dt.getConstraintSegment(pS, pQ);
+    pQX = dt.getConstraintSegment(pQ, pX);
+    pXR = dt.getConstraintSegment(pX, pR);
+    ASSERT_TRUE(pPS != nullptr && pSQ != nullptr && pQX != nullptr && pXR != nullptr);
+  }
+
+  const Point2 P{0, 0}, Q{6, 1}, R{2, 5};
+  Zarn_2D dt;
+  Point2 *pP = nullptr, *pQ = nullptr, *pR = nullptr, *pS = nullptr, *pX = nullptr;
+  ConstraintSegment2 *pPQ = nullptr, *pQR = nullptr, *pRP = nullptr;
+  ConstraintSegment2 *pPS = nullptr, *pSQ = nullptr, *pQX = nullptr, *pXR = nullptr;
+  ConstraintGraph2 *pUndirected = nullptr, *pClockwise = nullptr, *pCounterclockwise = nullptr, *pCrossing = nullptr;
+};
+
+TEST_F(SplitTriangle, RingVerticesIncludeTheSplitVerticesBetweenTheEndsOfTheSplitPiece) {
+  EXPECT_FALSE(pPQ->isAlive());
+  EXPECT_FALSE(pQR->isAlive());
+  EXPECT_TRUE(pRP->isAlive());
+  EXPECT_TRUE(pUndirected->isPolygon());
+  EXPECT_EQ(polygonVertices(pUndirected), (std::vector<Point2*>{pP, pS, pQ, pX, pR}));
+  EXPECT_EQ(polygonVertices(pCounterclockwise), (std::vector<Point2*>{pP, pS, pQ, pX, pR}));
+  // Read clockwise piece by piece, listed in counterclockwise ring order of the parents.
+  EXPECT_EQ(polygonVertices(pClockwise), (std::vector<Point2*>{pQ, pS, pR, pX, pP}));
+  // The originals do not change with splits.
+  EXPECT_EQ(originals(pUndirected), (std::vector<ConstraintSegment2*>{pPQ, pQR, pRP}));
+  for (ConstraintSegment2* pPiece : {pPS, pSQ, pQX, pXR}) EXPECT_EQ(pPiece->getNumberOfOwners(), 3u);
+}
+
+TEST_F(SplitTriangle, DirectChildrenComeInReadingDirection) {
+  ConstraintSegment2 *pFirst(nullptr), *pSecond(nullptr);
+  pUndirected->getDirectChildren(pPQ, pFirst, pSecond);
+  EXPECT_EQ(pFirst, pPS);
+  EXPECT_EQ(pSecond, pSQ);
+  pClockwise->getDirectChildren(pPQ, pFirst, pSecond);
+  EXPECT_EQ(pFirst, pSQ);
+  EXPECT_EQ(pSecond, pPS);
+  pUndirected->getDirectChildren(pQR, pFirst, pSecond);
+  EXPECT_EQ(pFirst, pQX);
+  EXPECT_EQ(pSecond, pXR);
+  pClockwise->getDirectChildren(pQR, pFirst, pSecond);
+  EXPECT_EQ(pFirst, pXR);
+  EXPECT_EQ(pSecond, pQX);
+  // Whatever the parent's address order, the pieces are read on from the parent's reading start.
+  EXPECT_EQ(readingStart(pClockwise, pSQ), pQ);
+  EXPECT_EQ(readingStart(pClockwise, pPS), pS);
+  EXPECT_EQ(readingStart(pUndirected, pQX), pQ);
+  EXPECT_EQ(readingStart(pUndirected, pXR), pX);
+
+  // An alive segment has no children: both outputs become null.
+  pFirst = pPQ;
+  pSecond = pPQ;
+  pUndirected->getDirectChildren(pRP, pFirst, pSecond);
+  EXPECT_EQ(pFirst, nullptr);
+  EXPECT_EQ(pSecond, nullptr);
+}
+
+TEST_F(SplitTriangle, OnlyAliveMembersAreConstraintsOfTheGraph) {
+  for (ConstraintGraph2* pGraph : {pUndirected, pClockwise, pCounterclockwise}) {
+    EXPECT_FALSE(pGraph->isConstraint(pPQ));
+    EXPECT_FALSE(pGraph->isConstraint(pQR));
+    for (ConstraintSegment2* pPiece : {pPS, pSQ, pQX, pXR, pRP}) EXPECT_TRUE(pGraph->isConstraint(pPiece));
+    EXPECT_FALSE(pGraph->isConstraint(pP, pQ));
+    EXPECT_FALSE(pGraph->isConstraint(pR, pQ));
+    EXPECT_TRUE(pGraph->isConstraint(pS, pP));
+    EXPECT_TRUE(pGraph->isConstraint(pP, pS));
+    EXPECT_TRUE(pGraph->isConstraint(pX, pQ));
+    EXPECT_TRUE(pGraph->isConstraint(pP, pR));
+    // Alive, but another graph's.
+    for (ConstraintSegment2* pForeign : pieces(pCrossing)) {
+      EXPECT_FALSE(pGraph->isConstraint(pForeign));
+      EXPECT_FALSE(pGraph->isConstraint(pForeign->getSrc(), pForeign->getTrg()));
+    }
+    // Not even a segment.
+    EXPECT_FALSE(pGraph->isConstraint(pS, pR));
+  }
+  for (ConstraintSegment2* pForeign : pieces(pCrossing)) EXPECT_TRUE(pCrossing->isConstraint(pForeign));
+}
+
+// Graphs made of segments that are split already learn the pieces in their own direction.
+TEST_F(SplitTriangle, GraphOverAlreadySplitSegmentsKnowsTheirPieces) {
+  ConstraintGraph2* pLater(constrain(dt, {Segment2(Q, P), Segment2(P, R), Segment2(R, Q)}));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  ASSERT_TRUE(pLater->isPolygon());
+  EXPECT_EQ(originals(pLater), (std::vector<ConstraintSegment2*>{pPQ, pQR, pRP}));
+  EXPECT_EQ(polygonVertices(pLater), (std::vector<Point2*>{pP, pS, pQ, pX, pR}));
+  std::vector<ConstraintSegment2*> vPieces{pPS, pSQ, pQX, pXR, pRP};
+  std::sort(vPieces.begin(), vPieces.end());
+  EXPECT_EQ(pieces(pLater), vPieces);
+  for (ConstraintSegment2* pPiece : vPieces) {
+    EXPECT_TRUE(pLater->isConstraint(pPiece));
+    EXPECT_EQ(pPiece->getNumberOfOwners(), 4u);
+  }
+
+  ConstraintGraph2* pLaterClockwise(constrain(dt, {Segment2(Q, P), Segment2(P, R), Segment2(R, Q)}, true));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  EXPECT_EQ(polygonVertices(pLaterClockwise), (std::vector<Point2*>{pQ, pS, pR, pX, pP}));
+  ConstraintSegment2 *pFirst(nullptr), *pSecond(nullptr);
+  pLaterClockwise->getDirectChildren(pQR, pFirst, pSecond);
+  EXPECT_EQ(pFirst, pXR);
+  EXPECT_EQ(pSecond, pQX);
+
+  // A later split reaches the late graphs too.
+  Point2* pT(dt.insert(Point2(1, 2.5)));  // on R-P
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  EXPECT_EQ(polygonVertices(pLater), (std::vector<Point2*>{pP, pS, pQ, pX, pR, pT}));
+  EXPECT_EQ(polygonVertices(pLaterClockwise), (std::vector<Point2*>{pQ, pS, pR, pX, pP, pT}));
+}
+
+// LIBRARY BUG, kept disabled: a constraint inserted through an existing vertex M is split there;
+// when the piece on one side of M is an already split segment, the graph's split handler records
+// only the two direct children and never the pieces below the reused one. The ring then has
+// pieces without a direction: getPolygonVertices prints "BUG in ConstraintGraph2::getPolygonVertices"
+// and throws ("q_it!=mCSegReverse.end()"), and a later point on such a piece throws from the split
+// handler. Which side is reused depends on the vertex addresses (the walk starts at the lower
+// one), so both sides are tried.
+TEST(ConstraintGraphSplitBookkeeping, DISABLED_PolygonThroughAnAlreadySplitConstraintKeepsItsRing) {
+  for (double preSplitX : {1.0, 3.0}) {
+    SCOPED_TRACE("pre-split piece at x=" + std::to_string(preSplitX));
+    Zarn_2D dt;
+    insertPoints(dt, {Point2(0, 0), Point2(4, 0), Point2(2, 3), Point2(2, -1)});
+    const Point2 end(preSplitX < 2 ? Point2(0, 0) : Point2(4, 0));
+    ASSERT_NE(constrain(dt, {Segment2(end, Point2(2, 0))}), nullptr);
+    ASSERT_TRUE(libraryCheckValidity(dt));
+    ASSERT_NE(dt.insert(Point2(preSplitX, 0)), nullptr);
+    ASSERT_TRUE(libraryCheckValidity(dt));
+    ConstraintGraph2* pTriangle(constrain(dt, {Segment2(Point2(0, 0), Point2(4, 0)), Segment2(Point2(4, 0), Point2(2, 3)),
+                                               Segment2(Point2(2, 3), Point2(0, 0))}));
+    ASSERT_TRUE(libraryCheckValidity(dt));
+    ASSERT_TRUE(pTriangle->isPolygon());
+    std::vector<Point2*> vRing;
+    bool bThrown(false);
+    std::string out(zarn_test::captureStdout([&] {
+      try {
+        pTriangle->getPolygonVertices(vRing);
+      } catch (const ZarnException&) {
+        bThrown = true;
+      }
+    }));
+    ASSERT_FALSE(bThrown) << out;
+    const std::vector<Point2> vExpected{Point2(0, 0), Point2(1, 0), Point2(2, 0), Point2(3, 0), Point2(4, 0), Point2(2, 3)};
+    std::vector<Point2> vGot(positionsOf(vRing));
+    vGot.erase(std::remove_if(vGot.begin(), vGot.end(), [&](const Point2& p) { return p.x() == 4 - preSplitX && p.y() == 0; }),
+               vGot.end());
+    std::vector<Point2> vWant(vExpected);
+    vWant.erase(std::remove_if(vWant.begin(), vWant.end(), [&](const Point2& p) { return p.x() == 4 - preSplitX && p.y() == 0; }),
+                vWant.end());
+    ASSERT_EQ(vGot.size(), vWant.size());
+    for (size_t i = 0; i < vGot.size(); ++i) EXPECT_TRUE(sameXY(vGot[i], vWant[i])) << i;
+    out = zarn_test::captureStdout([&] {
+      try {
+        dt.insert(Point2(preSplitX + 0.5, 0));
+      } catch (const ZarnException&) {
+        bThrown = true;
+      }
+    });
+    ASSERT_FALSE(bThrown) << out;
+    EXPECT_TRUE(libraryCheckValidity(dt));
+  }
+}
+
+// ----- makeDelaunay ------------------------------------------------------------------------
+
+// A constraint A-B forced through close points above and below it: its pieces stay encroached
+// until they are short compared with the distance 0.4 of those points.
+class EncroachedConstraint : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::vector<Point2> vPoints{Point2(0, 0), Point2(16, 0)};
+    for (double x : {1.5, 5.5, 9.5, 13.5}) {
+      vPoints.emplace_back(x, 0.4);
+      vPoints.emplace_back(x + 0.25, -0.4);
+    }
+    insertPoints(dt, vPoints);
+    pGraph = constrain(dt, {Segment2(Point2(0, 0), Point2(16, 0))});
+    ASSERT_TRUE(libraryCheckValidity(dt));
+    ASSERT_EQ(pieces(pGraph).size(), 1u);
+    ASSERT_TRUE(isEncroached(dt, pieces(pGraph)[0]->getSrc(), pieces(pGraph)[0]->getTrg()));
+  }
+
+  // The pieces chain from (0,0) to (16,0) along the line y = 0, and every one is a constraint edge.
+  void expectPiecesCoverTheSegment() {
+    std::vector<std::pair<double, double>> vIntervals;
+    for (ConstraintSegment2* pPiece : pieces(pGraph)) {
+      EXPECT_TRUE(pPiece->isAlive());
+      EXPECT_TRUE(isEdge(dt, pPiece->getSrc(), pPiece->getTrg()));
+      EXPECT_TRUE(dt.isConstraint(pPiece->getSrc(), pPiece->getTrg()));
+      EXPECT_EQ(pPiece->getSrc()->y(), 0.0);
+      EXPECT_EQ(pPiece->getTrg()->y(), 0.0);
+      const double x0(pPiece->getSrc()->x()), x1(pPiece->getTrg()->x());
+      vIntervals.emplace_back(std::min(x0, x1), std::max(x0, x1));
+    }
+    std::sort(vIntervals.begin(), vIntervals.end());
+    ASSERT_FALSE(vIntervals.empty());
+    EXPECT_EQ(vIntervals.front().first, 0.0);
+    EXPECT_EQ(vIntervals.back().second, 16.0);
+    for (size_t i = 1; i < vIntervals.size(); ++i) EXPECT_EQ(vIntervals[i].first, vIntervals[i - 1].second);
+  }
+
+  Zarn_2D dt;
+  ConstraintGraph2* pGraph = nullptr;
+};
+
+TEST_F(EncroachedConstraint, SplitsUntilNoPieceIsEncroached) {
+  EXPECT_TRUE(pGraph->makeDelaunay(0.0));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  expectPiecesCoverTheSegment();
+  const std::vector<ConstraintSegment2*> vPieces(pieces(pGraph));
+  EXPECT_GT(vPieces.size(), 4u);
+  for (ConstraintSegment2* pPiece : vPieces) EXPECT_FALSE(isEncroached(dt, pPiece->getSrc(), pPiece->getTrg()));
+  // With no encroached constraint left the triangulation is plainly Delaunay.
+  std::vector<Point2*> vVertices;
+  dt.getVertexPointers(vVertices);
+  EXPECT_TRUE(isDelaunayTriangulationOf(dt, positionsOf(vVertices)));
+  // Nothing left to do.
+  const unsigned numPoints(dt.numberOfPoints());
+  EXPECT_TRUE(pGraph->makeDelaunay(0.0));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  EXPECT_EQ(dt.numberOfPoints(), numPoints);
+}
+
+TEST_F(EncroachedConstraint, PiecesShorterThanMinLengthStayEncroached) {
+  const unsigned numPoints(dt.numberOfPoints());
+  EXPECT_FALSE(pGraph->makeDelaunay(100.0));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  EXPECT_EQ(dt.numberOfPoints(), numPoints);
+  ASSERT_EQ(pieces(pGraph).size(), 1u);
+  EXPECT_TRUE(pieces(pGraph)[0]->isAlive());
+
+  const double minLength(3.0);
+  EXPECT_FALSE(pGraph->makeDelaunay(minLength));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  expectPiecesCoverTheSegment();
+  size_t numShortEncroached(0);
+  for (ConstraintSegment2* pPiece : pieces(pGraph)) {
+    const double length(std::fabs(pPiece->getTrg()->x() - pPiece->getSrc()->x()));
+    const bool bEncroached(isEncroached(dt, pPiece->getSrc(), pPiece->getTrg()));
+    if (length >= minLength) {
+      EXPECT_FALSE(bEncroached) << "piece of length " << length;
+    }
+    numShortEncroached += bEncroached && length < minLength;
+  }
+  EXPECT_GT(numShortEncroached, 0u);
+  EXPECT_GT(dt.numberOfPoints(), numPoints);
+}
+
+// ----- Constraint manager ------------------------------------------------------------------
+
+TEST(ConstraintMgrRegistry, OneSegmentPerVertexPairWhateverGraphOrDirection) {
+  Zarn_2D dt;
+  const Point2 A(0, 0), B(5, 1);
+  const std::vector<Point2*> v(insertPoints(dt, {A, B, Point2(2, 4), Point2(3, -3)}));
+  ConstraintGraph2* pForward(constrain(dt, {Segment2(A, B)}));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  ConstraintGraph2* pBackward(constrain(dt, {Segment2(B, A)}, true));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  ConstraintGraph2* pTwice(constrain(dt, {Segment2(A, B), Segment2(B, A)}));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  ConstraintSegment2* pSeg(dt.getConstraintSegment(v[0], v[1]));
+  ASSERT_NE(pSeg, nullptr);
+  EXPECT_EQ(dt.getConstraintSegment(v[1], v[0]), pSeg);
+  EXPECT_EQ(pSeg->getNumberOfOwners(), 3u);
+  EXPECT_EQ(originals(pForward), std::vector<ConstraintSegment2*>{pSeg});
+  EXPECT_EQ(originals(pBackward), std::vector<ConstraintSegment2*>{pSeg});
+  EXPECT_EQ(originals(pTwice), std::vector<ConstraintSegment2*>{pSeg});
+  EXPECT_EQ(readingStart(pBackward, pSeg), v[1]);
+  std::vector<ConstraintSegment2*> vAll, vAlive;
+  dt.getAliveAndDeadConstraintSegments(vAll);
+  dt.getAliveConstraintSegments(vAlive);
+  EXPECT_EQ(vAll, std::vector<ConstraintSegment2*>{pSeg});
+  EXPECT_EQ(vAlive, std::vector<ConstraintSegment2*>{pSeg});
+  EXPECT_EQ(dt.getConstraintSegment(v[2], v[3]), nullptr);
+  EXPECT_EQ(dt.getConstraintSegment(v[0], v[0]), nullptr);
+
+  // The manager hands the pair out again as it is, whatever strategy is asked for.
+  ConstraintMgr* pMgr(dt.getImpl()->getConstraintMgr());
+  EXPECT_EQ(pMgr->getOrCreateSegment(v[1], v[0], CIS_CONFORMING_DELAUNAY), pSeg);
+  EXPECT_EQ(pSeg->getCIS(), CIS_CONSTRAINED_DELAUNAY);
+  EXPECT_EQ(pMgr->getGraphs(), (std::vector<ConstraintGraph2*>{pForward, pBackward, pTwice}));
+}
+
+// LIBRARY BUG, kept disabled: getOrCreateSegment on one vertex twice must fail the assertion
+// "p0<p1"; it fails "key.first<key.second" instead (same check, other text).
+TEST(ConstraintMgrRegistry, DISABLED_IdenticalVerticesFailTheAddressOrderAssertion) {
+  Zarn_2D dt;
+  const std::vector<Point2*> v(insertPoints(dt, {Point2(0, 0), Point2(1, 0), Point2(0, 1)}));
+  ConstraintMgr* pMgr(dt.getImpl()->getConstraintMgr());
+  const std::string out(outputOfFailedAssertion([&] { pMgr->getOrCreateSegment(v[1], v[1], CIS_CONSTRAINED_DELAUNAY); }));
+  EXPECT_NE(out.find(failedCondition("p0<p1")), std::string::npos) << out;
+}
+
+TEST(ConstraintMgrRegistry, SegmentFromAPointToItselfIsSkippedWithAWarning) {
+  Zarn_2D dt;
+  insertPoints(dt, {Point2(0, 0), Point2(4, 0), Point2(0, 4)});
+  std::vector<Segment2> vSegments{Segment2(Point2(1.5, 2.5), Point2(1.5, 2.5))};
+  ConstraintGraph2* pGraph(nullptr);
+  std::string out(zarn_test::captureStdout([&] { pGraph = dt.createConstraint(vSegments, CIS_CONSTRAINED_DELAUNAY); }));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  const std::string warning("\n" +
+                            warningLine("ConstraingMgr::createConstraint",
+                                        "(0) Identical source and endpoint, a constraint segment has been skipped.") +
+                            "\n\n");
+  EXPECT_EQ(out.find(warning), 0u) << out;
+  EXPECT_NE(out.find("Point2 (1.5,2.5): "), std::string::npos) << out;
+  EXPECT_NE(out.find(" <-> "), std::string::npos) << out;
+  const std::string log(zarn_test::readFile("ZARN_LOG.txt"));
+  EXPECT_EQ(log.rfind("Point2 (1.5,2.5): ", 0), 0u) << log;
+  EXPECT_NE(log.find(" <-> Point2 (1.5,2.5): "), std::string::npos) << log;
+
+  // The graph exists but is empty; the point itself went in as a vertex.
+  ASSERT_NE(pGraph, nullptr);
+  EXPECT_TRUE(originals(pGraph).empty());
+  EXPECT_TRUE(pieces(pGraph).empty());
+  EXPECT_FALSE(pGraph->isPolygon());
+  EXPECT_EQ(dt.numberOfPoints(), 4u);
+  std::vector<ConstraintSegment2*> vAll;
+  dt.getAliveAndDeadConstraintSegments(vAll);
+  EXPECT_TRUE(vAll.empty());
+
+  // Mixed with a proper segment: one warning per skipped pair, the rest is kept.
+  vSegments = {Segment2(Point2(0, 0), Point2(0, 0)), Segment2(Point2(0, 0), Point2(4, 0)), Segment2(Point2(4, 0), Point2(4, 0))};
+  out = zarn_test::captureStdout([&] { pGraph = dt.createConstraint(vSegments, CIS_CONSTRAINED_DELAUNAY); });
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  EXPECT_EQ(countLinesContaining(out, "(0) Identical source and endpoint"), 2u) << out;
+  ASSERT_EQ(originals(pGraph).size(), 1u);
+  EXPECT_TRUE(originals(pGraph)[0]->isAlive());
+}
+
+// Two constrained segments that cross: registered first, inserted by apply(). The second one's
+// insertion splits both at their crossing; a further pass sees only pieces that are edges.
+TEST(ConstraintMgrApply, CrossingConstraintsEndAsFourEdgesAndASecondApplyChangesNothing) {
+  Zarn_2D dt;
+  const std::vector<Point2*> v(
+      insertPoints(dt, {Point2(0, 0), Point2(10, 9), Point2(1, 10), Point2(9, 1), Point2(5, -2), Point2(5, 12), Point2(-2, 5),
+                        Point2(12, 5), Point2(4.6, 5.6), Point2(6.2, 5.0)}));
+  ConstraintMgr* pMgr(dt.getImpl()->getConstraintMgr());
+  ASSERT_FALSE(isEdge(dt, v[0], v[1]));
+  ASSERT_FALSE(isEdge(dt, v[2], v[3]));
+  ConstraintGraph2* pFirst(pMgr->createConstraint({std::make_pair(v[0], v[1])}, CIS_CONSTRAINED_DELAUNAY, false, false));
+  ConstraintGraph2* pSecond(pMgr->createConstraint({std::make_pair(v[2], v[3])}, CIS_CONSTRAINED_DELAUNAY, false, false));
+  // Registered, not inserted: the triangulation is untouched until apply().
+  EXPECT_FALSE(isEdge(dt, v[0], v[1]));
+  EXPECT_EQ(pMgr->numberOfSplits(), 0u);
+
+  std::string out(zarn_test::captureStdout([&] { pMgr->apply(); }));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  EXPECT_EQ(out.find("ERROR"), std::string::npos) << out;
+  EXPECT_EQ(dt.numberOfPoints(), 11u);
+  EXPECT_EQ(pMgr->numberOfSplits(), 2u);
+  ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr);
+  Point2 *pCross(nullptr), *pCross2(nullptr);
+  originals(pFirst)[0]->getChildrenAndSplitPoint(pKid0, pKid1, pCross);
+  originals(pSecond)[0]->getChildrenAndSplitPoint(pKid0, pKid1, pCross2);
+  ASSERT_NE(pCross, nullptr);
+  EXPECT_EQ(pCross, pCross2);
+  std::vector<ConstraintSegment2*> vAlive;
+  dt.getAliveConstraintSegments(vAlive);
+  ASSERT_EQ(vAlive.size(), 4u);
+  for (ConstraintSegment2* pPiece : vAlive) {
+    EXPECT_TRUE(touches(pPiece, pCross));
+    EXPECT_TRUE(isEdge(dt, pPiece->getSrc(), pPiece->getTrg()));
+  }
+  EXPECT_EQ(pieces(pFirst).size(), 2u);
+  EXPECT_EQ(pieces(pSecond).size(), 2u);
+
+  const std::vector<TriangleKey> signature(triangleSignature(dt));
+  out = zarn_test::captureStdout([&] { pMgr->apply(); });
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  EXPECT_EQ(out.find("ERROR"), std::string::npos) << out;
+  EXPECT_EQ(pMgr->numberOfSplits(), 2u);
+  EXPECT_EQ(triangleSignature(dt), signature);
+}
+
+// The conforming strategy splits a segment once per insertion; only the passes of apply() carry
+// the pieces on until every piece is a Delaunay edge, and a pass without splits ends it.
+TEST(ConstraintMgrApply, ConformingSegmentsArePassedOnUntilEveryPieceIsAnEdge) {
+  Zarn_2D dt;
+  // A-B and C-D, each with close points on both sides; they do not cross (a conforming segment
+  // can never become an edge across another constraint).
+  std::vector<Point2> vPoints{Point2(0, 0), Point2(20, 18), Point2(1, 20), Point2(19, 22), Point2(19, 1)};
+  for (int k = 1; k < 9; ++k) {
+    vPoints.emplace_back(2.0 * k + 0.3, 1.8 * k + 0.35);
+    vPoints.emplace_back(2.0 * k - 0.2, 1.8 * k - 0.3);
+    const double x0(2.0 * k + 1.1), x1(2.0 * k + 0.6);
+    vPoints.emplace_back(x0, 20 + (x0 - 1) / 9 + 0.1);
+    vPoints.emplace_back(x1, 20 + (x1 - 1) / 9 - 0.12);
+  }
+  const std::vector<Point2*> v(insertPoints(dt, vPoints));
+  ConstraintMgr* pMgr(dt.getImpl()->getConstraintMgr());
+  ConstraintGraph2* pFirst(pMgr->createConstraint({std::make_pair(v[0], v[1])}, CIS_CONFORMING_DELAUNAY, false, false));
+  ConstraintGraph2* pSecond(pMgr->createConstraint({std::make_pair(v[3], v[2])}, CIS_CONFORMING_DELAUNAY, false, false));
+  ASSERT_FALSE(isEdge(dt, v[0], v[1]));
+  ASSERT_FALSE(isEdge(dt, v[2], v[3]));
+  const std::string out(zarn_test::captureStdout([&] { pMgr->apply(); }));
+  ASSERT_TRUE(libraryCheckValidity(dt));
+  EXPECT_EQ(out.find("ERROR"), std::string::npos) << out;
+  EXPECT_EQ(out.find("WARNING"), std::string::npos) << out;
+  for (ConstraintGraph2* pGraph : {pFirst, pSecond}) {
+    const std::vector<ConstraintSegment2*> vPieces(pieces(pGraph));
+    EXPECT_GT(vPieces.size(), 2u);
+    for (ConstraintSegment2* pPiece : vPieces) EXPECT_TRUE(isEdge(dt, pPiece->getSrc(), pPiece->getTrg()));
+  }
+  // Conforming: the result is a Delaunay triangulation of all its vertices.
+  std::vector<Point2*> vVertices;
+  dt.getVertexPointers(vVertices);
+  EXPECT_TRUE(isDelaunayTriangulationOf(dt, positionsOf(vVertices)));
+}
+
+TEST(ConstraintMgrApply, UnknownStrategyIsReportedAndSkippedTheRestGoesIn) {
+  Zarn_2D dt;
+  const std::vector<Point2*> v(
+      insertPoints(dt, {Point2(0, 0), Point2(10, 0), Point2(5, 0.5), Point2(5, -0.5), Point2(0, 6), Point2(10, 6), Point2(5, 6.5),
+                        Point2(5, 5.5)}));
+  ConstraintMgr* pMgr(dt.getImpl()->getConstraintMgr());
+  const ConstraintInsertionStrategy unknown(static_cast<ConstraintInsertionStrategy>(7));
+  ConstraintGraph2* pBad(pMgr->createConstraint({std::make_pair(v[0], v[1])}, unknown, false, false));
+  ConstraintGraph2* pGood(pMgr->createConstraint({std::make_pair(v[4], v[5])}, CIS_CONSTRAINED_DELAUNAY, false, false));
+  ASSERT_FALSE(isEdge(dt, v[0], v[1]));
+  ASSERT_FALSE(isEdge(dt, v[4], v[5]));
+  const unsigned numPoints(dt.numberOfPoints());
+
+  // One pass: nothing splits, so the segment is met (and reported) once.
+  const std::string out(zarn_test::captureStdout([&] { pMgr->apply(); }));
+  EXPECT_EQ(countLinesContaining(out, errorLine("ConstraintMgr::apply()", "Unknown CIS")), 1u) << out;
+  EXPECT_NE(out.find("\n" + errorLine("ConstraintMgr::apply()", "Unknown CIS") + "\n\n"), std::string::npos) << out;
+  // The segment of unknown strategy stays as it was: alive, unsplit, and no edge.
+  ConstraintSegment2* pBadSeg(originals(pBad)[0]);
+  EXPECT_TRUE(pBadSeg->isAlive());
+  EXPECT_FALSE(isEdge(dt, v[0], v[1]));
+  // The other one went in, as one edge.
+  EXPECT_EQ(dt.numberOfPoints(), numPoints);
+  EXPECT_EQ(pieces(pGood), originals(pGood));
+  EXPECT_TRUE(isEdge(dt, v[4], v[5]));
+  expectOnlyDefectIsTheUnplacedSegment(dt);
+}
+
+TEST(ConstraintMgrApply, UnknownStrategyThroughTheFacadeIsReportedAtOnce) {
+  Zarn_2D dt;
+  insertPoints(dt, {Point2(0, 0), Point2(10, 0), Point2(5, 0.5), Point2(5, -0.5)});
+  std::vector<Segment2> vSegments{Segment2(Point2(0, 0), Point2(10, 0))};
+  ConstraintGraph2* pGraph(nullptr);
+  const std::string out(zarn_test::captureStdout(
+      [&] { pGraph = dt.createConstraint(vSegments, static_cast<ConstraintInsertionStrategy>(7)); }));
+  EXPECT_EQ(countLinesContaining(out, errorLine("ConstraintMgr::apply()", "Unknown CIS")), 1u) << out;
+  ASSERT_NE(pGraph, nullptr);
+  EXPECT_EQ(pGraph->getInsertionStrategy(), static_cast<ConstraintInsertionStrategy>(7));
+  EXPECT_TRUE(originals(pGraph)[0]->isAlive());
+  EXPECT_EQ(dt.numberOfPoints(), 4u);
+  expectOnlyDefectIsTheUnplacedSegment(dt);
+}
+
+// ----- Constraint dumps ------------------------------------------------------------------------
+
+namespace {
+
+// A square polygon split by a crossing segment and a point on an edge, and the crossing segment
+// in a second graph, with coordinates that need all 17 digits.
+class TwoGraphs : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const double t(1.0 / 3.0);
+    const std::vector<Point2> vSquare{Point2(0.1, 0.1), Point2(3 + t, 0.1), Point2(3 + t, 3.7), Point2(0.1, 3.7)};
+    insertPoints(dt, vSquare);
+    pSquare = constrain(dt, chain(vSquare, true));
+    ASSERT_TRUE(libraryCheckValidity(dt));
+    pCross = constrain(dt, {Segment2(Point2(1 + t, 2 * t), Point2(4.9, 1 + t))});
+    ASSERT_TRUE(libraryCheckValidity(dt));
+    ASSERT_NE(dt.insert(Point2(1.7, 3.7)), nullptr);
+    ASSERT_TRUE(libraryCheckValidity(dt));
+    pMgr = dt.getImpl()->getConstraintMgr();
+    ASSERT_EQ(pMgr->getGraphs().size(), 2u);
+  }
+
+  // The alive pieces of a graph in the order the dumps use: its original segments in order, a
+  // split one replaced by its alive leaves.
+  static std::vector<ConstraintSegment2*> dumpOrder(const ConstraintGraph2* pGraph) {
+    std::vector<ConstraintSegment2*> vPieces;
+    for (ConstraintSegment2* pCSeg : originals(pGraph)) {
+      if (pCSeg->isAlive()) {
+        vPieces.push_back(pCSeg);
+      } else {
+        pCSeg->getChildrenRec(vPieces);
+      }
+    }
+    return vPieces;
+  }
+
+  Zarn_2D dt;
+  ConstraintGraph2 *pSquare = nullptr, *pCross = nullptr;
+  ConstraintMgr* pMgr = nullptr;
+};
+
+int32_t int32At(const std::string& bytes, size_t offset) {
+  int32_t value(0);
+  std::memcpy(&value, bytes.data() + offset, sizeof(value));
+  return value;
+}
+
+}  // namespace
+
+TEST_F(TwoGraphs, BinaryDumpHoldsTheAlivePiecesOfEachGraph) {
+  TempDir dir;
+  const std::string base((dir.path / "x").string());
+  const std::string out(zarn_test::captureStdout([&] { pMgr->writeConstraintsBIN(base); }));
+  const std::vector<ConstraintGraph2*> vGraphs{pSquare, pCross};
+  for (size_t i = 0; i < vGraphs.size(); ++i) {
+    const std::string filename(base + "_c" + std::to_string(i) + "_con.bin");
+    SCOPED_TRACE(filename);
+    ASSERT_TRUE(std::filesystem::exists(filename)) << out;
+    const std::vector<ConstraintSegment2*> vPieces(dumpOrder(vGraphs[i]));
+    EXPECT_EQ(vPieces.size(), pieces(vGraphs[i]).size());
+    const std::string bytes(zarn_test::readFile(filename));
+    ASSERT_EQ(bytes.size(), 12 + 32 * vPieces.size());
+    EXPECT_EQ(int32At(bytes, 0), 21);
+    EXPECT_EQ(int32At(bytes, 4), static_cast<int32_t>(vPieces.size()));
+    EXPECT_EQ(int32At(bytes, 8), 0);
+    std::vector<Segment2> vRead;
+    ASSERT_TRUE(readSegmentsBIN(filename.c_str(), vRead));
+    ASSERT_EQ(vRead.size(), vPieces.size());
+    for (size_t k = 0; k < vRead.size(); ++k) {
+      EXPECT_TRUE(sameXY(vRead[k].getSrc(), *vPieces[k]->getSrc())) << k;
+      EXPECT_TRUE(sameXY(vRead[k].getTrg(), *vPieces[k]->getTrg())) << k;
+    }
+    EXPECT_NE(out.find("writes " + std::to_string(vPieces.size()) + " child segments to " + filename + "\n"), std::string::npos)
+        << out;
+  }
+  EXPECT_EQ(dumpOrder(pSquare).size(), 6u);  // four sides, two of them split
+  EXPECT_EQ(dumpOrder(pCross).size(), 2u);
+  EXPECT_FALSE(std::filesystem::exists(base + "_c2_con.bin"));
+  EXPECT_FALSE(std::filesystem::exists(base + "_c0.con"));
+}
+
+TEST_F(TwoGraphs, TextDumpHoldsTabSeparatedCoordinatesThatReadBackExactly) {
+  TempDir dir;
+  const std::string base((dir.path / "dump").string());
+  const std::string out(zarn_test::captureStdout([&] { pMgr->writeConstraints(base); }));
+  const std::vector<ConstraintGraph2*> vGraphs{pSquare, pCross};
+  for (size_t i = 0; i < vGraphs.size(); ++i) {
+    const std::string filename(base + "_c" + std::to_string(i) + ".con");
+    SCOPED_TRACE(filename);
+    const std::vector<ConstraintSegment2*> vPieces(dumpOrder(vGraphs[i]));
+    EXPECT_NE(out.find("writes " + std::to_string(vPieces.size()) + " child segments to " + filename + "\n"), std::string::npos)
+        << out;
+    const std::vector<std::string> vLines(splitLines(zarn_test::readFile(filename)));
+    ASSERT_EQ(vLines.size(), vPieces.size());
+    for (size_t k = 0; k < vLines.size(); ++k) {
+      std::vector<std::string> vFields;
+      std::string field;
+      std::istringstream iss(vLines[k]);
+      while (std::getline(iss, field, '\t')) vFields.push_back(field);
+      ASSERT_EQ(vFields.size(), 4u) << vLines[k];
+      const double aExpected[4] = {vPieces[k]->getSrc()->x(), vPieces[k]->getSrc()->y(), vPieces[k]->getTrg()->x(),
+                                   vPieces[k]->getTrg()->y()};
+      for (size_t j = 0; j < 4; ++j) {
+        size_t numUsed(0);
+        EXPECT_EQ(std::stod(vFields[j], &numUsed), aExpected[j]) << vLines[k];
+        EXPECT_EQ(numUsed, vFields[j].size()) << vLines[k];
+      }
+    }
+  }
+  EXPECT_FALSE(std::filesystem::exists(base + "_c2.con"));
+}
