@@ -136,7 +136,7 @@ bool ConstraintGraph2::checkAndSortPolygon(std::vector<ConstraintSegment2*>& vCS
   const Orientation2 ori(pDt2->getPredicates().getOrientation(*b, *pLowest, *a));
   if (ori == ORIENTATION2_COLLINEAR) return false;
   std::vector<ConstraintSegment2*> vRing;
-  std::map<ConstraintSegment2*, bool, CSegPtrLess> mReverse;
+  std::unordered_map<ConstraintSegment2*, bool, VertexPairHash, CSegPairEqual> mReverse;
   ConstraintSegment2* pCur(ori == ORIENTATION2_CCW ? s0 : s1);
   Point2* pNear(pLowest);
   for (;;) {
@@ -169,7 +169,7 @@ bool ConstraintGraph2::checkAndSortPolygon(std::vector<ConstraintSegment2*>& vCS
   if (vRing.size() != vCSegments.size()) return false;
   vCSegments = vRing;
   vCSegParents = vRing;
-  mCSegReverse = mReverse;
+  mCSegReverse.swap(mReverse);
   return true;
 }
 
@@ -334,11 +334,12 @@ bool ConstraintGraph2::makeDelaunay(double minLength) {
     bSplitSomething = false;
     std::vector<ConstraintSegment2*> vWork;
     getChildConstraintSegments(vWork);
+    sortByCoordinates(vWork.begin(), vWork.end());
     while (!vWork.empty()) {
       ConstraintSegment2* pCSeg(vWork.back());
       vWork.pop_back();
       if (!pCSeg->isAlive()) {
-        pCSeg->getChildrenRec(vWork);
+        appendPiecesByCoordinates(pCSeg, vWork);
         continue;
       }
       Point2* pEncroacher(findEncroachingVertex(pDt2, pCSeg->getSrc(), pCSeg->getTrg()));
@@ -352,9 +353,7 @@ bool ConstraintGraph2::makeDelaunay(double minLength) {
       }
       if (pCSeg->insertAndSplit(chooseSplitPoint(src, trg, pEncroacher)) != nullptr) {
         bSplitSomething = true;
-        std::vector<ConstraintSegment2*> vKids;
-        pCSeg->getChildrenRec(vKids);
-        vWork.insert(vWork.end(), vKids.begin(), vKids.end());
+        appendPiecesByCoordinates(pCSeg, vWork);
       }
     }
   }

@@ -24,6 +24,28 @@ std::string describePoint(const Point2& p) {
 }
 }  // namespace
 
+namespace {
+std::pair<const Point2&, const Point2&> endsByCoordinates(const ConstraintSegment2* pCSeg) {
+  const Point2& a(*pCSeg->getSrc());
+  const Point2& b(*pCSeg->getTrg());
+  return b < a ? std::pair<const Point2&, const Point2&>(b, a) : std::pair<const Point2&, const Point2&>(a, b);
+}
+}  // namespace
+
+void sortByCoordinates(std::vector<ConstraintSegment2*>::iterator first, std::vector<ConstraintSegment2*>::iterator last) {
+  std::sort(first, last, [](const ConstraintSegment2* s0, const ConstraintSegment2* s1) {
+    const auto e0(endsByCoordinates(s0)), e1(endsByCoordinates(s1));
+    if (!(e0.first == e1.first)) return e0.first < e1.first;
+    return e0.second < e1.second;
+  });
+}
+
+void appendPiecesByCoordinates(const ConstraintSegment2* pCSeg, std::vector<ConstraintSegment2*>& vOut) {
+  const std::ptrdiff_t firstNew(static_cast<std::ptrdiff_t>(vOut.size()));
+  pCSeg->getChildrenRec(vOut);
+  sortByCoordinates(vOut.begin() + firstNew, vOut.end());
+}
+
 ConstraintMgr::ConstraintMgr(Dt2* pDt2_) : pDt2(pDt2_), numSplits(0) {}
 
 ConstraintMgr::~ConstraintMgr() {
@@ -114,6 +136,8 @@ ConstraintGraph2* ConstraintMgr::createConstraint(const std::vector<std::pair<Po
   publisher.startStep("establish constraints");
   const size_t progressInterval(std::max<size_t>(vPairs.size() / kProgressSteps, 1));
   std::vector<ConstraintSegment2*> vCSegments;
+  vCSegments.reserve(vPairs.size());
+  reserve(2 * vPairs.size());  // room for splits too
   std::map<std::pair<Point2*, Point2*>, bool> mPPReverse;
   for (size_t i = 0; i < vPairs.size(); ++i) {
     if (i % progressInterval == 0) publisher.setProgress(static_cast<double>(i) / static_cast<double>(vPairs.size()));
@@ -132,10 +156,8 @@ ConstraintGraph2* ConstraintMgr::createConstraint(const std::vector<std::pair<Po
                                      : new ConstraintGraph2(pDt2, vCSegments, cis));
   vGraphs.push_back(pGraph);
   if (bApply) {
-    std::vector<ConstraintSegment2*> vNew;
-    pGraph->getChildConstraintSegments(vNew);
     ProgressPublisher::Silence silence(publisher);
-    applyTo(vNew);
+    applyTo(vCSegments);  // graph order: the ring for a polygon, else the input order
   }
   publisher.finishStep();
   return pGraph;
@@ -158,36 +180,35 @@ void ConstraintMgr::insertSegment(ConstraintSegment2* pCSeg) {
 
 void ConstraintMgr::apply() {
   std::vector<ConstraintSegment2*> vWork;
-  getAliveConstraintSegments(vWork);
+  for (ConstraintSegment2& seg : dSegmentStore) {  // creation order: independent of addresses
+    if (seg.isAlive()) vWork.push_back(&seg);
+  }
   applyTo(vWork);
 }
 
-// A segment found dead in the work list was split meanwhile as the crossing partner of another
-// one; its pieces join the current pass.
+// A pass inserts every segment of the work list that is not yet an edge. An alive segment that
+// is an edge stays one (constraint edges are never flipped, and a vertex put on one splits it),
+// so only the pieces of segments split in a pass are carried into the next one. A segment found
+// dead in the work list was split meanwhile as the crossing partner of another; its pieces join
+// the current pass.
 void ConstraintMgr::applyTo(std::vector<ConstraintSegment2*> vWork) {
   ProgressPublisher& publisher(pDt2->getPublisher());
   publisher.startStep("apply");
   std::vector<ConstraintSegment2*> vNext;
   for (int pass = 0; pass < kMaxApplyPasses; ++pass) {
-    bool bStable(true);
     vNext.clear();
     for (size_t i = 0; i < vWork.size(); ++i) {
       ConstraintSegment2* pCSeg(vWork[i]);
       if (pass == 0) publisher.setProgress(static_cast<double>(i) / static_cast<double>(vWork.size()));
       if (!pCSeg->isAlive()) {
-        pCSeg->getChildrenRec(vWork);
-        bStable = false;
+        appendPiecesByCoordinates(pCSeg, vWork);
         continue;
       }
+      if (pDt2->hasEdge(pCSeg->getSrc(), pCSeg->getTrg())) continue;
       insertSegment(pCSeg);
-      if (pCSeg->isAlive()) {
-        vNext.push_back(pCSeg);
-      } else {
-        pCSeg->getChildrenRec(vNext);
-        bStable = false;
-      }
+      if (!pCSeg->isAlive()) appendPiecesByCoordinates(pCSeg, vNext);
     }
-    if (bStable) {
+    if (vNext.empty()) {
       publisher.finishStep();
       return;
     }

@@ -17,6 +17,13 @@ namespace KORA_ZARN2D {
 
 class Dt2;
 
+/// Sorts segments by the coordinates of their ends (lower end first, then upper end). Work lists
+/// are processed in this order, so that results (the rounding of crossing points) depend on the
+/// input only, never on memory addresses.
+void sortByCoordinates(std::vector<ConstraintSegment2*>::iterator first, std::vector<ConstraintSegment2*>::iterator last);
+/// Appends the alive leaves below the split segment pCSeg, in coordinate order.
+void appendPiecesByCoordinates(const ConstraintSegment2* pCSeg, std::vector<ConstraintSegment2*>& vOut);
+
 /// Hands out exactly one ConstraintSegment2 per unordered vertex pair, builds constraint graphs
 /// from user segments, and drives the insertion of all alive segments until the set of constraint
 /// edges is stable. Owns every segment and graph; nothing is deleted before the manager.
@@ -45,6 +52,8 @@ class ConstraintMgr {
   /// Records one split; called once per split by the first owner's split handler.
   void registerSplit(ConstraintSegment2* pParentCSeg, ConstraintSegment2* pCSeg0, ConstraintSegment2* pCSeg1);
 
+  /// Room for numMore further segments in the registry.
+  void reserve(size_t numMore) { mSegments.reserve(mSegments.size() + numMore); }
   /// The alive segment of the vertex pair (any order), or null. Cheap when a vertex is not constrained.
   ConstraintSegment2* getAliveSegment(Point2* p0, Point2* p1) const;
   /// The registered segment of the pair (any order), alive or dead, or null.
@@ -71,16 +80,9 @@ class ConstraintMgr {
   template <typename Filter>
   void collectSorted(std::vector<ConstraintSegment2*>& vCSegments, Filter filter) const;
 
-  struct PairHash {
-    size_t operator()(const std::pair<Point2*, Point2*>& key) const {
-      const uint64_t a(reinterpret_cast<uintptr_t>(key.first)), b(reinterpret_cast<uintptr_t>(key.second));
-      return static_cast<size_t>((a * 0x9E3779B97F4A7C15ull) ^ (b + (b >> 17)));
-    }
-  };
-
   Dt2* pDt2;
   std::deque<ConstraintSegment2> dSegmentStore;  // owns the segments; a deque keeps addresses stable
-  std::unordered_map<std::pair<Point2*, Point2*>, ConstraintSegment2*, PairHash> mSegments;
+  std::unordered_map<std::pair<Point2*, Point2*>, ConstraintSegment2*, VertexPairHash> mSegments;
   std::unordered_set<const Point2*> sConstrainedVertices;
   std::vector<ConstraintGraph2*> vGraphs;
   size_t numSplits;

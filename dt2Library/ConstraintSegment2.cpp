@@ -108,13 +108,14 @@ Point2* ConstraintSegment2::insertAndSplit(const Point2& p) {
   attachChildren(pOwnerDt, pSplit);
   ConstraintMgr* pMgr(pOwnerDt->getConstraintMgr());
   std::vector<ConstraintSegment2*> vWork(vChildren);
+  sortByCoordinates(vWork.begin(), vWork.end());
   while (!vWork.empty()) {
     ConstraintSegment2* pCSeg(vWork.back());
     vWork.pop_back();
     if (pCSeg->isAlive()) {
       pMgr->insertSegment(pCSeg);
     } else {
-      pCSeg->getChildrenRec(vWork);
+      appendPiecesByCoordinates(pCSeg, vWork);
     }
   }
   pOwnerDt->legalizeAround(pSplit);

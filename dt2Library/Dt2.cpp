@@ -235,7 +235,7 @@ Triangle2* Dt2::insertVertex(Point2* pVtx, Triangle2* pStart) {
   return pVtx->getIncidentTriangle();
 }
 
-Point2* Dt2::insert(const Point2& p) {
+Point2* Dt2::insertNear(const Point2& p, Triangle2* pHint) {
   if (!isFinitePoint(p)) {
     reportWarning("Dt2::insert(..)", "A point with a non-finite coordinate was rejected");
     return nullptr;
@@ -253,7 +253,7 @@ Point2* Dt2::insert(const Point2& p) {
   Point2* pVtx(createVertex(p));
   const uint32_t key(hc.getKey(*pVtx));
   vertexVault.add(key, pVtx);
-  insertVertex(pVtx, vertexVault.getCloT(key));
+  insertVertex(pVtx, pHint != nullptr ? pHint : vertexVault.getCloT(key));
   if (vertexVault.dupIsClean()) {
     vertexVault.updateSorting(false);
     return pVtx;

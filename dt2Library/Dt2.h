@@ -44,7 +44,10 @@ class Dt2 {
   Dt2& operator=(const Dt2&) = delete;
 
   // ----- Insertion (Dt2.cpp) -----
-  Point2* insert(const Point2& p);
+  Point2* insert(const Point2& p) { return insertNear(p, nullptr); }
+  /// insert(p) with the point location starting at pHint (a live triangle near p), or at a
+  /// triangle near p's Hilbert neighbours when pHint is null.
+  Point2* insertNear(const Point2& p, Triangle2* pHint);
   void insertVector(const std::vector<Point2>& vPoints, std::vector<Point2*>* pvHandles);
   void insert(int numPoints, double* aCoordinates, Point2** aHandles);
   /// Visibility walk from pStartTriangle (updated to the triangle where the walk ended).
@@ -65,6 +68,8 @@ class Dt2 {
   void getIncidentTriangles(Point2* pVtx, std::vector<Triangle2*>& vIncTriangles) const;
   void getIncidentVertices(Point2* pVtx, std::vector<Point2*>& vIncVertices) const;
   Triangle2* getAdjacentTriangle(Point2* p0, Point2* p1) const;
+  /// True when p0-p1 is an edge. Turns around p0 only, no geometry, no allocation.
+  bool hasEdge(Point2* p0, Point2* p1) const;
   void getConvexHull(bool bAllVertices, std::vector<Point2*>& vHull);
   Bbox2 computeBoundingBox() const;
   bool isConstraint(Point2* p0, Point2* p1) const;
@@ -139,6 +144,7 @@ class Dt2 {
     enum Result { IS_EDGE, VERTEX_ON_SEGMENT, CROSSES_CONSTRAINT, CROSSES_FREE_EDGES };
     Result result = IS_EDGE;
     Point2* pVertex = nullptr;                   // VERTEX_ON_SEGMENT
+    Triangle2* pNearT = nullptr;                 // CROSSES_CONSTRAINT: a triangle at the crossing
     Point2 crossing;                             // CROSSES_CONSTRAINT: the rounded intersection
     ConstraintSegment2* pCrossingCSeg = nullptr;  // CROSSES_CONSTRAINT
   };
@@ -159,7 +165,7 @@ class Dt2 {
   void applyPendingConstraints();
   void insertOneConstrainedSegment(ConstraintSegment2* pCSeg, std::vector<ConstraintSegment2*>& vStack);
   void splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, ConstraintSegment2* pCrossingCSeg,
-                       std::vector<ConstraintSegment2*>& vStack);
+                       Triangle2* pNearT, std::vector<ConstraintSegment2*>& vStack);
   SegmentWalk walkAlongSegment(Point2* pStart, Point2* pStop, bool bCollectCavity);
   SegmentWalk leaveStart(Point2* pStart, Point2* pStop, Triangle2*& pT, int& crossIdx);
   SegmentWalk crossingOf(Point2* pStart, Point2* pStop, ConstraintSegment2* pCrossed);
@@ -218,6 +224,7 @@ class Dt2 {
   CavitySide rightSide;
   std::vector<PolygonTask> vPolygonTasks;
   std::vector<std::pair<Point2, ConstraintSegment2*>> vCrossings;
+  Triangle2* pCrossingNearT = nullptr;  // where the last traversal met a crossing constraint
   std::vector<Point2*> vDanglingVertices;
   std::vector<Triangle2*> vPocketTriangles;
   std::vector<std::pair<Point2*, Point2*>> vSpikeEdges;

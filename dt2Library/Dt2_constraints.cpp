@@ -71,9 +71,17 @@ ConstraintGraph2* Dt2::createConstraint(std::vector<Segment2>& vSegments, Constr
     reportWarning(where, "vSegments is empty, returning NULL");
     return nullptr;
   }
+  // Polylines and polygons repeat every inner vertex: each distinct consecutive end is inserted
+  // once (the vertex store would merge the copies anyway, at a higher price).
   std::vector<Point2> vEnds;
+  std::vector<std::pair<size_t, size_t>> vEndIndices;
   vEnds.reserve(2 * vSegments.size());
+  vEndIndices.reserve(vSegments.size());
   size_t numNonFinite(0);
+  const auto indexOf = [&vEnds](const Point2& p) {
+    if (vEnds.empty() || !(vEnds.back() == p)) vEnds.push_back(p);
+    return vEnds.size() - 1;
+  };
   for (const Segment2& seg : vSegments) {
     const Point2& a(seg.getSrc());
     const Point2& b(seg.getTrg());
@@ -81,8 +89,8 @@ ConstraintGraph2* Dt2::createConstraint(std::vector<Segment2>& vSegments, Constr
       ++numNonFinite;
       continue;
     }
-    vEnds.push_back(a);
-    vEnds.push_back(b);
+    const size_t first(indexOf(a));
+    vEndIndices.push_back(std::make_pair(first, indexOf(b)));
   }
   if (numNonFinite > 0) {
     reportWarning(where, std::to_string(numNonFinite) + " segment(s) with a non-finite coordinate skipped");
@@ -90,8 +98,8 @@ ConstraintGraph2* Dt2::createConstraint(std::vector<Segment2>& vSegments, Constr
   std::vector<Point2*> vHandles;
   insertVector(vEnds, &vHandles);
   std::vector<std::pair<Point2*, Point2*>> vPairs;
-  vPairs.reserve(vHandles.size() / 2);
-  for (size_t i = 0; i + 1 < vHandles.size(); i += 2) vPairs.push_back(std::make_pair(vHandles[i], vHandles[i + 1]));
+  vPairs.reserve(vEndIndices.size());
+  for (const std::pair<size_t, size_t>& ends : vEndIndices) vPairs.push_back(std::make_pair(vHandles[ends.first], vHandles[ends.second]));
   if (!is2D()) bConstraintsPending = true;  // inserted once the triangulation becomes 2D
   return pConstraintMgr->createConstraint(vPairs, cis, bOrientedSegments, is2D());
 }
@@ -122,7 +130,7 @@ void Dt2::newCDT_applyOneCS(ConstraintSegment2* pInitialCSeg) {
     ConstraintSegment2* pCSeg(vStack.back());
     vStack.pop_back();
     if (!pCSeg->isAlive()) {
-      pCSeg->getChildrenRec(vStack);
+      appendPiecesByCoordinates(pCSeg, vStack);
       continue;
     }
     if (pCSeg->getSrc() == pCSeg->getTrg()) {
@@ -144,37 +152,37 @@ void Dt2::insertOneConstrainedSegment(ConstraintSegment2* pCSeg, std::vector<Con
     ZARN_ASSERT(pExistingVertex!=pCSeg->getSrc());
     ZARN_ASSERT(pExistingVertex!=pCSeg->getTrg());
     pCSeg->split_combinatorialOnly(pExistingVertex);
-    pCSeg->getChildrenRec(vStack);
+    appendPiecesByCoordinates(pCSeg, vStack);
     return;
   }
   if (vPairIspCS.empty()) return;  // the traversal has made the segment an edge
   ZARN_ASSERT(vPairIspCS.size()==1);
   const std::pair<Point2, ConstraintSegment2*> crossing(vPairIspCS[0]);
-  splitAtCrossing(pCSeg, crossing.first, crossing.second, vStack);
+  splitAtCrossing(pCSeg, crossing.first, crossing.second, pCrossingNearT, vStack);
 }
 
 // Both segments are split at the vertex inserted at their (rounded) intersection; their pieces
 // go on the stack.
 void Dt2::splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, ConstraintSegment2* pCrossingCSeg,
-                          std::vector<ConstraintSegment2*>& vStack) {
+                          Triangle2* pNearT, std::vector<ConstraintSegment2*>& vStack) {
   ZARN_ASSERT(splitPoint!=*pCrossingCSeg->getSrc() && splitPoint!=*pCrossingCSeg->getTrg());
   const bool bAtEnd(splitPoint == *pCSeg->getSrc() || splitPoint == *pCSeg->getTrg());
   // The crossing edge is held dead while the vertex goes in: a vertex exactly on it then splits
   // it as a plain edge, and its pieces are inserted as constraints below.
   pCrossingCSeg->setDead();
-  Point2* pVtx(insert(splitPoint));
+  Point2* pVtx(insertNear(splitPoint, pNearT));
   pCrossingCSeg->setAlive();
   ZARN_ASSERT(pVtx!=0);
   pCrossingCSeg->split_combinatorialOnly(pVtx);
   pCrossingCSeg->setDead();
-  pCrossingCSeg->getChildrenRec(vStack);
+  appendPiecesByCoordinates(pCrossingCSeg, vStack);
   if (bAtEnd) {
     ZARN_ASSERT(pCSeg->isAlive());
     vStack.push_back(pCSeg);
     return;
   }
   pCSeg->split_combinatorialOnly(pVtx);
-  pCSeg->getChildrenRec(vStack);
+  appendPiecesByCoordinates(pCSeg, vStack);
   pCSeg->setDead();
 }
 
@@ -183,7 +191,7 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
   Point2* p1(pCSeg->getTrg());
   ZARN_ASSERT(is2D());
   vCrossings.clear();
-  const SegmentWalk walk(walkAlongSegment(p0, p1, false));
+  const SegmentWalk walk(*p1 < *p0 ? walkAlongSegment(p1, p0, false) : walkAlongSegment(p0, p1, false));
   if (walk.result == SegmentWalk::IS_EDGE) return;
   if (walk.result == SegmentWalk::VERTEX_ON_SEGMENT) {
     pCSeg->split_combinatorialOnly(walk.pVertex);
@@ -191,7 +199,7 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
   }
   std::vector<ConstraintSegment2*> vStack;
   if (walk.result == SegmentWalk::CROSSES_CONSTRAINT) {
-    splitAtCrossing(pCSeg, walk.crossing, walk.pCrossingCSeg, vStack);
+    splitAtCrossing(pCSeg, walk.crossing, walk.pCrossingCSeg, walk.pNearT, vStack);
     return;  // the pieces of both are inserted by the manager's next pass
   }
   const double eps(kMinSplitExtentInUlps * kMachineEpsilon * std::exp2(std::ceil(std::log2(kora.getRange()))));
@@ -223,6 +231,8 @@ Point2* Dt2::newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<
   }
   ZARN_ASSERT(pStart->getIncidentTriangle()!=NULL);
   ZARN_ASSERT(pStop->getIncidentTriangle()!=NULL);
+  // From the lower end by coordinates: which crossing is met first must not depend on addresses.
+  if (*pStop < *pStart) std::swap(pStart, pStop);
   const SegmentWalk walk(walkAlongSegment(pStart, pStop, true));
   switch (walk.result) {
     case SegmentWalk::IS_EDGE:
@@ -231,6 +241,7 @@ Point2* Dt2::newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<
       return walk.pVertex;
     case SegmentWalk::CROSSES_CONSTRAINT:
       vPairIspCS.push_back(std::make_pair(walk.crossing, walk.pCrossingCSeg));
+      pCrossingNearT = walk.pNearT;
       return nullptr;
     case SegmentWalk::CROSSES_FREE_EDGES:
       retriangulateCavity();
@@ -316,7 +327,11 @@ Dt2::SegmentWalk Dt2::walkAlongSegment(Point2* pStart, Point2* pStop, bool bColl
     Point2* pRight(pT->getCorner(incIndexBy1(idx)));
     Point2* pLeft(pT->getCorner(incIndexBy2(idx)));
     ConstraintSegment2* pCrossed(pConstraintMgr->getAliveSegment(pLeft, pRight));
-    if (pCrossed != nullptr) return crossingOf(pStart, pStop, pCrossed);
+    if (pCrossed != nullptr) {
+      SegmentWalk crossing(crossingOf(pStart, pStop, pCrossed));
+      crossing.pNearT = pT;
+      return crossing;
+    }
     Triangle2* pN(pT->getOppositeTriangle(idx));
     ZARN_ASSERT(pN!=0);  // the segment runs inside the convex hull
     const int j(pN->getIntraTriangleIndex(pT));

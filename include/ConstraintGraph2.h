@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -16,6 +18,24 @@ class Visualizer2;
 /// Orders segment pointers by the segments' vertex pairs (ConstraintSegment2::operator<).
 struct ZARN2D_EXPORT CSegPtrLess {
   bool operator()(const ConstraintSegment2* a, const ConstraintSegment2* b) const { return *a < *b; }
+};
+
+/// Hash of a vertex pair (by address).
+struct ZARN2D_EXPORT VertexPairHash {
+  size_t operator()(const Point2* p0, const Point2* p1) const {
+    const uint64_t a(reinterpret_cast<uintptr_t>(p0)), b(reinterpret_cast<uintptr_t>(p1));
+    return static_cast<size_t>((a * 0x9E3779B97F4A7C15ull) ^ (b + (b >> 17)));
+  }
+  size_t operator()(const std::pair<Point2*, Point2*>& key) const { return (*this)(key.first, key.second); }
+  /// Segment pointers hash by their vertex pair, so that a probe segment finds the stored one.
+  size_t operator()(const ConstraintSegment2* pCSeg) const { return (*this)(pCSeg->getSrc(), pCSeg->getTrg()); }
+};
+
+/// Equality of segment pointers by vertex pair (the counterpart of VertexPairHash).
+struct ZARN2D_EXPORT CSegPairEqual {
+  bool operator()(const ConstraintSegment2* a, const ConstraintSegment2* b) const {
+    return a->getSrc() == b->getSrc() && a->getTrg() == b->getTrg();
+  }
 };
 
 /// The constraint segments that one createConstraint call inserts together: a polyline, a closed
@@ -89,7 +109,7 @@ class ZARN2D_EXPORT ConstraintGraph2 {
   ConstraintInsertionStrategy cis;
   std::vector<ConstraintSegment2*> vCSegParents;
   bool bIsPolygon;
-  std::map<ConstraintSegment2*, bool, CSegPtrLess> mCSegReverse;
+  std::unordered_map<ConstraintSegment2*, bool, VertexPairHash, CSegPairEqual> mCSegReverse;
   std::map<Point2*, int> mSplitPointCount;
   bool bOriented;
 };
