@@ -63,6 +63,7 @@ ConstraintGraph2::ConstraintGraph2(Dt2* pDt2_, std::vector<ConstraintSegment2*>&
 }
 
 void ConstraintGraph2::registerAsOwner(std::vector<ConstraintSegment2*>& vCSegments) {
+  mCSegReverse.reserve(2 * vCSegments.size());  // the segments and a share of split pieces
   for (ConstraintSegment2* pCSeg : vCSegments) pCSeg->addOwner(this);
 }
 

@@ -110,7 +110,7 @@ class ZARN2D_EXPORT ConstraintGraph2 {
   std::vector<ConstraintSegment2*> vCSegParents;
   bool bIsPolygon;
   std::unordered_map<ConstraintSegment2*, bool, VertexPairHash, CSegPairEqual> mCSegReverse;
-  std::map<Point2*, int> mSplitPointCount;
+  std::unordered_map<Point2*, int> mSplitPointCount;
   bool bOriented;
 };
 
