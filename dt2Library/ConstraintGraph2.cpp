@@ -85,8 +85,8 @@ void ConstraintGraph2::initCommon(std::vector<ConstraintSegment2*>& vCSegments) 
   }
 }
 
-// The pieces of an input segment that was split before this graph took it over are read in
-// the direction of that segment, recursively.
+// The pieces of a segment that was split before this graph took it over are read in the
+// direction of that segment, recursively (through onSegmentSplit).
 void ConstraintGraph2::learnSplitDescendants(ConstraintSegment2* pCSeg) {
   if (pCSeg->isAlive()) return;
   ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr);
@@ -94,8 +94,6 @@ void ConstraintGraph2::learnSplitDescendants(ConstraintSegment2* pCSeg) {
   pCSeg->getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
   ZARN_ASSERT(pKid0!=0 && pKid1!=0);
   onSegmentSplit(pCSeg, false);
-  learnSplitDescendants(pKid0);
-  learnSplitDescendants(pKid1);
 }
 
 // Walks the ring counterclockwise from the lowest vertex. On success vCSegments becomes the ring
@@ -205,6 +203,9 @@ void ConstraintGraph2::onSegmentSplit(ConstraintSegment2* pParentCSeg, bool bReg
   ZARN_ASSERT(pChild0Trg==pChild1Src || pChild1Trg==pChild0Src);
   ++mSplitPointCount[pSplit];
   if (bRegister) pConstraintMgr->registerSplit(pParentCSeg, pKid0, pKid1);
+  // A child that existed and was split before brings its pieces along.
+  learnSplitDescendants(pKid0);
+  learnSplitDescendants(pKid1);
 }
 
 // ----- Queries -----

@@ -59,8 +59,9 @@ std::pair<Point2*, Point2*> ConstraintMgr::orderedPair(Point2* p0, Point2* p1) {
 // ----- Registry -----
 
 ConstraintSegment2* ConstraintMgr::getOrCreateSegment(Point2* p0, Point2* p1, ConstraintInsertionStrategy cis) {
-  const std::pair<Point2*, Point2*> key(orderedPair(p0, p1));
-  ZARN_ASSERT(key.first<key.second);
+  if (p1 < p0) std::swap(p0, p1);
+  ZARN_ASSERT(p0<p1);
+  const std::pair<Point2*, Point2*> key(p0, p1);
   const auto it(mSegments.find(key));
   if (it != mSegments.end()) return it->second;
   sConstrainedVertices.insert(key.first);

@@ -15,7 +15,7 @@ class MeshGenParams;
 class Visualizer2;
 
 /// How a constraint segment is inserted.
-enum ConstraintInsertionStrategy {
+enum ConstraintInsertionStrategy : int {
   CIS_CONFORMING_DELAUNAY = 0,   ///< split the segment until its pieces appear in a Delaunay triangulation
   CIS_CONSTRAINED_DELAUNAY = 1   ///< force the segment in as an edge (constrained Delaunay triangulation)
 };

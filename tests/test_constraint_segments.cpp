@@ -525,13 +525,10 @@ TEST_F(ReusedSubPair, ExistingSplitSegmentBecomesAChildAsItIs) {
   EXPECT_EQ(vLeaves.size(), 3u);
 }
 
-// LIBRARY BUG, kept disabled: the split handler records only the two direct children of the
-// split segment. When a child is an existing, already split segment, the new owner is registered
-// on its pieces (addOwner) but never learns their reading direction, so the graph's invariant
-// "every piece split off one of its segments has a direction" breaks: the graph does not count
-// A-N and N-M as its constraints, and splitting A-N later fails in the owner's split handler with
-// "q_it!=mCSegReverse.end()" (a ZarnException from a plain point insertion).
-TEST_F(ReusedSubPair, DISABLED_NewOwnerKnowsThePiecesOfTheReusedChild) {
+// When a child of a split is an existing, already split segment, the new owner must learn the
+// reading direction of its pieces too: the graph counts A-N and N-M as its constraints, and
+// splitting A-N later works.
+TEST_F(ReusedSubPair, NewOwnerKnowsThePiecesOfTheReusedChild) {
   EXPECT_TRUE(pGraphAB->isConstraint(pAN));
   EXPECT_TRUE(pGraphAB->isConstraint(pNM));
   std::vector<ConstraintSegment2*> vPieces;
