@@ -7,8 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <algorithm>
 #include <limits>
-#include <map>
 #include <random>
 #include <set>
 #include <string>
