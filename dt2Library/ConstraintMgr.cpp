@@ -16,6 +16,9 @@ namespace {
 // of the split trees; the bound stops a numerically hopeless insertion (fixed by design).
 constexpr int kMaxApplyPasses = 499;
 constexpr int kProgressSteps = 100;
+// The vertex budget of one apply run: this many times the vertices at its start, plus a base.
+constexpr size_t kVertexBudgetFactor = 10;
+constexpr size_t kVertexBudgetBase = 1000;
 
 std::string describePoint(const Point2& p) {
   std::ostringstream oss;
@@ -46,7 +49,7 @@ void appendPiecesByCoordinates(const ConstraintSegment2* pCSeg, std::vector<Cons
   sortByCoordinates(vOut.begin() + firstNew, vOut.end());
 }
 
-ConstraintMgr::ConstraintMgr(Dt2* pDt2_) : pDt2(pDt2_), numSplits(0) {}
+ConstraintMgr::ConstraintMgr(Dt2* pDt2_) : pDt2(pDt2_), numSplits(0), bSplitLogging(false) {}
 
 ConstraintMgr::~ConstraintMgr() {
   for (ConstraintGraph2* pGraph : vGraphs) delete pGraph;
@@ -127,6 +130,7 @@ void ConstraintMgr::registerSplit(ConstraintSegment2* pParentCSeg, ConstraintSeg
   ZARN_ASSERT(key0.first<key0.second);
   ZARN_ASSERT(key1.first<key1.second);
   ++numSplits;
+  if (bSplitLogging) vSplitLog.push_back(pParentCSeg);
 }
 
 // ----- Graphs -----
@@ -189,15 +193,21 @@ void ConstraintMgr::apply() {
 
 // A pass inserts every segment of the work list that is not yet an edge. An alive segment that
 // is an edge stays one (constraint edges are never flipped, and a vertex put on one splits it),
-// so only the pieces of segments split in a pass are carried into the next one. A segment found
-// dead in the work list was split meanwhile as the crossing partner of another; its pieces join
-// the current pass.
+// so the next pass needs only the pieces of the segments split in this one: split by their own
+// insertion, or as the crossing partner of another segment. A segment found dead in the work
+// list was split as such a partner before its turn; its pieces join the current pass.
+//
+// Conforming insertion of nearly parallel constraints needs a number of vertices that grows
+// with the inverse of their distance; a vertex budget stops such a run with the accuracy error
+// instead of letting it exhaust time and memory.
 void ConstraintMgr::applyTo(std::vector<ConstraintSegment2*> vWork) {
   ProgressPublisher& publisher(pDt2->getPublisher());
   publisher.startStep("apply");
+  const size_t maxNumVertices(kVertexBudgetFactor * (static_cast<size_t>(pDt2->numberOfPoints()) + kVertexBudgetBase));
   std::vector<ConstraintSegment2*> vNext;
-  for (int pass = 0; pass < kMaxApplyPasses; ++pass) {
-    vNext.clear();
+  bSplitLogging = true;
+  for (int pass = 0; pass < kMaxApplyPasses && pDt2->numberOfPoints() <= maxNumVertices; ++pass) {
+    vSplitLog.clear();
     for (size_t i = 0; i < vWork.size(); ++i) {
       ConstraintSegment2* pCSeg(vWork[i]);
       if (pass == 0) publisher.setProgress(static_cast<double>(i) / static_cast<double>(vWork.size()));
@@ -207,14 +217,17 @@ void ConstraintMgr::applyTo(std::vector<ConstraintSegment2*> vWork) {
       }
       if (pDt2->hasEdge(pCSeg->getSrc(), pCSeg->getTrg())) continue;
       insertSegment(pCSeg);
-      if (!pCSeg->isAlive()) appendPiecesByCoordinates(pCSeg, vNext);
     }
+    vNext.clear();
+    for (ConstraintSegment2* pParent : vSplitLog) appendPiecesByCoordinates(pParent, vNext);
     if (vNext.empty()) {
+      bSplitLogging = false;
       publisher.finishStep();
       return;
     }
     vWork.swap(vNext);
   }
+  bSplitLogging = false;
   reportError("ConstraintMgr::apply()", "insufficient numeric accuracy, need to skip last insertions");
   publisher.finishStep();
 }

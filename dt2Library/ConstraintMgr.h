@@ -86,6 +86,8 @@ class ConstraintMgr {
   std::unordered_set<const Point2*> sConstrainedVertices;
   std::vector<ConstraintGraph2*> vGraphs;
   size_t numSplits;
+  bool bSplitLogging;                          // while apply runs: splits are logged
+  std::vector<ConstraintSegment2*> vSplitLog;  // the segments split in the current pass
 };
 
 }  // namespace KORA_ZARN2D

@@ -106,6 +106,7 @@ Point2* ConstraintSegment2::insertAndSplit(const Point2& p) {
     return nullptr;
   }
   attachChildren(pOwnerDt, pSplit);
+  pOwnerDt->legalizeFormerConstraintEdge(p0, p1);
   ConstraintMgr* pMgr(pOwnerDt->getConstraintMgr());
   std::vector<ConstraintSegment2*> vWork(vChildren);
   sortByCoordinates(vWork.begin(), vWork.end());

@@ -95,6 +95,9 @@ class Dt2 {
   void insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg);
   /// Flips every non-constraint edge around pVtx that fails the in-circle test.
   void legalizeAround(Point2* pVtx);
+  /// Restores the Delaunay property at the edge a-b (if it exists) after the constraint segment
+  /// a-b was split at a vertex off the edge.
+  void legalizeFormerConstraintEdge(Point2* a, Point2* b);
   /// Removes the registered inner (grid) vertices closer to center than sqrt(sqRadius).
   void removeInnerVerticesNear(const Point2& center, double sqRadius);
   ProgressPublisher& getPublisher() { return publisher; }
@@ -161,6 +164,8 @@ class Dt2 {
     Triangle2* pParent;
     int parentIdx;
   };
+  /// Splits the segment at a vertex already in the triangulation and re-legalizes its former edge.
+  void splitSegmentAt(ConstraintSegment2* pCSeg, Point2* pSplit);
   /// Inserts constraints created while the triangulation was not yet 2D, once it is.
   void applyPendingConstraints();
   void insertOneConstrainedSegment(ConstraintSegment2* pCSeg, std::vector<ConstraintSegment2*>& vStack);

@@ -151,7 +151,7 @@ void Dt2::insertOneConstrainedSegment(ConstraintSegment2* pCSeg, std::vector<Con
     ZARN_ASSERT(vPairIspCS.empty());
     ZARN_ASSERT(pExistingVertex!=pCSeg->getSrc());
     ZARN_ASSERT(pExistingVertex!=pCSeg->getTrg());
-    pCSeg->split_combinatorialOnly(pExistingVertex);
+    splitSegmentAt(pCSeg, pExistingVertex);
     appendPiecesByCoordinates(pCSeg, vStack);
     return;
   }
@@ -173,7 +173,7 @@ void Dt2::splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, C
   Point2* pVtx(insertNear(splitPoint, pNearT));
   pCrossingCSeg->setAlive();
   ZARN_ASSERT(pVtx!=0);
-  pCrossingCSeg->split_combinatorialOnly(pVtx);
+  splitSegmentAt(pCrossingCSeg, pVtx);
   pCrossingCSeg->setDead();
   appendPiecesByCoordinates(pCrossingCSeg, vStack);
   if (bAtEnd) {
@@ -181,7 +181,7 @@ void Dt2::splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, C
     vStack.push_back(pCSeg);
     return;
   }
-  pCSeg->split_combinatorialOnly(pVtx);
+  splitSegmentAt(pCSeg, pVtx);
   appendPiecesByCoordinates(pCSeg, vStack);
   pCSeg->setDead();
 }
@@ -194,7 +194,7 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
   const SegmentWalk walk(*p1 < *p0 ? walkAlongSegment(p1, p0, false) : walkAlongSegment(p0, p1, false));
   if (walk.result == SegmentWalk::IS_EDGE) return;
   if (walk.result == SegmentWalk::VERTEX_ON_SEGMENT) {
-    pCSeg->split_combinatorialOnly(walk.pVertex);
+    splitSegmentAt(pCSeg, walk.pVertex);
     return;
   }
   std::vector<ConstraintSegment2*> vStack;
@@ -216,7 +216,7 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
                   "Double precision arithmetic does not allow to split a segment further, giving up. Incorrect result!");
     return;
   }
-  pCSeg->split_combinatorialOnly(pSplit);
+  splitSegmentAt(pCSeg, pSplit);
 }
 
 // ----- The walk along a segment -----
@@ -515,6 +515,19 @@ void Dt2::CavitySide::reverse() {
 }
 
 // ----- Around split vertices -----
+
+// A segment split at a vertex off its edge (a rounded crossing) may leave that edge in place but
+// no longer protected: it may fail the in-circle test now.
+void Dt2::splitSegmentAt(ConstraintSegment2* pCSeg, Point2* pSplit) {
+  pCSeg->split_combinatorialOnly(pSplit);
+  legalizeFormerConstraintEdge(pCSeg->getSrc(), pCSeg->getTrg());
+}
+
+void Dt2::legalizeFormerConstraintEdge(Point2* a, Point2* b) {
+  if (isConstraint(a, b)) return;
+  Triangle2* pT(getAdjacentTriangle(a, b));
+  if (pT != nullptr) legalizeEdges(std::vector<Triangle2*>(1, pT));
+}
 
 void Dt2::legalizeAround(Point2* pVtx) {
   std::vector<Triangle2*> vStar;

@@ -482,6 +482,22 @@ TEST_P(ConstraintInsertion, StarThroughARepresentablePoint) {
   }
 }
 
+/// Constrained insertion always gives a valid result. Conforming insertion cannot always succeed
+/// in double precision (crossings within a few ulps of each other, constraints 1e-12 apart): then
+/// the result may be invalid, but the library must have said so.
+void expectValidOrReportedAsInaccurate(Zarn_2D& dt, const std::vector<Point2>& vPoints, const std::vector<Segment2>& vSegments,
+                                       ConstraintInsertionStrategy cis, const std::string& out) {
+  if (cis == CIS_CONSTRAINED_DELAUNAY) {
+    EXPECT_TRUE(validCdt(dt, vPoints, vSegments, offLineUlps(8.0))) << out;
+    return;
+  }
+  const bool bReported(out.find("giving up. Incorrect result!") != std::string::npos ||
+                       out.find("insufficient numeric accuracy, need to skip last insertions") != std::string::npos);
+  if (!bReported) {
+    EXPECT_TRUE(validCdt(dt, vPoints, vSegments, offLineUlps(8.0))) << out;
+  }
+}
+
 /// numSegments segments through (1/3, 2/7), each from c + d to c - d, rounded: the lines pass near,
 /// not through, one point, so their crossings fall within a few units in the last place of each
 /// other and many round onto each other's vertices.
@@ -497,18 +513,14 @@ void insertStarAroundAnUnrepresentablePoint(int numSegments, ConstraintInsertion
   Zarn_2D dt;
   dt.insert(vPoints);
   const std::string out(create(dt, vSegments, cis));
-  ASSERT_TRUE(validCdt(dt, vPoints, vSegments, offLineUlps(8.0))) << out;
   EXPECT_GT(dt.numberOfPoints(), numDistinctInputs(vPoints, vSegments));
+  expectValidOrReportedAsInaccurate(dt, vPoints, vSegments, cis, out);
 }
 
 TEST(ConstrainedInsertion, StarOf6ThroughAnUnrepresentablePoint) { insertStarAroundAnUnrepresentablePoint(6, CIS_CONSTRAINED_DELAUNAY); }
 
-// Library defect, both strategies: with 60 segments the result has non-constraint edges that are
-// not locally Delaunay (the library's own checkValidity agrees), and with the conforming strategy
-// also alive constraint segments that are no edges; the conforming strategy fails with 6 segments
-// already. Minimal cases: RoundedCrossingsKeepEdgesDelaunay and
-// RoundedCrossingsKeepConformingPiecesEdges below.
-TEST_P(ConstraintInsertion, DISABLED_StarOf60ThroughAnUnrepresentablePoint) { insertStarAroundAnUnrepresentablePoint(60, GetParam()); }
+// 60 segments: many crossings round onto each other's vertices.
+TEST_P(ConstraintInsertion, StarOf60ThroughAnUnrepresentablePoint) { insertStarAroundAnUnrepresentablePoint(60, GetParam()); }
 
 TEST_P(ConstraintInsertion, CollinearOverlappingSegments) {
   const std::vector<Segment2> vSegments{Segment2(Point2(0, 0), Point2(2, 0)), Segment2(Point2(1, 0), Point2(3, 0)),
@@ -630,22 +642,20 @@ void insertNearlyParallelSegments(size_t numSegments, ConstraintInsertionStrateg
   vPoints.insert(vPoints.end(), {Point2(-0.1, -0.1), Point2(1.1, -0.1), Point2(1.1, 1.1), Point2(-0.1, 1.1)});
   Zarn_2D dt;
   dt.insert(vPoints);
-  create(dt, vSegments, cis);
-  ASSERT_TRUE(validCdt(dt, vPoints, vSegments, offLineUlps(8.0)));
+  const std::string out(create(dt, vSegments, cis));
+  expectValidOrReportedAsInaccurate(dt, vPoints, vSegments, cis, out);
   ASSERT_GT(numCrossingPairs(vSegments), numSegments);
   EXPECT_GT(dt.numberOfPoints(), numDistinctInputs(vPoints, vSegments));
 }
 
 TEST_P(ConstraintInsertion, NearlyParallelSegments) { insertNearlyParallelSegments(6, GetParam()); }
 
-// Library defect: 24 such segments leave two non-constraint edges that are not locally Delaunay
-// near (0.875, 0.499999999985) (the library's checkValidity agrees); 11 of them suffice.
-TEST(ConstrainedInsertion, DISABLED_ManyNearlyParallelSegments) { insertNearlyParallelSegments(24, CIS_CONSTRAINED_DELAUNAY); }
+// 24 such segments. The conforming strategy would need pieces about as short as the distance
+// between the segments near their crossings (down to 1e-12 over a length of 1): the library stops
+// it with its accuracy error instead of running for minutes.
+TEST(ConstrainedInsertion, ManyNearlyParallelSegments) { insertNearlyParallelSegments(24, CIS_CONSTRAINED_DELAUNAY); }
 
-// Does not finish in minutes: conforming pieces must get about as short as the distance between
-// the segments near their crossings (down to 1e-12 over a length of 1). 10 segments make 57000
-// vertices in 0.6 s, 14 segments 240000 vertices in 5 s, 16 segments take more than a minute.
-TEST(ConformingInsertion, DISABLED_ManyNearlyParallelSegments) { insertNearlyParallelSegments(24, CIS_CONFORMING_DELAUNAY); }
+TEST(ConformingInsertion, ManyNearlyParallelSegmentsStopWithTheAccuracyError) { insertNearlyParallelSegments(24, CIS_CONFORMING_DELAUNAY); }
 
 TEST_P(ConstraintInsertion, SegmentEndsOutsideTheHull) {
   const std::vector<Point2> vPoints(dt2test::randomPoints(120, 112));
@@ -996,12 +1006,9 @@ TEST_P(ConstraintInsertion, RemovalNextToConstraints) {
 
 const std::vector<Point2> kStarFrame{Point2(-1, -1), Point2(1.5, -1), Point2(1.5, 1.5), Point2(-1, 1.5)};
 
-// Fails: the edge from (0.33333333333333331, 0.28571428571428575) to (1.1430301811859431,
-// 0.6786405059866768) is no constraint and not locally Delaunay: (0.89236068803814228,
-// 0.99104287346026931) lies inside the circle of its other triangle, whose third corner is
-// (0.33333333333333337, 0.2857142857142857). Inserting the segments one call each gives a valid
-// result.
-TEST(ConstrainedInsertion, DISABLED_RoundedCrossingsKeepEdgesDelaunay) {
+// Crossings that round onto existing vertices leave the former edges of the split segments
+// unprotected: they must be made locally Delaunay again.
+TEST(ConstrainedInsertion, RoundedCrossingsKeepEdgesDelaunay) {
   const std::vector<Segment2> vSegments{
       Segment2(Point2(1.2333292833363709, 0.28841428166428751), Point2(-0.56666261666970419, 0.28301428976428389)),
       Segment2(Point2(1.1430301811859431, 0.6786405059866768), Point2(-0.47636351451927655, -0.1072119345581054)),
@@ -1014,10 +1021,8 @@ TEST(ConstrainedInsertion, DISABLED_RoundedCrossingsKeepEdgesDelaunay) {
   EXPECT_TRUE(validCdt(dt, kStarFrame, vSegments, offLineUlps(8.0)));
 }
 
-// Fails: without any "giving up" warning, the alive piece (0.33333333333333331, 0.2857142857142857)
-// - (1.1901146908562634, 0.010168091036941329) is no edge, and an edge next to it is not locally
-// Delaunay.
-TEST(ConformingInsertion, DISABLED_RoundedCrossingsKeepConformingPiecesEdges) {
+// The pieces of a conforming segment split as the crossing partner of another must be inserted too.
+TEST(ConformingInsertion, RoundedCrossingsKeepConformingPiecesEdges) {
   const std::vector<Segment2> vSegments{
       Segment2(Point2(0.6088795280106778, 1.1424956432372158), Point2(0.057787138655988834, -0.57106707180864447)),
       Segment2(Point2(0.33063333738333167, 1.1857102357173233), Point2(0.33603332928333496, -0.61428166428875186)),
