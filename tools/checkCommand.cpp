@@ -13,6 +13,7 @@
 
 #include "Zarn_2D.h"
 #include "commands.h"
+#include "constraintInput.h"
 
 using namespace KORA_ZARN2D;
 
@@ -85,55 +86,8 @@ int parseCheckOptions(int argc, char** argv, CheckOptions& opt) {
   return 0;
 }
 
-// A binary segment file starts with the little-endian 32-bit type 21 or 31.
-bool hasBinarySegmentHeader(const std::string& filename) {
-  std::ifstream file(filename, std::ios::binary);
-  unsigned char aHeader[4] = {0, 0, 0, 0};
-  if (!file.read(reinterpret_cast<char*>(aHeader), 4)) return false;
-  const uint32_t type(aHeader[0] | (aHeader[1] << 8) | (aHeader[2] << 16) | (static_cast<uint32_t>(aHeader[3]) << 24));
-  return type == 21 || type == 31;
-}
-
-bool isSkippedLine(const std::string& line) {
-  const size_t first(line.find_first_not_of(" \t\r"));
-  return first == std::string::npos || line[first] == '#';
-}
-
-/// The first characters of a line for a message, with anything unprintable replaced by '?'.
-std::string quoteable(const std::string& line) {
-  const size_t kMaxShown(60);
-  std::string shown(line.substr(0, kMaxShown));
-  for (char& c : shown) {
-    if (!std::isprint(static_cast<unsigned char>(c))) c = '?';
-  }
-  return line.size() > kMaxShown ? shown + "..." : shown;
-}
-
-bool readSegmentsASCII(const std::string& filename, std::vector<Segment2>& vSegments) {
-  std::ifstream file(filename);
-  if (!file) {
-    complain(filename + " can't be read");
-    return false;
-  }
-  std::string line;
-  for (int lineNumber = 1; std::getline(file, line); ++lineNumber) {
-    if (isSkippedLine(line)) continue;
-    std::istringstream fields(line);
-    double x0, y0, x1, y1;
-    std::string rest;
-    if (!(fields >> x0 >> y0 >> x1 >> y1) || (fields >> rest)) {
-      complain(filename + ", line " + std::to_string(lineNumber) + ": expected four numbers \"x0 y0 x1 y1\", got \"" +
-               quoteable(line) + "\"");
-      return false;
-    }
-    vSegments.emplace_back(Point2(x0, y0), Point2(x1, y1));
-  }
-  return true;
-}
-
 bool loadSegments(const CheckOptions& opt, std::vector<Segment2>& vSegments) {
-  if (!opt.bAscii && hasBinarySegmentHeader(opt.segmentFile)) return readSegmentsBIN(opt.segmentFile.c_str(), vSegments);
-  return readSegmentsASCII(opt.segmentFile, vSegments);
+  return readSegmentFile(opt.segmentFile, vSegments, "zarn2d check: ", opt.bAscii);
 }
 
 std::string formatPoint(const Point2& p) {

@@ -27,10 +27,10 @@ std::string quoteable(const std::string& line) {
   return line.size() > kMaxShown ? shown + "..." : shown;
 }
 
-bool readSegmentsText(const std::string& filename, std::vector<Segment2>& vSegments) {
+bool readSegmentsText(const std::string& filename, std::vector<Segment2>& vSegments, const std::string& messagePrefix) {
   std::ifstream file(filename);
   if (!file) {
-    std::cerr << "zarn2d: " << filename << " can't be read" << std::endl;
+    std::cerr << messagePrefix << filename << " can't be read" << std::endl;
     return false;
   }
   std::vector<Segment2> vRead;
@@ -42,7 +42,7 @@ bool readSegmentsText(const std::string& filename, std::vector<Segment2>& vSegme
     std::string rest;
     // Stream extraction fails on "nan", "inf" and on overflow, so every accepted value is finite.
     if (!(fields >> x0 >> y0 >> x1 >> y1) || (fields >> rest)) {
-      std::cerr << "zarn2d: " << filename << ", line " << lineNumber << ": expected four numbers \"x0 y0 x1 y1\", got \""
+      std::cerr << messagePrefix << filename << ", line " << lineNumber << ": expected four numbers \"x0 y0 x1 y1\", got \""
                 << quoteable(line) << "\"; the segment file is rejected" << std::endl;
       return false;
     }
@@ -61,10 +61,10 @@ int32_t readFileType(const std::string& filename) {
   return static_cast<int32_t>(aHeader[0] | (aHeader[1] << 8) | (aHeader[2] << 16) | (static_cast<uint32_t>(aHeader[3]) << 24));
 }
 
-bool readSegmentFile(const std::string& filename, std::vector<Segment2>& vSegments) {
-  const int32_t type(readFileType(filename));
+bool readSegmentFile(const std::string& filename, std::vector<Segment2>& vSegments, const std::string& messagePrefix, bool bTextOnly) {
+  const int32_t type(bTextOnly ? 0 : readFileType(filename));
   if (type == 21 || type == 31) return readSegmentsBIN(filename.c_str(), vSegments);
-  return readSegmentsText(filename, vSegments);
+  return readSegmentsText(filename, vSegments, messagePrefix);
 }
 
 void generateDemoConstraints(unsigned int numStarVertices, unsigned int numCrossing, std::vector<Segment2>& vStar,

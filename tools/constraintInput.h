@@ -13,10 +13,12 @@
 int32_t readFileType(const std::string& filename);
 
 /// Appends the segments of a binary segment file (types 21 and 31) or of a text file with one
-/// segment "x0 y0 x1 y1" per line (blank lines and lines starting with '#' are skipped). A text
-/// line that is not exactly four numbers is reported with its line number on standard error and
-/// the whole file is rejected: false, and vSegments is left as it was.
-bool readSegmentFile(const std::string& filename, std::vector<KORA_ZARN2D::Segment2>& vSegments);
+/// segment "x0 y0 x1 y1" per line (blank lines and lines starting with '#' are skipped); with
+/// bTextOnly the file is read as text whatever its first bytes. A text line that is not exactly
+/// four numbers is reported with its line number on standard error, after messagePrefix, and the
+/// whole file is rejected: false, and vSegments is left as it was.
+bool readSegmentFile(const std::string& filename, std::vector<KORA_ZARN2D::Segment2>& vSegments,
+                     const std::string& messagePrefix = "zarn2d: ", bool bTextOnly = false);
 
 /// The constraint demo, two graphs around the centre of the unit square: vStar receives a closed
 /// star polygon of numStarVertices segments whose vertices lie at the radius
