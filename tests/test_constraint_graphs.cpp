@@ -108,20 +108,6 @@ bool isEncroached(const Zarn_2D& dt, Point2* p, Point2* q) {
   return inside(pLeft, apex(pRight, p, q)) || inside(pRight, apex(pLeft, p, q));
 }
 
-/// Runs action, expects a ZarnException and returns what was printed on the way.
-std::string outputOfFailedAssertion(const std::function<void()>& action) {
-  bool bThrown(false);
-  const std::string out(zarn_test::captureStdout([&] {
-    try {
-      action();
-    } catch (const ZarnException&) {
-      bThrown = true;
-    }
-  }));
-  EXPECT_TRUE(bThrown) << "no ZarnException; output:\n" << out;
-  return out;
-}
-
 std::string failedCondition(const std::string& condition) {
   return "Zarn, , ERROR: Condition [ " + condition + " failed ]";
 }
@@ -353,7 +339,7 @@ TEST_F(DirectedTriangle, DirectedPolylineKeepsInputOrderAndDirections) {
   // A segment of another graph has no direction in this one.
   ASSERT_NE(constrain(dt, {Segment2(R, P)}), nullptr);
   ASSERT_TRUE(libraryCheckValidity(dt));
-  const std::string out(outputOfFailedAssertion([&] { pGraph->isReverse(seg(pR, pP)); }));
+  const std::string out(zarn_test::outputOfFailedAssertion([&] { pGraph->isReverse(seg(pR, pP)); }));
   EXPECT_NE(out.find(failedCondition("q_it!=mCSegReverse.end()")), std::string::npos) << out;
 }
 
@@ -739,7 +725,7 @@ TEST(ConstraintMgrRegistry, IdenticalVerticesFailTheAddressOrderAssertion) {
   Zarn_2D dt;
   const std::vector<Point2*> v(insertPoints(dt, {Point2(0, 0), Point2(1, 0), Point2(0, 1)}));
   ConstraintMgr* pMgr(dt.getImpl()->getConstraintMgr());
-  const std::string out(outputOfFailedAssertion([&] { pMgr->getOrCreateSegment(v[1], v[1], CIS_CONSTRAINED_DELAUNAY); }));
+  const std::string out(zarn_test::outputOfFailedAssertion([&] { pMgr->getOrCreateSegment(v[1], v[1], CIS_CONSTRAINED_DELAUNAY); }));
   EXPECT_NE(out.find(failedCondition("p0<p1")), std::string::npos) << out;
 }
 

@@ -50,20 +50,6 @@ std::string toString(const ConstraintSegment2& seg) {
   return oss.str();
 }
 
-// Runs action, expects a ZarnException and returns what was printed on the way.
-std::string outputOfFailedAssertion(const std::function<void()>& action) {
-  bool bThrown(false);
-  const std::string out(zarn_test::captureStdout([&] {
-    try {
-      action();
-    } catch (const ZarnException&) {
-      bThrown = true;
-    }
-  }));
-  EXPECT_TRUE(bThrown) << "no ZarnException; output:\n" << out;
-  return out;
-}
-
 std::string failedCondition(const std::string& condition) { return "Zarn, , ERROR: Condition [ " + condition + " failed ]"; }
 
 // A constraint forced through the Delaunay edge C-D: the segment A-B is no Delaunay edge.
@@ -234,10 +220,10 @@ TEST(ConstraintSegmentBasics, FreshSegmentIsAliveUnownedAndOrderedByAddresses) {
 TEST(ConstraintSegmentBasics, ConstructionRequiresTheLowerAddressFirst) {
   Point2 a[2] = {Point2(0, 0), Point2(1, 0)};
   ConstraintSegment2 before(&a[0], &a[1], CIS_CONSTRAINED_DELAUNAY);
-  std::string out(outputOfFailedAssertion([&] { ConstraintSegment2 reversed(&a[1], &a[0], CIS_CONSTRAINED_DELAUNAY); }));
+  std::string out(zarn_test::outputOfFailedAssertion([&] { ConstraintSegment2 reversed(&a[1], &a[0], CIS_CONSTRAINED_DELAUNAY); }));
   EXPECT_NE(out.find(failedCondition("p0<p1")), std::string::npos) << out;
   EXPECT_EQ(zarn_test::readFile("ZARN_LOG.txt"), "Zarn, Condition [ p0<p1 failed ]\n");
-  out = outputOfFailedAssertion([&] { ConstraintSegment2 degenerate(&a[0], &a[0], CIS_CONSTRAINED_DELAUNAY); });
+  out = zarn_test::outputOfFailedAssertion([&] { ConstraintSegment2 degenerate(&a[0], &a[0], CIS_CONSTRAINED_DELAUNAY); });
   EXPECT_NE(out.find(failedCondition("p0<p1")), std::string::npos) << out;
   // The label is taken before the check.
   ConstraintSegment2 after(&a[0], &a[1], CIS_CONSTRAINED_DELAUNAY);
@@ -259,7 +245,7 @@ TEST(ConstraintSegmentBasics, AliveSegmentHasNoChildrenToReport) {
   EXPECT_EQ(pSplit, &marker);
 
   std::vector<ConstraintSegment2*> vLeaves;
-  const std::string outRec(outputOfFailedAssertion([&] { seg.getChildrenRec(vLeaves); }));
+  const std::string outRec(zarn_test::outputOfFailedAssertion([&] { seg.getChildrenRec(vLeaves); }));
   EXPECT_NE(outRec.find(failedCondition("vChildren.size()==2")), std::string::npos) << outRec;
   EXPECT_TRUE(vLeaves.empty());
 }
@@ -267,10 +253,10 @@ TEST(ConstraintSegmentBasics, AliveSegmentHasNoChildrenToReport) {
 TEST(ConstraintSegmentBasics, SplittingAnUnownedSegmentIsRefused) {
   Point2 a[3] = {Point2(0, 0), Point2(2, 0), Point2(1, 0)};
   ConstraintSegment2 seg(&a[0], &a[1], CIS_CONSTRAINED_DELAUNAY);
-  std::string out(outputOfFailedAssertion([&] { seg.insertAndSplit(Point2(1, 0)); }));
+  std::string out(zarn_test::outputOfFailedAssertion([&] { seg.insertAndSplit(Point2(1, 0)); }));
   EXPECT_NE(out.find(failedCondition("!sOwners.empty()")), std::string::npos) << out;
   EXPECT_TRUE(seg.isAlive());
-  out = outputOfFailedAssertion([&] { seg.split_combinatorialOnly(&a[2]); });
+  out = zarn_test::outputOfFailedAssertion([&] { seg.split_combinatorialOnly(&a[2]); });
   EXPECT_NE(out.find(failedCondition("!sOwners.empty()")), std::string::npos) << out;
   EXPECT_TRUE(seg.isAlive());
 }
@@ -342,7 +328,7 @@ TEST_F(ForcedSegment, InsertAndSplitInTheMiddleMakesTwoAliveEdges) {
   EXPECT_FALSE(isEdge(dt, v[2], v[3]));
 
   // An already split segment cannot be split again.
-  const std::string out(outputOfFailedAssertion([&] { pSeg->insertAndSplit(Point2(4, 0)); }));
+  const std::string out(zarn_test::outputOfFailedAssertion([&] { pSeg->insertAndSplit(Point2(4, 0)); }));
   EXPECT_NE(out.find(failedCondition("bAlive")), std::string::npos) << out;
   EXPECT_EQ(dt.numberOfPoints(), 5u);
 }
@@ -566,9 +552,9 @@ TEST(ConstraintSegmentSplit, CombinatorialSplitKeepsTheFlagButKillsTheSegment) {
   ASSERT_NE(pAB, nullptr);
 
   // Refused: no vertex, or an end vertex. Nothing changes.
-  std::string out(outputOfFailedAssertion([&] { pAB->split_combinatorialOnly(nullptr); }));
+  std::string out(zarn_test::outputOfFailedAssertion([&] { pAB->split_combinatorialOnly(nullptr); }));
   EXPECT_NE(out.find(failedCondition("pSplit!=0")), std::string::npos) << out;
-  out = outputOfFailedAssertion([&] { pAB->split_combinatorialOnly(pAB->getTrg()); });
+  out = zarn_test::outputOfFailedAssertion([&] { pAB->split_combinatorialOnly(pAB->getTrg()); });
   EXPECT_NE(out.find(failedCondition("p0!=pSplit && p1!=pSplit")), std::string::npos) << out;
   EXPECT_TRUE(pAB->isAlive());
 
@@ -595,10 +581,10 @@ TEST(ConstraintSegmentSplit, CombinatorialSplitKeepsTheFlagButKillsTheSegment) {
 
   // The flag is still set: a second split fails on the children, not on the flag. A segment
   // split by insertAndSplit fails on the flag.
-  out = outputOfFailedAssertion([&] { pAB->insertAndSplit(Point2(0.5, 0)); });
+  out = zarn_test::outputOfFailedAssertion([&] { pAB->insertAndSplit(Point2(0.5, 0)); });
   EXPECT_NE(out.find(failedCondition("vChildren.empty()")), std::string::npos) << out;
   EXPECT_EQ(out.find("Condition [ bAlive failed ]"), std::string::npos) << out;
-  out = outputOfFailedAssertion([&] { pAB->split_combinatorialOnly(pM); });
+  out = zarn_test::outputOfFailedAssertion([&] { pAB->split_combinatorialOnly(pM); });
   EXPECT_NE(out.find(failedCondition("isAlive()")), std::string::npos) << out;
   EXPECT_EQ(dt.numberOfPoints(), 5u);
 }
@@ -618,6 +604,6 @@ TEST_F(ForcedSegment, UserPointOnTheConstraintSplitsItCombinatorially) {
   ASSERT_NE(pAtTrg, nullptr);
   EXPECT_TRUE(touches(pAtSrc, pVtx));
   EXPECT_TRUE(touches(pAtTrg, pVtx));
-  const std::string out(outputOfFailedAssertion([&] { pSeg->insertAndSplit(Point2(3, 0)); }));
+  const std::string out(zarn_test::outputOfFailedAssertion([&] { pSeg->insertAndSplit(Point2(3, 0)); }));
   EXPECT_NE(out.find(failedCondition("vChildren.empty()")), std::string::npos) << out;
 }

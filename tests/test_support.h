@@ -8,6 +8,8 @@
 #include <sstream>
 #include <string>
 
+#include "ZarnException.h"
+
 namespace zarn_test {
 
 /// Runs action and returns what it wrote to standard output.
@@ -30,6 +32,21 @@ inline std::string readFile(const std::string& path) {
   std::ostringstream content;
   content << in.rdbuf();
   return content.str();
+}
+
+/// Runs action, expects it to throw ZarnException (a failed assertion) and returns what it
+/// printed on the way.
+inline std::string outputOfFailedAssertion(const std::function<void()>& action) {
+  bool bThrown(false);
+  const std::string out(captureStdout([&] {
+    try {
+      action();
+    } catch (const KORA_ZARN2D::ZarnException&) {
+      bThrown = true;
+    }
+  }));
+  EXPECT_TRUE(bThrown) << "no ZarnException; output:\n" << out;
+  return out;
 }
 
 }  // namespace zarn_test
