@@ -76,6 +76,16 @@ void Dt2::releaseTriangles(const std::vector<Triangle2*>& vDead) {
   }
 }
 
+uint32_t Dt2::newMark() {
+  if (++lastMark != 0) return lastMark;
+  for (int b = 0; b < trianglePool.getNumBlocks(); ++b) {
+    Triangle2* pBlock(trianglePool.getBlock(b));
+    for (int32_t i = 0; i < trianglePool.getUsedCount(b); ++i) pBlock[i].setMark(0);
+  }
+  lastMark = 1;
+  return lastMark;
+}
+
 bool Dt2::ownsVertexStorage(const Point2* p) const { return vertexPool.contains(p); }
 
 // ----- Settings -----

@@ -124,6 +124,9 @@ class Dt2 {
   Triangle2* createTriangle(Point2* p0, Point2* p1, Point2* p2);
   /// Marks the triangles dead and puts them on the stack of released triangles.
   void releaseTriangles(const std::vector<Triangle2*>& vDead);
+  /// A triangle mark that no triangle carries yet (see Triangle2's marks). When the 32-bit values
+  /// run out, every triangle's mark is reset to 0 and the values start again: amortised O(1).
+  uint32_t newMark();
 
   VertexVault vertexVault;
 
@@ -220,6 +223,7 @@ class Dt2 {
   std::vector<Triangle2*> vFlipStack;
   bool bSuspendFlips;
   size_t numAllTriangles;
+  uint32_t lastMark = 0;
   std::unique_ptr<ConstraintMgr> pConstraintMgr;
   bool bConstraintsPending;
   std::vector<Point2*> vInnerVertices;  // grid-meshing vertices that constraint splits may remove

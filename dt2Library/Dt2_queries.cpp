@@ -7,10 +7,6 @@
 
 namespace KORA_ZARN2D {
 
-namespace {
-bool isLiveTriangle(const Triangle2& t) { return t.getCorner(0) != nullptr; }
-}  // namespace
-
 Triangle2* Dt2::locate(const Point2& p) {
   // The box holds every vertex, so a point outside it lies outside the hull; inside it the
   // walk's filter bound is valid.
@@ -35,7 +31,7 @@ void Dt2::getTrianglePointers(std::vector<Triangle2*>& vTriangles) const {
     Triangle2* pBlock(trianglePool.getBlock(b));
     const int32_t numUsed(trianglePool.getUsedCount(b));
     for (int32_t i = 0; i < numUsed; ++i) {
-      if (isLiveTriangle(pBlock[i])) vTriangles.push_back(pBlock + i);
+      if (pBlock[i].isAlive()) vTriangles.push_back(pBlock + i);
     }
   }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <iosfwd>
 #include <utility>
 
@@ -26,9 +27,19 @@ inline int incIndexBy2(int i) { return i == 0 ? 2 : i - 1; }
 /// a null neighbour marks the convex hull. Indices are taken modulo 3 (incIndexBy1, incIndexBy2).
 /// Triangles belong to the triangulation's pool: handles stay valid until the Zarn_2D is destroyed,
 /// but a triangle may be deleted by a later insertion, removal or constraint (and its storage reused).
+///
+/// Marks. Every triangle carries one 32-bit mark, a scratch field for the library's own passes
+/// (zone searches, refinement queues, the parallel inserter); hosts must not rely on its value.
+/// A pass takes a fresh value from its triangulation (Dt2::newMark) and marks what it visited, so
+/// nothing has to be cleared before or after a pass and a visit test is one compare. A triangle
+/// taken from the pool (new or recycled) starts with mark 0, which no pass uses.
+/// Stale handles. A released triangle has null corners; its storage may later be reused for
+/// another triangle. Whoever keeps a Triangle2* across changes (a queue of bad triangles, say)
+/// keeps its three corners too and treats the pointer as stale unless it still has exactly those
+/// corners (isSame): a recycled slot with the same corners is the same triangle again.
 class ZARN2D_EXPORT Triangle2 {
  public:
-  Triangle2() : aVertexPointer{nullptr, nullptr, nullptr}, aOppTriangles{nullptr, nullptr, nullptr} {}
+  Triangle2() : aVertexPointer{nullptr, nullptr, nullptr}, aOppTriangles{nullptr, nullptr, nullptr}, mark(0) {}
 
   Point2* getCorner(int i) const { return aVertexPointer[i]; }
   Triangle2* getOppositeTriangle(int i) const { return aOppTriangles[i]; }
@@ -51,13 +62,25 @@ class ZARN2D_EXPORT Triangle2 {
     p1->setIncidentTriangle(this);
     p2->setIncidentTriangle(this);
   }
-  /// Nulls corners and neighbours.
+  /// Nulls corners and neighbours and resets the mark.
   void clearProperties() {
     for (int i = 0; i < 3; ++i) {
       aVertexPointer[i] = nullptr;
       aOppTriangles[i] = nullptr;
     }
+    mark = 0;
   }
+  /// False for a released triangle (its corners are null).
+  bool isAlive() const { return aVertexPointer[0] != nullptr; }
+  /// True when the corners are exactly p0, p1, p2 in this order (pointer identity): the test that a
+  /// kept handle still names the same triangle.
+  bool isSame(const Point2* p0, const Point2* p1, const Point2* p2) const {
+    return aVertexPointer[0] == p0 && aVertexPointer[1] == p1 && aVertexPointer[2] == p2;
+  }
+
+  /// The library's scratch mark (see the class comment). O(1).
+  uint32_t getMark() const { return mark; }
+  void setMark(uint32_t value) { mark = value; }
 
   /// 1 if p is corner 1, 2 if corner 2, otherwise 0 (p must be a corner).
   int getIntraTriangleIndex(const Point2* p) const {
@@ -107,6 +130,7 @@ class ZARN2D_EXPORT Triangle2 {
 
   Point2* aVertexPointer[3];
   Triangle2* aOppTriangles[3];
+  uint32_t mark;
 };
 
 /// Writes "Triangle2:" followed by the three corners.
