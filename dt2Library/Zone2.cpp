@@ -8,12 +8,11 @@
 #include "ConstraintGraph2.h"
 #include "Dt2.h"
 #include "UserPredicateT.h"
+#include "Visualizer2.h"
 #include "ZoneSearch.h"
 #include "freeFunctions.h"
-#include "Visualizer2.h"
 #include "tools.h"
 #include "triangleFigures.h"
-#include "ConstraintMgr.h"
 
 namespace KORA_ZARN2D {
 

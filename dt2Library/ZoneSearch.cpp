@@ -26,7 +26,9 @@ std::pair<Point2*, Point2*> undirectedEnds(const ZoneSearch::Piece& piece) {
 }  // namespace
 
 ZoneSearch::ZoneSearch(Dt2* pDt, const std::vector<ConstraintGraph2*>& vGraphs) : base(pDt->newMarks(kNumStates)) {
-  for (ConstraintGraph2* pGraph : vGraphs) addGraph(pDt, pGraph);
+  for (ConstraintGraph2* pGraph : vGraphs) {
+    if (pGraph != nullptr) addGraph(pDt, pGraph);
+  }
   flagSharedPieces();
 }
 

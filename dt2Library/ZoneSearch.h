@@ -44,7 +44,8 @@ class ZoneSearch {
     bool bShared;  // the undirected piece occurs more than once over the graphs
   };
 
-  /// Marks the pieces of the graphs as barriers. Pieces that are not edges are left out.
+  /// Marks the pieces of the graphs as barriers. Pieces that are not edges, and null graphs, are
+  /// left out.
   ZoneSearch(Dt2* pDt, const std::vector<ConstraintGraph2*>& vGraphs);
   ZoneSearch(const ZoneSearch&) = delete;
   ZoneSearch& operator=(const ZoneSearch&) = delete;
