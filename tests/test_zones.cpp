@@ -400,6 +400,12 @@ TEST(Zones, ExportsWriteTheZoneOnly) {
   EXPECT_EQ(captureStdout([&] { other.dt.writeObj(file, pZone); }),
             "\n" + warningLine("Dt2::writeObj()", "The zone does not belong to this triangulation, nothing written") + "\n\n");
   EXPECT_EQ(zarn_test::readFile(file), obj);
+  // The picture: every triangle outlined, the zone's filled (a fill and an outline each).
+  const std::string svgFile(::testing::TempDir() + "zone.svg");
+  pZone->show(svgFile, true, false);
+  const std::string svg(zarn_test::readFile(svgFile));
+  EXPECT_EQ(countLinesContaining(svg, "<polygon"), scene.all().size() + 2 * trianglesOf(pZone).size());
+  EXPECT_EQ(countLinesContaining(svg, "<polygon") - countLinesContaining(svg, "fill=\"none\""), trianglesOf(pZone).size());
 }
 
 }  // namespace
