@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Bbox2.h"
+#include "Dt2_meshing.h"
 #include "HC2.h"
 #include "KoraTest.h"
 #include "MsgBase.h"
@@ -101,6 +102,22 @@ class Dt2 {
   /// Removes the registered inner (grid) vertices closer to center than sqrt(sqRadius).
   void removeInnerVerticesNear(const Point2& center, double sqRadius);
   ProgressPublisher& getPublisher() { return publisher; }
+
+  // ----- Mesh generation (Dt2_meshing.cpp) -----
+  /// refineMain2 with parameters made from the arguments (minEdgeLength is minEdgeLen,
+  /// bSplitConstraints is splitConstraints).
+  bool refine(Zone2* pZone, double minAngleDegree, double minEdgeLength, double maxEdgeLength, bool bSplitConstraints);
+  /// Refines the parameters' zone (ZL_INSIDE or ZL_BOUNDED). False when an entry check fails
+  /// (reported); otherwise true, and getRefinementReport says what was done and why it stopped.
+  bool refineMain2(MeshGenParams* pParams);
+  /// The refinement driver on a set of triangles bounded by constraint edges (the zone). O(output
+  /// size) plus one pass over all triangles at the end.
+  bool refineTriangles(const std::vector<Triangle2*>& vZone, MeshGenParams& params);
+  /// The report of the last refinement run; valid until the next run.
+  const RefinementReport& getRefinementReport() const { return lastRefinementReport; }
+  /// The most Steiner points one refinement run may insert (default kDefaultRefinementVertexBudget).
+  void setRefinementVertexBudget(size_t numVertices) { refinementVertexBudget = numVertices; }
+  static constexpr size_t kDefaultRefinementVertexBudget = 20000000;
 
   // ----- Validity and statistics (Dt2_validity.cpp) -----
   bool checkValidity(bool bCheckEmptyCircleProperty, const std::string& name);
@@ -238,6 +255,8 @@ class Dt2 {
   std::vector<Triangle2*> vPocketTriangles;
   std::vector<std::pair<Point2*, Point2*>> vSpikeEdges;
   std::vector<ConstraintSegment2*> vDisplacedConstraints;
+  RefinementReport lastRefinementReport;
+  size_t refinementVertexBudget = kDefaultRefinementVertexBudget;
 };
 
 }  // namespace KORA_ZARN2D
