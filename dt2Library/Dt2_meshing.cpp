@@ -17,10 +17,10 @@
 // one input end is split at a power-of-two distance from it), so pieces meeting at a small input
 // angle end with equal lengths and stop encroaching upon each other. A triangle whose small angle
 // is forced by the input is accepted: its small corner lies between two constraint edges, or its
-// shortest edge joins two split points at equal distance from the apex of their two input
-// segments. Pieces shorter than 2 * minEdgeLen are never split and no point closer than minEdgeLen
-// to a cavity vertex is inserted, and a vertex budget ends every run. Each accepted bad triangle
-// is counted by reason in the report.
+// shortest edge joins two split points at equal distance from the common end of their two input
+// segments, which meet at less than 60 degrees. Pieces shorter than 2 * minEdgeLen are never split,
+// no point closer than minEdgeLen to a cavity vertex is inserted, and a vertex budget ends every
+// run. Each accepted bad triangle is counted by reason in the report.
 #include <algorithm>
 #include <cmath>
 #include <sstream>
@@ -49,6 +49,7 @@ constexpr int kNumQualityBuckets = 256;
 constexpr double kBucketsPerSinSq = kNumQualityBuckets / 0.75;
 // Two split points count as equidistant from an apex when their distances differ by less than this share.
 constexpr double kShellTolerance = 0.01;
+constexpr double kCosSixtyDegrees = 0.5;
 constexpr uint32_t kWalkStepsBeforeRandomStart = 64;
 constexpr uint32_t kMaxWalkSteps = 1u << 20;
 constexpr size_t kProgressInterval = 1024;
@@ -72,17 +73,6 @@ int shortestEdgeIndex(const Triangle2* pT) {
   return s;
 }
 
-// sin^2 of the smallest angle: (2 area)^2 / (product of the two longer squared edges).
-double sinSqOfMinAngle(const Triangle2* pT) {
-  const Point2& a(*pT->getCorner(0));
-  const Point2& b(*pT->getCorner(1));
-  const Point2& c(*pT->getCorner(2));
-  const double twiceArea((b.x() - a.x()) * (c.y() - a.y()) - (b.y() - a.y()) * (c.x() - a.x()));
-  double aLen[3] = {sqDist(b, c), sqDist(c, a), sqDist(a, b)};
-  std::sort(aLen, aLen + 3);
-  const double denominator(aLen[1] * aLen[2]);
-  return denominator > 0.0 ? twiceArea * twiceArea / denominator : 0.0;
-}
 }  // namespace
 
 std::string RefinementReport::describe() const {
@@ -110,6 +100,7 @@ class MeshRefiner : public InputAngleRule {
       : dt(dt_), mgr(*dt_.getConstraintMgr()), kora(dt_.getPredicates()), params(params_), vertexBudget(vertexBudget_),
         zoneMark(0), lowestBucket(kNumQualityBuckets), aBuckets(kNumQualityBuckets) {
     const double minAngle(params.minAngleDegree * kPi / 180.0);
+    cosMinAngle = std::cos(minAngle);
     offCentreConstant = minAngle > 0.0 ? kOffCentreFactor * std::sqrt((1.0 + std::cos(minAngle)) / (1.0 - std::cos(minAngle))) : 0.0;
   }
 
@@ -141,7 +132,9 @@ class MeshRefiner : public InputAngleRule {
 
   bool isZone(const Triangle2* pT) const { return pT != nullptr && pT->getMark() == zoneMark; }
   void judge(Triangle2* pT);
-  void pushTriangle(Triangle2* pT);
+  void pushTriangle(Triangle2* pT, double sinSqOfMinAngle);
+  /// Queues pT again after the splits that its point has to wait for.
+  void requeue(Triangle2* pT);
   bool popTriangle(QueuedTriangle& entry);
   void queueEncroachedEdges(Triangle2* pT);
   bool isEncroached(ConstraintSegment2* pCSeg) const;
@@ -165,6 +158,7 @@ class MeshRefiner : public InputAngleRule {
   const size_t vertexBudget;
   uint32_t zoneMark;
   double offCentreConstant;
+  double cosMinAngle;
   RefinementReport report;
   int lowestBucket;
   std::vector<std::vector<QueuedTriangle>> aBuckets;
@@ -186,14 +180,20 @@ class MeshRefiner : public InputAngleRule {
 
 void MeshRefiner::judge(Triangle2* pT) {
   RefCand3 candidate(&dt, pT, this);
-  if (candidate.isSafe(params)) pushTriangle(pT);
+  if (candidate.isSafe(params)) pushTriangle(pT, candidate.getSinSqOfMinAngle());
 }
 
-void MeshRefiner::pushTriangle(Triangle2* pT) {
-  const int bucket(std::min(kNumQualityBuckets - 1, static_cast<int>(sinSqOfMinAngle(pT) * kBucketsPerSinSq)));
+void MeshRefiner::pushTriangle(Triangle2* pT, double sinSqOfMinAngle) {
+  const int bucket(std::min(kNumQualityBuckets - 1, static_cast<int>(sinSqOfMinAngle * kBucketsPerSinSq)));
   aBuckets[bucket].push_back(QueuedTriangle{pT, {pT->getCorner(0), pT->getCorner(1), pT->getCorner(2)}});
   lowestBucket = std::min(lowestBucket, bucket);
   ++numQueued;
+}
+
+void MeshRefiner::requeue(Triangle2* pT) {
+  RefCand3 candidate(&dt, pT, this);
+  candidate.computeSquaredLengths();
+  pushTriangle(pT, candidate.getSinSqOfMinAngle());
 }
 
 bool MeshRefiner::popTriangle(QueuedTriangle& entry) {
@@ -430,15 +430,15 @@ bool MeshRefiner::inspectCavity(Triangle2* pStart, const Point2& p, double& minS
       Point2* a(pT->getCorner(incIndexBy1(i)));
       Point2* b(pT->getCorner(incIndexBy2(i)));
       minSqDist = std::min(minSqDist, sqDist(*a, p));
+      Triangle2* pN(pT->getOppositeTriangle(i));
+      if (pN != nullptr && std::find(vCavity.begin(), vCavity.end(), pN) != vCavity.end()) continue;  // inside the cavity
       ConstraintSegment2* pCSeg(mgr.getAliveSegment(a, b));
       if (pCSeg != nullptr) {
         const bool bInDiametralCircle((a->x() - p.x()) * (b->x() - p.x()) + (a->y() - p.y()) * (b->y() - p.y()) < 0.0);
         if (bInDiametralCircle && std::find(vEncroached.begin(), vEncroached.end(), pCSeg) == vEncroached.end()) vEncroached.push_back(pCSeg);
         continue;
       }
-      Triangle2* pN(pT->getOppositeTriangle(i));
-      if (pN == nullptr || std::find(vCavity.begin(), vCavity.end(), pN) != vCavity.end()) continue;
-      if (kora.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), p) <= 0) continue;
+      if (pN == nullptr || kora.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), p) <= 0) continue;
       if (!isZone(pN)) return false;
       vCavity.push_back(pN);
     }
@@ -464,7 +464,7 @@ void MeshRefiner::processTriangle(Triangle2* pT) {
       return;
     }
     vSegmentStack.push_back(QueuedSegment{pCSeg, true});
-    pushTriangle(pT);
+    requeue(pT);
     return;
   }
   double minSqDist(0.0);
@@ -479,7 +479,7 @@ void MeshRefiner::processTriangle(Triangle2* pT) {
     bSplitsPending = true;
   }
   if (bSplitsPending) {
-    pushTriangle(pT);
+    requeue(pT);
     return;
   }
   if (minSqDist < params.minEdgeLen * params.minEdgeLen) {
@@ -516,7 +516,11 @@ bool MeshRefiner::isForcedByInput(const Triangle2* pT, double /*minAngleDegree*/
   }
   if (pApex == nullptr) return false;
   const double du(std::sqrt(sqDist(*u->first, *pApex))), dw(std::sqrt(sqDist(*w->first, *pApex)));
-  return std::fabs(du - dw) <= kShellTolerance * std::max(du, dw);
+  if (std::fabs(du - dw) > kShellTolerance * std::max(du, dw)) return false;
+  // Only input angles below 60 degrees need the rule (Ruppert's algorithm ends above).
+  const double ux(u->first->x() - pApex->x()), uy(u->first->y() - pApex->y());
+  const double wx(w->first->x() - pApex->x()), wy(w->first->y() - pApex->y());
+  return ux * wx + uy * wy > kCosSixtyDegrees * du * dw;
 }
 
 // ----- The run -----
@@ -563,7 +567,8 @@ const RefinementReport& MeshRefiner::finish() {
     if (!isZone(pT)) continue;
     ++report.numZoneTriangles;
     RefCand3 candidate(&dt, pT, this);
-    if (candidate.getMinAngle() < params.minAngleDegree && isForcedByInput(pT, params.minAngleDegree)) ++report.numLeftInputAngle;
+    candidate.computeSquaredLengths();
+    if (candidate.getCosOfMinAngle() > cosMinAngle && isForcedByInput(pT, params.minAngleDegree)) ++report.numLeftInputAngle;
     for (int i = 0; i < 3; ++i) {
       if (isZone(pT->getOppositeTriangle(i))) continue;
       ConstraintSegment2* pCSeg(mgr.getAliveSegment(pT->getCorner(incIndexBy1(i)), pT->getCorner(incIndexBy2(i))));

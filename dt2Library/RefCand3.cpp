@@ -61,16 +61,27 @@ bool RefCand3::isSafe(const MeshGenParams& params) {
   }
   computeSquaredLengths();
   if (needRefinementDueToSize(params)) return true;
+  // The angle rule is tested before the exemption: the same answer, and the exemption's lookups
+  // are only paid for skinny triangles.
+  if (getCosOfMinAngle() <= std::cos(params.minAngleDegree / kDegreesPerRadian)) return false;
   if (pRule != nullptr && pRule->isForcedByInput(pT, params.minAngleDegree)) return false;
-  const double minAngle(getMinAngle());
-  if (params.minAngleDegree > minAngle) {
-    if (bDebug) {
-      std::cout << "RefC: minAngle, current=" << minAngle << std::endl;
-      writeDebugPicture("_quality25.ps");
-    }
-    return true;
+  if (bDebug) {
+    std::cout << "RefC: minAngle, current=" << getMinAngle() << std::endl;
+    writeDebugPicture("_quality25.ps");
   }
-  return false;
+  return true;
+}
+
+// The law of cosines at the corner opposite the shortest edge.
+double RefCand3::getCosOfMinAngle() const {
+  const double productOfLonger(std::sqrt(aSqLen[1] * aSqLen[2]));
+  if (!(productOfLonger > 0.0)) return 1.0;
+  return (aSqLen[1] + aSqLen[2] - aSqLen[0]) / (2.0 * productOfLonger);
+}
+
+double RefCand3::getSinSqOfMinAngle() const {
+  const double cosine(getCosOfMinAngle());
+  return std::max(0.0, 1.0 - cosine * cosine);
 }
 
 bool RefCand3::needRefinement(const MeshGenParams& params) const {

@@ -60,6 +60,10 @@ class RefCand3 {
   double getMinAngle() const;
   /// Fills the three squared edge lengths, ascending.
   void computeSquaredLengths();
+  /// The cosine and the squared sine of the smallest angle, from the squared lengths (after
+  /// isSafe or computeSquaredLengths); a degenerate triangle gives cosine 1.
+  double getCosOfMinAngle() const;
+  double getSinSqOfMinAngle() const;
 
  private:
   double getArea() const;
