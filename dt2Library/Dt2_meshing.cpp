@@ -347,6 +347,10 @@ void MeshRefiner::updateStar(Point2* pVtx, const Point2* pLineA, const Point2* p
     if (!isZone(pT)) continue;
     judge(pT);
     queueEncroachedEdges(pT);
+    // With the growth rule, the triangles around the star are judged against the smaller ones in it.
+    if (params.growthLimit == kLargestDouble) continue;
+    Triangle2* pOuter(pT->getOppositeTriangle(pT->getIntraTriangleIndex(pVtx)));
+    if (isZone(pOuter)) judge(pOuter);
   }
 }
 

@@ -181,4 +181,240 @@ INSTANTIATE_TEST_SUITE_P(
                       RefineCase{"slitTinyMinEdgeLen", slit(), Point2(1, 1), 30.0, DBL_MAX, 1e-15, false, true}),
     [](const ::testing::TestParamInfo<RefineCase>& info) { return std::string(info.param.name); });
 
+// ----- Host size functions, protected constraints, budget, growth -----
+
+struct Refined {
+  Meshing m;
+  std::vector<Triangle2*> vZone;
+  explicit Refined(const Domain& domain) : m(domain) {}
+  /// Refines the region around p with the parameters and collects the zone afterwards.
+  void run(const Point2& p, MeshGenParams& params) {
+    endsWithin(60.0, [&] { zarn_test::captureStdout([&] { m.impl().refineTriangles(m.region(p), params); }); });
+    vZone = m.region(p);
+    EXPECT_TRUE(cdttest::isConstrainedDelaunay(m.dt, {}, m.vInput));
+  }
+  const RefinementReport& report() { return m.impl().getRefinementReport(); }
+};
+
+TEST(MeshHost, ASizeFunctionBoundsEachTriangle) {
+  Refined r(squareWithHole());
+  GradedParams params(nullptr);
+  params.minAngleDegree = 25.0;
+  r.run(Point2(1, 1), params);
+  EXPECT_GT(params.numCalls, r.vZone.size());
+  cdttest::MeshBounds bounds;
+  bounds.minAngleDegree = 25.0;
+  bounds.maxEdgeOf = [](Triangle2* pT) { return GradedParams::sizeAt(pT->getBarycenter()); };
+  size_t numInputAngle(0);
+  EXPECT_TRUE(cdttest::meetsMeshBounds(r.vZone, r.m.vInput, bounds, numInputAngle));
+  EXPECT_GT(r.vZone.size(), 1000u);
+}
+
+// Locked segments and splitConstraints=false leave input segments whole; the Steiner points then
+// go inside only, and bad triangles whose point lies beyond a protected segment are reported.
+TEST(MeshHost, ProtectedConstraintsStayWhole) {
+  for (const int variant : {0, 1}) {
+    SCOPED_TRACE(variant == 0 ? "locked hole" : "splitConstraints false");
+    Refined r(squareWithHole());
+    MeshGenParams params(nullptr);
+    params.minAngleDegree = 30.0;
+    params.maxEdgeLength = 0.7;
+    std::vector<ConstraintSegment2*> vProtected;
+    for (const Segment2& seg : r.m.vInput) {
+      Triangle2* pT(r.m.dt.locate(seg.getSrc()));
+      Point2* pA(pT->getCorner(0));
+      for (int i = 0; i < 3; ++i) {
+        if (*pT->getCorner(i) == seg.getSrc()) pA = pT->getCorner(i);
+      }
+      std::vector<Point2*> vNeighbours;
+      r.m.dt.getIncidentVertices(pA, vNeighbours);
+      for (Point2* pB : vNeighbours) {
+        if (*pB == seg.getTrg() && (variant == 1 || seg.getSrc().x() == 4.0 || seg.getSrc().x() == 6.0)) {
+          vProtected.push_back(r.m.dt.getConstraintSegment(pA, pB));
+        }
+      }
+    }
+    ASSERT_EQ(vProtected.size(), variant == 0 ? 4u : 8u);
+    if (variant == 0) {
+      for (ConstraintSegment2* pCSeg : vProtected) params.addLockedConstraint(pCSeg);
+    } else {
+      params.splitConstraints = false;
+    }
+    r.run(Point2(1, 1), params);
+    for (ConstraintSegment2* pCSeg : vProtected) EXPECT_TRUE(pCSeg->isAlive());
+    EXPECT_GT(r.report().numSteinerPoints, 50u);
+  }
+}
+
+TEST(MeshHost, TheVertexBudgetEndsTheRunAndIsReported) {
+  Refined r(squareWithHole());
+  MeshGenParams params(nullptr);
+  params.maxEdgeLength = 0.1;
+  r.m.impl().setRefinementVertexBudget(25);
+  const unsigned int numBefore(r.m.dt.numberOfPoints());
+  r.run(Point2(1, 1), params);
+  EXPECT_LE(r.m.dt.numberOfPoints(), numBefore + 25);
+  EXPECT_TRUE(r.report().bBudgetReached);
+  EXPECT_NE(r.report().describe().find("vertex budget reached"), std::string::npos);
+  EXPECT_TRUE(r.m.dt.checkValidity(true, "budget"));
+}
+
+/// Tiny triangles are forced at the left side (x = 0); the growth limit spreads them gradually.
+class FineStripParams : public MeshGenParams {
+ public:
+  explicit FineStripParams(Zone2* pZone) : MeshGenParams(pZone) {}
+  double getMaxTriangleArea(Triangle2* pT) override {
+    const bool bTouchesLeft(pT->getCorner(0)->x() == 0.0 || pT->getCorner(1)->x() == 0.0 || pT->getCorner(2)->x() == 0.0);
+    return bTouchesLeft ? 0.002 : maxTriangleArea;
+  }
+};
+
+TEST(MeshHost, GrowthLimitHoldsBetweenNeighbours) {
+  Refined r(squareWithHole());
+  FineStripParams params(nullptr);
+  params.growthLimit = 2.0;
+  params.growthMinArea = 1e-4;
+  r.run(Point2(1, 1), params);
+  std::set<Triangle2*> sZone(r.vZone.begin(), r.vZone.end());
+  size_t numPairs(0);
+  for (Triangle2* pT : r.vZone) {
+    for (int i = 0; i < 3; ++i) {
+      Triangle2* pN(pT->getOppositeTriangle(i));
+      if (sZone.count(pN) == 0 || r.m.dt.isConstraint(pT, i) || pN->getArea2D() < params.growthMinArea) continue;
+      ++numPairs;
+      EXPECT_LE(pT->getArea2D() / pN->getArea2D(), 2.0 * (1.0 + 1e-9));
+    }
+  }
+  EXPECT_GT(numPairs, 100u);
+}
+
+// ----- The refinement candidate's rules on hand-made triangles -----
+
+/// One triangle a-b-c (counterclockwise), optionally with its edges as constraints, and a
+/// neighbour across a-b at d.
+struct OneTriangle {
+  Zarn_2D dt;
+  Point2 *pA, *pB, *pC;
+  Triangle2* pT;
+  OneTriangle(const Point2& a, const Point2& b, const Point2& c, const Point2* pD = nullptr, bool bConstrained = false) {
+    std::vector<Point2> v{a, b, c};
+    if (pD != nullptr) v.push_back(*pD);
+    std::vector<Point2*> vHandles;
+    dt.insert(v, vHandles);
+    pA = vHandles[0];
+    pB = vHandles[1];
+    pC = vHandles[2];
+    if (bConstrained) {
+      std::vector<Segment2> vEdges{Segment2(a, b), Segment2(b, c), Segment2(c, a)};
+      dt.createConstraint(vEdges, CIS_CONSTRAINED_DELAUNAY, true);
+    }
+    pT = dt.getAdjacentTriangle(pA, pB);
+  }
+  int edgeIndexOf(Point2* p, Point2* q) const { return pT->getIntraTriangleIndex(p, q); }
+};
+
+// An isosceles triangle with apex angle `degrees` at the top.
+OneTriangle isosceles(double degrees) {
+  const double h(0.5 / std::tan(0.5 * degrees * kPi / 180.0));
+  return OneTriangle(Point2(0, 0), Point2(1, 0), Point2(0.5, h));
+}
+
+TEST(RefCand3Rules, TheAngleRuleAloneWithDefaults) {
+  for (const double degrees : {19.9, 20.1}) {
+    OneTriangle t(isosceles(degrees));
+    MeshGenParams params(nullptr);
+    RefCand3 candidate(t.dt.getImpl(), t.pT);
+    EXPECT_EQ(candidate.isSafe(params), degrees < 20.0) << degrees;
+    EXPECT_NEAR(candidate.getMinAngle(), degrees, 1e-9);
+  }
+}
+
+TEST(RefCand3Rules, SizeRules) {
+  OneTriangle t(Point2(0, 0), Point2(4, 0), Point2(0, 3));  // longest edge 5, area 6
+  struct Case {
+    double maxEdge, maxArea;
+    bool bRefine;
+  } aCases[] = {{5.0, 6.0, false}, {4.999, DBL_MAX, true}, {DBL_MAX, 5.999, true}};
+  for (const Case& c : aCases) {
+    MeshGenParams params(nullptr);
+    params.maxEdgeLength = c.maxEdge;
+    params.maxTriangleArea = c.maxArea;
+    RefCand3 candidate(t.dt.getImpl(), t.pT);
+    EXPECT_EQ(candidate.isSafe(params), c.bRefine) << c.maxEdge << " " << c.maxArea;
+  }
+}
+
+TEST(RefCand3Rules, GrowthAgainstTheNeighbour) {
+  struct Case {
+    double neighbourDepth;  // the neighbour across the base has area depth (base length 2)
+    bool bRefine;
+  } aCases[] = {{1.0, true}, {1.5, false}};
+  for (const Case& c : aCases) {
+    const Point2 d(1.0, -c.neighbourDepth);
+    OneTriangle t(Point2(0, 0), Point2(2, 0), Point2(0, 3), &d);  // area 3
+    RefCand3 candidate(t.dt.getImpl(), t.pT);
+    candidate.computeSquaredLengths();
+    // The other two edges lie on the hull: no neighbour, a warning each, skipped.
+    const std::string out(zarn_test::captureStdout([&] { EXPECT_EQ(candidate.needRefinementDueToGrowth(2.0, 0.001), c.bRefine) << c.neighbourDepth; }));
+    EXPECT_NE(out.find("RefCand3::needRefinementDueToGrowth(), WARNING: pForeignT=NULL"), std::string::npos);
+    zarn_test::captureStdout([&] { EXPECT_FALSE(candidate.needRefinementDueToGrowth(2.0, 1.6)); });  // the neighbour is exempt
+    EXPECT_FALSE(candidate.needRefinementDueToGrowth(0.0, 0.001));
+  }
+  // Across constraint edges the adjacent area counts; zero never triggers.
+  OneTriangle t(Point2(0, 0), Point2(2, 0), Point2(0, 3), nullptr, true);
+  RefCand3 candidate(t.dt.getImpl(), t.pT);
+  candidate.computeSquaredLengths();
+  ConstraintSegment2* pBase(t.dt.getConstraintSegment(t.pA, t.pB));
+  pBase->setAdjacentArea(0.0);
+  EXPECT_FALSE(candidate.needRefinementDueToGrowth(2.0, 0.0));
+  pBase->setAdjacentArea(1.0);
+  EXPECT_TRUE(candidate.needRefinementDueToGrowth(2.0, 0.001));
+}
+
+TEST(RefCand3Rules, EdgeBlockingByLocationCode) {
+  OneTriangle t(Point2(0, 0), Point2(1, 0), Point2(0.5, 0.1), nullptr, true);  // obtuse at c: its centre lies below a-b
+  const int base(t.edgeIndexOf(t.pA, t.pB));
+  ConstraintSegment2* pBase(t.dt.getConstraintSegment(t.pA, t.pB));
+  struct Case {
+    int locCode;
+    double minEdgeLen;
+    bool bSplit, bLock, bBlocked;
+  } aCases[] = {{RefCand3::kLocNoEdge, 0.001, true, false, false}, {base, 0.001, true, false, false}, {base, 0.5000001, true, false, true},
+                {base, 0.001, false, false, true},                 {base, 0.001, true, true, true},   {RefCand3::kLocSkip, 0.001, true, false, true}};
+  for (const Case& c : aCases) {
+    MeshGenParams params(nullptr);
+    params.minEdgeLen = c.minEdgeLen;
+    params.splitConstraints = c.bSplit;
+    if (c.bLock) params.addLockedConstraint(pBase);
+    RefCand3 candidate(t.dt.getImpl(), t.pT);
+    candidate.setCircumcenter(Point2(0.5, -1.0), c.locCode);
+    EXPECT_EQ(candidate.needRefinement(params), c.bBlocked) << c.locCode << " " << c.minEdgeLen;
+    // Beyond its own constraint edge the triangle is never refined directly (the edge is split).
+    if (c.locCode == base) {
+      EXPECT_FALSE(candidate.isSafe(params));
+    }
+  }
+  MeshGenParams params(nullptr);
+  RefCand3 candidate(t.dt.getImpl(), t.pT);
+  candidate.setCircumcenter(Point2(0.5, -1.0), 3);
+  std::string out(zarn_test::captureStdout([&] { EXPECT_TRUE(candidate.needRefinement(params)); }));
+  EXPECT_NE(out.find("RefCand3::needRefinement"), std::string::npos);
+  EXPECT_NE(out.find("bug, unexpected case"), std::string::npos);
+}
+
+TEST(MeshGenParamsCopies, OwnTheirLockedSets) {
+  OneTriangle t(Point2(0, 0), Point2(1, 0), Point2(0, 1), nullptr, true);
+  MeshGenParams original(nullptr);
+  original.addLockedConstraint(t.dt.getConstraintSegment(t.pA, t.pB));
+  original.minAngleDegree = 25.0;
+  MeshGenParams copy(original);
+  MeshGenParams assigned(nullptr);
+  assigned = original;
+  copy.addLockedConstraint(t.dt.getConstraintSegment(t.pB, t.pC));
+  EXPECT_EQ(original.pLockedConstraints->size(), 1u);
+  EXPECT_EQ(copy.pLockedConstraints->size(), 2u);
+  EXPECT_NE(assigned.pLockedConstraints, original.pLockedConstraints);
+  EXPECT_EQ(assigned.minAngleDegree, 25.0);
+}
+
 }  // namespace
