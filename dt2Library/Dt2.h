@@ -151,6 +151,11 @@ class Dt2 {
   /// The refinement driver on a set of triangles bounded by constraint edges (the zone). O(output
   /// size) plus one pass over all triangles at the end.
   bool refineTriangles(const std::vector<Triangle2*>& vZone, MeshGenParams& params);
+  /// True when every triangle of the zone has a smallest angle of at least minAngle, except
+  /// triangles whose smallest angle lies between two constraint edges. With a file name, draws
+  /// the zone with the offending triangles red (PostScript, or SVG for ".svg"). O(zone). A null
+  /// zone or one of another triangulation: an error and false.
+  bool checkZoneQuality(Zone2* pZone, double minAngle, const std::string& postscriptFilename);
   /// The report of the last refinement run; valid until the next run.
   const RefinementReport& getRefinementReport() const { return lastRefinementReport; }
   /// The most Steiner points one refinement run may insert (default kDefaultRefinementVertexBudget).

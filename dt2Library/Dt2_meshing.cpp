@@ -32,6 +32,7 @@
 #include "Dt2_meshing.h"
 #include "MeshGenParams.h"
 #include "RefCand3.h"
+#include "Visualizer2.h"
 #include "Zone2.h"
 #include "tools.h"
 
@@ -73,6 +74,12 @@ int shortestEdgeIndex(const Triangle2* pT) {
   return s;
 }
 
+
+// True when pT's smallest angle lies between two of its constraint edges (forced by the input).
+bool isSmallAngleBetweenConstraints(Dt2& dt, Triangle2* pT) {
+  const int s(shortestEdgeIndex(pT));
+  return dt.isConstraint(pT, incIndexBy1(s)) && dt.isConstraint(pT, incIndexBy2(s));
+}
 }  // namespace
 
 std::string RefinementReport::describe() const {
@@ -503,10 +510,9 @@ void MeshRefiner::processTriangle(Triangle2* pT) {
 // ----- The small-input-angle exemption -----
 
 bool MeshRefiner::isForcedByInput(const Triangle2* pT, double /*minAngleDegree*/) const {
-  const int s(shortestEdgeIndex(pT));
-  Triangle2* pMutableT(const_cast<Triangle2*>(pT));
   // The smallest angle lies between two constraint edges: it is the input's angle.
-  if (dt.isConstraint(pMutableT, incIndexBy1(s)) && dt.isConstraint(pMutableT, incIndexBy2(s))) return true;
+  if (isSmallAngleBetweenConstraints(dt, const_cast<Triangle2*>(pT))) return true;
+  const int s(shortestEdgeIndex(pT));
   // The shortest edge joins split points of two input segments with a common end, at equal
   // distances from it: splitting would only start a new shell.
   const auto u(mSplitPointToInput.find(pT->getCorner(incIndexBy1(s))));
@@ -633,6 +639,29 @@ bool Dt2::refineTriangles(const std::vector<Triangle2*>& vZone, MeshGenParams& p
   publisher.finishStep();
   if (!lastRefinementReport.isComplete()) reportWarning("Dt2::refine(..)", lastRefinementReport.describe());
   return true;
+}
+
+// ----- The zone quality check -----
+
+bool Dt2::checkZoneQuality(Zone2* pZone, double minAngle, const std::string& postscriptFilename) {
+  if (pZone == nullptr || pZone->getDelaunayTriangulation() != this) {
+    reportError("Dt2::checkZoneQuality(..)", "pZone is NULL or belongs to another triangulation, return false");
+    return false;
+  }
+  std::vector<Triangle2*> vZone;
+  pZone->getTriangles(vZone);
+  std::vector<Triangle2*> vBad;
+  for (Triangle2* pT : vZone) {
+    RefCand3 candidate(this, pT);
+    if (candidate.getMinAngle() < minAngle && !isSmallAngleBetweenConstraints(*this, pT)) vBad.push_back(pT);
+  }
+  if (!postscriptFilename.empty()) {
+    Visualizer2 vis;
+    vis.addTriangles(vZone, Color(CGREY, 0.2), true);
+    vis.addTriangles(vBad, Color(CRED, 0.6), true);
+    vis.write(postscriptFilename);
+  }
+  return vBad.empty();
 }
 
 }  // namespace KORA_ZARN2D
