@@ -6,8 +6,10 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <future>
+#include <memory>
 #include <random>
 #include <set>
 #include <string>
@@ -74,14 +76,22 @@ Domain randomStar(int numCorners, unsigned seed) {
   return makeDomain({ring});
 }
 
-/// A triangulation of the domain's corners with its rings as one oriented constraint graph.
+/// A triangulation of the domain's corners with its rings as one oriented constraint graph, and
+/// the zone inside.
 struct Meshing {
   Zarn_2D dt;
   ConstraintGraph2* pGraph = nullptr;
+  Zone2* pZone = nullptr;
   std::vector<Segment2> vInput;
   explicit Meshing(const Domain& domain) : vInput(segmentsOf(domain)) {
     std::vector<Segment2> v(vInput);
     pGraph = dt.createConstraint(v, CIS_CONSTRAINED_DELAUNAY, true);
+    pZone = dt.createZone(pGraph, ZL_INSIDE);
+  }
+  std::vector<Triangle2*> zoneTriangles() const {
+    std::vector<Triangle2*> v;
+    pZone->getTriangles(v);
+    return v;
   }
   Dt2& impl() { return *dt.getImpl(); }
   /// The triangles reached from the triangle at p without crossing a constraint edge.
@@ -112,6 +122,14 @@ void endsWithin(double seconds, const std::function<void()>& action) {
   done.get();
 }
 
+/// Parameters for the candidate's rules, which need no zone (the constructor's complaint about the
+/// missing zone is swallowed).
+std::unique_ptr<MeshGenParams> paramsWithoutZone() {
+  std::unique_ptr<MeshGenParams> pParams;
+  zarn_test::captureStderr([&] { pParams.reset(new MeshGenParams(nullptr)); });
+  return pParams;
+}
+
 /// A host's size function: edges grow with the distance from the origin.
 class GradedParams : public MeshGenParams {
  public:
@@ -140,16 +158,24 @@ class Refinement : public ::testing::TestWithParam<RefineCase> {};
 TEST_P(Refinement, MeetsTheBoundsAndStaysConstrainedDelaunay) {
   const RefineCase& c(GetParam());
   Meshing m(c.domain);
-  MeshGenParams params(nullptr);
+  MeshGenParams params(m.pZone);
   params.minAngleDegree = c.minAngle;
   params.maxEdgeLength = c.maxEdge;
   params.minEdgeLen = c.minEdgeLen;
-  endsWithin(60.0, [&] { zarn_test::captureStdout([&] { m.impl().refineTriangles(m.region(c.inside), params); }); });
+  endsWithin(60.0, [&] { zarn_test::captureStdout([&] { m.dt.refineAdvanced(&params); }); });
   const RefinementReport& report(m.impl().getRefinementReport());
   EXPECT_TRUE(m.dt.checkValidity(true, c.name));
   EXPECT_TRUE(cdttest::isConstrainedDelaunay(m.dt, {}, m.vInput));
-  const std::vector<Triangle2*> vZone(m.region(c.inside));
+  // The zone tracked during the run, the zone searched anew, and the region around a point agree.
+  const std::vector<Triangle2*> vZone(m.zoneTriangles());
   EXPECT_EQ(vZone.size(), report.numZoneTriangles);
+  const std::vector<Triangle2*> vRegion(m.region(c.inside));
+  EXPECT_EQ(std::set<Triangle2*>(vZone.begin(), vZone.end()), std::set<Triangle2*>(vRegion.begin(), vRegion.end()));
+  if (c.bBoundsHold && !c.bSmallInputAngle) {
+    EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, c.minAngle, "", AcceptExperimentalFeature()));
+  } else if (!c.bBoundsHold) {
+    EXPECT_FALSE(m.dt.checkZoneQuality(m.pZone, c.minAngle, "", AcceptExperimentalFeature()));
+  }
   cdttest::MeshBounds bounds;
   bounds.minAngleDegree = c.minAngle;
   bounds.maxEdgeOf = [&](Triangle2*) { return c.maxEdge; };
@@ -188,9 +214,9 @@ struct Refined {
   std::vector<Triangle2*> vZone;
   explicit Refined(const Domain& domain) : m(domain) {}
   /// Refines the region around p with the parameters and collects the zone afterwards.
-  void run(const Point2& p, MeshGenParams& params) {
-    endsWithin(60.0, [&] { zarn_test::captureStdout([&] { m.impl().refineTriangles(m.region(p), params); }); });
-    vZone = m.region(p);
+  void run(MeshGenParams& params) {
+    endsWithin(60.0, [&] { zarn_test::captureStdout([&] { m.dt.refineAdvanced(&params); }); });
+    vZone = m.zoneTriangles();
     EXPECT_TRUE(cdttest::isConstrainedDelaunay(m.dt, {}, m.vInput));
   }
   const RefinementReport& report() { return m.impl().getRefinementReport(); }
@@ -198,9 +224,9 @@ struct Refined {
 
 TEST(MeshHost, ASizeFunctionBoundsEachTriangle) {
   Refined r(squareWithHole());
-  GradedParams params(nullptr);
+  GradedParams params(r.m.pZone);
   params.minAngleDegree = 25.0;
-  r.run(Point2(1, 1), params);
+  r.run(params);
   EXPECT_GT(params.numCalls, r.vZone.size());
   cdttest::MeshBounds bounds;
   bounds.minAngleDegree = 25.0;
@@ -216,7 +242,7 @@ TEST(MeshHost, ProtectedConstraintsStayWhole) {
   for (const int variant : {0, 1}) {
     SCOPED_TRACE(variant == 0 ? "locked hole" : "splitConstraints false");
     Refined r(squareWithHole());
-    MeshGenParams params(nullptr);
+    MeshGenParams params(r.m.pZone);
     params.minAngleDegree = 30.0;
     params.maxEdgeLength = 0.7;
     std::vector<ConstraintSegment2*> vProtected;
@@ -240,7 +266,7 @@ TEST(MeshHost, ProtectedConstraintsStayWhole) {
     } else {
       params.splitConstraints = false;
     }
-    r.run(Point2(1, 1), params);
+    r.run(params);
     for (ConstraintSegment2* pCSeg : vProtected) EXPECT_TRUE(pCSeg->isAlive());
     EXPECT_GT(r.report().numSteinerPoints, 50u);
   }
@@ -248,11 +274,11 @@ TEST(MeshHost, ProtectedConstraintsStayWhole) {
 
 TEST(MeshHost, TheVertexBudgetEndsTheRunAndIsReported) {
   Refined r(squareWithHole());
-  MeshGenParams params(nullptr);
+  MeshGenParams params(r.m.pZone);
   params.maxEdgeLength = 0.1;
   r.m.impl().setRefinementVertexBudget(25);
   const unsigned int numBefore(r.m.dt.numberOfPoints());
-  r.run(Point2(1, 1), params);
+  r.run(params);
   EXPECT_LE(r.m.dt.numberOfPoints(), numBefore + 25);
   EXPECT_TRUE(r.report().bBudgetReached);
   EXPECT_NE(r.report().describe().find("vertex budget reached"), std::string::npos);
@@ -271,10 +297,10 @@ class FineStripParams : public MeshGenParams {
 
 TEST(MeshHost, GrowthLimitHoldsBetweenNeighbours) {
   Refined r(squareWithHole());
-  FineStripParams params(nullptr);
+  FineStripParams params(r.m.pZone);
   params.growthLimit = 2.0;
   params.growthMinArea = 1e-4;
-  r.run(Point2(1, 1), params);
+  r.run(params);
   std::set<Triangle2*> sZone(r.vZone.begin(), r.vZone.end());
   size_t numPairs(0);
   for (Triangle2* pT : r.vZone) {
@@ -322,9 +348,8 @@ OneTriangle isosceles(double degrees) {
 TEST(RefCand3Rules, TheAngleRuleAloneWithDefaults) {
   for (const double degrees : {19.9, 20.1}) {
     OneTriangle t(isosceles(degrees));
-    MeshGenParams params(nullptr);
     RefCand3 candidate(t.dt.getImpl(), t.pT);
-    EXPECT_EQ(candidate.isSafe(params), degrees < 20.0) << degrees;
+    EXPECT_EQ(candidate.isSafe(*paramsWithoutZone()), degrees < 20.0) << degrees;
     EXPECT_NEAR(candidate.getMinAngle(), degrees, 1e-9);
   }
 }
@@ -336,11 +361,11 @@ TEST(RefCand3Rules, SizeRules) {
     bool bRefine;
   } aCases[] = {{5.0, 6.0, false}, {4.999, DBL_MAX, true}, {DBL_MAX, 5.999, true}};
   for (const Case& c : aCases) {
-    MeshGenParams params(nullptr);
-    params.maxEdgeLength = c.maxEdge;
-    params.maxTriangleArea = c.maxArea;
+    std::unique_ptr<MeshGenParams> pParams(paramsWithoutZone());
+    pParams->maxEdgeLength = c.maxEdge;
+    pParams->maxTriangleArea = c.maxArea;
     RefCand3 candidate(t.dt.getImpl(), t.pT);
-    EXPECT_EQ(candidate.isSafe(params), c.bRefine) << c.maxEdge << " " << c.maxArea;
+    EXPECT_EQ(candidate.isSafe(*pParams), c.bRefine) << c.maxEdge << " " << c.maxArea;
   }
 }
 
@@ -382,7 +407,8 @@ TEST(RefCand3Rules, EdgeBlockingByLocationCode) {
   } aCases[] = {{RefCand3::kLocNoEdge, 0.001, true, false, false}, {base, 0.001, true, false, false}, {base, 0.5000001, true, false, true},
                 {base, 0.001, false, false, true},                 {base, 0.001, true, true, true},   {RefCand3::kLocSkip, 0.001, true, false, true}};
   for (const Case& c : aCases) {
-    MeshGenParams params(nullptr);
+    std::unique_ptr<MeshGenParams> pParams(paramsWithoutZone());
+    MeshGenParams& params(*pParams);
     params.minEdgeLen = c.minEdgeLen;
     params.splitConstraints = c.bSplit;
     if (c.bLock) params.addLockedConstraint(pBase);
@@ -394,27 +420,82 @@ TEST(RefCand3Rules, EdgeBlockingByLocationCode) {
       EXPECT_FALSE(candidate.isSafe(params));
     }
   }
-  MeshGenParams params(nullptr);
   RefCand3 candidate(t.dt.getImpl(), t.pT);
   candidate.setCircumcenter(Point2(0.5, -1.0), 3);
-  std::string out(zarn_test::captureStdout([&] { EXPECT_TRUE(candidate.needRefinement(params)); }));
+  std::string out(zarn_test::captureStdout([&] { EXPECT_TRUE(candidate.needRefinement(*paramsWithoutZone())); }));
   EXPECT_NE(out.find("RefCand3::needRefinement"), std::string::npos);
   EXPECT_NE(out.find("bug, unexpected case"), std::string::npos);
 }
 
 TEST(MeshGenParamsCopies, OwnTheirLockedSets) {
   OneTriangle t(Point2(0, 0), Point2(1, 0), Point2(0, 1), nullptr, true);
-  MeshGenParams original(nullptr);
-  original.addLockedConstraint(t.dt.getConstraintSegment(t.pA, t.pB));
-  original.minAngleDegree = 25.0;
-  MeshGenParams copy(original);
-  MeshGenParams assigned(nullptr);
-  assigned = original;
+  std::unique_ptr<MeshGenParams> pOriginal(paramsWithoutZone());
+  pOriginal->addLockedConstraint(t.dt.getConstraintSegment(t.pA, t.pB));
+  pOriginal->minAngleDegree = 25.0;
+  MeshGenParams copy(*pOriginal);
+  std::unique_ptr<MeshGenParams> pAssigned(paramsWithoutZone());
+  *pAssigned = *pOriginal;
   copy.addLockedConstraint(t.dt.getConstraintSegment(t.pB, t.pC));
-  EXPECT_EQ(original.pLockedConstraints->size(), 1u);
+  EXPECT_EQ(pOriginal->pLockedConstraints->size(), 1u);
   EXPECT_EQ(copy.pLockedConstraints->size(), 2u);
-  EXPECT_NE(assigned.pLockedConstraints, original.pLockedConstraints);
-  EXPECT_EQ(assigned.minAngleDegree, 25.0);
+  EXPECT_NE(pAssigned->pLockedConstraints, pOriginal->pLockedConstraints);
+  EXPECT_EQ(pAssigned->minAngleDegree, 25.0);
+}
+
+TEST(ZoneQuality, ExemptsSmallAnglesBetweenConstraintsAndDrawsOffenders) {
+  Meshing spikeMesh(spike(5.0));
+  EXPECT_TRUE(spikeMesh.dt.checkZoneQuality(spikeMesh.pZone, 30.0, "", AcceptExperimentalFeature()));  // 5 degrees between two constraints
+  Meshing m(squareWithHole());
+  const std::string file(::testing::TempDir() + "zone_quality.ps");
+  std::remove(file.c_str());
+  EXPECT_FALSE(m.dt.checkZoneQuality(m.pZone, 30.0, file, AcceptExperimentalFeature()));
+  EXPECT_NE(zarn_test::readFile(file).find("%!PS"), std::string::npos);
+  EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, 10.0, "", AcceptExperimentalFeature()));
+  EXPECT_FALSE(zarn_test::captureStdout([&] { EXPECT_FALSE(m.dt.checkZoneQuality(nullptr, 10.0, "", AcceptExperimentalFeature())); }).empty());
+}
+
+// ----- Entry checks -----
+
+const char* const kZoneLocationComplaint =
+    "\n\n\nMeshGenParams::MeshGenParams(..), ERROR: \n\tbehavior since Zarn 1.39: The zoneLocation must be ZL_INSIDE or ZL_BOUNDED. "
+    "Please convert the zone using pZone->convertToBoundedZone(..)\n\n\n";
+
+TEST(MeshEntry, ParametersForAnOutsideZoneAreRejected) {
+  Meshing m(squareWithHole());
+  Zone2* pOutside(m.dt.createZone(m.pGraph, ZL_OUTSIDE));
+  std::unique_ptr<MeshGenParams> pParams;
+  EXPECT_EQ(zarn_test::captureStderr([&] { pParams.reset(new MeshGenParams(pOutside)); }), kZoneLocationComplaint);
+  EXPECT_EQ(pParams->gridVector.x(), 0.0);
+  EXPECT_EQ(pParams->gridVector.y(), 0.0);
+  const unsigned int numBefore(m.dt.numberOfPoints());
+  const std::string out(zarn_test::captureStdout([&] { m.dt.refineAdvanced(pParams.get()); }));
+  EXPECT_NE(out.find("Dt2::refineMain2(), ERROR: The zoneLocation must be ZL_INSIDE or ZL_BOUNDED."), std::string::npos) << out;
+  EXPECT_EQ(m.dt.numberOfPoints(), numBefore);
+  MeshGenParams inside(m.pZone);
+  EXPECT_EQ(inside.gridVector.x(), 1.0);
+}
+
+TEST(MeshEntry, AngleLimitAndNullZone) {
+  Meshing m(squareWithHole());
+  MeshGenParams params(m.pZone);
+  params.minAngleDegree = 30.000001;
+  std::string out(zarn_test::captureStdout([&] { m.dt.refineAdvanced(&params); }));
+  EXPECT_NE(out.find("Dt2::refine(..), ERROR: minAngleDegree must be <=30.0, return"), std::string::npos) << out;
+  EXPECT_TRUE(m.impl().getRefinementReport().bEntryFailed);
+  params.minAngleDegree = 30.0;
+  zarn_test::captureStdout([&] { m.dt.refineAdvanced(&params); });
+  EXPECT_TRUE(m.impl().getRefinementReport().isComplete());
+  EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, 30.0, "", AcceptExperimentalFeature()));
+  out = zarn_test::captureStdout([&] { m.dt.refineAdvanced(nullptr); });
+  EXPECT_NE(out.find("Dt2::refineMain2(..), ERROR: pZone==NULL"), std::string::npos) << out;
+  // The facade's refine maps its arguments onto the same driver.
+  Meshing m2(squareWithHole());
+  zarn_test::captureStdout([&] { m2.dt.refine(m2.pZone, 25.0, 0.001, 0.5, true); });
+  cdttest::MeshBounds bounds;
+  bounds.minAngleDegree = 25.0;
+  bounds.maxEdgeOf = [](Triangle2*) { return 0.5; };
+  size_t numInputAngle(0);
+  EXPECT_TRUE(cdttest::meetsMeshBounds(m2.zoneTriangles(), m2.vInput, bounds, numInputAngle));
 }
 
 }  // namespace
