@@ -18,9 +18,9 @@
 // angle end with equal lengths and stop encroaching upon each other. A triangle whose small angle
 // is forced by the input is accepted: its small corner lies between two constraint edges, or its
 // shortest edge joins two split points at equal distance from the common end of their two input
-// segments, which meet at less than 60 degrees. Pieces shorter than 2 * minEdgeLen are never split,
-// no point closer than minEdgeLen to a cavity vertex is inserted, and a vertex budget ends every
-// run. Each accepted bad triangle is counted by reason in the report.
+// segments, which meet at less than the angle bound. Pieces shorter than 2 * minEdgeLen are never
+// split, no point closer than minEdgeLen to a cavity vertex is inserted, and a vertex budget ends
+// every run. Each accepted bad triangle is counted by reason in the report.
 #include <algorithm>
 #include <cmath>
 #include <sstream>
@@ -50,7 +50,6 @@ constexpr int kNumQualityBuckets = 256;
 constexpr double kBucketsPerSinSq = kNumQualityBuckets / 0.75;
 // Two split points count as equidistant from an apex when their distances differ by less than this share.
 constexpr double kShellTolerance = 0.01;
-constexpr double kCosSixtyDegrees = 0.5;
 constexpr uint32_t kWalkStepsBeforeRandomStart = 64;
 constexpr uint32_t kMaxWalkSteps = 1u << 20;
 constexpr size_t kProgressInterval = 1024;
@@ -527,10 +526,10 @@ bool MeshRefiner::isForcedByInput(const Triangle2* pT, double /*minAngleDegree*/
   if (pApex == nullptr) return false;
   const double du(std::sqrt(sqDist(*u->first, *pApex))), dw(std::sqrt(sqDist(*w->first, *pApex)));
   if (std::fabs(du - dw) > kShellTolerance * std::max(du, dw)) return false;
-  // Only input angles below 60 degrees need the rule (Ruppert's algorithm ends above).
+  // Only an input angle below the bound forces small angles nearby.
   const double ux(u->first->x() - pApex->x()), uy(u->first->y() - pApex->y());
   const double wx(w->first->x() - pApex->x()), wy(w->first->y() - pApex->y());
-  return ux * wx + uy * wy > kCosSixtyDegrees * du * dw;
+  return ux * wx + uy * wy > cosMinAngle * du * dw;
 }
 
 // ----- The run -----
