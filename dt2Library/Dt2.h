@@ -10,6 +10,7 @@
 #include "Bbox2.h"
 #include "Dt2_meshing.h"
 #include "HC2.h"
+#include "InnerVtxMgr.h"
 #include "KoraTest.h"
 #include "MsgBase.h"
 #include "Point2.h"
@@ -101,7 +102,9 @@ class Dt2 {
   /// a-b was split at a vertex off the edge.
   void legalizeFormerConstraintEdge(Point2* a, Point2* b);
   /// Removes the registered inner (grid) vertices closer to center than sqrt(sqRadius).
-  void removeInnerVerticesNear(const Point2& center, double sqRadius);
+  void removeInnerVerticesNear(const Point2& center, double sqRadius) { innerVtxMgr.removeNear(*this, center, sqRadius); }
+  /// The inner (grid) vertices of mesh generation.
+  InnerVtxMgr& getInnerVtxMgr() { return innerVtxMgr; }
   ProgressPublisher& getPublisher() { return publisher; }
   /// Draws the alive constraint pieces (red) into the visualizer.
   void addConstraintsTo(Visualizer2* pVis) const;
@@ -297,7 +300,7 @@ class Dt2 {
   std::unique_ptr<ConstraintMgr> pConstraintMgr;
   std::vector<std::unique_ptr<Zone2>> vZones;  // declared after the constraint manager: zones go first
   bool bConstraintsPending;
-  std::vector<Point2*> vInnerVertices;  // grid-meshing vertices that constraint splits may remove
+  InnerVtxMgr innerVtxMgr;  // grid-meshing vertices that constraint splits may remove
   // Scratch of the constraint walk, kept to avoid allocations per segment.
   std::vector<Triangle2*> vCavityTriangles;
   CavitySide leftSide;

@@ -30,6 +30,7 @@
 #include "ConstraintMgr.h"
 #include "Dt2.h"
 #include "Dt2_meshing.h"
+#include "GridMesher.h"
 #include "MeshGenParams.h"
 #include "RefCand3.h"
 #include "Visualizer2.h"
@@ -59,6 +60,14 @@ double sqDist(const Point2& a, const Point2& b) {
   return dx * dx + dy * dy;
 }
 
+double sqDistToSegment(const Point2& p, const Point2& a, const Point2& b) {
+  const double dx(b.x() - a.x()), dy(b.y() - a.y());
+  const double sqLength(dx * dx + dy * dy);
+  double t(sqLength > 0.0 ? ((p.x() - a.x()) * dx + (p.y() - a.y()) * dy) / sqLength : 0.0);
+  t = std::max(0.0, std::min(1.0, t));
+  return sqDist(p, Point2(a.x() + t * dx, a.y() + t * dy));
+}
+
 // The shortest edge's index (the corner at the smallest angle).
 int shortestEdgeIndex(const Triangle2* pT) {
   int s(0);
@@ -85,7 +94,7 @@ std::string RefinementReport::describe() const {
   std::ostringstream text;
   if (bEntryFailed) return "refinement not started (bad parameters)";
   text << numSteinerPoints << " Steiner points (" << numSegmentSplits << " on constraints)";
-  if (numGridVertices > 0) text << ", " << numGridVertices << " grid vertices";
+  if (numGridVertices > 0) text << ", " << numGridVertices << " grid vertices (" << numGridVerticesRemoved << " removed at the border)";
   text << ", " << numZoneTriangles << " zone triangles; ";
   if (bBudgetReached) {
     text << "stopped: vertex budget reached";
@@ -114,6 +123,9 @@ class MeshRefiner : public InputAngleRule {
   void startZone(const std::vector<Triangle2*>& vZone);
   /// Refines until nothing is queued or the budget is spent.
   void refineQueued();
+  /// Grid meshing: splits the zone's border pieces to at most a cell, then inserts the grid
+  /// vertices that keep their distance from the border (see MeshGenParams::auxFlag).
+  void layGrid();
   /// Counts the zone's triangles (and those left with a small angle forced by the input), and
   /// stores on each constraint piece of the zone's border the area of its zone triangle, for the
   /// growth rule of a later run on the zone next to it. O(triangles of the triangulation).
@@ -154,7 +166,12 @@ class MeshRefiner : public InputAngleRule {
   void processTriangle(Triangle2* pT);
   bool computeSteinerPoint(const Triangle2* pT, Point2& p) const;
   Walk walkTo(Triangle2* pStart, const Point2& p);
-  bool inspectCavity(Triangle2* pStart, const Point2& p, double& minSqDist);
+  bool inspectCavity(Triangle2* pStart, const Point2& p, double& minSqDist, double& minSqDistToConstraint);
+  bool isGridMode() const { return params.gridLength > 0.0; }
+  void splitLongBorderPieces(double maxLength);
+  void insertGridVertex(const Point2& p, Triangle2*& pHint);
+  void markHoles();
+  void floodUnmarked(Triangle2* pFrom);
   void publishProgress();
 
   Dt2& dt;
@@ -178,6 +195,8 @@ class MeshRefiner : public InputAngleRule {
   std::vector<Triangle2*> vCavity;
   std::vector<ConstraintSegment2*> vEncroached;
   std::vector<Triangle2*> vStar;
+  std::vector<std::pair<Point2*, Point2*>> vHoleBorders;
+  std::vector<Triangle2*> vFlood;
 
   friend class Dt2;
 };
@@ -306,16 +325,20 @@ void MeshRefiner::processSegment(const QueuedSegment& entry) {
   if (bLeftInZone != bRightInZone) splitPoint = ontoLineOrZoneSide(splitPoint, *a, *b, bLeftInZone);
   ConstraintSegment2* pInput(inputOf(pCSeg));
   const unsigned int numBefore(dt.numberOfPoints());
-  Point2* pSplit(nullptr);
-  if (bLeftInZone || bRightInZone) pSplit = pCSeg->insertAndSplit(splitPoint);
-  if (pSplit == nullptr) {
+  bool bSplit(false);
+  if (bLeftInZone || bRightInZone) {
+    // With a grid, inner vertices that come too close to the split vertex go.
+    bSplit = isGridMode() ? pCSeg->splitAndRemovePrev(splitPoint) : pCSeg->insertAndSplit(splitPoint) != nullptr;
+  }
+  if (!bSplit) {
     sFailedSplits.insert(pCSeg);
     ++report.numLeftNumeric;
     return;
   }
   ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr);
-  Point2* pCommon(nullptr);
-  pCSeg->getChildrenAndSplitPoint(pKid0, pKid1, pCommon);
+  Point2* pSplit(nullptr);
+  pCSeg->getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
+  if (isGridMode()) markHoles();
   mPieceToInput[pKid0] = pInput;
   mPieceToInput[pKid1] = pInput;
   mSplitPointToInput[pSplit] = pInput;
@@ -429,11 +452,12 @@ MeshRefiner::Walk MeshRefiner::walkTo(Triangle2* pStart, const Point2& p) {
 // Collects the cavity of p (zone triangles whose circumcircle contains p, reached without crossing
 // a constraint), the constraint pieces on its border that p encroaches upon (vEncroached) and the
 // smallest squared distance from p to a cavity vertex. False when p lies outside the zone.
-bool MeshRefiner::inspectCavity(Triangle2* pStart, const Point2& p, double& minSqDist) {
+bool MeshRefiner::inspectCavity(Triangle2* pStart, const Point2& p, double& minSqDist, double& minSqDistToConstraint) {
   vCavity.clear();
   vEncroached.clear();
   vCavity.push_back(pStart);
   minSqDist = kLargestDouble;
+  minSqDistToConstraint = kLargestDouble;
   for (size_t k = 0; k < vCavity.size(); ++k) {
     Triangle2* pT(vCavity[k]);
     for (int i = 0; i < 3; ++i) {
@@ -444,6 +468,7 @@ bool MeshRefiner::inspectCavity(Triangle2* pStart, const Point2& p, double& minS
       if (pN != nullptr && std::find(vCavity.begin(), vCavity.end(), pN) != vCavity.end()) continue;  // inside the cavity
       ConstraintSegment2* pCSeg(mgr.getAliveSegment(a, b));
       if (pCSeg != nullptr) {
+        minSqDistToConstraint = std::min(minSqDistToConstraint, sqDistToSegment(p, *a, *b));
         const bool bInDiametralCircle((a->x() - p.x()) * (b->x() - p.x()) + (a->y() - p.y()) * (b->y() - p.y()) < 0.0);
         if (bInDiametralCircle && std::find(vEncroached.begin(), vEncroached.end(), pCSeg) == vEncroached.end()) vEncroached.push_back(pCSeg);
         continue;
@@ -477,8 +502,8 @@ void MeshRefiner::processTriangle(Triangle2* pT) {
     requeue(pT);
     return;
   }
-  double minSqDist(0.0);
-  if (walk.end != WALK_INSIDE || !inspectCavity(walk.pT, p, minSqDist)) {
+  double minSqDist(0.0), minSqDistToConstraint(0.0);
+  if (walk.end != WALK_INSIDE || !inspectCavity(walk.pT, p, minSqDist, minSqDistToConstraint)) {
     ++report.numLeftNumeric;
     return;
   }
@@ -569,6 +594,106 @@ void MeshRefiner::refineQueued() {
   }
 }
 
+// ----- Grid meshing -----
+
+void MeshRefiner::splitLongBorderPieces(double maxLength) {
+  std::vector<Triangle2*> vAll;
+  for (bool bSplitAny(true); bSplitAny;) {
+    bSplitAny = false;
+    vAll.clear();
+    dt.getTrianglePointers(vAll);
+    for (Triangle2* pT : vAll) {
+      if (!isZone(pT)) continue;
+      for (int i = 0; i < 3; ++i) {
+        if (pT->getSquaredEdgeLength(i) <= maxLength * maxLength) continue;
+        ConstraintSegment2* pCSeg(mgr.getAliveSegment(pT->getCorner(incIndexBy1(i)), pT->getCorner(incIndexBy2(i))));
+        if (pCSeg != nullptr && !mayNotSplit(pCSeg)) {
+          vSegmentStack.push_back(QueuedSegment{pCSeg, true});
+          bSplitAny = true;
+        }
+      }
+    }
+    while (!vSegmentStack.empty() && report.numSteinerPoints < vertexBudget) {
+      const QueuedSegment entry(vSegmentStack.back());
+      vSegmentStack.pop_back();
+      processSegment(entry);
+    }
+    bSplitAny = bSplitAny && report.numSteinerPoints < vertexBudget;
+  }
+}
+
+void MeshRefiner::layGrid() {
+  const double cell(params.gridLength);
+  dt.getInnerVtxMgr().reset(cell);
+  splitLongBorderPieces(cell);
+  GridMesher grid(kora, cell, params.gridVector);
+  std::vector<Triangle2*> vAll;
+  dt.getTrianglePointers(vAll);
+  Triangle2* pHint(nullptr);
+  for (Triangle2* pT : vAll) {
+    if (!isZone(pT)) continue;
+    grid.collectInside(pT);
+    pHint = pT;
+  }
+  const std::vector<Point2> vRows(grid.takeRows());
+  for (const Point2& p : vRows) {
+    if (report.numGridVertices >= vertexBudget) break;
+    insertGridVertex(p, pHint);
+  }
+}
+
+// A grid vertex keeps half a cell from the border and from other vertices and encroaches upon no
+// border piece (with auxFlag); without auxFlag it only keeps minEdgeLen, and the border pieces it
+// encroaches upon are split later, removing the grid vertices that come too close. A vertex is
+// skipped rather than moved, so that inner vertices stay on the grid.
+void MeshRefiner::insertGridVertex(const Point2& p, Triangle2*& pHint) {
+  if (!isZone(pHint)) return;
+  const Walk walk(walkTo(pHint, p));
+  double minSqDist(0.0), minSqDistToConstraint(0.0);
+  if (walk.end != WALK_INSIDE || !inspectCavity(walk.pT, p, minSqDist, minSqDistToConstraint)) return;
+  if (params.auxFlag && !vEncroached.empty()) return;
+  const double keep(params.auxFlag ? 0.5 * params.gridLength : params.minEdgeLen);
+  if (minSqDist < keep * keep || minSqDistToConstraint < keep * keep) return;
+  const unsigned int numBefore(dt.numberOfPoints());
+  Point2* pVtx(dt.insertNear(p, walk.pT));
+  if (pVtx == nullptr || dt.numberOfPoints() == numBefore) return;
+  ++report.numGridVertices;
+  dt.getInnerVtxMgr().add(pVtx);
+  updateStar(pVtx, nullptr, nullptr, true, true);
+  pHint = pVtx->getIncidentTriangle();
+}
+
+// Removed inner vertices leave holes inside the zone, filled with new triangles (and flips may
+// have changed triangles around them). Every such triangle touches a vertex of a hole's border
+// and is reached from a zone triangle there without crossing a constraint (the zone's border):
+// the unmarked triangles so reached are flooded into the zone.
+void MeshRefiner::markHoles() {
+  report.numGridVerticesRemoved += dt.getInnerVtxMgr().takeHoleBorders(vHoleBorders);
+  vFlood.clear();
+  for (const std::pair<Point2*, Point2*>& edge : vHoleBorders) {
+    if (!dt.vertexVault.isActiveVertex(edge.first)) continue;  // removed later itself
+    vStar.clear();
+    dt.getIncidentTriangles(edge.first, vStar);
+    for (Triangle2* pT : vStar) {
+      if (isZone(pT)) floodUnmarked(pT);
+    }
+  }
+}
+
+void MeshRefiner::floodUnmarked(Triangle2* pFrom) {
+  vFlood.assign(1, pFrom);
+  for (size_t k = 0; k < vFlood.size(); ++k) {
+    Triangle2* pT(vFlood[k]);
+    for (int i = 0; i < 3; ++i) {
+      Triangle2* pN(pT->getOppositeTriangle(i));
+      if (pN == nullptr || isZone(pN) || dt.isConstraint(pT, i)) continue;
+      pN->setMark(zoneMark);
+      judge(pN);
+      vFlood.push_back(pN);
+    }
+  }
+}
+
 const RefinementReport& MeshRefiner::finish() {
   std::vector<Triangle2*> vAll;
   dt.getTrianglePointers(vAll);
@@ -633,6 +758,7 @@ bool Dt2::refineTriangles(const std::vector<Triangle2*>& vZone, MeshGenParams& p
   publisher.startStep("refine");
   MeshRefiner refiner(*this, params, refinementVertexBudget);
   refiner.startZone(vZone);
+  if (params.gridLength > 0.0) refiner.layGrid();
   refiner.refineQueued();
   lastRefinementReport = refiner.finish();
   publisher.finishStep();

@@ -14,6 +14,7 @@ struct RefinementReport {
   size_t numSteinerPoints = 0;        ///< vertices inserted (triangle and segment splits)
   size_t numSegmentSplits = 0;        ///< of which on constraint segments
   size_t numGridVertices = 0;         ///< grid vertices inserted (grid meshing), not counted above
+  size_t numGridVerticesRemoved = 0;  ///< of which removed again next to new vertices on constraints
   size_t numLeftInputAngle = 0;       ///< small angles forced by the input (two constraints at a small angle)
   size_t numLeftMinEdgeLen = 0;       ///< a split would have made an edge shorter than minEdgeLen
   size_t numLeftProtected = 0;        ///< the split point lies beyond a locked or unsplittable constraint

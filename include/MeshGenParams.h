@@ -48,10 +48,12 @@ class ZARN2D_EXPORT MeshGenParams {
   bool splitConstraints;        ///< whether constraint segments may be split; default true
   double growthLimit;           ///< largest area ratio between neighbouring triangles; default: largest double (off)
   double growthMinArea;         ///< triangles below this area are exempt from the growth rule; default 0.001
-  double auxLimit;              ///< grid meshing: a grid vertex closer than gridLength / auxLimit to the border is dropped; default 10
+  double auxLimit;              ///< reserved for grid meshing (not read by this version); default 10
   Vector2 gridVector;           ///< direction of grid meshing (any length); (1, 0) when the zone is accepted, else (0, 0)
-  double gridLength;            ///< cell length of grid meshing; 0 (default) means off
-  bool auxFlag;                 ///< grid meshing: keep the grid vertices fixed while the border is refined; default true
+  double gridLength;            ///< cell length of grid meshing (inner vertices on a square grid, origin at (0, 0)); 0 (default) means off
+  bool auxFlag;                 ///< grid meshing: true (default) drops grid vertices within half a cell of the border or
+                                ///< encroaching upon it; false keeps all but those within minEdgeLen, and border splits
+                                ///< later remove the grid vertices that come too close
   int debugLevel;               ///< 1 writes a picture of every triangle the refinement rules reject; default 0
   std::set<ConstraintSegment2*>* pLockedConstraints;  ///< segments refinement must not split; null when none
 

@@ -314,6 +314,57 @@ TEST(MeshHost, GrowthLimitHoldsBetweenNeighbours) {
   EXPECT_GT(numPairs, 100u);
 }
 
+// ----- Grid meshing -----
+
+struct GridCase {
+  const char* name;
+  double cell, degrees;
+  bool bKeepOffBorder;  // auxFlag
+};
+
+class GridMeshing : public ::testing::TestWithParam<GridCase> {};
+
+// Inner vertices lie on the grid, the bounds hold everywhere, and the zone stays tracked when
+// constraint splits remove grid vertices near the border (auxFlag false leaves them close).
+TEST_P(GridMeshing, FillsTheZoneOnTheGridWithinTheBounds) {
+  const GridCase& c(GetParam());
+  Refined r(squareWithHole());
+  MeshGenParams params(r.m.pZone);
+  params.minAngleDegree = 30.0;
+  params.maxEdgeLength = 1.5 * c.cell;
+  params.gridLength = c.cell;
+  params.gridVector = Vector2(3.0 * std::cos(c.degrees * kPi / 180.0), 3.0 * std::sin(c.degrees * kPi / 180.0));
+  params.auxFlag = c.bKeepOffBorder;
+  r.run(params);
+  const RefinementReport& report(r.report());
+  EXPECT_TRUE(report.isComplete()) << report.describe();
+  EXPECT_EQ(r.vZone.size(), report.numZoneTriangles);
+  EXPECT_TRUE(r.m.dt.checkValidity(true, c.name));
+  cdttest::MeshBounds bounds;
+  bounds.minAngleDegree = 30.0;
+  bounds.maxEdgeOf = [&](Triangle2*) { return params.maxEdgeLength; };
+  bounds.expectedArea = squareWithHole().area;
+  size_t numInputAngle(0);
+  EXPECT_TRUE(cdttest::meetsMeshBounds(r.vZone, r.m.vInput, bounds, numInputAngle));
+  std::vector<Point2*> vVertices;
+  r.m.dt.getVertexPointers(vVertices);
+  const double dx(std::cos(c.degrees * kPi / 180.0)), dy(std::sin(c.degrees * kPi / 180.0));
+  size_t numOnGrid(0);
+  for (const Point2* p : vVertices) {
+    const double u((p->x() * dx + p->y() * dy) / c.cell), v((-p->x() * dy + p->y() * dx) / c.cell);
+    if (std::fabs(u - std::round(u)) < 1e-9 && std::fabs(v - std::round(v)) < 1e-9) ++numOnGrid;
+  }
+  // Most vertices are grid vertices: about (96 / cell^2) of them fit in the domain.
+  EXPECT_GT(numOnGrid, 0.6 * 96.0 / (c.cell * c.cell)) << report.describe();
+  EXPECT_GE(numOnGrid, report.numGridVertices - report.numGridVerticesRemoved);
+  EXPECT_EQ(report.numGridVerticesRemoved > 0, !c.bKeepOffBorder) << report.describe();
+}
+
+INSTANTIATE_TEST_SUITE_P(Grids, GridMeshing,
+                         ::testing::Values(GridCase{"axisAligned", 0.25, 0.0, true}, GridCase{"turned", 0.3, 30.0, true},
+                                           GridCase{"closeToTheBorder", 0.25, 10.0, false}),
+                         [](const ::testing::TestParamInfo<GridCase>& info) { return std::string(info.param.name); });
+
 // ----- The refinement candidate's rules on hand-made triangles -----
 
 /// One triangle a-b-c (counterclockwise), optionally with its edges as constraints, and a
