@@ -73,6 +73,10 @@ class Dt2 {
   Triangle2* getAdjacentTriangle(Point2* p0, Point2* p1) const;
   /// True when p0-p1 is an edge. Turns around p0 only, no geometry, no allocation.
   bool hasEdge(Point2* p0, Point2* p1) const;
+  /// The triangle that has a then b as consecutive counterclockwise corners (the triangle left of
+  /// the directed edge a -> b), with edgeIdx the index of that edge in it; null when there is
+  /// none. Turns around a only: O(degree of a), no allocation.
+  Triangle2* getTriangleLeftOf(Point2* a, Point2* b, int& edgeIdx) const;
   void getConvexHull(bool bAllVertices, std::vector<Point2*>& vHull);
   Bbox2 computeBoundingBox() const;
   bool isConstraint(Point2* p0, Point2* p1) const;
@@ -137,10 +141,6 @@ class Dt2 {
   /// As above from several start points in one search (a triangle is appended once).
   void growZoneArea(const std::vector<ConstraintGraph2*>& vConstraintGraphs, const std::vector<Point2>& vStartPoints,
                     std::vector<Triangle2*>& vTriangles);
-  /// The triangle that has a then b as consecutive counterclockwise corners (the triangle left of
-  /// the directed edge a -> b), with edgeIdx the index of that edge in it; null when there is
-  /// none. Turns around a only: O(degree of a), no allocation.
-  Triangle2* getTriangleLeftOf(Point2* a, Point2* b, int& edgeIdx) const;
   /// Some live triangle, or null when there is none.
   Triangle2* getAnyTriangle() const;
 

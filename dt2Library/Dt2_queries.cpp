@@ -74,35 +74,44 @@ void Dt2::getIncidentVertices(Point2* pVtx, std::vector<Point2*>& vIncVertices) 
   if (pLast->getOppositeTriangle(incIndexBy1(k)) == nullptr) vIncVertices.push_back(pLast->getCorner(incIndexBy2(k)));
 }
 
-bool Dt2::hasEdge(Point2* p0, Point2* p1) const {
-  Triangle2* pStart(p0->getIncidentTriangle());
-  if (pStart == nullptr) return false;
-  const auto endsAt = [p0, p1](const Triangle2* pT) {
-    const int k(pT->getIntraTriangleIndex(p0));
-    return pT->getCorner(incIndexBy1(k)) == p1 || pT->getCorner(incIndexBy2(k)) == p1;
-  };
+namespace {
+// The first triangle around pPivot for which visit holds: counterclockwise from the pivot's
+// incident triangle, then, when the pivot lies on the hull, clockwise from it. Null when none
+// does. O(degree), no allocation.
+template <typename Visit>
+Triangle2* findAround(const Point2* pPivot, Visit visit) {
+  Triangle2* pStart(pPivot->getIncidentTriangle());
+  if (pStart == nullptr) return nullptr;
   Triangle2* pT(pStart);
   do {
-    if (endsAt(pT)) return true;
-    pT = pT->getOppositeTriangle(incIndexBy1(pT->getIntraTriangleIndex(p0)));
+    if (visit(pT, pT->getIntraTriangleIndex(pPivot))) return pT;
+    pT = pT->getOppositeTriangle(incIndexBy1(pT->getIntraTriangleIndex(pPivot)));
   } while (pT != nullptr && pT != pStart);
-  if (pT == pStart) return false;
-  // p0 is on the hull: turn the other way from the start.
-  for (pT = pStart->getOppositeTriangle(incIndexBy2(pStart->getIntraTriangleIndex(p0))); pT != nullptr;
-       pT = pT->getOppositeTriangle(incIndexBy2(pT->getIntraTriangleIndex(p0)))) {
-    if (endsAt(pT)) return true;
+  if (pT == pStart) return nullptr;
+  for (pT = pStart->getOppositeTriangle(incIndexBy2(pStart->getIntraTriangleIndex(pPivot))); pT != nullptr;
+       pT = pT->getOppositeTriangle(incIndexBy2(pT->getIntraTriangleIndex(pPivot)))) {
+    if (visit(pT, pT->getIntraTriangleIndex(pPivot))) return pT;
   }
-  return false;
+  return nullptr;
+}
+}  // namespace
+
+bool Dt2::hasEdge(Point2* p0, Point2* p1) const {
+  return findAround(p0, [p1](const Triangle2* pT, int k) {
+           return pT->getCorner(incIndexBy1(k)) == p1 || pT->getCorner(incIndexBy2(k)) == p1;
+         }) != nullptr;
 }
 
 Triangle2* Dt2::getAdjacentTriangle(Point2* p0, Point2* p1) const {
-  std::vector<Triangle2*> vIncT;
-  getIncidentTriangles(p0, vIncT);
-  for (Triangle2* pT : vIncT) {
-    const int k(pT->getIntraTriangleIndex(p0));
-    if (pT->getCorner(incIndexBy1(k)) == p1) return pT;
-  }
-  return nullptr;
+  int edgeIdx(-1);
+  return p0 == nullptr ? nullptr : getTriangleLeftOf(p0, p1, edgeIdx);
+}
+
+Triangle2* Dt2::getTriangleLeftOf(Point2* a, Point2* b, int& edgeIdx) const {
+  return findAround(a, [b, &edgeIdx](const Triangle2* pT, int k) {
+    edgeIdx = incIndexBy2(k);
+    return pT->getCorner(incIndexBy1(k)) == b;
+  });
 }
 
 void Dt2::getConvexHull(bool bAllVertices, std::vector<Point2*>& vHull) {
