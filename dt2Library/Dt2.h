@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "Bbox2.h"
+#include "Dt2_meshing.h"
 #include "HC2.h"
+#include "InnerVtxMgr.h"
 #include "KoraTest.h"
 #include "MsgBase.h"
 #include "Point2.h"
@@ -104,7 +106,9 @@ class Dt2 {
   /// a-b was split at a vertex off the edge.
   void legalizeFormerConstraintEdge(Point2* a, Point2* b);
   /// Removes the registered inner (grid) vertices closer to center than sqrt(sqRadius).
-  void removeInnerVerticesNear(const Point2& center, double sqRadius);
+  void removeInnerVerticesNear(const Point2& center, double sqRadius) { innerVtxMgr.removeNear(*this, center, sqRadius); }
+  /// The inner (grid) vertices of mesh generation.
+  InnerVtxMgr& getInnerVtxMgr() { return innerVtxMgr; }
   ProgressPublisher& getPublisher() { return publisher; }
   /// Draws the alive constraint pieces (red) into the visualizer.
   void addConstraintsTo(Visualizer2* pVis) const;
@@ -139,6 +143,27 @@ class Dt2 {
                     std::vector<Triangle2*>& vTriangles);
   /// Some live triangle, or null when there is none.
   Triangle2* getAnyTriangle() const;
+
+  // ----- Mesh generation (Dt2_meshing.cpp) -----
+  /// refineMain2 with parameters made from the arguments (minEdgeLength is minEdgeLen,
+  /// bSplitConstraints is splitConstraints).
+  bool refine(Zone2* pZone, double minAngleDegree, double minEdgeLength, double maxEdgeLength, bool bSplitConstraints);
+  /// Refines the parameters' zone (ZL_INSIDE or ZL_BOUNDED). False when an entry check fails
+  /// (reported); otherwise true, and getRefinementReport says what was done and why it stopped.
+  bool refineMain2(MeshGenParams* pParams);
+  /// The refinement driver on a set of triangles bounded by constraint edges (the zone). O(output
+  /// size) plus one pass over all triangles at the end.
+  bool refineTriangles(const std::vector<Triangle2*>& vZone, MeshGenParams& params);
+  /// True when every triangle of the zone has a smallest angle of at least minAngle, except
+  /// triangles whose smallest angle lies between two constraint edges. With a file name, draws
+  /// the zone with the offending triangles red (PostScript, or SVG for ".svg"). O(zone). A null
+  /// zone or one of another triangulation: an error and false.
+  bool checkZoneQuality(Zone2* pZone, double minAngle, const std::string& postscriptFilename);
+  /// The report of the last refinement run; valid until the next run.
+  const RefinementReport& getRefinementReport() const { return lastRefinementReport; }
+  /// The most Steiner points one refinement run may insert (default kDefaultRefinementVertexBudget).
+  void setRefinementVertexBudget(size_t numVertices) { refinementVertexBudget = numVertices; }
+  static constexpr size_t kDefaultRefinementVertexBudget = 20000000;
 
   // ----- Validity and statistics (Dt2_validity.cpp) -----
   bool checkValidity(bool bCheckEmptyCircleProperty, const std::string& name);
@@ -275,7 +300,7 @@ class Dt2 {
   std::unique_ptr<ConstraintMgr> pConstraintMgr;
   std::vector<std::unique_ptr<Zone2>> vZones;  // declared after the constraint manager: zones go first
   bool bConstraintsPending;
-  std::vector<Point2*> vInnerVertices;  // grid-meshing vertices that constraint splits may remove
+  InnerVtxMgr innerVtxMgr;  // grid-meshing vertices that constraint splits may remove
   // Scratch of the constraint walk, kept to avoid allocations per segment.
   std::vector<Triangle2*> vCavityTriangles;
   CavitySide leftSide;
@@ -287,6 +312,8 @@ class Dt2 {
   std::vector<Triangle2*> vPocketTriangles;
   std::vector<std::pair<Point2*, Point2*>> vSpikeEdges;
   std::vector<ConstraintSegment2*> vDisplacedConstraints;
+  RefinementReport lastRefinementReport;
+  size_t refinementVertexBudget = kDefaultRefinementVertexBudget;
 };
 
 }  // namespace KORA_ZARN2D

@@ -539,17 +539,4 @@ void Dt2::legalizeAround(Point2* pVtx) {
   legalize(pVtx);
 }
 
-void Dt2::removeInnerVerticesNear(const Point2& center, double sqRadius) {
-  std::vector<Point2*> vKeep;
-  for (Point2* pInner : vInnerVertices) {
-    const double dx(pInner->x() - center.x()), dy(pInner->y() - center.y());
-    if (dx * dx + dy * dy < sqRadius) {
-      remove(pInner);
-    } else {
-      vKeep.push_back(pInner);
-    }
-  }
-  vInnerVertices.swap(vKeep);
-}
-
 }  // namespace KORA_ZARN2D
