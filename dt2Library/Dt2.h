@@ -185,6 +185,10 @@ class Dt2 {
   /// Pops a released triangle or takes a new one from the pool; sets corners and their incident
   /// triangle, nulls the neighbours.
   Triangle2* createTriangle(Point2* p0, Point2* p1, Point2* p2);
+  /// Replaces the edge opposite corner i of pT by the other diagonal of pT and its neighbour
+  /// there, which must exist and form a strictly convex quadrilateral with pT (not checked; no
+  /// legalization follows). Both triangle objects stay, with their marks. O(1).
+  void flipEdge(Triangle2* pT, int i);
   /// Marks the triangles dead and puts them on the stack of released triangles.
   void releaseTriangles(const std::vector<Triangle2*>& vDead);
   /// A triangle mark that no triangle carries yet (see Triangle2's marks). When the 32-bit values

@@ -110,6 +110,11 @@ void Dt2::flip(Triangle2* pT, int vIdx, Triangle2* pNeigh, int neighIdx) {
   replaceNeighbour(tb, pT, pNeigh);
 }
 
+void Dt2::flipEdge(Triangle2* pT, int i) {
+  Triangle2* pNeigh(pT->getOppositeTriangle(i));
+  flip(pT, i, pNeigh, pNeigh->getIntraTriangleIndex(pT));
+}
+
 int Dt2::hullEdgeAt(Point2* pPivot, Triangle2*& pCur, bool bForward) {
   for (;;) {
     const int k(pCur->getIntraTriangleIndex(pPivot));

@@ -10,6 +10,7 @@
 #include "Point2.h"
 #include "Segment2.h"
 #include "Triangle2.h"
+#include "Vector2.h"
 
 namespace KORA_ZARN2D {
 
@@ -119,6 +120,25 @@ class ZARN2D_EXPORT Zone2 {
   /// As above, into a visualizer that the caller writes.
   void show(Visualizer2* pVis, bool bShowFull, bool bWithConstraints) const;
 
+  /// Writes a picture for debugging, "<name>.ps" (SVG when the name ends in ".svg"): all triangles
+  /// outlined, the zone's filled, each constraint graph in its own colour with arrows in its
+  /// reading direction, the start points of a grown zone, and for a result zone its two operands
+  /// side by side to the right. Prints a short report (location, graph and triangle counts, area)
+  /// on standard output. O(triangulation); an unwritable file is reported.
+  void debug(const std::string& name);
+  /// Turns the cocircular cells of the zone (an edge between two zone triangles whose four corners
+  /// are cocircular, exactly for tolerance 0, else within tolerance times the circumradius) all the
+  /// same way: such an edge is flipped when the other diagonal runs closer to the preferred
+  /// direction (the grid direction turned by +45 degrees for a grid-meshed zone, else from lower
+  /// left to upper right). Constraint edges are never flipped and nothing outside the zone
+  /// changes; for tolerance 0 the triangulation stays exactly Delaunay. Returns true when every
+  /// such cell could be unified (false when a constraint edge or a non-convex cell was in the way,
+  /// or for a negative or non-finite tolerance, with a warning). O(zone triangles).
+  bool unifyGrid(double tolerance);
+  /// Internal: the direction of the grid a grid mesher laid out in this zone ((0, 0): none).
+  void setGridVector(const Vector2& vGrid) { gridVector = vGrid; }
+  Vector2 getGridVector() const { return gridVector; }
+
   /// Internal: appends the operand of a result zone (Dt2 appends the two operands).
   void addInputZone(Zone2* pZone) { vInputZones.push_back(pZone); }
   /// True when pZone is one of this zone's operands.
@@ -134,6 +154,7 @@ class ZARN2D_EXPORT Zone2 {
   std::vector<ConstraintGraph2*> vConstraintGraphs;
   std::vector<Point2> vStartPoints;
   std::vector<Zone2*> vInputZones;
+  Vector2 gridVector;
 };
 
 }  // namespace KORA_ZARN2D
