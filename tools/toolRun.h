@@ -1,0 +1,39 @@
+// What the steps of a zarn2d run share, and the hook through which a feature adds its options
+// and its steps to the tool (one file per feature, listed in zarn2d.cpp).
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "Zarn_2D.h"
+#include "console.h"
+#include "pointInput.h"
+#include "toolOptions.h"
+
+/// The state of one run, handed to every step.
+struct ToolRun {
+  ToolRun(KORA_ZARN2D::Zarn_2D& dt_, ToolInput& input_, Console& console_) : dt(dt_), input(input_), console(console_) {}
+  KORA_ZARN2D::Zarn_2D& dt;
+  ToolInput& input;
+  Console& console;
+  /// The constraint graphs, one per entry of input.vGraphSegments, in the same order.
+  std::vector<KORA_ZARN2D::ConstraintGraph2*> vGraphs;
+  /// The triangles the outputs show and write: all triangles of the triangulation.
+  void getRegionTriangles(std::vector<KORA_ZARN2D::Triangle2*>& vTriangles) const { dt.getTrianglePointers(vTriangles); }
+};
+
+/// A feature of the tool: its options (shown in --help under their heading) and the steps it
+/// runs. A step returns false after it reported a failure; the tool then exits with status 1.
+struct ToolExtension {
+  OptionGroup options;
+  /// Runs after the constraint step (regions, refinement); may be empty.
+  std::function<bool(ToolRun&)> shape;
+  /// Runs after the validity check, before the outputs are written (reports); may be empty.
+  std::function<bool(ToolRun&)> report;
+};
+
+/// --stats: counts, angle histogram and quality figures of the triangles of the region.
+ToolExtension makeStatisticsExtension();
+/// Quality meshing switches (minimum angle, maximum area, maximum edge length).
+ToolExtension makeRefinementExtension();
