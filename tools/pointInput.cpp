@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -19,16 +20,17 @@ namespace {
 
 const char* const kRejected = "; the point file is rejected";
 
-// A header names its columns: printable words, at least one letter.
+// A header names its columns: printable words, none of them a number.
 bool isHeader(const std::vector<std::string>& vFields) {
-  bool bLetter(false);
   for (const std::string& field : vFields) {
+    char* end(nullptr);
+    std::strtod(field.c_str(), &end);
+    if (*end == '\0') return false;
     for (const char c : field) {
       if (std::isprint(static_cast<unsigned char>(c)) == 0) return false;
-      bLetter = bLetter || std::isalpha(static_cast<unsigned char>(c)) != 0;
     }
   }
-  return bLetter;
+  return true;
 }
 
 // A binary point file: the size must match the count, every coordinate must be finite.
