@@ -5,7 +5,6 @@
 #include <fstream>
 #include <functional>
 #include <limits>
-#include <unordered_map>
 #include <utility>
 
 #include "console.h"
@@ -214,32 +213,6 @@ bool readEleFile(const std::string& filename, ToolInput& input, Console& console
 
 namespace {
 
-/// Row numbers of the written vertices: input points keep their position (the custom index),
-/// the other vertices follow in the triangulation's order.
-class VertexRows {
- public:
-  VertexRows(Zarn_2D& dt, size_t numInput, int firstNumber) : numInput(numInput), firstNumber(firstNumber) {
-    std::vector<Point2*> vVertices;
-    dt.getVertexPointers(vVertices);
-    for (Point2* pV : vVertices) {
-      if (!isInput(pV)) mSteinerRow.emplace(pV, numInput + vSteiner.size());
-      if (!isInput(pV)) vSteiner.push_back(pV);
-    }
-  }
-  long of(const Point2* pV) const {
-    return firstNumber + static_cast<long>(isInput(pV) ? static_cast<size_t>(pV->getCustomIndex()) : mSteinerRow.at(pV));
-  }
-  const std::vector<Point2*>& steiner() const { return vSteiner; }
-
- private:
-  bool isInput(const Point2* pV) const { return pV->getCustomIndex() >= 0 && static_cast<size_t>(pV->getCustomIndex()) < numInput; }
-
-  size_t numInput;
-  int firstNumber;
-  std::vector<Point2*> vSteiner;
-  std::unordered_map<const Point2*, size_t> mSteinerRow;
-};
-
 bool writeFile(const std::string& filename, Console& console, const std::function<void(std::ostream&)>& writeContent) {
   std::ofstream file(filename);
   if (file) {
@@ -255,59 +228,57 @@ bool writeFile(const std::string& filename, Console& console, const std::functio
 
 bool writeTriangleFiles(const std::string& base, Zarn_2D& dt, const std::vector<Triangle2*>& vTriangles, const ToolInput& input, int firstNumber,
                         Console& console) {
-  const VertexRows rows(dt, input.vPoints.size(), firstNumber);
-  std::unordered_map<const Triangle2*, long> mTriangleRow;
-  mTriangleRow.reserve(vTriangles.size());
-  for (const Triangle2* pT : vTriangles) mTriangleRow.emplace(pT, firstNumber + static_cast<long>(mTriangleRow.size()));
-  auto neighbourRow = [&](const Triangle2* pT, int i) {
-    const auto it(mTriangleRow.find(pT->getOppositeTriangle(i)));
-    return it == mTriangleRow.end() ? -1L : it->second;
+  MeshArrays mesh;
+  getMeshArrays(dt, vTriangles, static_cast<int32_t>(input.vPoints.size()), mesh);
+  const size_t numTriangles(vTriangles.size());
+  // Rows and positions as written: shifted by firstNumber, -1 stays -1.
+  auto shown = [firstNumber](int32_t value) { return value < 0 ? -1L : static_cast<long>(value) + firstNumber; };
+  auto writeRows = [&](std::ostream& out, const std::vector<int32_t>& vValues, size_t width) {
+    for (size_t row = 0; row < vValues.size() / width; ++row) {
+      out << shown(static_cast<int32_t>(row));
+      for (size_t k = 0; k < width; ++k) out << " " << shown(vValues[width * row + k]);
+      out << "\n";
+    }
   };
-  std::vector<ConstraintSegment2*> vPieces;
-  dt.getAliveConstraintSegments(vPieces);
 
   bool bOk(writeFile(base + ".node", console, [&](std::ostream& out) {
-    out << input.vPoints.size() + rows.steiner().size() << " 2 0 0\n";
+    out << input.vPoints.size() + mesh.vAddedVertices.size() << " 2 0 0\n";
     long row(firstNumber);
     for (const Point2& p : input.vPoints) out << row++ << " " << p.x() << " " << p.y() << "\n";
-    for (const Point2* pV : rows.steiner()) out << row++ << " " << pV->x() << " " << pV->y() << "\n";
+    for (const Point2* pV : mesh.vAddedVertices) out << row++ << " " << pV->x() << " " << pV->y() << "\n";
   }));
   bOk = bOk && writeFile(base + ".ele", console, [&](std::ostream& out) {
-    out << vTriangles.size() << " 3 0\n";
-    for (const Triangle2* pT : vTriangles) {
-      out << mTriangleRow.at(pT) << " " << rows.of(pT->getCorner(0)) << " " << rows.of(pT->getCorner(1)) << " " << rows.of(pT->getCorner(2)) << "\n";
-    }
+    out << numTriangles << " 3 0\n";
+    writeRows(out, mesh.vTriangles, 3);
   });
   bOk = bOk && writeFile(base + ".poly", console, [&](std::ostream& out) {
-    out << "0 2 0 0\n" << vPieces.size() << " 0\n";
-    long row(firstNumber);
-    for (const ConstraintSegment2* pCSeg : vPieces) out << row++ << " " << rows.of(pCSeg->getSrc()) << " " << rows.of(pCSeg->getTrg()) << "\n";
+    out << "0 2 0 0\n" << mesh.vSegments.size() / 2 << " 0\n";
+    writeRows(out, mesh.vSegments, 2);
     out << input.vHoles.size() << "\n";
-    row = firstNumber;
+    long row(firstNumber);
     for (const Point2& hole : input.vHoles) out << row++ << " " << hole.x() << " " << hole.y() << "\n";
   });
   bOk = bOk && writeFile(base + ".edge", console, [&](std::ostream& out) {
-    std::vector<std::pair<const Triangle2*, int>> vEdges;
-    for (const Triangle2* pT : vTriangles) {
+    // Each edge once, from the triangle at the lower position; marker 1 on the boundary of the
+    // triangles written and on constraints.
+    std::vector<int32_t> vEdges;
+    for (size_t t = 0; t < numTriangles; ++t) {
       for (int i = 0; i < 3; ++i) {
-        const long neighbour(neighbourRow(pT, i));
-        if (neighbour < 0 || neighbour > mTriangleRow.at(pT)) vEdges.emplace_back(pT, i);
+        const int32_t neighbour(mesh.vNeighbors[3 * t + i]);
+        if (neighbour >= 0 && static_cast<size_t>(neighbour) < t) continue;
+        vEdges.push_back(mesh.vTriangles[3 * t + (i + 1) % 3]);
+        vEdges.push_back(mesh.vTriangles[3 * t + (i + 2) % 3]);
+        vEdges.push_back(neighbour < 0 || dt.isConstraint(vTriangles[t], i) ? 1 : 0);
       }
     }
-    out << vEdges.size() << " 1\n";
-    long row(firstNumber);
-    for (const std::pair<const Triangle2*, int>& edge : vEdges) {
-      const Triangle2* pT(edge.first);
-      const bool bBoundary(neighbourRow(pT, edge.second) < 0 || dt.isConstraint(const_cast<Triangle2*>(pT), edge.second));
-      out << row++ << " " << rows.of(pT->getCorner((edge.second + 1) % 3)) << " " << rows.of(pT->getCorner((edge.second + 2) % 3)) << " "
-          << (bBoundary ? 1 : 0) << "\n";
+    out << vEdges.size() / 3 << " 1\n";
+    for (size_t e = 0; e < vEdges.size() / 3; ++e) {
+      out << shown(static_cast<int32_t>(e)) << " " << shown(vEdges[3 * e]) << " " << shown(vEdges[3 * e + 1]) << " " << vEdges[3 * e + 2] << "\n";
     }
   });
   bOk = bOk && writeFile(base + ".neigh", console, [&](std::ostream& out) {
-    out << vTriangles.size() << " 3\n";
-    for (const Triangle2* pT : vTriangles) {
-      out << mTriangleRow.at(pT) << " " << neighbourRow(pT, 0) << " " << neighbourRow(pT, 1) << " " << neighbourRow(pT, 2) << "\n";
-    }
+    out << numTriangles << " 3\n";
+    writeRows(out, mesh.vNeighbors, 3);
   });
   if (bOk) console.log("Wrote " + base + ".node/.ele/.poly/.edge/.neigh (numbered from " + std::to_string(firstNumber) + ")");
   return bOk;
