@@ -148,7 +148,9 @@ TEST_F(ToolFiles, TriangleFilesKeepInputOrderAndAgreeWithTheLibrary) {
   const zarn_test::ToolResult r(run("'" + poly + "' --write-triangle A.1 --check"));
   ASSERT_EQ(r.exitCode, 0) << r.err;
   EXPECT_NE(r.err.find("Read 6 vertices, 2 segments and 1 holes from the .poly file "), std::string::npos) << r.err;
-  EXPECT_NE(r.err.find("1 hole(s) ignored"), std::string::npos) << r.err;
+  // Two segments enclose nothing: the domain would be empty, so every triangle stays (said).
+  EXPECT_NE(r.err.find("lies outside the triangulation and is ignored"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("the segments enclose no region"), std::string::npos) << r.err;
 
   const std::vector<std::vector<double>> vNodes(rowsOf(zarn_test::readFile(path("A.1.node"))));
   const std::vector<std::vector<double>> vTriangles(rowsOf(zarn_test::readFile(path("A.1.ele"))));
@@ -259,4 +261,21 @@ TEST_F(ToolFiles, StatisticsSurviveExtremeCoordinates) {
   for (std::sregex_iterator it(r.err.begin(), r.err.end(), bin), end; it != end; ++it) numAngles += std::stoul((*it)[1]);
   EXPECT_EQ(numAngles, 3 * vCounts[0].second) << r.err;
   EXPECT_EQ(r.err.find("nan"), std::string::npos) << r.err;
+}
+
+TEST_F(ToolFiles, PolyDomainLeavesOutTheOutsideAndTheHoles) {
+  // A 10 x 10 square with a 2 x 2 square hole and a vertex outside it: 96 of area remain.
+  writeText("A.poly", "9 2 0 0\n1 0 0\n2 10 0\n3 10 10\n4 0 10\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n9 20 5\n"
+                      "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n");
+  const zarn_test::ToolResult r(run("A.poly --stats --write-triangle B --obj a.obj"));
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_NE(r.err.find("Domain of the .poly file: 8 of 11 triangles"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("triangles: 8, edges: 13, constraint pieces: 8\n  area: 96,"), std::string::npos) << r.err;
+  const std::vector<std::vector<double>> vTriangles(rowsOf(zarn_test::readFile(path("B.ele"))));
+  ASSERT_EQ(vTriangles.size(), 8u);
+  for (const std::vector<double>& row : vTriangles) {
+    for (size_t c = 1; c < 4; ++c) EXPECT_NE(row[c], 9.0) << "a triangle uses the outside vertex";
+  }
+  const std::string obj(zarn_test::readFile(path("a.obj")));
+  EXPECT_EQ(std::count(obj.begin(), obj.end(), 'f'), 8);
 }

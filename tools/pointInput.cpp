@@ -139,5 +139,6 @@ bool readPointFile(const std::string& filename, ToolInput& input, Console& conso
   input.vPoints.insert(input.vPoints.end(), read.vPoints.begin(), read.vPoints.end());
   for (std::vector<Segment2>& vSegments : read.vGraphSegments) input.vGraphSegments.push_back(std::move(vSegments));
   input.vHoles.insert(input.vHoles.end(), read.vHoles.begin(), read.vHoles.end());
+  input.bPolyDomain = input.bPolyDomain || read.bPolyDomain;
   return true;
 }

@@ -10,11 +10,13 @@
 class Console;
 
 /// What a run triangulates: points (each carries its position in the input as custom index),
-/// constraint graphs given as segments, and hole seeds of a .poly file.
+/// constraint graphs given as segments, and the domain of a .poly file.
 struct ToolInput {
   std::vector<KORA_ZARN2D::Point2> vPoints;
   std::vector<std::vector<KORA_ZARN2D::Segment2>> vGraphSegments;
   std::vector<KORA_ZARN2D::Point2> vHoles;
+  /// Set by a .poly file: its first graph bounds the domain (the rest of the hull is not meshed).
+  bool bPolyDomain = false;
 };
 
 /// Appends the content of a point file to input, whatever its kind (see --help). Reading is

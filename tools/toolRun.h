@@ -19,8 +19,16 @@ struct ToolRun {
   Console& console;
   /// The constraint graphs, one per entry of input.vGraphSegments, in the same order.
   std::vector<KORA_ZARN2D::ConstraintGraph2*> vGraphs;
-  /// The triangles the outputs show and write: all triangles of the triangulation.
-  void getRegionTriangles(std::vector<KORA_ZARN2D::Triangle2*>& vTriangles) const { dt.getTrianglePointers(vTriangles); }
+  /// The region the outputs show and write; null: all triangles. Owned by dt.
+  KORA_ZARN2D::Zone2* pRegion = nullptr;
+  /// The triangles of the region (all triangles without one).
+  void getRegionTriangles(std::vector<KORA_ZARN2D::Triangle2*>& vTriangles) const {
+    if (pRegion != nullptr) {
+      pRegion->getTriangles(vTriangles);
+    } else {
+      dt.getTrianglePointers(vTriangles);
+    }
+  }
 };
 
 /// A feature of the tool: its options (shown in --help under their heading) and the steps it
@@ -35,5 +43,7 @@ struct ToolExtension {
 
 /// --stats: counts, angle histogram and quality figures of the triangles of the region.
 ToolExtension makeStatisticsExtension();
+/// The domain of a .poly file: the triangles enclosed by its segments, minus its holes.
+ToolExtension makePolyDomainExtension();
 /// Quality meshing switches (minimum angle, maximum area, maximum edge length).
 ToolExtension makeRefinementExtension();

@@ -171,6 +171,7 @@ bool readPolyFile(const std::string& filename, ToolInput& input, Console& consol
   }
   console.log("Read " + std::to_string(input.vPoints.size()) + " vertices, " + std::to_string(vSegments.size()) + " segments and " +
               std::to_string(input.vHoles.size()) + " holes from the .poly file " + filename);
+  input.bPolyDomain = !vSegments.empty();
   if (!vSegments.empty()) input.vGraphSegments.push_back(std::move(vSegments));
   return true;
 }

@@ -64,7 +64,8 @@ const char* const kUsageTail =
     "  triangle -V             zarn2d -V (--stats)\n"
     "  triangle -Q             zarn2d -Q (--quiet)\n"
     "  triangle -z             zarn2d -z (--zero-based)\n"
-    "Output is always constrained Delaunay of the convex hull; holes of a .poly are reported.\n";
+    "The triangulation covers the convex hull; for a .poly file the outputs show its domain: the\n"
+    "triangles enclosed by its segments, without its holes (as Triangle does without -c).\n";
 
 // Above this many demo points the tool refuses before allocating (about 250 bytes a point).
 constexpr unsigned long kMaxDemoPoints = 200000000UL;
@@ -157,7 +158,9 @@ std::vector<OptionGroup> coreOptions(Settings& s) {
 }
 
 /// The features listed here add their options to --help and their steps to the run.
-std::vector<ToolExtension> makeExtensions() { return {makeRefinementExtension(), makeStatisticsExtension()}; }
+std::vector<ToolExtension> makeExtensions() {
+  return {makePolyDomainExtension(), makeRefinementExtension(), makeStatisticsExtension()};
+}
 
 // ---------------------------------------------------------------------------------------------
 // Checks before any work: option combinations, memory for the demo, writable outputs.
@@ -380,7 +383,11 @@ bool writeObj(ToolRun& run, const std::string& filename) {
     run.console.error("no triangles to write to " + filename + ": the points are collinear");
     return false;
   }
-  run.dt.writeObj(filename);
+  if (run.pRegion != nullptr) {
+    run.dt.writeObj(filename, run.pRegion);
+  } else {
+    run.dt.writeObj(filename);
+  }
   return true;
 }
 
@@ -397,7 +404,11 @@ bool writeOutputs(ToolRun& run, const Settings& s) {
   if (!s.webDir.empty()) {
     bOk &= writeOutput(c, s.webDir + "/3d.obj", "web scene", [&](const std::string&) {
       if (!run.dt.is2D()) return false;
-      run.dt.writeWebScene(s.webDir.c_str());
+      if (run.pRegion != nullptr) {
+        run.dt.writeWebScene(s.webDir.c_str(), run.pRegion);
+      } else {
+        run.dt.writeWebScene(s.webDir.c_str());
+      }
       return true;
     });
     if (bOk) c.log("Open " + s.webDir + "/index.html through a web server (python3 -m http.server -d " + s.webDir + "): browsers do not load 3d.obj from file://");
@@ -426,7 +437,9 @@ int runTool(int argc, char** argv, Console& console) {
   Settings s;
   std::vector<OptionGroup> vGroups(coreOptions(s));
   const std::vector<ToolExtension> vExtensions(makeExtensions());
-  for (const ToolExtension& extension : vExtensions) vGroups.push_back(extension.options);
+  for (const ToolExtension& extension : vExtensions) {
+    if (!extension.options.vOptions.empty()) vGroups.push_back(extension.options);
+  }
   std::string error(parseOptions(argc, argv, vGroups, s.vPositional));
   if (error.empty()) error = checkCombinations(s);
   if (!error.empty()) {
@@ -458,7 +471,6 @@ int runTool(int argc, char** argv, Console& console) {
   ToolRun run(dt, input, console);
   if (!input.vPoints.empty() || input.vGraphSegments.empty()) triangulate(run, s, numCPU);
   if (!input.vGraphSegments.empty()) insertConstraints(run, s);
-  if (!input.vHoles.empty()) console.warn(std::to_string(input.vHoles.size()) + " hole(s) ignored: regions are not available yet, the whole convex hull is triangulated");
   if (!runExtensions(vExtensions, &ToolExtension::shape, run)) return 1;
   if (s.removeEvery > 0) removeEveryNth(run, s.removeEvery);
   bool bOk(true);
