@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "Zarn_2D.h"
+#include "Zone2.h"
 
 namespace py = pybind11;
 using namespace KORA_ZARN2D;
@@ -185,22 +186,31 @@ py::dict triangulate(const PointArray& points, const py::object& segments, const
   refuseUnavailable(minAngle, "min_angle", "quality meshing (refinement)");
   refuseUnavailable(maxArea, "max_area", "quality meshing (refinement)");
   refuseUnavailable(maxEdge, "max_edge", "quality meshing (refinement)");
-  if (!holes.is_none() && py::len(holes) > 0) throw py::type_error("holes are not available yet: regions (zones) are still being built");
   const std::vector<Point2> vPoints(toPoints(points, "points"));
   std::vector<Segment2> vSegments(segments.is_none() ? std::vector<Segment2>() : toIndexSegments(segments.cast<IndexArray>(), vPoints));
+  const std::vector<Point2> vHoles(holes.is_none() ? std::vector<Point2>() : toPoints(holes.cast<PointArray>(), "holes"));
+  if (!vHoles.empty() && vSegments.empty()) throw py::value_error("holes need segments that enclose them");
   MeshArrays mesh;
-  bool bConstraintFailed(false);
+  bool bConstraintFailed(false), bEnclosesNothing(false);
   const Messages messages(runLibrary([&] {
     Zarn_2D dt(static_cast<unsigned int>(vPoints.size() + 3));
     dt.insert(vPoints);
-    if (!vSegments.empty()) {
-      bConstraintFailed = dt.createConstraint(vSegments, bConforming ? CIS_CONFORMING_DELAUNAY : CIS_CONSTRAINED_DELAUNAY) == nullptr;
-    }
     std::vector<Triangle2*> vTriangles;
-    dt.getTrianglePointers(vTriangles);
+    if (!vSegments.empty()) {
+      // Segments bound the domain: the part outside them and the holes are left out.
+      ConstraintGraph2* pGraph(dt.createConstraint(vSegments, bConforming ? CIS_CONFORMING_DELAUNAY : CIS_CONSTRAINED_DELAUNAY));
+      bConstraintFailed = pGraph == nullptr;
+      Zone2* pDomain(pGraph == nullptr || !dt.is2D() ? nullptr : createDomainZone(dt, {pGraph}, vHoles));
+      if (pDomain != nullptr) pDomain->getTriangles(vTriangles);
+      bEnclosesNothing = pDomain != nullptr && vTriangles.empty();
+    }
+    if (vTriangles.empty()) dt.getTrianglePointers(vTriangles);
     getMeshArrays(dt, vTriangles, static_cast<int32_t>(vPoints.size()), mesh);
   }));
   finish(messages, bConstraintFailed, "the segments were not inserted");
+  if (bEnclosesNothing && PyErr_WarnEx(PyExc_RuntimeWarning, "the segments enclose no region: all triangles are returned", 1) != 0) {
+    throw py::error_already_set();
+  }
   return toDict(vPoints, mesh);
 }
 
@@ -401,13 +411,16 @@ PYBIND11_MODULE(zarn2d, m) {
   m.def("triangulate", &triangulate, py::arg("points"), py::arg("segments") = py::none(), py::arg("holes") = py::none(), py::kw_only(),
         py::arg("min_angle") = py::none(), py::arg("max_area") = py::none(), py::arg("max_edge") = py::none(),
         py::arg("conforming") = false,
-        "Triangulates points (N x 2) with optional segments (K x 2 vertex indices) as constraints.\n\n"
+        "Triangulates points (N x 2) with optional segments (K x 2 vertex indices) as constraints and\n"
+        "holes (H x 2 points inside the regions to leave out).\n\n"
         "Returns a dict of numpy arrays: 'vertices' (V x 2 float64; rows 0..N-1 are the input points in\n"
         "input order, duplicates included, then the vertices the segments added), 'triangles' (M x 3\n"
         "int32 rows, counterclockwise), 'neighbors' (M x 3 int32: the triangle across the edge opposite\n"
         "corner i, or -1) and 'segments' (S x 2 int32: the constraint edges, split where segments cross).\n"
+        "With segments, only the domain is returned: the triangles they enclose, without the regions\n"
+        "around the hole points (all triangles, with a RuntimeWarning, when they enclose nothing).\n"
         "conforming=True splits segments until every piece is a Delaunay edge. Collinear input gives no\n"
-        "triangles. holes, min_angle, max_area and max_edge are not available yet (TypeError).\n"
+        "triangles. min_angle, max_area and max_edge are not available yet (TypeError).\n"
         "Runs without the GIL; O(N log N).");
 
   py::class_<Vertex>(m, "Vertex", "A vertex of a Triangulation; keeps the triangulation alive.")

@@ -56,7 +56,8 @@ def test_duplicates_keep_their_rows_and_collinear_input_gives_no_triangles():
 def test_crossing_segments_add_their_crossing_after_the_input(conforming):
     rng = np.random.default_rng(7)
     points = np.vstack([[[0, 0], [1, 0], [1, 1], [0, 1]], rng.random((200, 2))])
-    result = zarn2d.triangulate(points, segments=[[0, 2], [1, 3]], conforming=conforming)
+    with pytest.warns(RuntimeWarning, match="enclose no region"):
+        result = zarn2d.triangulate(points, segments=[[0, 2], [1, 3]], conforming=conforming)
     check_mesh(result, points)
     v = result["vertices"]
     assert len(v) > len(points)
@@ -74,7 +75,7 @@ def test_crossing_segments_add_their_crossing_after_the_input(conforming):
         (lambda: zarn2d.triangulate(np.eye(2), segments=[[0, 5]]), ValueError, "segments[0] = (0, 5)"),
         (lambda: zarn2d.triangulate(np.eye(2), min_angle=20), TypeError, "not available yet"),
         (lambda: zarn2d.triangulate(np.eye(2), max_area=0.1), TypeError, "not available yet"),
-        (lambda: zarn2d.triangulate(np.eye(2), holes=[[0.5, 0.5]]), TypeError, "not available yet"),
+        (lambda: zarn2d.triangulate(np.eye(2), holes=[[0.5, 0.5]]), ValueError, "holes need segments"),
     ],
 )
 def test_bad_input_raises_with_a_message(call, error, text):
@@ -138,3 +139,16 @@ def test_two_threads_triangulate_at_once():
     for thread in threads:
         thread.join()
     assert all(np.array_equal(r, e) for r, e in zip(results, expected))
+
+
+def test_segments_and_holes_give_the_domain_only():
+    outer = [[0, 0], [10, 0], [10, 10], [0, 10]]
+    hole = [[4, 4], [6, 4], [6, 6], [4, 6]]
+    points = np.array(outer + hole + [[20, 5]], dtype=float)
+    segments = [[0, 1], [1, 2], [2, 3], [3, 0], [4, 5], [5, 6], [6, 7], [7, 4]]
+    result = zarn2d.triangulate(points, segments=segments, holes=[[5, 5]])
+    check_mesh(result, points)
+    v, t = result["vertices"], result["triangles"]
+    assert 8 not in t
+    assert abs(orient(v[t[:, 0]], v[t[:, 1]], v[t[:, 2]]).sum() / 2 - 96) < 1e-12
+    assert (result["neighbors"] >= -1).all() and (result["neighbors"] < len(t)).all()
