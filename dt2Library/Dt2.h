@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Bbox2.h"
+#include "Dt2_meshing.h"
 #include "HC2.h"
 #include "KoraTest.h"
 #include "MsgBase.h"
@@ -139,6 +140,27 @@ class Dt2 {
   Triangle2* getTriangleLeftOf(Point2* a, Point2* b, int& edgeIdx) const;
   /// Some live triangle, or null when there is none.
   Triangle2* getAnyTriangle() const;
+
+  // ----- Mesh generation (Dt2_meshing.cpp) -----
+  /// refineMain2 with parameters made from the arguments (minEdgeLength is minEdgeLen,
+  /// bSplitConstraints is splitConstraints).
+  bool refine(Zone2* pZone, double minAngleDegree, double minEdgeLength, double maxEdgeLength, bool bSplitConstraints);
+  /// Refines the parameters' zone (ZL_INSIDE or ZL_BOUNDED). False when an entry check fails
+  /// (reported); otherwise true, and getRefinementReport says what was done and why it stopped.
+  bool refineMain2(MeshGenParams* pParams);
+  /// The refinement driver on a set of triangles bounded by constraint edges (the zone). O(output
+  /// size) plus one pass over all triangles at the end.
+  bool refineTriangles(const std::vector<Triangle2*>& vZone, MeshGenParams& params);
+  /// True when every triangle of the zone has a smallest angle of at least minAngle, except
+  /// triangles whose smallest angle lies between two constraint edges. With a file name, draws
+  /// the zone with the offending triangles red (PostScript, or SVG for ".svg"). O(zone). A null
+  /// zone or one of another triangulation: an error and false.
+  bool checkZoneQuality(Zone2* pZone, double minAngle, const std::string& postscriptFilename);
+  /// The report of the last refinement run; valid until the next run.
+  const RefinementReport& getRefinementReport() const { return lastRefinementReport; }
+  /// The most Steiner points one refinement run may insert (default kDefaultRefinementVertexBudget).
+  void setRefinementVertexBudget(size_t numVertices) { refinementVertexBudget = numVertices; }
+  static constexpr size_t kDefaultRefinementVertexBudget = 20000000;
 
   // ----- Validity and statistics (Dt2_validity.cpp) -----
   bool checkValidity(bool bCheckEmptyCircleProperty, const std::string& name);
@@ -287,6 +309,8 @@ class Dt2 {
   std::vector<Triangle2*> vPocketTriangles;
   std::vector<std::pair<Point2*, Point2*>> vSpikeEdges;
   std::vector<ConstraintSegment2*> vDisplacedConstraints;
+  RefinementReport lastRefinementReport;
+  size_t refinementVertexBudget = kDefaultRefinementVertexBudget;
 };
 
 }  // namespace KORA_ZARN2D

@@ -158,8 +158,7 @@ bool Zarn_2D::drape(std::vector<Segment2>& /*vSegmentsIn*/, std::vector<Segment2
 
 // ----- Mesh generation -----
 
-void Zarn_2D::refine(Zone2* pZone, double minAngleDegree, double /*minEdgeLength*/, double /*maxEdgeLength*/,
-                     bool /*bAllowConstraintSplitting*/) {
+void Zarn_2D::refine(Zone2* pZone, double minAngleDegree, double minEdgeLength, double maxEdgeLength, bool bAllowConstraintSplitting) {
   if (pZone == nullptr) {
     reportToStderr("Warning: Zarn_2D::refine(..) has been called with pZone==NULL");
     return;
@@ -168,15 +167,14 @@ void Zarn_2D::refine(Zone2* pZone, double minAngleDegree, double /*minEdgeLength
     reportToStderr("Warning: Zarn_2D::refine(..), minAngleDegree can't be >30");
     return;
   }
-  reportUnavailable("Zarn_2D::refine(..)", "Mesh generation");
+  pImpl->refine(pZone, minAngleDegree, minEdgeLength, maxEdgeLength, bAllowConstraintSplitting);
 }
 
-void Zarn_2D::refineAdvanced(MeshGenParams* /*pParameters*/) { reportUnavailable("Zarn_2D::refineAdvanced(..)", "Mesh generation"); }
+void Zarn_2D::refineAdvanced(MeshGenParams* pParameters) { pImpl->refineMain2(pParameters); }
 
-bool Zarn_2D::checkZoneQuality(Zone2* /*pZone*/, double /*minAngle*/, const std::string& /*postscriptFilename*/,
+bool Zarn_2D::checkZoneQuality(Zone2* pZone, double minAngle, const std::string& postscriptFilename,
                                const AcceptExperimentalFeature& /*accept*/) {
-  reportUnavailable("Zarn_2D::checkZoneQuality(..)", "The zone quality check");
-  return false;
+  return pImpl->checkZoneQuality(pZone, minAngle, postscriptFilename);
 }
 
 // ----- Checks, output -----

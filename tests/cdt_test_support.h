@@ -20,6 +20,7 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -303,6 +304,109 @@ inline ::testing::AssertionResult isConstrainedDelaunay(const Zarn_2D& dt, const
     detail::checkCoverage(dt, mVertexAt, seg, options, d);
   }
   detail::checkNoCrossings(vAlive, d);
+  return d.result();
+}
+
+// ----- Quality meshes ---------------------------------------------------------------------------
+
+/// The bounds a refined zone must meet (see meetsMeshBounds).
+struct MeshBounds {
+  double minAngleDegree = 0.0;
+  /// The longest edge allowed for a triangle (the refinement's per-triangle size function).
+  std::function<double(Triangle2*)> maxEdgeOf = [](Triangle2*) { return DBL_MAX; };
+  /// The zone's expected area (the polygon's), or negative to skip the comparison.
+  double expectedArea = -1.0;
+};
+
+namespace detail {
+
+/// The angle at corner i in degrees, in long double from the exact-input cross and dot products.
+inline long double angleAtDegrees(const Triangle2* pT, int i) {
+  const Point2& o(*pT->getCorner(i));
+  const Point2& a(*pT->getCorner(incIndexBy1(i)));
+  const Point2& b(*pT->getCorner(incIndexBy2(i)));
+  const long double ax((long double)a.x() - o.x()), ay((long double)a.y() - o.y());
+  const long double bx((long double)b.x() - o.x()), by((long double)b.y() - o.y());
+  return std::atan2(std::fabs(ax * by - ay * bx), ax * bx + ay * by) * 180.0L / 3.14159265358979323846264338327950288L;
+}
+
+/// True when p lies on the closed segment s up to the rounding of split points (4 units in the
+/// last place of the largest coordinate off its line).
+inline bool isOnSegment(const Segment2& s, const Point2& p) {
+  const Point2& a(s.getSrc());
+  const Point2& b(s.getTrg());
+  const double ulp(ulpOf(std::max({std::fabs(a.x()), std::fabs(a.y()), std::fabs(b.x()), std::fabs(b.y()), std::fabs(p.x()), std::fabs(p.y())})));
+  return offLineInUlpsSquared(a, b, p, ulp) <= 16.0 && sgn(along(a, b, p)) >= 0 && sgn(along(b, a, p)) >= 0;
+}
+
+/// Pairs of input segments with a common end at which they meet at less than maxDegree.
+inline std::vector<std::pair<Segment2, Segment2>> smallInputAngles(const std::vector<Segment2>& vInput, double maxDegree) {
+  std::vector<std::pair<Segment2, Segment2>> vPairs;
+  for (size_t i = 0; i < vInput.size(); ++i) {
+    for (size_t j = i + 1; j < vInput.size(); ++j) {
+      for (const Point2& apex : {vInput[i].getSrc(), vInput[i].getTrg()}) {
+        if (!(apex == vInput[j].getSrc()) && !(apex == vInput[j].getTrg())) continue;
+        const Point2& a(apex == vInput[i].getSrc() ? vInput[i].getTrg() : vInput[i].getSrc());
+        const Point2& b(apex == vInput[j].getSrc() ? vInput[j].getTrg() : vInput[j].getSrc());
+        const long double ax((long double)a.x() - apex.x()), ay((long double)a.y() - apex.y());
+        const long double bx((long double)b.x() - apex.x()), by((long double)b.y() - apex.y());
+        const long double angle(std::atan2(std::fabs(ax * by - ay * bx), ax * bx + ay * by) * 180.0L / 3.14159265358979323846264338327950288L);
+        if (angle < maxDegree) vPairs.push_back(std::make_pair(vInput[i], vInput[j]));
+      }
+    }
+  }
+  return vPairs;
+}
+
+/// True when two corners of pT lie on the two segments of a small input angle (one on each).
+inline bool touchesSmallInputAngle(const Triangle2* pT, const std::vector<std::pair<Segment2, Segment2>>& vSmall) {
+  for (const std::pair<Segment2, Segment2>& pair : vSmall) {
+    for (int i = 0; i < 3; ++i) {
+      for (int j = 0; j < 3; ++j) {
+        if (i != j && isOnSegment(pair.first, *pT->getCorner(i)) && isOnSegment(pair.second, *pT->getCorner(j))) return true;
+      }
+    }
+  }
+  return false;
+}
+
+}  // namespace detail
+
+/// Checks the triangles of a refined zone: every smallest angle at least minAngleDegree, except
+/// in triangles that touch two input segments meeting at a smaller angle (their number goes to
+/// numInputAngleExceptions); every edge within maxEdgeOf of its triangle; the zone's area equal to
+/// expectedArea (relative 1e-9). Angles in long double from exact-input differences.
+inline ::testing::AssertionResult meetsMeshBounds(const std::vector<Triangle2*>& vZone, const std::vector<Segment2>& vInput,
+                                                   const MeshBounds& bounds, size_t& numInputAngleExceptions) {
+  dt2test::detail::Defects d;
+  const std::vector<std::pair<Segment2, Segment2>> vSmall(detail::smallInputAngles(vInput, bounds.minAngleDegree));
+  numInputAngleExceptions = 0;
+  long double area(0.0L);
+  for (Triangle2* pT : vZone) {
+    const Point2& a(*pT->getCorner(0));
+    const Point2& b(*pT->getCorner(1));
+    const Point2& c(*pT->getCorner(2));
+    area += 0.5L * (((long double)b.x() - a.x()) * ((long double)c.y() - a.y()) - ((long double)b.y() - a.y()) * ((long double)c.x() - a.x()));
+    long double minAngle(180.0L);
+    for (int i = 0; i < 3; ++i) minAngle = std::min(minAngle, detail::angleAtDegrees(pT, i));
+    if (minAngle < bounds.minAngleDegree) {
+      if (detail::touchesSmallInputAngle(pT, vSmall)) {
+        ++numInputAngleExceptions;
+      } else {
+        d.add("smallest angle " + std::to_string((double)minAngle) + " in " + dt2test::detail::str(pT));
+      }
+    }
+    const double maxEdge(bounds.maxEdgeOf(pT));
+    for (int i = 0; i < 3; ++i) {
+      if (std::sqrt(pT->getSquaredEdgeLength(i)) > maxEdge * (1.0 + 1e-12)) {
+        d.add("edge of length " + std::to_string(std::sqrt(pT->getSquaredEdgeLength(i))) + " above " + std::to_string(maxEdge) + " in " +
+              dt2test::detail::str(pT));
+      }
+    }
+  }
+  if (bounds.expectedArea >= 0.0 && std::fabs((double)area - bounds.expectedArea) > 1e-9 * bounds.expectedArea) {
+    d.add("zone area " + std::to_string((double)area) + " differs from " + std::to_string(bounds.expectedArea));
+  }
   return d.result();
 }
 

@@ -127,7 +127,8 @@ TEST_F(ToolFiles, FailuresEndWithStatusOneAndOneLine) {
       {"--check=yes", "zarn2d: --check takes no value (see --help)\n"},
       {"--frobnicate", "zarn2d: unknown option --frobnicate (see --help)\n"},
       {"-Qx", "zarn2d: unknown option -Qx (see --help)\n"},
-      {"--min-angle 30", "zarn2d: --min-angle: is not available yet: quality meshing (refinement) is still being built\n"},
+      {"--min-angle 31", "zarn2d: --min-angle: must be above 0 and at most 30\n"},
+      {"--max-area=-1", "zarn2d: --max-area: must be above 0\n"},
       {"plain.txt plain.txt", "zarn2d: more than one point file given (see --help)\n"},
   };
   for (const Case& c : aCases) {
@@ -261,6 +262,20 @@ TEST_F(ToolFiles, StatisticsSurviveExtremeCoordinates) {
   for (std::sregex_iterator it(r.err.begin(), r.err.end(), bin), end; it != end; ++it) numAngles += std::stoul((*it)[1]);
   EXPECT_EQ(numAngles, 3 * vCounts[0].second) << r.err;
   EXPECT_EQ(r.err.find("nan"), std::string::npos) << r.err;
+}
+
+TEST_F(ToolFiles, RefinementMeetsTheBoundsInsideThePolyDomain) {
+  writeText("A.poly", "9 2 0 0\n1 0 0\n2 10 0\n3 10 10\n4 0 10\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n9 20 5\n"
+                      "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n");
+  const zarn_test::ToolResult r(run("A.poly --min-angle 25 --max-area 2 --check --stats"));
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_NE(r.err.find("  valid: "), std::string::npos) << r.err;
+  std::smatch match;
+  ASSERT_TRUE(std::regex_search(r.err, match, std::regex("area: ([0-9.e+-]+), triangle area min/max: [0-9.e+-]+ / ([0-9.e+-]+)"))) << r.err;
+  EXPECT_NEAR(std::stod(match[1]), 96.0, 1e-9);  // still the domain, hole left out
+  EXPECT_LE(std::stod(match[2]), 2.0);
+  ASSERT_TRUE(std::regex_search(r.err, match, std::regex("angle min/max: ([0-9.e+-]+) /"))) << r.err;
+  EXPECT_GE(std::stod(match[1]), 25.0);
 }
 
 TEST_F(ToolFiles, PolyDomainLeavesOutTheOutsideAndTheHoles) {

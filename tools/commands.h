@@ -3,3 +3,6 @@
 
 /// `zarn2d check SEGMENTFILE ...`: lists the illegal segments of a segment set. argv[0] is "check".
 int runCheckCommand(int argc, char** argv);
+
+/// `zarn2d mesh INPUT ...`: quality mesh of the inside of a .poly or segment file. argv[0] is "mesh".
+int runMeshCommand(int argc, char** argv);

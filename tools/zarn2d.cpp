@@ -36,6 +36,8 @@ const char* const kUsageHead =
     "  zarn2d [options] [POINTFILE]     triangulate the points of POINTFILE, or the built-in demo\n"
     "  zarn2d check SEGMENTFILE [...]   list the illegal (intersecting) segments of a segment set\n"
     "                                   (zarn2d check --help for its options)\n"
+    "  zarn2d mesh INPUT [...]          quality mesh of the inside of a .poly or segment file\n"
+    "                                   (zarn2d mesh --help for its options)\n"
     "\n"
     "POINTFILE is one of:\n"
     "  - a binary point file (types 20 and 30);\n"
@@ -57,8 +59,8 @@ const char* const kUsageTail =
     "\n"
     "Triangle's switches and their counterparts:\n"
     "  triangle -p A.poly      zarn2d A.poly --write-triangle A.1   (segments as constraints)\n"
-    "  triangle -q30           zarn2d --min-angle 30                 (not available yet)\n"
-    "  triangle -a0.01         zarn2d --max-area 0.01                (not available yet)\n"
+    "  triangle -q30           zarn2d --min-angle 30\n"
+    "  triangle -a0.01         zarn2d --max-area 0.01\n"
     "  triangle -D             zarn2d -D (--conforming)\n"
     "  triangle -C             zarn2d -C (--check)\n"
     "  triangle -V             zarn2d -V (--stats)\n"
@@ -489,6 +491,7 @@ int runTool(int argc, char** argv, Console& console) {
 
 int main(int argc, char** argv) {
   if (argc > 1 && std::strcmp(argv[1], "check") == 0) return runCheckCommand(argc - 1, argv + 1);
+  if (argc > 1 && std::strcmp(argv[1], "mesh") == 0) return runMeshCommand(argc - 1, argv + 1);
   Console console;
   try {
     return runTool(argc, argv, console);

@@ -1,0 +1,501 @@
+// Mesh generation: refinement of zones under angle, size and growth bounds, checked by the exact
+// oracle (constrained Delaunay, coverage of every input segment) and an independent check of the
+// bounds; hard inputs (small input angles, nearly touching constraints, tiny minEdgeLen) must end
+// in bounded time; the refinement candidates' rules on hand-made triangles.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <future>
+#include <memory>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "ConstraintMgr.h"
+#include "Dt2.h"
+#include "RefCand3.h"
+#include "cdt_test_support.h"
+#include "dt2_test_support.h"
+#include "test_support.h"
+
+using namespace KORA_ZARN2D;
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+/// A polygonal domain: the first ring counterclockwise, holes clockwise.
+struct Domain {
+  std::vector<std::vector<Point2>> vRings;
+  double area;
+};
+
+std::vector<Segment2> segmentsOf(const Domain& domain) {
+  std::vector<Segment2> v;
+  for (const std::vector<Point2>& ring : domain.vRings) {
+    for (size_t i = 0; i < ring.size(); ++i) v.push_back(Segment2(ring[i], ring[(i + 1) % ring.size()]));
+  }
+  return v;
+}
+
+double ringArea(const std::vector<Point2>& ring) {
+  double a(0.0);
+  for (size_t i = 0; i < ring.size(); ++i) {
+    const Point2& p(ring[i]);
+    const Point2& q(ring[(i + 1) % ring.size()]);
+    a += 0.5 * (p.x() * q.y() - q.x() * p.y());
+  }
+  return a;
+}
+
+Domain makeDomain(std::vector<std::vector<Point2>> vRings) {
+  Domain d{vRings, 0.0};
+  for (const std::vector<Point2>& ring : vRings) d.area += ringArea(ring);
+  return d;
+}
+
+Domain squareWithHole() { return makeDomain({{{0, 0}, {10, 0}, {10, 10}, {0, 10}}, {{4, 4}, {4, 6}, {6, 6}, {6, 4}}}); }
+Domain thinTrapezoidWithHole() { return makeDomain({{{0, 0}, {10, 0}, {10, 1}, {0, 0.3}}, {{4, 0.3}, {4, 0.4}, {5, 0.4}, {5, 0.3}}}); }
+// A triangle with a 5 degree corner at the origin.
+Domain spike(double degrees) { return makeDomain({{{0, 0}, {10, 0}, {10, 10 * std::tan(degrees * kPi / 180.0)}}}); }
+// A slit of width 1e-9 cut into a square from the top: two constraints 1e-9 apart.
+Domain slit() { return makeDomain({{{0, 0}, {10, 0}, {10, 10}, {5 + 1e-9, 10}, {5 + 1e-9, 5}, {5, 5}, {5, 10}, {0, 10}}}); }
+// A star-shaped polygon with random radii (fixed seed): many sharp and reflex corners.
+Domain randomStar(int numCorners, unsigned seed) {
+  std::mt19937 rng(seed);
+  std::uniform_real_distribution<double> radius(0.2, 1.0);
+  std::vector<Point2> ring;
+  for (int i = 0; i < numCorners; ++i) {
+    const double t(2.0 * kPi * i / numCorners), r(radius(rng));
+    ring.push_back(Point2(r * std::cos(t), r * std::sin(t)));
+  }
+  return makeDomain({ring});
+}
+
+/// A triangulation of the domain's corners with its rings as one oriented constraint graph, and
+/// the zone inside.
+struct Meshing {
+  Zarn_2D dt;
+  ConstraintGraph2* pGraph = nullptr;
+  Zone2* pZone = nullptr;
+  std::vector<Segment2> vInput;
+  explicit Meshing(const Domain& domain) : vInput(segmentsOf(domain)) {
+    std::vector<Segment2> v(vInput);
+    pGraph = dt.createConstraint(v, CIS_CONSTRAINED_DELAUNAY, true);
+    pZone = dt.createZone(pGraph, ZL_INSIDE);
+  }
+  std::vector<Triangle2*> zoneTriangles() const {
+    std::vector<Triangle2*> v;
+    pZone->getTriangles(v);
+    return v;
+  }
+  Dt2& impl() { return *dt.getImpl(); }
+  /// The triangles reached from the triangle at p without crossing a constraint edge.
+  std::vector<Triangle2*> region(const Point2& p) {
+    std::vector<Triangle2*> v(1, dt.locate(p));
+    std::set<Triangle2*> sSeen(v.begin(), v.end());
+    for (size_t k = 0; k < v.size(); ++k) {
+      for (int i = 0; i < 3; ++i) {
+        Triangle2* pN(v[k]->getOppositeTriangle(i));
+        if (pN != nullptr && !dt.isConstraint(v[k], i) && sSeen.insert(pN).second) v.push_back(pN);
+      }
+    }
+    return v;
+  }
+};
+
+/// Runs the action and fails (ending the process) when it does not return within the time: a
+/// hang must fail, not stall the suite.
+void endsWithin(double seconds, const std::function<void()>& action) {
+  std::packaged_task<void()> task(action);
+  std::future<void> done(task.get_future());
+  std::thread worker(std::move(task));
+  if (done.wait_for(std::chrono::duration<double>(seconds)) != std::future_status::ready) {
+    ADD_FAILURE() << "did not end within " << seconds << " s";
+    std::_Exit(1);
+  }
+  worker.join();
+  done.get();
+}
+
+/// Parameters for the candidate's rules, which need no zone (the constructor's complaint about the
+/// missing zone is swallowed).
+std::unique_ptr<MeshGenParams> paramsWithoutZone() {
+  std::unique_ptr<MeshGenParams> pParams;
+  zarn_test::captureStderr([&] { pParams.reset(new MeshGenParams(nullptr)); });
+  return pParams;
+}
+
+/// A host's size function: edges grow with the distance from the origin.
+class GradedParams : public MeshGenParams {
+ public:
+  explicit GradedParams(Zone2* pZone) : MeshGenParams(pZone) {}
+  double getMaxEdgeLength(Triangle2* pT) override {
+    ++numCalls;
+    return sizeAt(pT->getBarycenter());
+  }
+  static double sizeAt(const Point2& p) { return 0.05 + 0.1 * std::sqrt(p.x() * p.x() + p.y() * p.y()); }
+  size_t numCalls = 0;
+};
+
+struct RefineCase {
+  const char* name;
+  Domain domain;
+  Point2 inside;
+  double minAngle;
+  double maxEdge;
+  double minEdgeLen;
+  bool bSmallInputAngle;  // the report must name triangles left at a small input angle
+  bool bBoundsHold;       // false: minEdgeLen stops the refinement before the bounds hold
+};
+
+class Refinement : public ::testing::TestWithParam<RefineCase> {};
+
+TEST_P(Refinement, MeetsTheBoundsAndStaysConstrainedDelaunay) {
+  const RefineCase& c(GetParam());
+  Meshing m(c.domain);
+  MeshGenParams params(m.pZone);
+  params.minAngleDegree = c.minAngle;
+  params.maxEdgeLength = c.maxEdge;
+  params.minEdgeLen = c.minEdgeLen;
+  endsWithin(60.0, [&] { zarn_test::captureStdout([&] { m.dt.refineAdvanced(&params); }); });
+  const RefinementReport& report(m.impl().getRefinementReport());
+  EXPECT_TRUE(m.dt.checkValidity(true, c.name));
+  EXPECT_TRUE(cdttest::isConstrainedDelaunay(m.dt, {}, m.vInput));
+  // The zone tracked during the run, the zone searched anew, and the region around a point agree.
+  const std::vector<Triangle2*> vZone(m.zoneTriangles());
+  EXPECT_EQ(vZone.size(), report.numZoneTriangles);
+  const std::vector<Triangle2*> vRegion(m.region(c.inside));
+  EXPECT_EQ(std::set<Triangle2*>(vZone.begin(), vZone.end()), std::set<Triangle2*>(vRegion.begin(), vRegion.end()));
+  if (c.bBoundsHold && !c.bSmallInputAngle) {
+    EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, c.minAngle, "", AcceptExperimentalFeature()));
+  } else if (!c.bBoundsHold) {
+    EXPECT_FALSE(m.dt.checkZoneQuality(m.pZone, c.minAngle, "", AcceptExperimentalFeature()));
+  }
+  cdttest::MeshBounds bounds;
+  bounds.minAngleDegree = c.minAngle;
+  bounds.maxEdgeOf = [&](Triangle2*) { return c.maxEdge; };
+  bounds.expectedArea = c.domain.area;
+  size_t numInputAngle(0);
+  if (c.bBoundsHold) {
+    EXPECT_TRUE(cdttest::meetsMeshBounds(vZone, m.vInput, bounds, numInputAngle)) << report.describe();
+    EXPECT_TRUE(report.isComplete()) << report.describe();
+  } else {
+    EXPECT_GT(report.numLeftMinEdgeLen, 0u) << report.describe();
+  }
+  EXPECT_EQ(numInputAngle > 0, c.bSmallInputAngle && c.bBoundsHold) << report.describe();
+  if (numInputAngle > 0) {
+    EXPECT_GT(report.numLeftInputAngle, 0u);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Domains, Refinement,
+    ::testing::Values(RefineCase{"squareWithHole", squareWithHole(), Point2(1, 1), 30.0, 1.0, 0.001, false, true},
+                      RefineCase{"squareWithHole20", squareWithHole(), Point2(1, 1), 20.0, 0.3, 0.001, false, true},
+                      RefineCase{"thinTrapezoid", thinTrapezoidWithHole(), Point2(1, 0.1), 30.0, 0.3, 0.001, false, true},
+                      RefineCase{"thinTrapezoidAnglesOnly", thinTrapezoidWithHole(), Point2(1, 0.1), 30.0, DBL_MAX, 0.001, false, true},
+                      RefineCase{"spike5", spike(5.0), Point2(5, 0.1), 30.0, DBL_MAX, 1e-12, true, true},
+                      RefineCase{"spike0_5", spike(0.5), Point2(9, 0.01), 30.0, 2.0, 1e-12, true, true},
+                      RefineCase{"randomStar", randomStar(40, 7), Point2(0, 0), 30.0, DBL_MAX, 1e-12, true, true},
+                      RefineCase{"randomStarGraded", randomStar(25, 11), Point2(0, 0), 28.0, 0.1, 1e-12, true, true},
+                      RefineCase{"slitStopsAtMinEdgeLen", slit(), Point2(1, 1), 30.0, DBL_MAX, 0.001, false, false},
+                      RefineCase{"slitTinyMinEdgeLen", slit(), Point2(1, 1), 30.0, DBL_MAX, 1e-15, false, true}),
+    [](const ::testing::TestParamInfo<RefineCase>& info) { return std::string(info.param.name); });
+
+// ----- Host size functions, protected constraints, budget, growth -----
+
+struct Refined {
+  Meshing m;
+  std::vector<Triangle2*> vZone;
+  explicit Refined(const Domain& domain) : m(domain) {}
+  /// Refines the region around p with the parameters and collects the zone afterwards.
+  void run(MeshGenParams& params) {
+    endsWithin(60.0, [&] { zarn_test::captureStdout([&] { m.dt.refineAdvanced(&params); }); });
+    vZone = m.zoneTriangles();
+    EXPECT_TRUE(cdttest::isConstrainedDelaunay(m.dt, {}, m.vInput));
+  }
+  const RefinementReport& report() { return m.impl().getRefinementReport(); }
+};
+
+TEST(MeshHost, ASizeFunctionBoundsEachTriangle) {
+  Refined r(squareWithHole());
+  GradedParams params(r.m.pZone);
+  params.minAngleDegree = 25.0;
+  r.run(params);
+  EXPECT_GT(params.numCalls, r.vZone.size());
+  cdttest::MeshBounds bounds;
+  bounds.minAngleDegree = 25.0;
+  bounds.maxEdgeOf = [](Triangle2* pT) { return GradedParams::sizeAt(pT->getBarycenter()); };
+  size_t numInputAngle(0);
+  EXPECT_TRUE(cdttest::meetsMeshBounds(r.vZone, r.m.vInput, bounds, numInputAngle));
+  EXPECT_GT(r.vZone.size(), 1000u);
+}
+
+// Locked segments and splitConstraints=false leave input segments whole; the Steiner points then
+// go inside only, and bad triangles whose point lies beyond a protected segment are reported.
+TEST(MeshHost, ProtectedConstraintsStayWhole) {
+  for (const int variant : {0, 1}) {
+    SCOPED_TRACE(variant == 0 ? "locked hole" : "splitConstraints false");
+    Refined r(squareWithHole());
+    MeshGenParams params(r.m.pZone);
+    params.minAngleDegree = 30.0;
+    params.maxEdgeLength = 0.7;
+    std::vector<ConstraintSegment2*> vProtected;
+    for (const Segment2& seg : r.m.vInput) {
+      Triangle2* pT(r.m.dt.locate(seg.getSrc()));
+      Point2* pA(pT->getCorner(0));
+      for (int i = 0; i < 3; ++i) {
+        if (*pT->getCorner(i) == seg.getSrc()) pA = pT->getCorner(i);
+      }
+      std::vector<Point2*> vNeighbours;
+      r.m.dt.getIncidentVertices(pA, vNeighbours);
+      for (Point2* pB : vNeighbours) {
+        if (*pB == seg.getTrg() && (variant == 1 || seg.getSrc().x() == 4.0 || seg.getSrc().x() == 6.0)) {
+          vProtected.push_back(r.m.dt.getConstraintSegment(pA, pB));
+        }
+      }
+    }
+    ASSERT_EQ(vProtected.size(), variant == 0 ? 4u : 8u);
+    if (variant == 0) {
+      for (ConstraintSegment2* pCSeg : vProtected) params.addLockedConstraint(pCSeg);
+    } else {
+      params.splitConstraints = false;
+    }
+    r.run(params);
+    for (ConstraintSegment2* pCSeg : vProtected) EXPECT_TRUE(pCSeg->isAlive());
+    EXPECT_GT(r.report().numSteinerPoints, 50u);
+  }
+}
+
+TEST(MeshHost, TheVertexBudgetEndsTheRunAndIsReported) {
+  Refined r(squareWithHole());
+  MeshGenParams params(r.m.pZone);
+  params.maxEdgeLength = 0.1;
+  r.m.impl().setRefinementVertexBudget(25);
+  const unsigned int numBefore(r.m.dt.numberOfPoints());
+  r.run(params);
+  EXPECT_LE(r.m.dt.numberOfPoints(), numBefore + 25);
+  EXPECT_TRUE(r.report().bBudgetReached);
+  EXPECT_NE(r.report().describe().find("vertex budget reached"), std::string::npos);
+  EXPECT_TRUE(r.m.dt.checkValidity(true, "budget"));
+}
+
+/// Tiny triangles are forced at the left side (x = 0); the growth limit spreads them gradually.
+class FineStripParams : public MeshGenParams {
+ public:
+  explicit FineStripParams(Zone2* pZone) : MeshGenParams(pZone) {}
+  double getMaxTriangleArea(Triangle2* pT) override {
+    const bool bTouchesLeft(pT->getCorner(0)->x() == 0.0 || pT->getCorner(1)->x() == 0.0 || pT->getCorner(2)->x() == 0.0);
+    return bTouchesLeft ? 0.002 : maxTriangleArea;
+  }
+};
+
+TEST(MeshHost, GrowthLimitHoldsBetweenNeighbours) {
+  Refined r(squareWithHole());
+  FineStripParams params(r.m.pZone);
+  params.growthLimit = 2.0;
+  params.growthMinArea = 1e-4;
+  r.run(params);
+  std::set<Triangle2*> sZone(r.vZone.begin(), r.vZone.end());
+  size_t numPairs(0);
+  for (Triangle2* pT : r.vZone) {
+    for (int i = 0; i < 3; ++i) {
+      Triangle2* pN(pT->getOppositeTriangle(i));
+      if (sZone.count(pN) == 0 || r.m.dt.isConstraint(pT, i) || pN->getArea2D() < params.growthMinArea) continue;
+      ++numPairs;
+      EXPECT_LE(pT->getArea2D() / pN->getArea2D(), 2.0 * (1.0 + 1e-9));
+    }
+  }
+  EXPECT_GT(numPairs, 100u);
+}
+
+// ----- The refinement candidate's rules on hand-made triangles -----
+
+/// One triangle a-b-c (counterclockwise), optionally with its edges as constraints, and a
+/// neighbour across a-b at d.
+struct OneTriangle {
+  Zarn_2D dt;
+  Point2 *pA, *pB, *pC;
+  Triangle2* pT;
+  OneTriangle(const Point2& a, const Point2& b, const Point2& c, const Point2* pD = nullptr, bool bConstrained = false) {
+    std::vector<Point2> v{a, b, c};
+    if (pD != nullptr) v.push_back(*pD);
+    std::vector<Point2*> vHandles;
+    dt.insert(v, vHandles);
+    pA = vHandles[0];
+    pB = vHandles[1];
+    pC = vHandles[2];
+    if (bConstrained) {
+      std::vector<Segment2> vEdges{Segment2(a, b), Segment2(b, c), Segment2(c, a)};
+      dt.createConstraint(vEdges, CIS_CONSTRAINED_DELAUNAY, true);
+    }
+    pT = dt.getAdjacentTriangle(pA, pB);
+  }
+  int edgeIndexOf(Point2* p, Point2* q) const { return pT->getIntraTriangleIndex(p, q); }
+};
+
+// An isosceles triangle with apex angle `degrees` at the top.
+OneTriangle isosceles(double degrees) {
+  const double h(0.5 / std::tan(0.5 * degrees * kPi / 180.0));
+  return OneTriangle(Point2(0, 0), Point2(1, 0), Point2(0.5, h));
+}
+
+TEST(RefCand3Rules, TheAngleRuleAloneWithDefaults) {
+  for (const double degrees : {19.9, 20.1}) {
+    OneTriangle t(isosceles(degrees));
+    RefCand3 candidate(t.dt.getImpl(), t.pT);
+    EXPECT_EQ(candidate.isSafe(*paramsWithoutZone()), degrees < 20.0) << degrees;
+    EXPECT_NEAR(candidate.getMinAngle(), degrees, 1e-9);
+  }
+}
+
+TEST(RefCand3Rules, SizeRules) {
+  OneTriangle t(Point2(0, 0), Point2(4, 0), Point2(0, 3));  // longest edge 5, area 6
+  struct Case {
+    double maxEdge, maxArea;
+    bool bRefine;
+  } aCases[] = {{5.0, 6.0, false}, {4.999, DBL_MAX, true}, {DBL_MAX, 5.999, true}};
+  for (const Case& c : aCases) {
+    std::unique_ptr<MeshGenParams> pParams(paramsWithoutZone());
+    pParams->maxEdgeLength = c.maxEdge;
+    pParams->maxTriangleArea = c.maxArea;
+    RefCand3 candidate(t.dt.getImpl(), t.pT);
+    EXPECT_EQ(candidate.isSafe(*pParams), c.bRefine) << c.maxEdge << " " << c.maxArea;
+  }
+}
+
+TEST(RefCand3Rules, GrowthAgainstTheNeighbour) {
+  struct Case {
+    double neighbourDepth;  // the neighbour across the base has area depth (base length 2)
+    bool bRefine;
+  } aCases[] = {{1.0, true}, {1.5, false}};
+  for (const Case& c : aCases) {
+    const Point2 d(1.0, -c.neighbourDepth);
+    OneTriangle t(Point2(0, 0), Point2(2, 0), Point2(0, 3), &d);  // area 3
+    RefCand3 candidate(t.dt.getImpl(), t.pT);
+    candidate.computeSquaredLengths();
+    // The other two edges lie on the hull: no neighbour, a warning each, skipped.
+    const std::string out(zarn_test::captureStdout([&] { EXPECT_EQ(candidate.needRefinementDueToGrowth(2.0, 0.001), c.bRefine) << c.neighbourDepth; }));
+    EXPECT_NE(out.find("RefCand3::needRefinementDueToGrowth(), WARNING: pForeignT=NULL"), std::string::npos);
+    zarn_test::captureStdout([&] { EXPECT_FALSE(candidate.needRefinementDueToGrowth(2.0, 1.6)); });  // the neighbour is exempt
+    EXPECT_FALSE(candidate.needRefinementDueToGrowth(0.0, 0.001));
+  }
+  // Across constraint edges the adjacent area counts; zero never triggers.
+  OneTriangle t(Point2(0, 0), Point2(2, 0), Point2(0, 3), nullptr, true);
+  RefCand3 candidate(t.dt.getImpl(), t.pT);
+  candidate.computeSquaredLengths();
+  ConstraintSegment2* pBase(t.dt.getConstraintSegment(t.pA, t.pB));
+  pBase->setAdjacentArea(0.0);
+  EXPECT_FALSE(candidate.needRefinementDueToGrowth(2.0, 0.0));
+  pBase->setAdjacentArea(1.0);
+  EXPECT_TRUE(candidate.needRefinementDueToGrowth(2.0, 0.001));
+}
+
+TEST(RefCand3Rules, EdgeBlockingByLocationCode) {
+  OneTriangle t(Point2(0, 0), Point2(1, 0), Point2(0.5, 0.1), nullptr, true);  // obtuse at c: its centre lies below a-b
+  const int base(t.edgeIndexOf(t.pA, t.pB));
+  ConstraintSegment2* pBase(t.dt.getConstraintSegment(t.pA, t.pB));
+  struct Case {
+    int locCode;
+    double minEdgeLen;
+    bool bSplit, bLock, bBlocked;
+  } aCases[] = {{RefCand3::kLocNoEdge, 0.001, true, false, false}, {base, 0.001, true, false, false}, {base, 0.5000001, true, false, true},
+                {base, 0.001, false, false, true},                 {base, 0.001, true, true, true},   {RefCand3::kLocSkip, 0.001, true, false, true}};
+  for (const Case& c : aCases) {
+    std::unique_ptr<MeshGenParams> pParams(paramsWithoutZone());
+    MeshGenParams& params(*pParams);
+    params.minEdgeLen = c.minEdgeLen;
+    params.splitConstraints = c.bSplit;
+    if (c.bLock) params.addLockedConstraint(pBase);
+    RefCand3 candidate(t.dt.getImpl(), t.pT);
+    candidate.setCircumcenter(Point2(0.5, -1.0), c.locCode);
+    EXPECT_EQ(candidate.needRefinement(params), c.bBlocked) << c.locCode << " " << c.minEdgeLen;
+    // Beyond its own constraint edge the triangle is never refined directly (the edge is split).
+    if (c.locCode == base) {
+      EXPECT_FALSE(candidate.isSafe(params));
+    }
+  }
+  RefCand3 candidate(t.dt.getImpl(), t.pT);
+  candidate.setCircumcenter(Point2(0.5, -1.0), 3);
+  std::string out(zarn_test::captureStdout([&] { EXPECT_TRUE(candidate.needRefinement(*paramsWithoutZone())); }));
+  EXPECT_NE(out.find("RefCand3::needRefinement"), std::string::npos);
+  EXPECT_NE(out.find("bug, unexpected case"), std::string::npos);
+}
+
+TEST(MeshGenParamsCopies, OwnTheirLockedSets) {
+  OneTriangle t(Point2(0, 0), Point2(1, 0), Point2(0, 1), nullptr, true);
+  std::unique_ptr<MeshGenParams> pOriginal(paramsWithoutZone());
+  pOriginal->addLockedConstraint(t.dt.getConstraintSegment(t.pA, t.pB));
+  pOriginal->minAngleDegree = 25.0;
+  MeshGenParams copy(*pOriginal);
+  std::unique_ptr<MeshGenParams> pAssigned(paramsWithoutZone());
+  *pAssigned = *pOriginal;
+  copy.addLockedConstraint(t.dt.getConstraintSegment(t.pB, t.pC));
+  EXPECT_EQ(pOriginal->pLockedConstraints->size(), 1u);
+  EXPECT_EQ(copy.pLockedConstraints->size(), 2u);
+  EXPECT_NE(pAssigned->pLockedConstraints, pOriginal->pLockedConstraints);
+  EXPECT_EQ(pAssigned->minAngleDegree, 25.0);
+}
+
+TEST(ZoneQuality, ExemptsSmallAnglesBetweenConstraintsAndDrawsOffenders) {
+  Meshing spikeMesh(spike(5.0));
+  EXPECT_TRUE(spikeMesh.dt.checkZoneQuality(spikeMesh.pZone, 30.0, "", AcceptExperimentalFeature()));  // 5 degrees between two constraints
+  Meshing m(squareWithHole());
+  const std::string file(::testing::TempDir() + "zone_quality.ps");
+  std::remove(file.c_str());
+  EXPECT_FALSE(m.dt.checkZoneQuality(m.pZone, 30.0, file, AcceptExperimentalFeature()));
+  EXPECT_NE(zarn_test::readFile(file).find("%!PS"), std::string::npos);
+  EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, 10.0, "", AcceptExperimentalFeature()));
+  EXPECT_FALSE(zarn_test::captureStdout([&] { EXPECT_FALSE(m.dt.checkZoneQuality(nullptr, 10.0, "", AcceptExperimentalFeature())); }).empty());
+}
+
+// ----- Entry checks -----
+
+const char* const kZoneLocationComplaint =
+    "\n\n\nMeshGenParams::MeshGenParams(..), ERROR: \n\tbehavior since Zarn 1.39: The zoneLocation must be ZL_INSIDE or ZL_BOUNDED. "
+    "Please convert the zone using pZone->convertToBoundedZone(..)\n\n\n";
+
+TEST(MeshEntry, ParametersForAnOutsideZoneAreRejected) {
+  Meshing m(squareWithHole());
+  Zone2* pOutside(m.dt.createZone(m.pGraph, ZL_OUTSIDE));
+  std::unique_ptr<MeshGenParams> pParams;
+  EXPECT_EQ(zarn_test::captureStderr([&] { pParams.reset(new MeshGenParams(pOutside)); }), kZoneLocationComplaint);
+  EXPECT_EQ(pParams->gridVector.x(), 0.0);
+  EXPECT_EQ(pParams->gridVector.y(), 0.0);
+  const unsigned int numBefore(m.dt.numberOfPoints());
+  const std::string out(zarn_test::captureStdout([&] { m.dt.refineAdvanced(pParams.get()); }));
+  EXPECT_NE(out.find("Dt2::refineMain2(), ERROR: The zoneLocation must be ZL_INSIDE or ZL_BOUNDED."), std::string::npos) << out;
+  EXPECT_EQ(m.dt.numberOfPoints(), numBefore);
+  MeshGenParams inside(m.pZone);
+  EXPECT_EQ(inside.gridVector.x(), 1.0);
+}
+
+TEST(MeshEntry, AngleLimitAndNullZone) {
+  Meshing m(squareWithHole());
+  MeshGenParams params(m.pZone);
+  params.minAngleDegree = 30.000001;
+  std::string out(zarn_test::captureStdout([&] { m.dt.refineAdvanced(&params); }));
+  EXPECT_NE(out.find("Dt2::refine(..), ERROR: minAngleDegree must be <=30.0, return"), std::string::npos) << out;
+  EXPECT_TRUE(m.impl().getRefinementReport().bEntryFailed);
+  params.minAngleDegree = 30.0;
+  zarn_test::captureStdout([&] { m.dt.refineAdvanced(&params); });
+  EXPECT_TRUE(m.impl().getRefinementReport().isComplete());
+  EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, 30.0, "", AcceptExperimentalFeature()));
+  out = zarn_test::captureStdout([&] { m.dt.refineAdvanced(nullptr); });
+  EXPECT_NE(out.find("Dt2::refineMain2(..), ERROR: pZone==NULL"), std::string::npos) << out;
+  // The facade's refine maps its arguments onto the same driver.
+  Meshing m2(squareWithHole());
+  zarn_test::captureStdout([&] { m2.dt.refine(m2.pZone, 25.0, 0.001, 0.5, true); });
+  cdttest::MeshBounds bounds;
+  bounds.minAngleDegree = 25.0;
+  bounds.maxEdgeOf = [](Triangle2*) { return 0.5; };
+  size_t numInputAngle(0);
+  EXPECT_TRUE(cdttest::meetsMeshBounds(m2.zoneTriangles(), m2.vInput, bounds, numInputAngle));
+}
+
+}  // namespace
