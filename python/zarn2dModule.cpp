@@ -6,6 +6,7 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <iostream>
@@ -16,6 +17,7 @@
 #include <vector>
 
 #include "Zarn_2D.h"
+#include "MeshGenParams.h"
 #include "Zone2.h"
 
 namespace py = pybind11;
@@ -152,8 +154,42 @@ std::vector<Segment2> toCoordinateSegments(const PointArray& segments) {
   return vSegments;
 }
 
-void refuseUnavailable(const py::object& value, const char* name, const char* what) {
-  if (!value.is_none()) throw py::type_error(std::string(name) + " is not available yet: " + what + " is still being built");
+/// Quality bounds of refinement; 0 where not asked for.
+struct Bounds {
+  double minAngle = 0.0, maxArea = 0.0, maxEdge = 0.0;
+  bool any() const { return minAngle > 0.0 || maxArea > 0.0 || maxEdge > 0.0; }
+};
+
+double toBound(const py::object& value, const char* name, double maxValue) {
+  if (value.is_none()) return 0.0;
+  const double bound(value.cast<double>());
+  if (!(bound > 0.0) || bound > maxValue) {
+    throw py::value_error(std::string(name) + " must be above 0" + (maxValue < HUGE_VAL ? " and at most 30 (degrees)" : ""));
+  }
+  return bound;
+}
+
+Bounds toBounds(const py::object& minAngle, const py::object& maxArea, const py::object& maxEdge) {
+  return Bounds{toBound(minAngle, "min_angle", 30.0), toBound(maxArea, "max_area", HUGE_VAL), toBound(maxEdge, "max_edge", HUGE_VAL)};
+}
+
+// Edges shorter than this part of the region's size are not split further.
+constexpr double kMinEdgeShare = 1e-9;
+
+/// Refines the region vTriangles under bounds; vTriangles becomes the refined region. Returns the
+/// zone of the region (owned by dt), null when the region holds no triangle.
+Zone2* refineTriangles(Zarn_2D& dt, const Bounds& bounds, std::vector<Triangle2*>& vTriangles) {
+  Zone2* pZone(dt.createZone(vTriangles, false));
+  if (pZone == nullptr) return nullptr;
+  MeshGenParams params(pZone);
+  params.minAngleDegree = bounds.minAngle;
+  params.minEdgeLen = kMinEdgeShare * pZone->getBoundingBox().getMaxRange();
+  if (bounds.maxArea > 0.0) params.maxTriangleArea = bounds.maxArea;
+  if (bounds.maxEdge > 0.0) params.maxEdgeLength = bounds.maxEdge;
+  dt.refineAdvanced(&params);
+  vTriangles.clear();
+  pZone->getTriangles(vTriangles);
+  return pZone;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -166,31 +202,42 @@ py::array_t<int32_t> toArray(std::vector<int32_t>&& vValues, py::ssize_t width) 
   return py::array_t<int32_t>({static_cast<py::ssize_t>(pOwned->size()) / width, width}, pOwned->data(), owner);
 }
 
+/// The arrays of a mesh, copied out of the triangulation (which may die before they are used).
+struct MeshCopy {
+  std::vector<double> vAddedXY;  // x, y of each added vertex
+  MeshArrays mesh;
+};
+
+void copyMesh(Zarn_2D& dt, const std::vector<Triangle2*>& vTriangles, int32_t numInputRows, MeshCopy& copy) {
+  getMeshArrays(dt, vTriangles, numInputRows, copy.mesh);
+  copy.vAddedXY.reserve(2 * copy.mesh.vAddedVertices.size());
+  for (const Point2* pV : copy.mesh.vAddedVertices) copy.vAddedXY.insert(copy.vAddedXY.end(), {pV->x(), pV->y()});
+  copy.mesh.vAddedVertices.clear();
+}
+
 /// The dict of triangulate(): input rows first (copied from vInput), added vertices after.
-py::dict toDict(const std::vector<Point2>& vInput, MeshArrays& mesh) {
-  const py::ssize_t numRows(static_cast<py::ssize_t>(vInput.size() + mesh.vAddedVertices.size()));
+py::dict toDict(const std::vector<Point2>& vInput, MeshCopy& copy) {
+  const py::ssize_t numRows(static_cast<py::ssize_t>(vInput.size() + copy.vAddedXY.size() / 2));
   py::array_t<double> vertices({numRows, py::ssize_t(2)});
   double* pOut(vertices.mutable_data());
   for (const Point2& p : vInput) *pOut++ = p.x(), *pOut++ = p.y();
-  for (const Point2* pV : mesh.vAddedVertices) *pOut++ = pV->x(), *pOut++ = pV->y();
+  std::copy(copy.vAddedXY.begin(), copy.vAddedXY.end(), pOut);
   py::dict result;
   result["vertices"] = vertices;
-  result["triangles"] = toArray(std::move(mesh.vTriangles), 3);
-  result["neighbors"] = toArray(std::move(mesh.vNeighbors), 3);
-  result["segments"] = toArray(std::move(mesh.vSegments), 2);
+  result["triangles"] = toArray(std::move(copy.mesh.vTriangles), 3);
+  result["neighbors"] = toArray(std::move(copy.mesh.vNeighbors), 3);
+  result["segments"] = toArray(std::move(copy.mesh.vSegments), 2);
   return result;
 }
 
 py::dict triangulate(const PointArray& points, const py::object& segments, const py::object& holes, const py::object& minAngle,
                      const py::object& maxArea, const py::object& maxEdge, bool bConforming) {
-  refuseUnavailable(minAngle, "min_angle", "quality meshing (refinement)");
-  refuseUnavailable(maxArea, "max_area", "quality meshing (refinement)");
-  refuseUnavailable(maxEdge, "max_edge", "quality meshing (refinement)");
+  const Bounds bounds(toBounds(minAngle, maxArea, maxEdge));
   const std::vector<Point2> vPoints(toPoints(points, "points"));
   std::vector<Segment2> vSegments(segments.is_none() ? std::vector<Segment2>() : toIndexSegments(segments.cast<IndexArray>(), vPoints));
   const std::vector<Point2> vHoles(holes.is_none() ? std::vector<Point2>() : toPoints(holes.cast<PointArray>(), "holes"));
   if (!vHoles.empty() && vSegments.empty()) throw py::value_error("holes need segments that enclose them");
-  MeshArrays mesh;
+  MeshCopy mesh;
   bool bConstraintFailed(false), bEnclosesNothing(false);
   const Messages messages(runLibrary([&] {
     Zarn_2D dt(static_cast<unsigned int>(vPoints.size() + 3));
@@ -205,7 +252,8 @@ py::dict triangulate(const PointArray& points, const py::object& segments, const
       bEnclosesNothing = pDomain != nullptr && vTriangles.empty();
     }
     if (vTriangles.empty()) dt.getTrianglePointers(vTriangles);
-    getMeshArrays(dt, vTriangles, static_cast<int32_t>(vPoints.size()), mesh);
+    if (bounds.any() && dt.is2D()) refineTriangles(dt, bounds, vTriangles);
+    copyMesh(dt, vTriangles, static_cast<int32_t>(vPoints.size()), mesh);
   }));
   finish(messages, bConstraintFailed, "the segments were not inserted");
   if (bEnclosesNothing && PyErr_WarnEx(PyExc_RuntimeWarning, "the segments enclose no region: all triangles are returned", 1) != 0) {
@@ -235,6 +283,11 @@ struct Triangle {
 struct Graph {
   DtPtr pDt;
   ConstraintGraph2* pGraph;
+};
+
+struct Zone {
+  DtPtr pDt;
+  Zone2* pZone;
 };
 
 Vertex makeVertex(const DtPtr& pDt, Point2* pV) { return Vertex{pDt, pV, pV->x(), pV->y()}; }
@@ -362,6 +415,38 @@ class Triangulation {
     return vResult;
   }
 
+  Zone domain(const std::vector<Graph>& vGraphs, const py::object& holes) {
+    std::vector<ConstraintGraph2*> vConstraintGraphs;
+    for (const Graph& g : vGraphs) {
+      if (g.pDt != pDt) throw py::value_error("the constraint graph belongs to another triangulation");
+      vConstraintGraphs.push_back(g.pGraph);
+    }
+    const std::vector<Point2> vHoles(holes.is_none() ? std::vector<Point2>() : toPoints(holes.cast<PointArray>(), "holes"));
+    Zone2* pZone(nullptr);
+    const Messages messages(runLibrary([&] { pZone = createDomainZone(*pDt, vConstraintGraphs, vHoles); }));
+    finish(messages, pZone == nullptr, "no domain");
+    return Zone{pDt, pZone};
+  }
+
+  Zone refine(const py::object& zone, const py::object& minAngle, const py::object& maxArea, const py::object& maxEdge) {
+    const Bounds bounds(toBounds(minAngle, maxArea, maxEdge));
+    if (!bounds.any()) throw py::value_error("give at least one of min_angle, max_area and max_edge");
+    const Zone2* pZone(zone.is_none() ? nullptr : zone.cast<const Zone&>().pZone);
+    if (!zone.is_none() && zone.cast<const Zone&>().pDt != pDt) throw py::value_error("the zone belongs to another triangulation");
+    Zone2* pRefined(nullptr);
+    const Messages messages(runLibrary([&] {
+      std::vector<Triangle2*> vTriangles;
+      if (pZone != nullptr) {
+        pZone->getTriangles(vTriangles);
+      } else {
+        pDt->getTrianglePointers(vTriangles);
+      }
+      pRefined = refineTriangles(*pDt, bounds, vTriangles);
+    }));
+    finish(messages, pRefined == nullptr, "there is nothing to refine");
+    return Zone{pDt, pRefined};
+  }
+
   bool checkValidity() {
     bool bValid(false);
     finish(runLibrary([&] { bValid = pDt->checkValidity(true, "python"); }), false, "");
@@ -370,11 +455,11 @@ class Triangulation {
 
   /// All vertices (in the triangulation's order) and triangles as arrays, like triangulate().
   py::dict toArrays() {
-    MeshArrays mesh;
+    MeshCopy mesh;
     finish(runLibrary([&] {
       std::vector<Triangle2*> vTriangles;
       pDt->getTrianglePointers(vTriangles);
-      getMeshArrays(*pDt, vTriangles, 0, mesh);
+      copyMesh(*pDt, vTriangles, 0, mesh);
     }), false, "");
     return toDict({}, mesh);
   }
@@ -420,7 +505,8 @@ PYBIND11_MODULE(zarn2d, m) {
         "With segments, only the domain is returned: the triangles they enclose, without the regions\n"
         "around the hole points (all triangles, with a RuntimeWarning, when they enclose nothing).\n"
         "conforming=True splits segments until every piece is a Delaunay edge. Collinear input gives no\n"
-        "triangles. min_angle, max_area and max_edge are not available yet (TypeError).\n"
+        "triangles. min_angle (degrees, at most 30), max_area and max_edge refine the result (Delaunay\n"
+        "refinement adds vertices, listed after the input rows) until every triangle meets them.\n"
         "Runs without the GIL; O(N log N).");
 
   py::class_<Vertex>(m, "Vertex", "A vertex of a Triangulation; keeps the triangulation alive.")
@@ -474,6 +560,17 @@ PYBIND11_MODULE(zarn2d, m) {
           },
           "the edges the graph's segments became (pieces where they were split), as vertex pairs");
 
+  py::class_<Zone>(m, "Zone",
+                   "A set of triangles of a Triangulation defined by a rule (it follows later changes); keeps the\n"
+                   "triangulation alive.")
+      .def("triangles", [](const Zone& z) {
+            std::vector<Triangle2*> vTriangles;
+            finish(runLibrary([&] { z.pZone->getTriangles(vTriangles); }), false, "");
+            return toTriangles(z.pDt, vTriangles);
+          })
+      .def_property_readonly("number_of_triangles", [](const Zone& z) { return z.pZone->getNumberOfTriangles(); })
+      .def_property_readonly("area", [](const Zone& z) { return z.pZone->getArea2D(); });
+
   py::class_<Triangulation>(m, "Triangulation",
                             "A triangulation: always the exact (constrained) Delaunay triangulation of the convex hull of its\n"
                             "vertices. Not safe for concurrent use from several threads.")
@@ -501,6 +598,12 @@ PYBIND11_MODULE(zarn2d, m) {
       .def("incident_vertices", &Triangulation::incidentVertices, py::arg("vertex"))
       .def("is_constraint_edge", &Triangulation::isConstraintEdge, py::arg("a"), py::arg("b"))
       .def("constraint_pieces", &Triangulation::constraintPieces, "every constraint edge as a vertex pair")
+      .def("domain", &Triangulation::domain, py::arg("graphs"), py::arg("holes") = py::none(),
+           "the Zone enclosed by the graphs' edges, without the regions around the hole points")
+      .def("refine", &Triangulation::refine, py::arg("zone") = py::none(), py::kw_only(), py::arg("min_angle") = py::none(),
+           py::arg("max_area") = py::none(), py::arg("max_edge") = py::none(),
+           "Delaunay refinement of the zone (default: all triangles) until every triangle meets the bounds;\n"
+           "returns the refined region as a Zone. Runs without the GIL.")
       .def("check_validity", &Triangulation::checkValidity, "the exact validity check (prints its report); True when valid")
       .def("to_arrays", &Triangulation::toArrays, "vertices, triangles, neighbors and segments as numpy arrays (vertex rows in the\n"
                                                   "triangulation's order)")

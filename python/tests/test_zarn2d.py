@@ -73,8 +73,8 @@ def test_crossing_segments_add_their_crossing_after_the_input(conforming):
         (lambda: zarn2d.triangulate(np.array([[0, 0], [np.nan, 1], [1, 1]])), ValueError, "points[1] has a non-finite"),
         (lambda: zarn2d.triangulate(np.zeros((4, 3))), ValueError, "N x 2"),
         (lambda: zarn2d.triangulate(np.eye(2), segments=[[0, 5]]), ValueError, "segments[0] = (0, 5)"),
-        (lambda: zarn2d.triangulate(np.eye(2), min_angle=20), TypeError, "not available yet"),
-        (lambda: zarn2d.triangulate(np.eye(2), max_area=0.1), TypeError, "not available yet"),
+        (lambda: zarn2d.triangulate(np.eye(2), min_angle=31), ValueError, "at most 30"),
+        (lambda: zarn2d.triangulate(np.eye(2), max_area=-1), ValueError, "max_area must be above 0"),
         (lambda: zarn2d.triangulate(np.eye(2), holes=[[0.5, 0.5]]), ValueError, "holes need segments"),
     ],
 )
@@ -152,3 +152,34 @@ def test_segments_and_holes_give_the_domain_only():
     assert 8 not in t
     assert abs(orient(v[t[:, 0]], v[t[:, 1]], v[t[:, 2]]).sum() / 2 - 96) < 1e-12
     assert (result["neighbors"] >= -1).all() and (result["neighbors"] < len(t)).all()
+
+
+def angles(v, t):
+    a, b, c = v[t[:, 0]], v[t[:, 1]], v[t[:, 2]]
+    result = []
+    for p, q, r in ((a, b, c), (b, c, a), (c, a, b)):
+        u, w = q - p, r - p
+        result.append(np.degrees(np.arctan2(np.abs(u[:, 0] * w[:, 1] - u[:, 1] * w[:, 0]), (u * w).sum(axis=1))))
+    return np.concatenate(result)
+
+
+def test_refinement_meets_the_bounds_in_the_domain():
+    outer = [[0, 0], [10, 0], [10, 10], [0, 10]]
+    hole = [[4, 4], [6, 4], [6, 6], [4, 6]]
+    points = np.array(outer + hole, dtype=float)
+    segments = [[0, 1], [1, 2], [2, 3], [3, 0], [4, 5], [5, 6], [6, 7], [7, 4]]
+    result = zarn2d.triangulate(points, segments, [[5, 5]], min_angle=28, max_area=0.5)
+    check_mesh(result, points)
+    v, t = result["vertices"], result["triangles"]
+    area = orient(v[t[:, 0]], v[t[:, 1]], v[t[:, 2]]) / 2
+    assert abs(area.sum() - 96) < 1e-9 and area.max() <= 0.5
+    assert angles(v, t).min() >= 28
+
+    tri = zarn2d.Triangulation()
+    tri.insert(points)
+    graph = tri.insert_segments(np.array([[points[a], points[b]] for a, b in segments]))
+    zone = tri.refine(tri.domain([graph], holes=[[5, 5]]), max_edge=1.0)
+    assert abs(zone.area - 96) < 1e-9 and tri.check_validity()
+    for triangle in zone.triangles():
+        c = np.array([corner.xy for corner in triangle.corners])
+        assert max(np.hypot(*(c[i] - c[(i + 1) % 3])) for i in range(3)) <= 1.0
