@@ -116,11 +116,11 @@ TEST_F(ToolFiles, FailuresEndWithStatusOneAndOneLine) {
     std::string arguments, error;
   };
   const Case aCases[] = {
-      {"--demo 10 --svg plain.txt/a.svg", "zarn2d: plain.txt/a.svg can't be written: plain.txt is not a directory\n"},
-      {"--demo 10 --obj .", "zarn2d: . is a directory, not a file\n"},
+      {"--demo 10 --svg plain.txt/a.svg", "plain.txt/a.svg can't be written: plain.txt is not a directory\n"},
+      {"--demo 10 --obj .", ". is a directory, not a file\n"},
       {"--demo 10 --write-triangle missing/out", "zarn2d: missing/out.node can't be written: missing is not a directory\n"},
       {"--demo 10 --web plain.txt/web", "can't be created: "},
-      {"--demo 10 --obj - --svg -", "zarn2d: only one output can be \"-\" (standard output)\n"},
+      {"--demo 10 --obj - --svg -", "zarn2d: --svg: only one output can be \"-\" (standard output)\n"},
       {"--demo 99999999999", "zarn2d: --demo: is at most 200000000, not 99999999999\n"},
       {"--demo -3", "zarn2d: --demo: needs a non-negative integer, not \"-3\"\n"},
       {"--demo=", "zarn2d: --demo: needs a non-negative integer, not \"\"\n"},
@@ -293,4 +293,63 @@ TEST_F(ToolFiles, PolyDomainLeavesOutTheOutsideAndTheHoles) {
   }
   const std::string obj(zarn_test::readFile(path("a.obj")));
   EXPECT_EQ(std::count(obj.begin(), obj.end(), 'f'), 8);
+}
+
+namespace {
+
+size_t countOf(const std::string& text, const std::string& what) {
+  size_t n(0);
+  for (size_t pos = text.find(what); pos != std::string::npos; pos = text.find(what, pos + 1)) ++n;
+  return n;
+}
+
+/// The d attribute of the path with the given class.
+std::string pathOf(const std::string& html, const std::string& cssClass) {
+  const size_t start(html.find("<path class=\"" + cssClass + "\" d=\""));
+  if (start == std::string::npos) return "";
+  const size_t begin(html.find("d=\"", start) + 3);
+  return html.substr(begin, html.find('"', begin) - begin);
+}
+
+}  // namespace
+
+TEST_F(ToolFiles, HtmlViewerIsSelfContainedWithTrueCounts) {
+  writeText("A.poly", "9 2 0 0\n1 0 0\n2 10 0\n3 10 10\n4 0 10\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n9 20 5\n"
+                      "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n");
+  const zarn_test::ToolResult r(run("A.poly --min-angle 25 --html view.html --vertices"));
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  const std::string html(zarn_test::readFile(path("view.html")));
+  EXPECT_EQ(countOf(html, "src="), 0u);
+  EXPECT_EQ(countOf(html, "href="), 0u);
+  std::smatch match;
+  ASSERT_TRUE(std::regex_search(r.err, match, std::regex("Region: (\\d+) triangles"))) << r.err;
+  const std::string region(match[1]);
+  EXPECT_EQ(countOf(pathOf(html, "region"), "Z"), std::stoul(region));
+  EXPECT_NE(html.find("region: " + region + "<br>"), std::string::npos);
+  const size_t numPieces(countOf(pathOf(html, "pieces"), "M"));
+  EXPECT_GE(numPieces, 8u);  // the eight segments, split by the refinement
+  EXPECT_NE(html.find("constraint pieces: " + std::to_string(numPieces) + "<br>"), std::string::npos);
+  EXPECT_EQ(countOf(html, "<circle class=\"input\""), 9u);
+  EXPECT_GT(countOf(html, "<circle class=\"added\""), 0u);
+  // The script at least parses (node, when installed).
+  const std::string script(html.substr(html.find("<script>") + 8, html.find("</script>") - html.find("<script>") - 8));
+  writeText("viewer.js", script);
+  if (std::system("node --version > /dev/null 2>&1") == 0) {
+    EXPECT_EQ(std::system(("node --check '" + path("viewer.js") + "'").c_str()), 0);
+  }
+}
+
+TEST_F(ToolFiles, LargeDrawingsAreThinnedUnlessAWindowIsAsked) {
+  const zarn_test::ToolResult big(run("--demo 60000 --svg big.svg"));
+  ASSERT_EQ(big.exitCode, 0) << big.err;
+  EXPECT_TRUE(std::regex_search(big.err, std::regex("big.svg shows 1 in 3 of 1\\d{5} triangles \\(more than 50000\\)"))) << big.err;
+  // A filled triangle is drawn as its fill and its outline: two polygons.
+  EXPECT_LE(countOf(zarn_test::readFile(path("big.svg")), "<polygon "), 2 * 50000u);
+  const zarn_test::ToolResult part(run("--demo 60000 --svg=part.svg --window=0.4,0.4,0.5,0.5"));
+  ASSERT_EQ(part.exitCode, 0) << part.err;
+  EXPECT_EQ(part.err.find("shows 1 in"), std::string::npos) << part.err;
+  const size_t numDrawn(countOf(zarn_test::readFile(path("part.svg")), "<polygon "));
+  EXPECT_GT(numDrawn, 2 * 1000u);  // about 1% of 120000 triangles
+  EXPECT_LT(numDrawn, 2 * 3000u);
+  EXPECT_EQ(run("--demo 10 --window 1,0,0,1 --svg w.svg").exitCode, 1);
 }

@@ -39,11 +39,24 @@ struct ToolExtension {
   std::function<bool(ToolRun&)> shape;
   /// Runs after the validity check, before the outputs are written (reports); may be empty.
   std::function<bool(ToolRun&)> report;
+  /// Runs after the tool's own outputs are written (further outputs); may be empty.
+  std::function<bool(ToolRun&)> output;
 };
+
+/// "" when the file can be created or replaced, else why not; a name "-" (standard output) may be
+/// given once per run, the second one is an error.
+std::string checkWritable(const std::string& name);
+
+/// Runs write(path) on name, or for "-" on a temporary file whose bytes then go to standard
+/// output, logging the step with its time. Reports a failure (write returned false, or no file
+/// appeared) and returns false.
+bool writeOutput(Console& console, const std::string& name, const std::string& what, const std::function<bool(const std::string&)>& write);
 
 /// --stats: counts, angle histogram and quality figures of the triangles of the region.
 ToolExtension makeStatisticsExtension();
 /// The domain of a .poly file: the triangles enclosed by its segments, minus its holes.
 ToolExtension makePolyDomainExtension();
+/// --ps, --svg and --html pictures, with --window and --vertices.
+ToolExtension makePicturesExtension();
 /// Quality meshing switches (minimum angle, maximum area, maximum edge length).
 ToolExtension makeRefinementExtension();

@@ -83,7 +83,7 @@ struct Settings {
   bool bCheck = false;
   bool bQuiet = false;
   bool bZeroBased = false;
-  std::string objFile, webDir, psFile, svgFile, binFile, asciiFile, triangleBase, constraintBase;
+  std::string objFile, webDir, binFile, asciiFile, triangleBase, constraintBase;
   std::vector<std::string> vSegmentFiles;
   bool bDemoConstraints = false;
   bool bConforming = false;
@@ -106,6 +106,14 @@ ToolOption text(const std::string& name, const std::string& valueName, std::stri
             if (value.empty()) return std::string("needs a non-empty value");
             target = value;
             return std::string();
+          }};
+}
+
+/// An output file: checked when it is given.
+ToolOption outputFile(const std::string& name, std::string& target, const std::string& help) {
+  return {name, 0, "FILE", help, [&target](const std::string& value) {
+            target = value;
+            return checkWritable(value);
           }};
 }
 
@@ -150,18 +158,16 @@ std::vector<OptionGroup> coreOptions(Settings& s) {
        {text("--write-triangle", "BASE", s.triangleBase,
              "write Triangle's BASE.node, .ele, .poly, .edge and .neigh: the input vertices\nfirst in input order, added vertices after"),
         flag("--zero-based", 'z', s.bZeroBased, "number Triangle's files from 0 (default: from 1)"),
-        text("--obj", "FILE", s.objFile, "write the triangles as a Wavefront OBJ file"),
+        outputFile("--obj", s.objFile, "write the triangles as a Wavefront OBJ file"),
         text("--web", "DIR", s.webDir, "write a web page with a 3D viewer into DIR (serve DIR over HTTP to view it)"),
-        text("--ps", "FILE", s.psFile, "draw the triangulation as PostScript, constraint pieces red on top"),
-        text("--svg", "FILE", s.svgFile, "draw the triangulation as SVG, constraint pieces red on top"),
-        text("--write-bin", "FILE", s.binFile, "write the vertices as a binary point file"),
-        text("--write-ascii", "FILE", s.asciiFile, "write the vertices as a text point file")}},
+        outputFile("--write-bin", s.binFile, "write the vertices as a binary point file"),
+        outputFile("--write-ascii", s.asciiFile, "write the vertices as a text point file")}},
   };
 }
 
 /// The features listed here add their options to --help and their steps to the run.
 std::vector<ToolExtension> makeExtensions() {
-  return {makePolyDomainExtension(), makeRefinementExtension(), makeStatisticsExtension()};
+  return {makePolyDomainExtension(), makeRefinementExtension(), makeStatisticsExtension(), makePicturesExtension()};
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -174,9 +180,6 @@ std::string checkCombinations(const Settings& s) {
     const char* const pUnused(s.bConforming ? "--conforming" : s.bOriented ? "--oriented" : !s.constraintBase.empty() ? "--write-constraints" : nullptr);
     if (pUnused != nullptr) return std::string(pUnused) + " needs --segments or --demo-constraints (see --help)";
   }
-  size_t numStdout(0);
-  for (const std::string* pName : {&s.objFile, &s.psFile, &s.svgFile, &s.binFile, &s.asciiFile}) numStdout += *pName == "-" ? 1 : 0;
-  if (numStdout > 1) return "only one output can be \"-\" (standard output)";
   if (s.webDir == "-" || s.triangleBase == "-" || s.constraintBase == "-") return "--web, --write-triangle and --write-constraints need a name, not \"-\"";
   return "";
 }
@@ -189,9 +192,12 @@ std::string checkDemoMemory(const Settings& s) {
          " GB of memory, this machine has " + std::to_string(static_cast<long>(physical / 1e9)) + " GB";
 }
 
-// The file can be created or replaced: its directory exists and is writable, it is no directory.
+}  // namespace
+
 std::string checkWritable(const std::string& name) {
-  if (name.empty() || name == "-") return "";
+  static int numStdout(0);
+  if (name == "-") return ++numStdout > 1 ? "only one output can be \"-\" (standard output)" : "";
+  if (name.empty()) return "";
   std::error_code error;
   if (fs::is_directory(name, error)) return name + " is a directory, not a file";
   const fs::path parent(fs::path(name).parent_path().empty() ? fs::path(".") : fs::path(name).parent_path());
@@ -199,6 +205,8 @@ std::string checkWritable(const std::string& name) {
   if (access(parent.c_str(), W_OK) != 0 || (fs::exists(name, error) && access(name.c_str(), W_OK) != 0)) return name + " can't be written";
   return "";
 }
+
+namespace {
 
 // A directory that exists or can be created: its nearest existing ancestor is a writable directory.
 std::string checkCreatableDirectory(const std::string& name) {
@@ -212,10 +220,6 @@ std::string checkCreatableDirectory(const std::string& name) {
 }
 
 std::string checkOutputs(const Settings& s) {
-  for (const std::string* pName : {&s.objFile, &s.psFile, &s.svgFile, &s.binFile, &s.asciiFile}) {
-    const std::string error(checkWritable(*pName));
-    if (!error.empty()) return error;
-  }
   for (const std::string& file : {s.triangleBase.empty() ? "" : s.triangleBase + ".node", s.constraintBase.empty() ? "" : s.constraintBase + "_c0_con.bin"}) {
     const std::string error(checkWritable(file));
     if (!error.empty()) return error;
@@ -344,8 +348,8 @@ void removeEveryNth(ToolRun& run, unsigned long n) {
 // Output.
 // ---------------------------------------------------------------------------------------------
 
-/// Runs write(path) on name, or for "-" on a temporary file whose bytes then go to standard
-/// output. Reports a failure (write returned false, or no file appeared) and returns false.
+}  // namespace
+
 bool writeOutput(Console& console, const std::string& name, const std::string& what, const std::function<bool(const std::string&)>& write) {
   const bool bStdout(name == "-");
   const std::string path(bStdout ? (fs::temp_directory_path() / ("zarn2d_" + std::to_string(getpid()) + "_stdout")).string() : name);
@@ -367,18 +371,7 @@ bool writeOutput(Console& console, const std::string& name, const std::string& w
   return true;
 }
 
-// The triangles, and the alive constraint pieces in a colour of their own on top.
-bool draw(ToolRun& run, const std::string& filename, bool bSvg) {
-  Visualizer2 vis;
-  std::vector<Triangle2*> vTriangles;
-  run.getRegionTriangles(vTriangles);
-  vis.addTriangles(vTriangles);
-  std::vector<ConstraintSegment2*> vPieces;
-  run.dt.getAliveConstraintSegments(vPieces);
-  const Color constraintColor(CRED, 1.0);
-  for (const ConstraintSegment2* pCSeg : vPieces) vis.addSegment(*pCSeg->getSrc(), *pCSeg->getTrg(), constraintColor);
-  return bSvg ? vis.writeSvg(filename) : vis.writePostscript(filename);
-}
+namespace {
 
 bool writeObj(ToolRun& run, const std::string& filename) {
   if (!run.dt.is2D()) {
@@ -399,8 +392,6 @@ bool writeOutputs(ToolRun& run, const Settings& s) {
   run.dt.getVertexPointers(vVertices);
   bool bOk(true);
   if (!s.objFile.empty()) bOk &= writeOutput(c, s.objFile, "OBJ file", [&](const std::string& f) { return writeObj(run, f); });
-  if (!s.psFile.empty()) bOk &= writeOutput(c, s.psFile, "PostScript drawing", [&](const std::string& f) { return draw(run, f, false); });
-  if (!s.svgFile.empty()) bOk &= writeOutput(c, s.svgFile, "SVG drawing", [&](const std::string& f) { return draw(run, f, true); });
   if (!s.binFile.empty()) bOk &= writeOutput(c, s.binFile, "binary point file", [&](const std::string& f) { return writePointsBIN(f.c_str(), vVertices); });
   if (!s.asciiFile.empty()) bOk &= writeOutput(c, s.asciiFile, "text point file", [&](const std::string& f) { return writePointsASCII(f.c_str(), vVertices); });
   if (!s.webDir.empty()) {
@@ -483,6 +474,7 @@ int runTool(int argc, char** argv, Console& console) {
   }
   bOk &= runExtensions(vExtensions, &ToolExtension::report, run);
   bOk &= writeOutputs(run, s);
+  bOk &= runExtensions(vExtensions, &ToolExtension::output, run);
   dt.unsubscribe(MSG_PROGRESS, &console);
   return bOk ? 0 : 1;
 }
