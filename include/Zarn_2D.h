@@ -11,6 +11,7 @@
 #include "Func_compareSegment.h"
 #include "KoraTest.h"
 #include "Label.h"
+#include "MeshArrays.h"
 #include "MsgBase.h"
 #include "Point2.h"
 #include "Segment2.h"

@@ -157,4 +157,17 @@ ZARN2D_EXPORT void generateRandomSegments(unsigned int numSegments, double min, 
 ZARN2D_EXPORT void generateSineSegments(int numSegments, int cycles, double xShift, double yShift, double xScale,
                                         double yScale, bool swapXY, std::vector<Segment2>& vOut);
 
+// ----- Domains of planar straight-line graphs ---------------------------------------------------
+
+class Zarn_2D;
+
+/// The domain that mesh generators take from a set of segments with holes: the triangles enclosed
+/// by the graphs' edges, that is all triangles except those reached from the convex hull (through
+/// hull edges that are not constraints) and those reached from a hole point, without crossing a
+/// constraint edge. Returns a new zone of dt (owned by it, following later changes like every
+/// zone); it may hold no triangle (segments that enclose nothing). A hole point outside the
+/// triangulation is ignored with a warning. Null (with a warning) before dt is 2D. O(n log n) for
+/// n triangles, plus one zone evaluation per hole and per separate outside part.
+ZARN2D_EXPORT Zone2* createDomainZone(Zarn_2D& dt, const std::vector<ConstraintGraph2*>& vGraphs, const std::vector<Point2>& vHoles);
+
 }  // namespace KORA_ZARN2D

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian packages needed to build and test Zarn2D, only those that are missing.
 set -euo pipefail
-packages=(cmake g++ make pkg-config libgmp-dev libgtest-dev libbenchmark-dev)
+packages=(cmake g++ make pkg-config libgmp-dev libgtest-dev libbenchmark-dev
+          python3-dev pybind11-dev python3-numpy python3-pytest python3-scipy)
 [ "${ZARN_WITH_BROWSER:-0}" = 1 ] && packages+=(chromium)
 missing=()
 for p in "${packages[@]}"; do

@@ -2,48 +2,27 @@
 #include "constraintInput.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <fstream>
 #include <iostream>
-#include <sstream>
+
+#include "textFields.h"
 
 using namespace KORA_ZARN2D;
 
 namespace {
 
-bool isSkippedLine(const std::string& line) {
-  const size_t first(line.find_first_not_of(" \t\r"));
-  return first == std::string::npos || line[first] == '#';
-}
-
-/// The start of a line for a message, anything unprintable shown as '?'.
-std::string quoteable(const std::string& line) {
-  const size_t kMaxShown(60);
-  std::string shown(line.substr(0, kMaxShown));
-  for (char& c : shown) {
-    if (!std::isprint(static_cast<unsigned char>(c))) c = '?';
-  }
-  return line.size() > kMaxShown ? shown + "..." : shown;
-}
-
 bool readSegmentsText(const std::string& filename, std::vector<Segment2>& vSegments, const std::string& messagePrefix) {
-  std::ifstream file(filename);
-  if (!file) {
+  TextFields text(filename, false);
+  if (!text.isOpen()) {
     std::cerr << messagePrefix << filename << " can't be read" << std::endl;
     return false;
   }
   std::vector<Segment2> vRead;
-  std::string line;
-  for (int lineNumber = 1; std::getline(file, line); ++lineNumber) {
-    if (isSkippedLine(line)) continue;
-    std::istringstream fields(line);
-    double x0, y0, x1, y1;
-    std::string rest;
-    // Stream extraction fails on "nan", "inf" and on overflow, so every accepted value is finite.
-    if (!(fields >> x0 >> y0 >> x1 >> y1) || (fields >> rest)) {
-      std::cerr << messagePrefix << filename << ", line " << lineNumber << ": expected four numbers \"x0 y0 x1 y1\", got \""
-                << quoteable(line) << "\"; the segment file is rejected" << std::endl;
+  while (text.next()) {
+    double x0(0.0), y0(0.0), x1(0.0), y1(0.0);
+    if (text.fields().size() != 4 || !text.number(0, x0) || !text.number(1, y0) || !text.number(2, x1) || !text.number(3, y1)) {
+      std::cerr << messagePrefix << text.complaint("expected four numbers \"x0 y0 x1 y1\"") << "; the segment file is rejected" << std::endl;
       return false;
     }
     vRead.emplace_back(Point2(x0, y0), Point2(x1, y1));

@@ -1,26 +1,35 @@
 // zarn2d: the command-line tool. Triangulates a point set (from a file or the built-in demo),
 // inserts constraint segments, prints counts and timings, checks, and writes the result in the
-// library's formats.
-#include <cstdint>
+// library's formats and in Triangle's. Every feature contributes its options through the table
+// below; the steps run in a fixed order.
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
 #include <iostream>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "ConstraintMgr.h"
 #include "Dt2.h"
-#include "Zarn_2D.h"
+#include "ZarnException.h"
 #include "commands.h"
 #include "constraintInput.h"
-#include "zoneOption.h"
+#include "toolRun.h"
+#include "triangleFiles.h"
 
 using namespace KORA_ZARN2D;
+namespace fs = std::filesystem;
 
 namespace {
 
-const char* const kUsage =
+const char* const kUsageHead =
     "zarn2d - exact two-dimensional Delaunay triangulation\n"
     "\n"
     "Usage:\n"
@@ -30,271 +39,444 @@ const char* const kUsage =
     "  zarn2d mesh INPUT [...]          quality mesh of the inside of a .poly or segment file\n"
     "                                   (zarn2d mesh --help for its options)\n"
     "\n"
-    "POINTFILE is a binary point file (types 20 and 30) or a text file of \"x y\" pairs.\n"
-    "Without POINTFILE the demo input is used: random points in the unit square plus a circle.\n"
+    "POINTFILE is one of:\n"
+    "  - a binary point file (types 20 and 30);\n"
+    "  - a text file with \"x y\" or \"x y z\" per line (z is ignored), numbers separated by blanks,\n"
+    "    tabs or commas (CSV); lines starting with '#' and one header line are skipped;\n"
+    "  - Triangle's .node (recognised by its name or its header line), .poly (vertices, segments\n"
+    "    and holes) or .ele (the triangles' edges become constraints; the vertices come from the\n"
+    "    .node file of the same base name).\n"
+    "Input is read strictly: the first bad line is reported with its number and nothing is\n"
+    "triangulated. Without POINTFILE and without --segments the demo input is used: random points\n"
+    "in the unit square plus a circle.\n"
     "\n"
-    "Options:\n"
-    "  --demo N             number of random demo points (default 100000); --demo 0 together with\n"
-    "                       --segments or --demo-constraints drops the demo points and the circle:\n"
-    "                       only the segment endpoints are triangulated\n"
-    "  --threads N          threads for bulk insertion (0: all hardware threads; default 1)\n"
-    "  --single             insert the points one by one instead of in bulk\n"
-    "  --remove N           remove every N-th vertex after the triangulation and the constraints;\n"
-    "                       vertices on constraint edges are kept\n"
-    "  --check              run the exact validity check (topology, orientation, Delaunay property;\n"
-    "                       every constraint piece must be an edge and is exempt from the Delaunay test)\n"
-    "  --stats              print statistics (area, edge lengths, angles)\n"
-    "  --obj FILE           write the triangles as a Wavefront OBJ file\n"
-    "  --web DIR            write a web page with a 3D viewer of the triangulation into DIR\n"
-    "  --ps FILE            draw the triangulation as PostScript, constraint pieces red on top\n"
-    "  --svg FILE           draw the triangulation as SVG, constraint pieces red on top\n"
-    "  --write-bin FILE     write the vertices as a binary point file\n"
-    "  --write-ascii FILE   write the vertices as a text point file\n"
-    "  --help               show this text\n"
+    "Messages, counts and timings go to standard error; an output file named \"-\" is written to\n"
+    "standard output. The exit status is 0 on success and 1 on any failure.\n"
     "\n"
-    "Constraints (inserted after the points, one constraint graph per file, in the order given):\n"
-    "  --segments FILE      insert the segments of FILE as one constraint graph; repeatable. FILE is a\n"
-    "                       binary segment file (types 21 and 31) or a text file with one segment\n"
-    "                       \"x0 y0 x1 y1\" per line; blank lines and lines starting with '#' are\n"
-    "                       skipped. A text line that is not exactly four numbers, or a file without\n"
-    "                       segments, is an error (exit status 1) and nothing is triangulated.\n"
-    "  --demo-constraints   insert two demo graphs: a closed star polygon of 1000 vertices at the\n"
-    "                       radius 0.35+0.05*sin(20t) around (0.5, 0.5), and 100 segments of length\n"
-    "                       0.1 that cross it (the same segments on every run)\n"
-    "  --conforming         conforming Delaunay insertion: segments are split by extra vertices until\n"
-    "                       every piece is a Delaunay edge (default: constrained Delaunay, no extra\n"
-    "                       vertices except where constraints cross)\n"
-    "  --oriented           keep the direction of every segment (source to target) in its graph\n"
-    "  --write-constraints BASE\n"
-    "                       write the alive pieces of graph i (from 0) as the binary segment file\n"
-    "                       BASE_c<i>_con.bin\n"
-    "After the constraint step (endpoint and segment insertion, timed together) the tool prints the\n"
-    "counts of vertices, triangles, constraint graphs, alive constraint pieces (the constraint edges\n"
-    "now in the triangulation) and split segments (segments that were replaced by two pieces: where\n"
-    "constraints cross, where a vertex lies on them, and, with --conforming, to make pieces Delaunay).\n"
-    "--conforming, --oriented and --write-constraints need --segments or --demo-constraints.\n";
+    "Options take their value as the next argument or after '=' (--svg=out.svg).\n";
 
-struct Options {
-  std::string pointFile;
-  unsigned int numDemoPoints = 100000;
-  int numThreads = 1;
+const char* const kUsageTail =
+    "\n"
+    "Triangle's switches and their counterparts:\n"
+    "  triangle -p A.poly      zarn2d A.poly --write-triangle A.1   (segments as constraints)\n"
+    "  triangle -q30           zarn2d --min-angle 30\n"
+    "  triangle -a0.01         zarn2d --max-area 0.01\n"
+    "  triangle -D             zarn2d -D (--conforming)\n"
+    "  triangle -C             zarn2d -C (--check)\n"
+    "  triangle -V             zarn2d -V (--stats)\n"
+    "  triangle -Q             zarn2d -Q (--quiet)\n"
+    "  triangle -z             zarn2d -z (--zero-based)\n"
+    "The triangulation covers the convex hull; for a .poly file the outputs show its domain: the\n"
+    "triangles enclosed by its segments, without its holes (as Triangle does without -c).\n";
+
+// Above this many demo points the tool refuses before allocating (about 250 bytes a point).
+constexpr unsigned long kMaxDemoPoints = 200000000UL;
+constexpr double kBytesPerPoint = 250.0;
+
+struct Settings {
+  std::vector<std::string> vPositional;
+  unsigned long numDemoPoints = 100000;
+  bool bDemoGiven = false;
+  unsigned long numThreads = 1;
   bool bSingle = false;
-  unsigned int removeEvery = 0;
+  unsigned long removeEvery = 0;
   bool bCheck = false;
-  bool bStats = false;
-  std::string objFile, webDir, psFile, svgFile, binFile, asciiFile;
+  bool bQuiet = false;
+  bool bZeroBased = false;
+  std::string objFile, webDir, binFile, asciiFile, triangleBase, constraintBase;
   std::vector<std::string> vSegmentFiles;
   bool bDemoConstraints = false;
   bool bConforming = false;
   bool bOriented = false;
-  std::string constraintBase;
-  ZoneRequest zone;
+  bool bShowHelp = false;
+  bool bShowVersion = false;
 
   bool hasConstraints() const { return !vSegmentFiles.empty() || bDemoConstraints; }
 };
 
-bool parseUnsigned(const char* text, unsigned int& value) {
-  char* end(nullptr);
-  const long parsed(std::strtol(text, &end, 10));
-  if (end == text || *end != '\0' || parsed < 0) return false;
-  value = static_cast<unsigned int>(parsed);
-  return true;
+ToolOption flag(const std::string& name, char letter, bool& target, const std::string& help) {
+  return {name, letter, "", help, [&target](const std::string&) {
+            target = true;
+            return std::string();
+          }};
 }
 
-// Returns 0 when the options are fine, 1 on an error (message printed), 2 after --help.
-int parseOptions(int argc, char** argv, Options& opt) {
-  for (int i = 1; i < argc; ++i) {
-    const std::string arg(argv[i]);
-    const bool bHasValue(i + 1 < argc);
-    auto needValue = [&]() {
-      if (!bHasValue) std::cerr << "zarn2d: " << arg << " needs a value (see --help)" << std::endl;
-      return bHasValue;
-    };
-    if (arg == "--help" || arg == "-h") {
-      std::cout << kUsage << kZoneUsage;
-      return 2;
-    } else if (arg == "--single") {
-      opt.bSingle = true;
-    } else if (arg == "--check") {
-      opt.bCheck = true;
-    } else if (arg == "--stats") {
-      opt.bStats = true;
-    } else if (arg == "--demo-constraints") {
-      opt.bDemoConstraints = true;
-    } else if (arg == "--conforming") {
-      opt.bConforming = true;
-    } else if (arg == "--oriented") {
-      opt.bOriented = true;
-    } else if (arg == "--zone") {
-      if (!needValue() || !parseZoneOption(argv[++i], opt.zone)) return 1;
-    } else if (arg == "--segments") {
-      if (!needValue()) return 1;
-      opt.vSegmentFiles.push_back(argv[++i]);
-    } else if (arg == "--demo" || arg == "--threads" || arg == "--remove") {
-      unsigned int value(0);
-      if (!needValue()) return 1;
-      if (!parseUnsigned(argv[++i], value)) {
-        std::cerr << "zarn2d: " << arg << " needs a non-negative integer, not \"" << argv[i] << "\"" << std::endl;
-        return 1;
-      }
-      if (arg == "--demo") opt.numDemoPoints = value;
-      if (arg == "--threads") opt.numThreads = static_cast<int>(value);
-      if (arg == "--remove") opt.removeEvery = value;
-    } else if (arg == "--obj" || arg == "--web" || arg == "--ps" || arg == "--svg" || arg == "--write-bin" ||
-               arg == "--write-ascii" || arg == "--write-constraints") {
-      if (!needValue()) return 1;
-      std::string& target(arg == "--obj" ? opt.objFile : arg == "--web" ? opt.webDir : arg == "--ps" ? opt.psFile
-                          : arg == "--svg" ? opt.svgFile : arg == "--write-bin" ? opt.binFile
-                          : arg == "--write-ascii" ? opt.asciiFile : opt.constraintBase);
-      target = argv[++i];
-    } else if (!arg.empty() && arg[0] == '-') {
-      std::cerr << "zarn2d: unknown option " << arg << " (see --help)" << std::endl;
-      return 1;
-    } else if (opt.pointFile.empty()) {
-      opt.pointFile = arg;
-    } else {
-      std::cerr << "zarn2d: more than one point file given (see --help)" << std::endl;
-      return 1;
-    }
+ToolOption text(const std::string& name, const std::string& valueName, std::string& target, const std::string& help) {
+  return {name, 0, valueName, help, [&target](const std::string& value) {
+            if (value.empty()) return std::string("needs a non-empty value");
+            target = value;
+            return std::string();
+          }};
+}
+
+/// An output file: checked when it is given.
+ToolOption outputFile(const std::string& name, std::string& target, const std::string& help) {
+  return {name, 0, "FILE", help, [&target](const std::string& value) {
+            target = value;
+            return checkWritable(value);
+          }};
+}
+
+ToolOption count(const std::string& name, unsigned long maxValue, unsigned long& target, const std::string& help,
+                 bool* pGiven = nullptr) {
+  return {name, 0, "N", help, [&target, maxValue, pGiven](const std::string& value) {
+            if (pGiven != nullptr) *pGiven = true;
+            return parseCount(value, maxValue, target);
+          }};
+}
+
+std::vector<OptionGroup> coreOptions(Settings& s) {
+  return {
+      {"General",
+       {flag("--help", 'h', s.bShowHelp, "show this text"), flag("--version", 0, s.bShowVersion, "print the library version"),
+        flag("--quiet", 'Q', s.bQuiet, "print only warnings and errors"),
+        count("--demo", kMaxDemoPoints, s.numDemoPoints,
+              "number of random demo points (default 100000); given with --segments,\nthe demo points are added to the segments", &s.bDemoGiven),
+        count("--threads", 1024, s.numThreads, "threads for bulk insertion (0: all hardware threads; default 1)"),
+        flag("--single", 0, s.bSingle, "insert the points one by one instead of in bulk"),
+        count("--remove", 0x7fffffffUL, s.removeEvery,
+              "remove every N-th vertex after the triangulation and the constraints;\nvertices on constraint edges are kept"),
+        flag("--check", 'C', s.bCheck,
+             "run the exact validity check (topology, orientation, Delaunay property;\nconstraint pieces must be edges and are exempt from the "
+             "Delaunay test)")}},
+      {"Constraints (inserted after the points, one constraint graph per file, in the order given)",
+       {{"--segments", 0, "FILE",
+         "insert the segments of FILE as one constraint graph; repeatable. FILE is a\nbinary segment file (types 21 and 31) or a text file "
+         "with one segment\n\"x0 y0 x1 y1\" per line ('#' lines and blank lines skipped); a bad line\nis an error and nothing is triangulated",
+         [&s](const std::string& value) {
+           s.vSegmentFiles.push_back(value);
+           return std::string();
+         }},
+        flag("--demo-constraints", 0, s.bDemoConstraints,
+             "insert two demo graphs: a closed star polygon of 1000 vertices around\n(0.5, 0.5) and 100 segments of length 0.1 crossing it"),
+        flag("--conforming", 'D', s.bConforming,
+             "conforming Delaunay insertion: segments are split by extra vertices until\nevery piece is a Delaunay edge (default: constrained "
+             "Delaunay)"),
+        flag("--oriented", 0, s.bOriented, "keep the direction of every segment (source to target) in its graph"),
+        text("--write-constraints", "BASE", s.constraintBase, "write the alive pieces of graph i (from 0) as BASE_c<i>_con.bin")}},
+      {"Output (FILE \"-\" writes to standard output)",
+       {text("--write-triangle", "BASE", s.triangleBase,
+             "write Triangle's BASE.node, .ele, .poly, .edge and .neigh: the input vertices\nfirst in input order, added vertices after"),
+        flag("--zero-based", 'z', s.bZeroBased, "number Triangle's files from 0 (default: from 1)"),
+        outputFile("--obj", s.objFile, "write the triangles as a Wavefront OBJ file"),
+        text("--web", "DIR", s.webDir, "write a web page with a 3D viewer into DIR (serve DIR over HTTP to view it)"),
+        outputFile("--write-bin", s.binFile, "write the vertices as a binary point file"),
+        outputFile("--write-ascii", s.asciiFile, "write the vertices as a text point file")}},
+  };
+}
+
+/// The features listed here add their options to --help and their steps to the run.
+std::vector<ToolExtension> makeExtensions(Settings& s) {
+  return {makePolyDomainExtension(), makeZoneExtension(s.bOriented), makeRefinementExtension(), makeStatisticsExtension(), makePicturesExtension()};
+}
+
+// ---------------------------------------------------------------------------------------------
+// Checks before any work: option combinations, memory for the demo, writable outputs.
+// ---------------------------------------------------------------------------------------------
+
+std::string checkCombinations(const Settings& s) {
+  if (s.vPositional.size() > 1) return "more than one point file given (see --help)";
+  if (!s.hasConstraints()) {
+    const char* const pUnused(s.bConforming ? "--conforming" : s.bOriented ? "--oriented" : !s.constraintBase.empty() ? "--write-constraints" : nullptr);
+    if (pUnused != nullptr) return std::string(pUnused) + " needs --segments or --demo-constraints (see --help)";
   }
-  if (!isZoneRequestUsable(opt.zone, opt.hasConstraints())) return 1;
-  if (opt.zone.kind != ZoneRequest::NONE && opt.hasConstraints()) opt.bOriented = true;
-  if (!opt.hasConstraints()) {
-    const char* const pUnused(opt.bConforming ? "--conforming" : opt.bOriented ? "--oriented"
-                              : !opt.constraintBase.empty() ? "--write-constraints" : nullptr);
-    if (pUnused != nullptr) {
-      std::cerr << "zarn2d: " << pUnused << " needs --segments or --demo-constraints (see --help)" << std::endl;
-      return 1;
-    }
+  if (s.webDir == "-" || s.triangleBase == "-" || s.constraintBase == "-") return "--web, --write-triangle and --write-constraints need a name, not \"-\"";
+  return "";
+}
+
+std::string checkDemoMemory(const Settings& s) {
+  const double physical(static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGESIZE)));
+  const double needed(kBytesPerPoint * static_cast<double>(s.numDemoPoints));
+  if (physical <= 0.0 || needed <= physical) return "";
+  return "--demo " + std::to_string(s.numDemoPoints) + " needs about " + std::to_string(static_cast<long>(needed / 1e9)) +
+         " GB of memory, this machine has " + std::to_string(static_cast<long>(physical / 1e9)) + " GB";
+}
+
+}  // namespace
+
+std::string checkWritable(const std::string& name) {
+  static int numStdout(0);
+  if (name == "-") return ++numStdout > 1 ? "only one output can be \"-\" (standard output)" : "";
+  if (name.empty()) return "";
+  std::error_code error;
+  if (fs::is_directory(name, error)) return name + " is a directory, not a file";
+  const fs::path parent(fs::path(name).parent_path().empty() ? fs::path(".") : fs::path(name).parent_path());
+  if (!fs::is_directory(parent, error)) return name + " can't be written: " + parent.string() + " is not a directory";
+  if (access(parent.c_str(), W_OK) != 0 || (fs::exists(name, error) && access(name.c_str(), W_OK) != 0)) return name + " can't be written";
+  return "";
+}
+
+namespace {
+
+// A directory that exists or can be created: its nearest existing ancestor is a writable directory.
+std::string checkCreatableDirectory(const std::string& name) {
+  if (name.empty()) return "";
+  std::error_code error;
+  fs::path path(fs::absolute(name, error));
+  while (!fs::exists(path, error) && path.has_parent_path() && path != path.parent_path()) path = path.parent_path();
+  if (!fs::is_directory(path, error)) return name + " can't be created: " + path.string() + " is not a directory";
+  if (access(path.c_str(), W_OK) != 0) return name + " can't be created: " + path.string() + " is not writable";
+  return "";
+}
+
+std::string checkOutputs(const Settings& s) {
+  for (const std::string& file : {s.triangleBase.empty() ? "" : s.triangleBase + ".node", s.constraintBase.empty() ? "" : s.constraintBase + "_c0_con.bin"}) {
+    const std::string error(checkWritable(file));
+    if (!error.empty()) return error;
   }
-  return 0;
+  return checkCreatableDirectory(s.webDir);
 }
 
-// A binary point file starts with the 32-bit type 20 or 30; anything else is read as text.
-bool isBinaryPointFile(const std::string& filename) {
-  const int32_t type(readFileType(filename));
-  return type == 20 || type == 30;
-}
+// ---------------------------------------------------------------------------------------------
+// Input.
+// ---------------------------------------------------------------------------------------------
 
-bool loadPoints(const Options& opt, std::vector<Point2>& vPoints) {
-  if (opt.pointFile.empty()) {
-    if (opt.numDemoPoints == 0 && opt.hasConstraints()) {
-      std::cout << "Demo input: no points, only the constraint endpoints" << std::endl;
-      return true;
-    }
-    generateRandomPoints(opt.numDemoPoints, 0.0, 1.0, vPoints, 1);
-    generateCircle(1000, 0.5, 0.5, 0.45, 0.45, vPoints);
-    std::cout << "Demo input: " << opt.numDemoPoints << " random points in the unit square and 1000 points on a circle" << std::endl;
-    return true;
-  }
-  const bool bOk(isBinaryPointFile(opt.pointFile) ? readPointsBIN(opt.pointFile.c_str(), vPoints)
-                                                  : readXY(opt.pointFile.c_str(), vPoints));
-  if (bOk) std::cout << "Read " << vPoints.size() << " points from " << opt.pointFile << std::endl;
-  return bOk;
-}
-
-// One entry per constraint graph: the segment files in the order given, then the demo graphs.
-bool loadConstraints(const Options& opt, std::vector<std::vector<Segment2>>& vGraphSegments) {
-  for (const std::string& filename : opt.vSegmentFiles) {
+bool loadSegmentFiles(const Settings& s, ToolInput& input, Console& console) {
+  for (const std::string& filename : s.vSegmentFiles) {
     std::vector<Segment2> vSegments;
-    if (!readSegmentFile(filename, vSegments)) return false;
+    if (!isReadableFile(filename, console) || !readSegmentFile(filename, vSegments)) return false;
     if (vSegments.empty()) {
-      std::cerr << "zarn2d: " << filename << " holds no segments; the segment file is rejected" << std::endl;
+      console.error(filename + " holds no segments; the segment file is rejected");
       return false;
     }
-    std::cout << "Read " << vSegments.size() << " segments from " << filename << std::endl;
-    vGraphSegments.push_back(std::move(vSegments));
+    console.log("Read " + std::to_string(vSegments.size()) + " segments from " + filename);
+    input.vGraphSegments.push_back(std::move(vSegments));
   }
-  if (opt.bDemoConstraints) {
+  if (s.bDemoConstraints) {
     const unsigned int kStarVertices(1000), kCrossing(100);
-    vGraphSegments.emplace_back();
-    vGraphSegments.emplace_back();
-    generateDemoConstraints(kStarVertices, kCrossing, vGraphSegments[vGraphSegments.size() - 2], vGraphSegments.back());
-    std::cout << "Demo constraints: a star polygon of " << kStarVertices << " segments and " << kCrossing
-              << " random segments of length 0.1 crossing it" << std::endl;
+    input.vGraphSegments.emplace_back();
+    input.vGraphSegments.emplace_back();
+    generateDemoConstraints(kStarVertices, kCrossing, input.vGraphSegments[input.vGraphSegments.size() - 2], input.vGraphSegments.back());
+    console.log("Demo constraints: a star polygon of " + std::to_string(kStarVertices) + " segments and " + std::to_string(kCrossing) +
+                " random segments of length 0.1 crossing it");
   }
   return true;
 }
 
-void printCounts(Zarn_2D& dt, bool bWithConstraints) {
-  std::cout << "Vertices: " << dt.numberOfPoints() << ", triangles: " << dt.numberOfTriangles();
-  if (bWithConstraints) {
+// The demo runs when there is no input at all, or when --demo asks for it next to --segments.
+void loadDemoPoints(const Settings& s, ToolInput& input, Console& console) {
+  if (!s.vSegmentFiles.empty() && !s.bDemoGiven) {
+    console.log("No point file: only the segment endpoints are triangulated");
+    return;
+  }
+  if (s.numDemoPoints == 0) {
+    console.log("Demo input: no points, only the constraint endpoints");
+    return;
+  }
+  generateRandomPoints(static_cast<unsigned int>(s.numDemoPoints), 0.0, 1.0, input.vPoints, 1);
+  generateCircle(1000, 0.5, 0.5, 0.45, 0.45, input.vPoints);
+  for (size_t i = 0; i < input.vPoints.size(); ++i) input.vPoints[i].setCustomIndex(static_cast<int>(i));
+  console.log("Demo input: " + std::to_string(s.numDemoPoints) + " random points in the unit square and 1000 points on a circle");
+}
+
+bool loadInput(const Settings& s, ToolInput& input, Console& console) {
+  if (!loadSegmentFiles(s, input, console)) return false;
+  if (s.vPositional.empty()) {
+    loadDemoPoints(s, input, console);
+    return true;
+  }
+  const size_t numGraphsBefore(input.vGraphSegments.size());
+  if (!readPointFile(s.vPositional[0], input, console)) return false;
+  // Segments of a .poly or .ele go first: they are part of the point file, --segments adds to them.
+  std::rotate(input.vGraphSegments.begin(), input.vGraphSegments.begin() + static_cast<long>(numGraphsBefore), input.vGraphSegments.end());
+  if (!hasExtension(s.vPositional[0], ".node") && !hasExtension(s.vPositional[0], ".poly") && !hasExtension(s.vPositional[0], ".ele")) {
+    console.log("Read " + std::to_string(input.vPoints.size()) + " points from " + s.vPositional[0]);
+  }
+  return true;
+}
+
+// ---------------------------------------------------------------------------------------------
+// The steps.
+// ---------------------------------------------------------------------------------------------
+
+void printCounts(ToolRun& run) {
+  std::string line("Vertices: " + std::to_string(run.dt.numberOfPoints()) + ", triangles: " + std::to_string(run.dt.numberOfTriangles()));
+  if (!run.vGraphs.empty()) {
     std::vector<ConstraintSegment2*> vAlive, vAll;
-    dt.getAliveConstraintSegments(vAlive);
-    dt.getAliveAndDeadConstraintSegments(vAll);
-    std::cout << ", constraint graphs: " << dt.getImpl()->getConstraintMgr()->getGraphs().size()
-              << ", alive constraint pieces: " << vAlive.size() << ", split segments: " << vAll.size() - vAlive.size();
+    run.dt.getAliveConstraintSegments(vAlive);
+    run.dt.getAliveAndDeadConstraintSegments(vAll);
+    line += ", constraint graphs: " + std::to_string(run.vGraphs.size()) + ", alive constraint pieces: " + std::to_string(vAlive.size()) +
+            ", split segments: " + std::to_string(vAll.size() - vAlive.size());
   }
-  std::cout << (dt.is2D() ? "" : " (all points are collinear: no triangles)") << std::endl;
+  run.console.log(line + (run.dt.is2D() ? "" : " (all points are collinear: no triangles)"));
 }
 
-void triangulate(Zarn_2D& dt, const Options& opt, int numCPU, const std::vector<Point2>& vPoints) {
-  timer("[quiet] triangulation");
-  if (opt.bSingle) {
-    for (const Point2& p : vPoints) dt.insert(p);
+void triangulate(ToolRun& run, const Settings& s, int numCPU) {
+  const std::vector<Point2>& vPoints(run.input.vPoints);
+  run.console.beginStep(s.bSingle ? "Single insertion" : "Bulk insertion");
+  if (s.bSingle) {
+    for (const Point2& p : vPoints) run.dt.insert(p);
   } else {
-    dt.insert(vPoints);
+    run.dt.insert(vPoints);
   }
-  const double elapsed(timer("[quiet] triangulation"));
-  std::cout << (opt.bSingle ? "Single" : "Bulk") << " insertion (" << numCPU << " thread(s)): " << elapsed
-            << " s" << std::endl;
+  const size_t numMerged(vPoints.size() - run.dt.numberOfPoints());
+  run.console.endStep(std::to_string(vPoints.size()) + " points, " + std::to_string(numMerged) + " duplicate(s) merged, " +
+                      std::to_string(numCPU) + " thread(s)");
+  printCounts(run);
 }
 
-void insertConstraints(Zarn_2D& dt, const Options& opt, std::vector<std::vector<Segment2>>& vGraphSegments) {
-  const ConstraintInsertionStrategy cis(opt.bConforming ? CIS_CONFORMING_DELAUNAY : CIS_CONSTRAINED_DELAUNAY);
-  timer("[quiet] constraints");
-  for (std::vector<Segment2>& vSegments : vGraphSegments) dt.createConstraint(vSegments, cis, opt.bOriented);
-  const double elapsed(timer("[quiet] constraints"));
-  std::cout << "Constraint insertion (" << (opt.bConforming ? "conforming" : "constrained") << " Delaunay"
-            << (opt.bOriented ? ", oriented segments" : "") << "): " << elapsed << " s" << std::endl;
+void insertConstraints(ToolRun& run, const Settings& s) {
+  const ConstraintInsertionStrategy cis(s.bConforming ? CIS_CONFORMING_DELAUNAY : CIS_CONSTRAINED_DELAUNAY);
+  run.console.beginStep(std::string("Constraint insertion (") + (s.bConforming ? "conforming" : "constrained") + " Delaunay" +
+                        (s.bOriented ? ", oriented segments" : "") + ")");
+  for (std::vector<Segment2>& vSegments : run.input.vGraphSegments) run.vGraphs.push_back(run.dt.createConstraint(vSegments, cis, s.bOriented));
+  run.console.endStep();
+  printCounts(run);
 }
 
-// Vertices on constraint edges stay: the library refuses to remove segment endpoints (with a
-// warning each), and split vertices hold the pieces together.
-void removeEveryNth(Zarn_2D& dt, unsigned int n) {
+// Vertices on constraint edges stay: the library refuses to remove segment endpoints, and split
+// vertices hold the pieces together. The count is what the triangulation lost.
+void removeEveryNth(ToolRun& run, unsigned long n) {
   std::vector<Point2*> vVertices;
-  dt.getVertexPointers(vVertices);
-  timer("[quiet] removal");
-  size_t numRemoved(0), numKept(0);
+  run.dt.getVertexPointers(vVertices);
+  const unsigned int numBefore(run.dt.numberOfPoints());
+  size_t numKept(0);
+  run.console.beginStep("Removal");
   for (size_t i = 0; i < vVertices.size(); i += n) {
-    if (dt.isConstraint(vVertices[i])) {
+    if (run.dt.isConstraint(vVertices[i])) {
       ++numKept;
     } else {
-      dt.remove(vVertices[i]);
-      ++numRemoved;
+      run.dt.remove(vVertices[i]);
     }
   }
-  const double elapsed(timer("[quiet] removal"));
-  std::cout << "Removed " << numRemoved << " vertices";
-  if (numKept > 0) std::cout << " (" << numKept << " constraint vertices kept)";
-  std::cout << ": " << elapsed << " s" << std::endl;
+  run.console.endStep("removed " + std::to_string(numBefore - run.dt.numberOfPoints()) + " vertices" +
+                      (numKept > 0 ? ", " + std::to_string(numKept) + " constraint vertices kept" : ""));
+  printCounts(run);
 }
 
-// The triangles, and the alive constraint pieces in a colour of their own on top.
-bool draw(Zarn_2D& dt, const std::string& filename) {
-  Visualizer2 vis;
-  dt.show(&vis, false);
-  std::vector<ConstraintSegment2*> vPieces;
-  dt.getAliveConstraintSegments(vPieces);
-  const Color constraintColor(CRED, 1.0);
-  for (const ConstraintSegment2* pCSeg : vPieces) vis.addSegment(*pCSeg->getSrc(), *pCSeg->getTrg(), constraintColor);
-  return vis.write(filename);
+// ---------------------------------------------------------------------------------------------
+// Output.
+// ---------------------------------------------------------------------------------------------
+
+}  // namespace
+
+bool writeOutput(Console& console, const std::string& name, const std::string& what, const std::function<bool(const std::string&)>& write) {
+  const bool bStdout(name == "-");
+  const std::string path(bStdout ? (fs::temp_directory_path() / ("zarn2d_" + std::to_string(getpid()) + "_stdout")).string() : name);
+  console.beginStep("Writing " + what + (bStdout ? " to standard output" : " " + name));
+  std::error_code error;
+  bool bOk(write(path) && fs::is_regular_file(path, error));
+  if (bOk && bStdout) {
+    std::ifstream file(path, std::ios::binary);
+    console.data() << file.rdbuf();
+    console.data().flush();
+    bOk = bool(console.data());
+  }
+  if (bStdout) fs::remove(path, error);
+  if (!bOk) {
+    console.error(what + " " + name + " can't be written");
+    return false;
+  }
+  console.endStep();
+  return true;
 }
 
-bool writeOutputs(Zarn_2D& dt, const Options& opt, Zone2* pZone) {
+namespace {
+
+bool writeObj(ToolRun& run, const std::string& filename) {
+  if (!run.dt.is2D()) {
+    run.console.error("no triangles to write to " + filename + ": the points are collinear");
+    return false;
+  }
+  if (run.pRegion != nullptr) {
+    run.dt.writeObj(filename, run.pRegion);
+  } else {
+    run.dt.writeObj(filename);
+  }
+  return true;
+}
+
+bool writeOutputs(ToolRun& run, const Settings& s) {
+  Console& c(run.console);
+  std::vector<Point2*> vVertices;
+  run.dt.getVertexPointers(vVertices);
   bool bOk(true);
-  if (!opt.objFile.empty()) dt.writeObj(opt.objFile, pZone);
-  if (!opt.webDir.empty()) dt.writeWebScene(opt.webDir.c_str(), pZone);
-  if (!opt.psFile.empty()) bOk &= pZone != nullptr ? drawZone(pZone, opt.psFile) : draw(dt, opt.psFile);
-  if (!opt.svgFile.empty()) bOk &= pZone != nullptr ? drawZone(pZone, opt.svgFile) : draw(dt, opt.svgFile);
-  if (!opt.constraintBase.empty()) dt.getImpl()->getConstraintMgr()->writeConstraintsBIN(opt.constraintBase);
-  if (!opt.binFile.empty() || !opt.asciiFile.empty()) {
-    std::vector<Point2*> vVertices;
-    dt.getVertexPointers(vVertices);
-    if (!opt.binFile.empty()) bOk &= writePointsBIN(opt.binFile.c_str(), vVertices);
-    if (!opt.asciiFile.empty()) bOk &= writePointsASCII(opt.asciiFile.c_str(), vVertices);
+  if (!s.objFile.empty()) bOk &= writeOutput(c, s.objFile, "OBJ file", [&](const std::string& f) { return writeObj(run, f); });
+  if (!s.binFile.empty()) bOk &= writeOutput(c, s.binFile, "binary point file", [&](const std::string& f) { return writePointsBIN(f.c_str(), vVertices); });
+  if (!s.asciiFile.empty()) bOk &= writeOutput(c, s.asciiFile, "text point file", [&](const std::string& f) { return writePointsASCII(f.c_str(), vVertices); });
+  if (!s.webDir.empty()) {
+    bOk &= writeOutput(c, s.webDir + "/3d.obj", "web scene", [&](const std::string&) {
+      if (!run.dt.is2D()) return false;
+      if (run.pRegion != nullptr) {
+        run.dt.writeWebScene(s.webDir.c_str(), run.pRegion);
+      } else {
+        run.dt.writeWebScene(s.webDir.c_str());
+      }
+      return true;
+    });
+    if (bOk) c.log("Open " + s.webDir + "/index.html through a web server (python3 -m http.server -d " + s.webDir + "): browsers do not load 3d.obj from file://");
+  }
+  if (!s.triangleBase.empty()) {
+    std::vector<Triangle2*> vTriangles;
+    run.getRegionTriangles(vTriangles);
+    bOk &= writeTriangleFiles(s.triangleBase, run.dt, vTriangles, run.input, s.bZeroBased ? 0 : 1, c);
+  }
+  if (!s.constraintBase.empty()) {
+    run.dt.getImpl()->getConstraintMgr()->writeConstraintsBIN(s.constraintBase);
+    std::error_code error;
+    bOk &= fs::exists(s.constraintBase + "_c0_con.bin", error) || run.vGraphs.empty();
   }
   return bOk;
+}
+
+bool runExtensions(const std::vector<ToolExtension>& vExtensions, std::function<bool(ToolRun&)> ToolExtension::*step, ToolRun& run) {
+  for (const ToolExtension& extension : vExtensions) {
+    if (extension.*step && !(extension.*step)(run)) return false;
+  }
+  return true;
+}
+
+int runTool(int argc, char** argv, Console& console) {
+  Settings s;
+  std::vector<OptionGroup> vGroups(coreOptions(s));
+  const std::vector<ToolExtension> vExtensions(makeExtensions(s));
+  for (const ToolExtension& extension : vExtensions) {
+    if (!extension.options.vOptions.empty()) vGroups.push_back(extension.options);
+  }
+  std::string error(parseOptions(argc, argv, vGroups, s.vPositional));
+  if (error.empty()) error = checkCombinations(s);
+  if (!error.empty()) {
+    console.error(error);
+    return 1;
+  }
+  if (s.bShowHelp || s.bShowVersion) {
+    if (s.bShowVersion) console.data() << getZarn2DVersion() << "\n";
+    if (s.bShowHelp) printOptionHelp(console.data() << kUsageHead, vGroups);
+    if (s.bShowHelp) console.data() << kUsageTail;
+    return 0;
+  }
+  console.setQuiet(s.bQuiet);
+  error = s.vPositional.empty() ? checkDemoMemory(s) : "";
+  if (error.empty()) error = checkOutputs(s);
+  if (!error.empty()) {
+    console.error(error);
+    return 1;
+  }
+  console.log(getZarn2DVersion());
+  ToolInput input;
+  if (!loadInput(s, input, console)) return 1;
+
+  size_t numExpected(input.vPoints.size());
+  for (const std::vector<Segment2>& vSegments : input.vGraphSegments) numExpected += 2 * vSegments.size();
+  Zarn_2D dt(static_cast<unsigned int>(std::min<size_t>(numExpected, 0xffffffffu)));
+  dt.subscribe(MSG_PROGRESS, &console);
+  const int numCPU(dt.setNumCPU(static_cast<int>(s.numThreads)));
+  ToolRun run(dt, input, console);
+  if (!input.vPoints.empty() || input.vGraphSegments.empty()) triangulate(run, s, numCPU);
+  if (!input.vGraphSegments.empty()) insertConstraints(run, s);
+  if (!runExtensions(vExtensions, &ToolExtension::shape, run)) return 1;
+  if (s.removeEvery > 0) removeEveryNth(run, s.removeEvery);
+  bool bOk(true);
+  if (s.bCheck) {
+    console.beginStep("Validity check");
+    bOk &= dt.checkValidity(true, s.vPositional.empty() ? "demo" : s.vPositional[0]);
+    console.endStep(bOk ? "valid" : "INVALID");
+  }
+  bOk &= runExtensions(vExtensions, &ToolExtension::report, run);
+  bOk &= writeOutputs(run, s);
+  bOk &= runExtensions(vExtensions, &ToolExtension::output, run);
+  dt.unsubscribe(MSG_PROGRESS, &console);
+  return bOk ? 0 : 1;
 }
 
 }  // namespace
@@ -302,34 +484,15 @@ bool writeOutputs(Zarn_2D& dt, const Options& opt, Zone2* pZone) {
 int main(int argc, char** argv) {
   if (argc > 1 && std::strcmp(argv[1], "check") == 0) return runCheckCommand(argc - 1, argv + 1);
   if (argc > 1 && std::strcmp(argv[1], "mesh") == 0) return runMeshCommand(argc - 1, argv + 1);
-  Options opt;
-  const int parseResult(parseOptions(argc, argv, opt));
-  if (parseResult != 0) return parseResult == 2 ? 0 : 1;
-  std::cout << getZarn2DVersion() << std::endl;
-  std::vector<Point2> vPoints;
-  std::vector<std::vector<Segment2>> vGraphSegments;
-  if (!loadConstraints(opt, vGraphSegments) || !loadPoints(opt, vPoints)) return 1;
-
-  size_t numExpected(vPoints.size());
-  for (const std::vector<Segment2>& vSegments : vGraphSegments) numExpected += 2 * vSegments.size();
-  Zarn_2D dt(static_cast<unsigned int>(numExpected));
-  const int numCPU(dt.setNumCPU(opt.numThreads));
-  if (!vPoints.empty() || !opt.hasConstraints()) {
-    triangulate(dt, opt, numCPU, vPoints);
-    printCounts(dt, false);
+  Console console;
+  try {
+    return runTool(argc, argv, console);
+  } catch (const std::bad_alloc&) {
+    console.error("out of memory");
+  } catch (const ZarnException&) {
+    console.error("internal error: the library stopped on a failed internal check (see ZARN_LOG.txt); please report the input");
+  } catch (const std::exception& e) {
+    console.error(std::string("error: ") + e.what());
   }
-  if (opt.hasConstraints()) {
-    insertConstraints(dt, opt, vGraphSegments);
-    printCounts(dt, true);
-  }
-  if (opt.removeEvery > 0) {
-    removeEveryNth(dt, opt.removeEvery);
-    printCounts(dt, opt.hasConstraints());
-  }
-  Zone2* pZone(opt.zone.kind == ZoneRequest::NONE ? nullptr : createRequestedZone(dt, opt.zone));
-  bool bOk(opt.zone.kind == ZoneRequest::NONE || pZone != nullptr);
-  if (opt.bCheck) bOk &= dt.checkValidity(true, opt.pointFile.empty() ? "demo" : opt.pointFile);
-  if (opt.bStats) dt.statistics(opt.pointFile.empty() ? "demo" : opt.pointFile);
-  bOk &= writeOutputs(dt, opt, pZone);
-  return bOk ? 0 : 1;
+  return 1;
 }

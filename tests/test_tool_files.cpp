@@ -1,0 +1,355 @@
+// The zarn2d tool's input and output files: strict reading of every point format (bad lines are
+// reported with their number and exit status 1), Triangle's files written back and checked
+// against the library, standard output for "-", and failures that must end with status 1.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "Zarn_2D.h"
+#include "tool_test_support.h"
+
+using namespace KORA_ZARN2D;
+
+namespace {
+
+class ToolFiles : public zarn_test::ToolTest {};
+
+/// The numbers of every "Vertices: V, triangles: T" line.
+std::vector<std::pair<unsigned long, unsigned long>> countLines(const std::string& err) {
+  static const std::regex pattern("Vertices: (\\d+), triangles: (\\d+)");
+  std::vector<std::pair<unsigned long, unsigned long>> vCounts;
+  for (std::sregex_iterator it(err.begin(), err.end(), pattern), end; it != end; ++it) {
+    vCounts.emplace_back(std::stoul((*it)[1]), std::stoul((*it)[2]));
+  }
+  return vCounts;
+}
+
+/// The rows of a Triangle file after its header line, each as its numbers.
+std::vector<std::vector<double>> rowsOf(const std::string& content) {
+  std::vector<std::vector<double>> vRows;
+  std::istringstream in(content);
+  std::string line;
+  std::getline(in, line);
+  while (std::getline(in, line)) {
+    std::istringstream fields(line);
+    std::vector<double> vRow;
+    for (double value; fields >> value;) vRow.push_back(value);
+    if (!vRow.empty()) vRows.push_back(vRow);
+  }
+  return vRows;
+}
+
+}  // namespace
+
+TEST_F(ToolFiles, GoodTextFormatsAreReadWithWhatWasSkippedSaid) {
+  struct Case {
+    const char* content;
+    unsigned long numVertices;
+    const char* note;  // expected on standard error
+  };
+  const Case aCases[] = {
+      {"0 0\n1 0\n0 1\n1 1\n", 4, "Read 4 points from "},
+      {"x,y,z\n0,0,5\n1,0,5\n0,1,5\n", 3, "The third column of "},
+      {"# survey\n\n0 0 1\r\n1 0 2\r\n0 1 3\r\n", 3, "Skipped 1 comment line(s) of "},
+      {"east\tnorth\n0\t0\n2\t0\n0\t2\n0 0\n", 3, "Skipped the header line of "},
+      {"4 2 1 1\n1 0 0 7 1\n2 1 0 7 1\n3 0 1 7 0\n4 0.2 0.2 7 0 # inner\n", 4, "Read 4 vertices from the .node file "},
+  };
+  int index(0);
+  for (const Case& c : aCases) {
+    const std::string file(writeText("points" + std::to_string(index++) + ".txt", c.content));
+    const zarn_test::ToolResult r(run("'" + file + "' --check"));
+    ASSERT_EQ(r.exitCode, 0) << c.content << r.err;
+    EXPECT_NE(r.err.find(c.note), std::string::npos) << r.err;
+    ASSERT_FALSE(countLines(r.err).empty()) << r.err;
+    EXPECT_EQ(countLines(r.err)[0].first, c.numVertices) << c.content;
+    EXPECT_NE(r.err.find("  valid: "), std::string::npos) << r.err;
+    EXPECT_EQ(r.out, "");
+  }
+}
+
+TEST_F(ToolFiles, BadInputIsRejectedWithItsLineAndNothingIsTriangulated) {
+  struct Case {
+    const char* name;
+    std::string content;
+    const char* error;  // after "zarn2d: <file>"
+  };
+  std::string truncated("\x14\0\0\0\x05\0\0\0\0\0\0\0", 12);  // type 20, five points, no records
+  truncated += std::string(16, '\0');
+  const Case aCases[] = {
+      {"a.txt", "1 2 3\n4 5 6\n7 8\n", ", line 3: expected 3 numbers like the lines before, got \"7 8\"; the point file is rejected\n"},
+      {"b.txt", "1 2\nnan 3\n", ", line 2: expected \"x y\" or \"x y z\" (finite numbers), got \"nan 3\"; the point file is rejected\n"},
+      {"c.txt", "1 2\n3 4 junk\n", ", line 2: expected \"x y\" or \"x y z\" (finite numbers), got \"3 4 junk\""},
+      {"d.csv", "1.5,2,3,4\n", ", line 1: expected \"x y\" or \"x y z\""},
+      {"e.txt", "1 1e999\n", ", line 1: expected \"x y\" or \"x y z\" (finite numbers)"},
+      {"f.txt", "# only a comment\n", " holds no points; the point file is rejected\n"},
+      {"g.node", "3 2 0 0\n1 0 0\n2 1 0\n", " ends after 2 of 3 vertices; the file is rejected\n"},
+      {"h.node", "2 2 0 0\n1 0 0\n3 1 0\n", ", line 3: expected vertex 2 as \"<number> <x> <y>\""},
+      {"i.node", "2 3 0 0\n1 0 0 0\n2 1 0 0\n", ", line 1: expected dimension 2"},
+      {"j.poly", "3 2 0 0\n1 0 0\n2 1 0\n3 0 1\n1 0\n1 1 4\n0\n", ", line 6: expected segment 1 as \"<number> <vertex> <vertex>\""},
+      {"k.poly", "3 2 0 0\n1 0 0\n2 1 0\n3 0 1\n0 0\n0\n7\n", " ends inside its regions; the file is rejected\n"},
+      {"l.ele", "1 3 0\n1 1 2 3\n", ".node can't be read\n"},
+      {"m.bin", truncated, ": a binary point file of type 20 with 5 points must be 92 bytes long, it is 28; the point file is rejected\n"},
+      {"n.txt", std::string("\x7f" "ELF\x02\x01\x01\0\0\0\n\x03\0>\0", 15), ", line 1: expected \"x y\" or \"x y z\""},
+  };
+  for (const Case& c : aCases) {
+    const std::string file(writeText(c.name, c.content));
+    const zarn_test::ToolResult r(run("'" + file + "'"));
+    EXPECT_EQ(r.exitCode, 1) << c.name;
+    const std::string expected(std::string(c.name[0] == 'l' ? path("l") : file) + c.error);
+    EXPECT_NE(r.err.find("zarn2d: " + expected), std::string::npos) << c.name << ": " << r.err;
+    EXPECT_TRUE(countLines(r.err).empty()) << c.name << ": " << r.err;
+  }
+  const zarn_test::ToolResult directory(run("'" + dir.string() + "'"));
+  EXPECT_EQ(directory.exitCode, 1);
+  EXPECT_NE(directory.err.find("zarn2d: " + dir.string() + " is a directory, not a file\n"), std::string::npos) << directory.err;
+}
+
+TEST_F(ToolFiles, FailuresEndWithStatusOneAndOneLine) {
+  writeText("plain.txt", "0 0\n1 0\n0 1\n");
+  struct Case {
+    std::string arguments, error;
+  };
+  const Case aCases[] = {
+      {"--demo 10 --svg plain.txt/a.svg", "plain.txt/a.svg can't be written: plain.txt is not a directory\n"},
+      {"--demo 10 --obj .", ". is a directory, not a file\n"},
+      {"--demo 10 --write-triangle missing/out", "zarn2d: missing/out.node can't be written: missing is not a directory\n"},
+      {"--demo 10 --web plain.txt/web", "can't be created: "},
+      {"--demo 10 --obj - --svg -", "zarn2d: --svg: only one output can be \"-\" (standard output)\n"},
+      {"--demo 99999999999", "zarn2d: --demo: is at most 200000000, not 99999999999\n"},
+      {"--demo -3", "zarn2d: --demo: needs a non-negative integer, not \"-3\"\n"},
+      {"--demo=", "zarn2d: --demo: needs a non-negative integer, not \"\"\n"},
+      {"--check=yes", "zarn2d: --check takes no value (see --help)\n"},
+      {"--frobnicate", "zarn2d: unknown option --frobnicate (see --help)\n"},
+      {"-Qx", "zarn2d: unknown option -Qx (see --help)\n"},
+      {"--min-angle 31", "zarn2d: --min-angle: must be above 0 and at most 30\n"},
+      {"--max-area=-1", "zarn2d: --max-area: must be above 0\n"},
+      {"plain.txt plain.txt", "zarn2d: more than one point file given (see --help)\n"},
+  };
+  for (const Case& c : aCases) {
+    const zarn_test::ToolResult r(run(c.arguments));
+    EXPECT_EQ(r.exitCode, 1) << c.arguments;
+    EXPECT_NE(r.err.find(c.error), std::string::npos) << c.arguments << ": " << r.err;
+    EXPECT_TRUE(countLines(r.err).empty()) << c.arguments << ": " << r.err;  // refused before any work
+    EXPECT_EQ(r.err.find("Dt2::"), std::string::npos) << r.err;
+  }
+}
+
+TEST_F(ToolFiles, TriangleFilesKeepInputOrderAndAgreeWithTheLibrary) {
+  // A square with an inner point, a duplicate of vertex 2, and a segment from corner 1 to the inner
+  // point; numbered from 1 as Triangle's own files usually are.
+  const std::string poly(writeText("A.poly",
+                                   "# square\n6 2 0 1\n1 0 0 1\n2 4 0 1\n3 4 4 1\n4 0 4 1\n5 1 3 0\n6 4 0 0\n"
+                                   "2 0\n1 1 5\n2 3 4\n1\n1 9 9\n"));
+  const zarn_test::ToolResult r(run("'" + poly + "' --write-triangle A.1 --check"));
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_NE(r.err.find("Read 6 vertices, 2 segments and 1 holes from the .poly file "), std::string::npos) << r.err;
+  // Two segments enclose nothing: the domain would be empty, so every triangle stays (said).
+  EXPECT_NE(r.err.find("A hole point lies outside the triangulation and is ignored"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("the segments enclose no region"), std::string::npos) << r.err;
+
+  const std::vector<std::vector<double>> vNodes(rowsOf(zarn_test::readFile(path("A.1.node"))));
+  const std::vector<std::vector<double>> vTriangles(rowsOf(zarn_test::readFile(path("A.1.ele"))));
+  const std::vector<std::vector<double>> vNeighbours(rowsOf(zarn_test::readFile(path("A.1.neigh"))));
+  const std::vector<std::vector<double>> vEdges(rowsOf(zarn_test::readFile(path("A.1.edge"))));
+  const std::vector<std::vector<double>> vPoly(rowsOf(zarn_test::readFile(path("A.1.poly"))));
+  const double aInput[6][2] = {{0, 0}, {4, 0}, {4, 4}, {0, 4}, {1, 3}, {4, 0}};
+  ASSERT_EQ(vNodes.size(), 6u);  // no vertex was added
+  for (size_t i = 0; i < 6; ++i) EXPECT_EQ(vNodes[i], (std::vector<double>{double(i + 1), aInput[i][0], aInput[i][1]})) << i;
+
+  // The same triangles as the library makes of the same input; each counterclockwise, never using
+  // the duplicate row 6, and its neighbour across each edge has that edge too.
+  Zarn_2D dt;
+  std::vector<Point2> vPoints;
+  for (const auto& p : aInput) vPoints.emplace_back(p[0], p[1]);
+  dt.insert(vPoints);
+  ASSERT_EQ(vTriangles.size(), dt.numberOfTriangles());
+  ASSERT_EQ(vNeighbours.size(), vTriangles.size());
+  std::set<std::pair<int, int>> sEdges;
+  for (size_t t = 0; t < vTriangles.size(); ++t) {
+    ASSERT_EQ(vTriangles[t].size(), 4u);
+    EXPECT_EQ(vTriangles[t][0], double(t + 1));
+    const int a(int(vTriangles[t][1])), b(int(vTriangles[t][2])), c(int(vTriangles[t][3]));
+    for (int v : {a, b, c}) EXPECT_TRUE(v >= 1 && v <= 5) << v;
+    if (a > 5 || b > 5 || c > 5 || a < 1 || b < 1 || c < 1) continue;
+    EXPECT_EQ(getOrientation2(&vPoints[a - 1], &vPoints[b - 1], &vPoints[c - 1]), ORIENTATION2_CCW);
+    const int aCorner[3] = {a, b, c};
+    for (int i = 0; i < 3; ++i) {
+      sEdges.insert(std::minmax(aCorner[(i + 1) % 3], aCorner[(i + 2) % 3]));
+      const int n(int(vNeighbours[t][1 + i]));
+      if (n < 0) continue;
+      const std::vector<double>& other(vTriangles[size_t(n - 1)]);
+      const std::set<double> sOther(other.begin() + 1, other.end());
+      EXPECT_TRUE(sOther.count(aCorner[(i + 1) % 3]) == 1 && sOther.count(aCorner[(i + 2) % 3]) == 1) << t << " " << i;
+    }
+  }
+  EXPECT_EQ(vEdges.size(), sEdges.size());
+  // The .poly lists both segments (unsplit: nothing crosses them) and the hole.
+  ASSERT_EQ(vPoly.size(), 5u);
+  EXPECT_EQ(std::set<double>(vPoly[1].begin() + 1, vPoly[1].end()), (std::set<double>{1, 5}));
+  EXPECT_EQ(std::set<double>(vPoly[2].begin() + 1, vPoly[2].end()), (std::set<double>{3, 4}));
+  EXPECT_EQ(vPoly[4], (std::vector<double>{1, 9, 9}));
+
+  // -z numbers everything from 0; the written .node reads back as the same vertices.
+  const zarn_test::ToolResult zero(run("A.1.node -z --write-triangle B"));
+  ASSERT_EQ(zero.exitCode, 0) << zero.err;
+  const std::vector<std::vector<double>> vZero(rowsOf(zarn_test::readFile(path("B.ele"))));
+  ASSERT_EQ(vZero.size(), vTriangles.size());
+  EXPECT_EQ(rowsOf(zarn_test::readFile(path("B.node")))[5], (std::vector<double>{5, 4, 0}));
+}
+
+TEST_F(ToolFiles, SteinerVerticesFollowTheInputAndEleEdgesAreKept) {
+  // Two crossing segments add their crossing as a vertex after the four input vertices.
+  writeText("X.node", "4 2 0 0\n0 0 0\n1 2 0\n2 2 2\n3 0 2\n");
+  writeText("X.poly", "0 2 0 0\n2 0\n0 0 2\n1 1 3\n");
+  const zarn_test::ToolResult r(run("X.poly --write-triangle Y -z"));
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  const std::vector<std::vector<double>> vNodes(rowsOf(zarn_test::readFile(path("Y.node"))));
+  ASSERT_EQ(vNodes.size(), 5u);
+  EXPECT_EQ(vNodes[4], (std::vector<double>{4, 1, 1}));
+  EXPECT_EQ(rowsOf(zarn_test::readFile(path("Y.poly")))[0], (std::vector<double>{4, 0}));  // four pieces
+  // The .ele read back (with its .node) keeps every triangle: its edges are constraints.
+  const zarn_test::ToolResult back(run("Y.ele --check"));
+  ASSERT_EQ(back.exitCode, 0) << back.err;
+  EXPECT_NE(back.err.find("Read 4 triangles (8 edges, inserted as constraints) from "), std::string::npos) << back.err;
+  EXPECT_NE(back.err.find("Vertices: 5, triangles: 4, constraint graphs: 1, alive constraint pieces: 8, split segments: 0"),
+            std::string::npos) << back.err;
+}
+
+TEST_F(ToolFiles, StandardOutputCarriesOnlyDataAndCountsAreTrue) {
+  const std::string points(writeText("p.txt", "0 0\n1 0\n0 1\n1 1\n0.5 0.5\n0.5 0.5\n0.25 0.5\n"));
+  const zarn_test::ToolResult r(run("--write-ascii=- '" + points + "' --remove 2"));
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_NE(r.err.find("7 points, 1 duplicate(s) merged"), std::string::npos) << r.err;
+  const std::vector<std::pair<unsigned long, unsigned long>> vCounts(countLines(r.err));
+  ASSERT_EQ(vCounts.size(), 2u) << r.err;
+  std::smatch match;
+  ASSERT_TRUE(std::regex_search(r.err, match, std::regex("removed (\\d+) vertices"))) << r.err;
+  EXPECT_EQ(std::stoul(match[1]), vCounts[0].first - vCounts[1].first);
+  std::istringstream data(r.out);
+  size_t numLines(0);
+  for (double x, y; data >> x >> y;) ++numLines;
+  EXPECT_TRUE(data.eof()) << r.out;
+  EXPECT_EQ(numLines, vCounts[1].first);
+
+  // --segments alone triangulates the segment endpoints only; -Q keeps standard error empty.
+  const std::string square(writeText("sq.txt", "0 0 1 0\n1 0 1 1\n1 1 0 1\n0 1 0 0\n"));
+  const zarn_test::ToolResult alone(run("-Q --segments '" + square + "' --obj -"));
+  ASSERT_EQ(alone.exitCode, 0) << alone.err;
+  EXPECT_EQ(alone.err, "");
+  EXPECT_EQ(std::count(alone.out.begin(), alone.out.end(), 'v'), 4) << alone.out;
+}
+
+TEST_F(ToolFiles, StatisticsSurviveExtremeCoordinates) {
+  const double big(std::numeric_limits<double>::max() / 2), tiny(std::numeric_limits<double>::denorm_min());
+  std::ostringstream content;
+  content.precision(17);
+  content << -big << " " << -big << "\n" << big << " " << -big << "\n" << 0 << " " << big << "\n" << tiny << " " << tiny << "\n"
+          << 0 << " " << 0 << "\n" << 1 << " " << 1e-300 << "\n";
+  const std::string file(writeText("extreme.txt", content.str()));
+  const zarn_test::ToolResult r(run("'" + file + "' --stats --check"));
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  const std::vector<std::pair<unsigned long, unsigned long>> vCounts(countLines(r.err));
+  ASSERT_EQ(vCounts.size(), 1u) << r.err;
+  // Every angle lands in the histogram: three per triangle.
+  static const std::regex bin("degrees: +(\\d+)");
+  unsigned long numAngles(0);
+  for (std::sregex_iterator it(r.err.begin(), r.err.end(), bin), end; it != end; ++it) numAngles += std::stoul((*it)[1]);
+  EXPECT_EQ(numAngles, 3 * vCounts[0].second) << r.err;
+  EXPECT_EQ(r.err.find("nan"), std::string::npos) << r.err;
+}
+
+TEST_F(ToolFiles, RefinementMeetsTheBoundsInsideThePolyDomain) {
+  writeText("A.poly", "9 2 0 0\n1 0 0\n2 10 0\n3 10 10\n4 0 10\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n9 20 5\n"
+                      "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n");
+  const zarn_test::ToolResult r(run("A.poly --min-angle 25 --max-area 2 --check --stats"));
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_NE(r.err.find("  valid: "), std::string::npos) << r.err;
+  std::smatch match;
+  ASSERT_TRUE(std::regex_search(r.err, match, std::regex("area: ([0-9.e+-]+), triangle area min/max: [0-9.e+-]+ / ([0-9.e+-]+)"))) << r.err;
+  EXPECT_NEAR(std::stod(match[1]), 96.0, 1e-9);  // still the domain, hole left out
+  EXPECT_LE(std::stod(match[2]), 2.0);
+  ASSERT_TRUE(std::regex_search(r.err, match, std::regex("angle min/max: ([0-9.e+-]+) /"))) << r.err;
+  EXPECT_GE(std::stod(match[1]), 25.0);
+}
+
+TEST_F(ToolFiles, PolyDomainLeavesOutTheOutsideAndTheHoles) {
+  // A 10 x 10 square with a 2 x 2 square hole and a vertex outside it: 96 of area remain.
+  writeText("A.poly", "9 2 0 0\n1 0 0\n2 10 0\n3 10 10\n4 0 10\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n9 20 5\n"
+                      "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n");
+  const zarn_test::ToolResult r(run("A.poly --stats --write-triangle B --obj a.obj"));
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_NE(r.err.find("Domain of the .poly file: 8 of 11 triangles (the part outside"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("triangles: 8, edges: 13, constraint pieces: 8\n  area: 96,"), std::string::npos) << r.err;
+  const std::vector<std::vector<double>> vTriangles(rowsOf(zarn_test::readFile(path("B.ele"))));
+  ASSERT_EQ(vTriangles.size(), 8u);
+  for (const std::vector<double>& row : vTriangles) {
+    for (size_t c = 1; c < 4; ++c) EXPECT_NE(row[c], 9.0) << "a triangle uses the outside vertex";
+  }
+  const std::string obj(zarn_test::readFile(path("a.obj")));
+  EXPECT_EQ(std::count(obj.begin(), obj.end(), 'f'), 8);
+}
+
+namespace {
+
+size_t countOf(const std::string& text, const std::string& what) {
+  size_t n(0);
+  for (size_t pos = text.find(what); pos != std::string::npos; pos = text.find(what, pos + 1)) ++n;
+  return n;
+}
+
+/// The d attribute of the path with the given class.
+std::string pathOf(const std::string& html, const std::string& cssClass) {
+  const size_t start(html.find("<path class=\"" + cssClass + "\" d=\""));
+  if (start == std::string::npos) return "";
+  const size_t begin(html.find("d=\"", start) + 3);
+  return html.substr(begin, html.find('"', begin) - begin);
+}
+
+}  // namespace
+
+TEST_F(ToolFiles, HtmlViewerIsSelfContainedWithTrueCounts) {
+  writeText("A.poly", "9 2 0 0\n1 0 0\n2 10 0\n3 10 10\n4 0 10\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n9 20 5\n"
+                      "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n");
+  const zarn_test::ToolResult r(run("A.poly --min-angle 25 --html view.html --vertices"));
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  const std::string html(zarn_test::readFile(path("view.html")));
+  EXPECT_EQ(countOf(html, "src="), 0u);
+  EXPECT_EQ(countOf(html, "href="), 0u);
+  std::smatch match;
+  ASSERT_TRUE(std::regex_search(r.err, match, std::regex("Region: (\\d+) triangles"))) << r.err;
+  const std::string region(match[1]);
+  EXPECT_EQ(countOf(pathOf(html, "region"), "Z"), std::stoul(region));
+  EXPECT_NE(html.find("region: " + region + "<br>"), std::string::npos);
+  const size_t numPieces(countOf(pathOf(html, "pieces"), "M"));
+  EXPECT_GE(numPieces, 8u);  // the eight segments, split by the refinement
+  EXPECT_NE(html.find("constraint pieces: " + std::to_string(numPieces) + "<br>"), std::string::npos);
+  EXPECT_EQ(countOf(html, "<circle class=\"input\""), 9u);
+  EXPECT_GT(countOf(html, "<circle class=\"added\""), 0u);
+  // The script at least parses (node, when installed).
+  const std::string script(html.substr(html.find("<script>") + 8, html.find("</script>") - html.find("<script>") - 8));
+  writeText("viewer.js", script);
+  if (std::system("node --version > /dev/null 2>&1") == 0) {
+    EXPECT_EQ(std::system(("node --check '" + path("viewer.js") + "'").c_str()), 0);
+  }
+}
+
+TEST_F(ToolFiles, LargeDrawingsAreThinnedUnlessAWindowIsAsked) {
+  const zarn_test::ToolResult big(run("--demo 60000 --svg big.svg"));
+  ASSERT_EQ(big.exitCode, 0) << big.err;
+  EXPECT_TRUE(std::regex_search(big.err, std::regex("big.svg shows 1 in 3 of 1\\d{5} triangles \\(more than 50000\\)"))) << big.err;
+  // A filled triangle is drawn as its fill and its outline: two polygons.
+  EXPECT_LE(countOf(zarn_test::readFile(path("big.svg")), "<polygon "), 2 * 50000u);
+  const zarn_test::ToolResult part(run("--demo 60000 --svg=part.svg --window=0.4,0.4,0.5,0.5"));
+  ASSERT_EQ(part.exitCode, 0) << part.err;
+  EXPECT_EQ(part.err.find("shows 1 in"), std::string::npos) << part.err;
+  const size_t numDrawn(countOf(zarn_test::readFile(path("part.svg")), "<polygon "));
+  EXPECT_GT(numDrawn, 2 * 1000u);  // about 1% of 120000 triangles
+  EXPECT_LT(numDrawn, 2 * 3000u);
+  EXPECT_EQ(run("--demo 10 --window 1,0,0,1 --svg w.svg").exitCode, 1);
+}
