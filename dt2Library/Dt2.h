@@ -21,10 +21,21 @@
 namespace KORA_ZARN2D {
 
 class ConstraintMgr;
+class SegmentTracer;
+class Zone2;
 
 /// A point of the segment p0 -> p1 near its midpoint, within min(0.001, extent / 100) of the
 /// midpoint on each axis, chosen for a short binary representation. Used for conforming splits.
 ZARN2D_EXPORT Point2 centerWithShift(const Point2& p0, const Point2& p1);
+
+/// A point where a segment meets the triangulation (see Dt2_cut.cpp): the rounded crossing of
+/// the edge pEdge0-pEdge1, or an exact point (an end of the segment, a vertex on it) with null
+/// edge ends.
+struct SegmentStation {
+  Point2 p;
+  Point2* pEdge0;
+  Point2* pEdge1;
+};
 
 /// Location results of the visibility walk.
 enum LocationResult {
@@ -70,6 +81,11 @@ class Dt2 {
   Triangle2* getAdjacentTriangle(Point2* p0, Point2* p1) const;
   /// True when p0-p1 is an edge. Turns around p0 only, no geometry, no allocation.
   bool hasEdge(Point2* p0, Point2* p1) const;
+  /// The first triangle around pVtx for which bFound(triangle) holds, turning counterclockwise
+  /// from pStart (a triangle with corner pVtx), then clockwise from it around a hull vertex; null
+  /// when there is none. O(degree), no allocation.
+  template <typename Predicate>
+  static Triangle2* findAround(Point2* pVtx, Triangle2* pStart, Predicate bFound);
   void getConvexHull(bool bAllVertices, std::vector<Point2*>& vHull);
   Bbox2 computeBoundingBox() const;
   bool isConstraint(Point2* p0, Point2* p1) const;
@@ -101,6 +117,16 @@ class Dt2 {
   /// Removes the registered inner (grid) vertices closer to center than sqrt(sqRadius).
   void removeInnerVerticesNear(const Point2& center, double sqRadius);
   ProgressPublisher& getPublisher() { return publisher; }
+
+  // ----- Importing and cutting triangles (Dt2_import.cpp, Dt2_cut.cpp) -----
+  /// See Zarn_2D::importTriangles.
+  Zone2* importTriangles(std::vector<Point2>& vPoints, bool bReplace, bool bDeleteOldTriangles);
+  /// See Zarn_2D::cutTriangles.
+  void cutTriangles(std::vector<Segment2>& vSegments, bool bProtectEdges);
+  /// See Zarn_2D::createZone_cookieCutter.
+  Zone2* createZone_cookieCutter(std::vector<Segment2>& vSegments, bool bProtectEdges);
+  /// See Zarn_2D::drape.
+  bool drape(std::vector<Segment2>& vSegmentsIn, std::vector<Segment2>& vSegmentsOut);
 
   // ----- Validity and statistics (Dt2_validity.cpp) -----
   bool checkValidity(bool bCheckEmptyCircleProperty, const std::string& name);
@@ -183,6 +209,28 @@ class Dt2 {
   void releasePocket(Point2* pAnchor);
   std::pair<Triangle2*, int> triangulatePseudoPolygon(const CavitySide& side);
 
+  // Cutting (Dt2_cut.cpp)
+  /// Cuts one segment into the triangulation; appends the vertices of its pieces, in order, to
+  /// vChain (a vertex ending one piece starts the next). No part outside the triangulation.
+  void cutOneSegment(const Segment2& seg, SegmentTracer& tracer, std::vector<Point2*>& vChain);
+  /// Inserts the stations as vertices without flips; appends the distinct consecutive vertices.
+  void insertStations(const std::vector<SegmentStation>& vStations, std::vector<Point2*>& vVertices);
+  /// Makes the last vertex of vChain and pTo an edge without touching triangles away from it
+  /// (vertices on it and crossed constraints split it); appends the vertices after the first
+  /// along it, up to pTo, to vChain.
+  void forceEdge(Point2* pTo, std::vector<Point2*>& vChain);
+  /// Splits the constraint pCrossed at a vertex inserted at the given crossing; returns that vertex.
+  Point2* splitCrossedConstraint(ConstraintSegment2* pCrossed, const Point2& crossing, Triangle2* pNearT);
+  /// Re-inserts the constraints that a re-triangulated cavity displaced.
+  void reinsertDisplacedConstraints();
+
+  // Importing (Dt2_import.cpp)
+  /// The triangles of the imported corner triples (counterclockwise vertex handles) after their
+  /// edges became constraints, each once; bOverlap tells whether some triangle was covered twice.
+  void collectImportedArea(const std::vector<Point2*>& vCorners, std::vector<Triangle2*>& vArea, bool& bOverlap);
+  /// Removes the given vertices unless they are constraint endpoints.
+  void removeUnconstrained(const std::vector<Point2*>& vVertices);
+
   // Validity (Dt2_validity.cpp)
   class DefectReport;
   void checkConstraintEdges(DefectReport& report);
@@ -239,5 +287,20 @@ class Dt2 {
   std::vector<std::pair<Point2*, Point2*>> vSpikeEdges;
   std::vector<ConstraintSegment2*> vDisplacedConstraints;
 };
+
+template <typename Predicate>
+Triangle2* Dt2::findAround(Point2* pVtx, Triangle2* pStart, Predicate bFound) {
+  Triangle2* pT(pStart);
+  do {
+    if (bFound(pT)) return pT;
+    pT = pT->getOppositeTriangle(incIndexBy1(pT->getIntraTriangleIndex(pVtx)));
+  } while (pT != nullptr && pT != pStart);
+  if (pT == pStart) return nullptr;
+  for (pT = pStart->getOppositeTriangle(incIndexBy2(pStart->getIntraTriangleIndex(pVtx))); pT != nullptr;
+       pT = pT->getOppositeTriangle(incIndexBy2(pT->getIntraTriangleIndex(pVtx)))) {
+    if (bFound(pT)) return pT;
+  }
+  return nullptr;
+}
 
 }  // namespace KORA_ZARN2D

@@ -75,34 +75,18 @@ void Dt2::getIncidentVertices(Point2* pVtx, std::vector<Point2*>& vIncVertices) 
 }
 
 bool Dt2::hasEdge(Point2* p0, Point2* p1) const {
-  Triangle2* pStart(p0->getIncidentTriangle());
-  if (pStart == nullptr) return false;
-  const auto endsAt = [p0, p1](const Triangle2* pT) {
-    const int k(pT->getIntraTriangleIndex(p0));
-    return pT->getCorner(incIndexBy1(k)) == p1 || pT->getCorner(incIndexBy2(k)) == p1;
-  };
-  Triangle2* pT(pStart);
-  do {
-    if (endsAt(pT)) return true;
-    pT = pT->getOppositeTriangle(incIndexBy1(pT->getIntraTriangleIndex(p0)));
-  } while (pT != nullptr && pT != pStart);
-  if (pT == pStart) return false;
-  // p0 is on the hull: turn the other way from the start.
-  for (pT = pStart->getOppositeTriangle(incIndexBy2(pStart->getIntraTriangleIndex(p0))); pT != nullptr;
-       pT = pT->getOppositeTriangle(incIndexBy2(pT->getIntraTriangleIndex(p0)))) {
-    if (endsAt(pT)) return true;
-  }
-  return false;
+  if (p0->getIncidentTriangle() == nullptr) return false;
+  return findAround(p0, p0->getIncidentTriangle(), [p0, p1](const Triangle2* pT) {
+           const int k(pT->getIntraTriangleIndex(p0));
+           return pT->getCorner(incIndexBy1(k)) == p1 || pT->getCorner(incIndexBy2(k)) == p1;
+         }) != nullptr;
 }
 
 Triangle2* Dt2::getAdjacentTriangle(Point2* p0, Point2* p1) const {
-  std::vector<Triangle2*> vIncT;
-  getIncidentTriangles(p0, vIncT);
-  for (Triangle2* pT : vIncT) {
-    const int k(pT->getIntraTriangleIndex(p0));
-    if (pT->getCorner(incIndexBy1(k)) == p1) return pT;
-  }
-  return nullptr;
+  if (p0 == nullptr || p0->getIncidentTriangle() == nullptr) return nullptr;
+  return findAround(p0, p0->getIncidentTriangle(), [p0, p1](const Triangle2* pT) {
+    return pT->getCorner(incIndexBy1(pT->getIntraTriangleIndex(p0))) == p1;
+  });
 }
 
 void Dt2::getConvexHull(bool bAllVertices, std::vector<Point2*>& vHull) {

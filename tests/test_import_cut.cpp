@@ -1,0 +1,374 @@
+// Draping segments over a triangulation, cutting them into it, and importing triangles. Geometry
+// decides through the exact checks of dt2_test_support.h and cdt_test_support.h: pieces lie in
+// single triangles and run along their segments, triangles away from a cut keep their shape,
+// imported triangles reappear with the same corners, and every result is a valid triangulation.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "cdt_test_support.h"
+#include "dt2_test_support.h"
+#include "test_support.h"
+
+using namespace KORA_ZARN2D;
+using dt2test::TriangleKey;
+using dt2test::warningLine;
+using zarn_test::captureStdout;
+
+namespace {
+
+const double kNaN(std::numeric_limits<double>::quiet_NaN());
+
+// The 5 x 5 integer grid [0, 4]^2.
+void makeGrid(Zarn_2D& dt) { dt.insert(dt2test::gridPoints(5, 5)); }
+
+std::vector<Triangle2*> trianglesOf(const Zarn_2D& dt) {
+  std::vector<Triangle2*> v;
+  dt.getTrianglePointers(v);
+  return v;
+}
+
+bool hasTriangle(const std::vector<TriangleKey>& vSorted, TriangleKey key) {
+  std::sort(key.begin(), key.end());
+  return std::binary_search(vSorted.begin(), vSorted.end(), key);
+}
+
+TriangleKey keyOf(const Point2& a, const Point2& b, const Point2& c) {
+  TriangleKey k{{{a.x(), a.y()}, {b.x(), b.y()}, {c.x(), c.y()}}};
+  std::sort(k.begin(), k.end());
+  return k;
+}
+
+// Each piece lies in one triangle: its ends and its midpoint are in the same closed triangle.
+::testing::AssertionResult piecesInSingleTriangles(const Zarn_2D& dt, const std::vector<Segment2>& vPieces) {
+  const std::vector<Triangle2*> vT(trianglesOf(dt));
+  for (const Segment2& piece : vPieces) {
+    const Point2& p(piece.getSrc());
+    const Point2& q(piece.getTrg());
+    const Point2 mid(0.5 * (p.x() + q.x()), 0.5 * (p.y() + q.y()));
+    const bool bFound(std::any_of(vT.begin(), vT.end(), [&](const Triangle2* pT) {
+      const auto coord = [pT](int i, bool bX) { return bX ? pT->getCorner(i)->x() : pT->getCorner(i)->y(); };
+      for (const bool bX : {true, false}) {
+        const double m(bX ? mid.x() : mid.y());
+        if (m < std::min({coord(0, bX), coord(1, bX), coord(2, bX)}) || m > std::max({coord(0, bX), coord(1, bX), coord(2, bX)})) return false;
+      }
+      return cdttest::isInTriangleUpTo(*pT, p, 4.0) && cdttest::isInTriangleUpTo(*pT, q, 4.0) && cdttest::isInTriangleUpTo(*pT, mid, 4.0);
+    }));
+    if (!bFound) return ::testing::AssertionFailure() << "piece " << p << " - " << q << " lies in no single triangle";
+  }
+  return ::testing::AssertionSuccess();
+}
+
+// The pieces chain end to start; returns the chain's points.
+std::vector<Point2> chainOf(const std::vector<Segment2>& vPieces) {
+  std::vector<Point2> v;
+  for (const Segment2& piece : vPieces) {
+    if (v.empty()) {
+      v.push_back(piece.getSrc());
+    } else {
+      EXPECT_EQ(v.back(), piece.getSrc()) << "pieces do not chain";
+    }
+    v.push_back(piece.getTrg());
+  }
+  return v;
+}
+
+// ----- drape ---------------------------------------------------------------------------------
+
+struct SegmentCase {
+  const char* name;
+  Segment2 seg;
+  bool bInside;         // the whole segment lies in the grid
+  Point2 first, last;   // the part inside the grid
+  size_t numPieces;     // 0: not checked; no part inside when first == last
+};
+
+const SegmentCase kGridCases[] = {
+    {"Inside", Segment2(Point2(0.5, 0.25), Point2(3.5, 1.75)), true, Point2(0.5, 0.25), Point2(3.5, 1.75), 0},
+    {"AlongHullEdge", Segment2(Point2(0, 0), Point2(4, 0)), true, Point2(0, 0), Point2(4, 0), 4},
+    {"AlongInnerEdge", Segment2(Point2(2, 0.5), Point2(2, 3.5)), true, Point2(2, 0.5), Point2(2, 3.5), 4},
+    {"StartsOutside", Segment2(Point2(-1, 0.5), Point2(2.5, 0.5)), false, Point2(0, 0.5), Point2(2.5, 0.5), 0},
+    {"CrossesAll", Segment2(Point2(-1, -0.5), Point2(5, 2.5)), false, Point2(0, 0), Point2(4, 2), 0},
+    {"Backwards", Segment2(Point2(3.75, 3.5), Point2(0.25, 0.125)), true, Point2(3.75, 3.5), Point2(0.25, 0.125), 0},
+    {"Outside", Segment2(Point2(-2, -1), Point2(-1, 5)), false, Point2(0, 0), Point2(0, 0), 0},
+    {"TouchesCorner", Segment2(Point2(-1, 1), Point2(1, -1)), false, Point2(0, 0), Point2(0, 0), 0},
+};
+
+class GridSegments : public ::testing::TestWithParam<SegmentCase> {};
+
+TEST_P(GridSegments, DrapeSplitsAtEveryEdgeAndKeepsTheTriangulation) {
+  const SegmentCase& c(GetParam());
+  Zarn_2D dt(0);
+  makeGrid(dt);
+  const std::vector<TriangleKey> vBefore(dt2test::triangleSignature(dt));
+  std::vector<Segment2> vIn(1, c.seg), vOut(1, Segment2(Point2(9, 9), Point2(8, 8)));
+  EXPECT_EQ(c.bInside, dt.drape(vIn, vOut));
+  vOut.erase(vOut.begin());  // appended to, not replaced
+  EXPECT_EQ(vBefore, dt2test::triangleSignature(dt));
+  if (c.first == c.last) {
+    EXPECT_TRUE(vOut.empty());
+    return;
+  }
+  if (c.numPieces != 0) {
+    EXPECT_EQ(c.numPieces, vOut.size());
+  }
+  EXPECT_TRUE(cdttest::isChainAlong(c.seg, chainOf(vOut), c.first, c.last));
+  EXPECT_TRUE(piecesInSingleTriangles(dt, vOut));
+}
+
+TEST_P(GridSegments, CutMakesTheSegmentEdgesAndKeepsTrianglesAwayFromIt) {
+  const SegmentCase& c(GetParam());
+  for (const bool bProtect : {false, true}) {
+    SCOPED_TRACE(bProtect ? "protected" : "unprotected");
+    Zarn_2D dt(0);
+    makeGrid(dt);
+    const std::vector<Triangle2*> vBefore(trianglesOf(dt));
+    std::vector<TriangleKey> vKept;
+    for (const Triangle2* pT : vBefore) {
+      if (!cdttest::segmentMeetsTriangle(c.seg.getSrc(), c.seg.getTrg(), *pT)) {
+        vKept.push_back(keyOf(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2)));
+      }
+    }
+    dt.cutTriangles(c.seg.getSrc(), c.seg.getTrg(), bProtect);
+    ASSERT_TRUE(dt2test::isValidTriangulation(dt));
+    ASSERT_TRUE(dt2test::libraryCheckValidity(dt, false));
+    const std::vector<TriangleKey> vAfter(dt2test::triangleSignature(dt));
+    for (const TriangleKey& key : vKept) EXPECT_TRUE(hasTriangle(vAfter, key)) << "a triangle away from the cut changed";
+    if (c.first == c.last) {
+      EXPECT_EQ(vBefore.size(), vAfter.size());
+      continue;
+    }
+    const std::vector<Point2*> vOn(cdttest::verticesAlong(dt, c.seg, c.first, c.last));
+    ASSERT_GE(vOn.size(), 2u);
+    EXPECT_EQ(c.first, *vOn.front());
+    EXPECT_EQ(c.last, *vOn.back());
+    for (size_t i = 1; i < vOn.size(); ++i) {
+      EXPECT_TRUE(dt.getAdjacentTriangle(vOn[i - 1], vOn[i]) != nullptr || dt.getAdjacentTriangle(vOn[i], vOn[i - 1]) != nullptr)
+          << *vOn[i - 1] << " - " << *vOn[i] << " is no edge";
+      EXPECT_EQ(bProtect, dt.isConstraint(vOn[i - 1], vOn[i]));
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Drape, GridSegments, ::testing::ValuesIn(kGridCases),
+                         [](const ::testing::TestParamInfo<SegmentCase>& info) { return std::string(info.param.name); });
+
+// Random segments, many starting or ending outside: the result says whether the segment lies in
+// the hull, and the pieces chain along it, each in one triangle.
+TEST(Drape, RandomSegmentsOverRandomPoints) {
+  Zarn_2D dt(0);
+  dt.insert(dt2test::randomPoints(300, 7));
+  const std::vector<Point2> vHull(dt2test::hullCorners(dt2test::randomPoints(300, 7)));
+  const auto inHull = [&vHull](const Point2& p) {
+    for (size_t i = 0; i < vHull.size(); ++i) {
+      if (dt2test::exactOrientation(vHull[i], vHull[(i + 1) % vHull.size()], p) < 0) return false;
+    }
+    return true;
+  };
+  std::mt19937 rng(11);
+  std::uniform_real_distribution<double> coord(-0.3, 1.3);
+  for (int i = 0; i < 60; ++i) {
+    const Segment2 seg(Point2(coord(rng), coord(rng)), Point2(coord(rng), coord(rng)));
+    std::vector<Segment2> vIn(1, seg), vOut;
+    const bool bInside(inHull(seg.getSrc()) && inHull(seg.getTrg()));
+    EXPECT_EQ(bInside, dt.drape(vIn, vOut)) << seg;
+    if (vOut.empty()) continue;
+    const std::vector<Point2> vChain(chainOf(vOut));
+    EXPECT_TRUE(cdttest::isChainAlong(seg, vChain, inHull(seg.getSrc()) ? seg.getSrc() : vChain.front(),
+                                      inHull(seg.getTrg()) ? seg.getTrg() : vChain.back()));
+    EXPECT_TRUE(piecesInSingleTriangles(dt, vOut));
+  }
+}
+
+TEST(Drape, DegenerateAndNonFiniteSegmentsAreSkippedWithAWarning) {
+  Zarn_2D dt(0);
+  makeGrid(dt);
+  std::vector<Segment2> vIn{Segment2(Point2(1, 1), Point2(1, 1)), Segment2(Point2(kNaN, 1), Point2(2, 2)),
+                            Segment2(Point2(0.5, 0.5), Point2(1.5, 0.5))};
+  std::vector<Segment2> vOut;
+  bool bResult(true);
+  const std::string out(captureStdout([&] { bResult = dt.drape(vIn, vOut); }));
+  EXPECT_FALSE(bResult);
+  EXPECT_NE(std::string::npos, out.find(warningLine("Dt2::drape()", "2 degenerate or non-finite segment(s) skipped")));
+  EXPECT_EQ(2u, vOut.size());  // the third segment, split at x = 1
+  Zarn_2D empty(0);
+  std::vector<Segment2> vNone;
+  EXPECT_TRUE(empty.drape(vNone, vOut));
+}
+
+// ----- cutTriangles --------------------------------------------------------------------------
+
+// Cuts that cross each other, an existing constraint and earlier cuts; then further points. The
+// cut pieces stay edges (as constraints when protected), crossed constraints stay covered.
+TEST(CutTriangles, CrossingCutsAndConstraintsStayCovered) {
+  for (const bool bProtect : {false, true}) {
+    SCOPED_TRACE(bProtect ? "protected" : "unprotected");
+    Zarn_2D dt(0);
+    dt.insert(dt2test::randomPoints(200, 3));
+    const Segment2 constraint(Point2(0.2, 0.1), Point2(0.8, 0.9));
+    std::vector<Segment2> vConstraint(1, constraint);
+    captureStdout([&] { dt.createConstraint(vConstraint, CIS_CONSTRAINED_DELAUNAY); });
+    std::vector<Segment2> vCuts{Segment2(Point2(0.1, 0.5), Point2(0.9, 0.45)), Segment2(Point2(0.5, 0.15), Point2(0.45, 0.85)),
+                                Segment2(Point2(0.15, 0.8), Point2(0.85, 0.2))};
+    dt.cutTriangles(vCuts, bProtect);
+    ASSERT_TRUE(dt2test::isValidTriangulation(dt));
+    ASSERT_TRUE(dt2test::libraryCheckValidity(dt, false));
+    vCuts.push_back(constraint);
+    for (size_t round = 0; round < 2; ++round) {
+      for (const Segment2& seg : vCuts) {
+        const std::vector<Point2*> vOn(cdttest::verticesAlong(dt, seg, seg.getSrc(), seg.getTrg()));
+        ASSERT_GE(vOn.size(), 2u);
+        EXPECT_EQ(seg.getSrc(), *vOn.front());
+        EXPECT_EQ(seg.getTrg(), *vOn.back());
+        const bool bMustStay(round == 0 || bProtect || &seg == &vCuts.back());
+        for (size_t i = 1; i < vOn.size() && bMustStay; ++i) {
+          EXPECT_TRUE(dt.getAdjacentTriangle(vOn[i - 1], vOn[i]) != nullptr || dt.getAdjacentTriangle(vOn[i], vOn[i - 1]) != nullptr)
+              << seg << ": " << *vOn[i - 1] << " - " << *vOn[i] << " is no edge";
+        }
+      }
+      dt.insert(dt2test::randomPoints(100, 5));  // later insertions flip unprotected cuts only
+      ASSERT_TRUE(dt2test::libraryCheckValidity(dt, false));
+    }
+  }
+}
+
+TEST(CutTriangles, BeforeTwoDimensionalAndBadSegmentsWarn) {
+  Zarn_2D dt(0);
+  std::vector<Segment2> vCuts(1, Segment2(Point2(0, 0), Point2(1, 1)));
+  EXPECT_NE(std::string::npos, captureStdout([&] { dt.cutTriangles(vCuts, true); })
+                                   .find(warningLine("Dt2::cutTriangles()", "The triangulation is not 2D yet, nothing to cut")));
+  EXPECT_EQ(0u, dt.numberOfPoints());
+  makeGrid(dt);
+  const std::vector<TriangleKey> vBefore(dt2test::triangleSignature(dt));
+  vCuts.assign(1, Segment2(Point2(2, 2), Point2(2, 2)));
+  EXPECT_NE(std::string::npos, captureStdout([&] { dt.cutTriangles(vCuts, false); })
+                                   .find(warningLine("Dt2::cutTriangles()", "1 degenerate or non-finite segment(s) skipped")));
+  EXPECT_EQ(vBefore, dt2test::triangleSignature(dt));
+}
+
+// ----- importTriangles -----------------------------------------------------------------------
+
+// A fan around the origin over points of a flat convex arc: long thin triangles, far from Delaunay.
+std::vector<Point2> fanMesh(int n, double x0, double y0, double size) {
+  std::vector<Point2> v;
+  for (int i = 0; i < n; ++i) {
+    const double t0(static_cast<double>(i) / n), t1(static_cast<double>(i + 1) / n);
+    v.push_back(Point2(x0, y0));
+    v.push_back(Point2(x0 + size * t0, y0 + size * (0.5 + 0.25 * t0 * (1 - t0))));
+    v.push_back(Point2(x0 + size * t1, y0 + size * (0.5 + 0.25 * t1 * (1 - t1))));
+  }
+  return v;
+}
+
+std::vector<Segment2> edgesOf(const std::vector<Point2>& vCorners) {
+  std::vector<Segment2> v;
+  for (size_t i = 0; i < vCorners.size(); i += 3) {
+    for (size_t j = 0; j < 3; ++j) v.push_back(Segment2(vCorners[i + j], vCorners[i + (j + 1) % 3]));
+  }
+  return v;
+}
+
+bool strictlyInside(const Point2& p, const std::vector<Point2>& vCorners) {
+  for (size_t i = 0; i < vCorners.size(); i += 3) {
+    const int o0(dt2test::exactOrientation(vCorners[i], vCorners[i + 1], p)), o1(dt2test::exactOrientation(vCorners[i + 1], vCorners[i + 2], p)),
+        o2(dt2test::exactOrientation(vCorners[i + 2], vCorners[i], p));
+    if ((o0 > 0 && o1 > 0 && o2 > 0) || (o0 < 0 && o1 < 0 && o2 < 0)) return true;
+  }
+  return false;
+}
+
+struct ImportCase {
+  bool bReplace, bDeleteOld;
+};
+
+class ImportIntoPoints : public ::testing::TestWithParam<ImportCase> {};
+
+// A thin fan imported over random points: the constraint check holds, old points go as the flags
+// say, and every imported triangle with no vertex inside reappears with the same corners.
+TEST_P(ImportIntoPoints, ImportedTrianglesReappearExactly) {
+  const ImportCase c(GetParam());
+  Zarn_2D dt(0);
+  const std::vector<Point2> vOld(dt2test::randomPoints(300, 21));
+  dt.insert(vOld);
+  std::vector<Point2> vMesh(fanMesh(12, 0.25, 0.2, 0.5));
+  const std::vector<Point2> vInput(vMesh);
+  std::vector<Point2> vExpected(vMesh);
+  for (const Point2& p : vOld) {
+    if (!c.bDeleteOld && !(c.bReplace && strictlyInside(p, vMesh))) vExpected.push_back(p);
+  }
+  dt.importTriangles(vMesh, c.bReplace, c.bDeleteOld);
+  EXPECT_TRUE(cdttest::isConstrainedDelaunay(dt, vExpected, edgesOf(vMesh)));
+  EXPECT_TRUE(dt2test::libraryCheckValidity(dt));
+  EXPECT_EQ(dt2test::distinctPositions(vExpected).size(), dt.numberOfPoints());
+  const std::vector<TriangleKey> vAfter(dt2test::triangleSignature(dt));
+  for (size_t i = 0; i < vMesh.size(); i += 3) {
+    const std::vector<Point2> vOne(vMesh.begin() + static_cast<std::ptrdiff_t>(i), vMesh.begin() + static_cast<std::ptrdiff_t>(i) + 3);
+    const bool bEmpty(std::none_of(vExpected.begin(), vExpected.end(), [&](const Point2& p) { return strictlyInside(p, vOne); }));
+    EXPECT_EQ(bEmpty, hasTriangle(vAfter, keyOf(vMesh[i], vMesh[i + 1], vMesh[i + 2]))) << "triangle " << i / 3;
+  }
+  EXPECT_EQ(vInput, vMesh);  // the caller's vector is left as it was
+}
+
+INSTANTIATE_TEST_SUITE_P(Flags, ImportIntoPoints,
+                         ::testing::Values(ImportCase{false, false}, ImportCase{true, false}, ImportCase{false, true}, ImportCase{true, true}),
+                         [](const ::testing::TestParamInfo<ImportCase>& info) {
+                           return std::string(info.param.bReplace ? "Replace" : "Keep") + (info.param.bDeleteOld ? "DeleteOld" : "KeepOld");
+                         });
+
+// The Delaunay triangles of one point set, imported into another point set with bReplace: every
+// one of them reappears, whichever orientation its corners were given in.
+TEST(ImportTriangles, AnotherTriangulationReappearsWhole) {
+  Zarn_2D source(0);
+  source.insert(dt2test::randomPoints(80, 31, 0.2, 0.8));
+  std::vector<Point2> vMesh;
+  bool bFlip(false);
+  for (const Triangle2* pT : trianglesOf(source)) {
+    vMesh.push_back(*pT->getCorner(0));
+    vMesh.push_back(*pT->getCorner(bFlip ? 2 : 1));
+    vMesh.push_back(*pT->getCorner(bFlip ? 1 : 2));
+    bFlip = !bFlip;
+  }
+  Zarn_2D dt(0);
+  dt.insert(dt2test::randomPoints(400, 32));
+  dt.importTriangles(vMesh, true, false);
+  EXPECT_TRUE(dt2test::libraryCheckValidity(dt));
+  const std::vector<TriangleKey> vAfter(dt2test::triangleSignature(dt));
+  for (const TriangleKey& key : dt2test::triangleSignature(source)) EXPECT_TRUE(hasTriangle(vAfter, key));
+}
+
+TEST(ImportTriangles, BadInputIsReported) {
+  Zarn_2D dt(0);
+  makeGrid(dt);
+  const std::vector<TriangleKey> vBefore(dt2test::triangleSignature(dt));
+  std::vector<Point2> vFour(4, Point2(1, 1));
+  Zone2* pZone(reinterpret_cast<Zone2*>(&dt));
+  std::string out(captureStdout([&] { pZone = dt.importTriangles(vFour, false, false); }));
+  EXPECT_EQ(nullptr, pZone);
+  EXPECT_NE(std::string::npos, out.find("Dt2::importTriangles(), ERROR: vPoints.size() must be a multiple of 3")) << out;
+  EXPECT_EQ(vBefore, dt2test::triangleSignature(dt));
+
+  std::vector<Point2> vMixed{Point2(0.5, 0.5), Point2(1.5, 0.5), Point2(2.5, 0.5),    // collinear
+                             Point2(1, 1), Point2(1, 1), Point2(2, 3),              // repeated corner
+                             Point2(kNaN, 0), Point2(1, 1), Point2(2, 2),            // non-finite
+                             Point2(0.5, 0.5), Point2(3.5, 0.75), Point2(1.25, 3.5)};  // a good one
+  out = captureStdout([&] { dt.importTriangles(vMixed, false, false); });
+  EXPECT_NE(std::string::npos, out.find(warningLine("Dt2::importTriangles()", "2 degenerate triangle(s) skipped"))) << out;
+  EXPECT_NE(std::string::npos, out.find(warningLine("Dt2::importTriangles()", "1 triangle(s) with a non-finite coordinate skipped")));
+  std::vector<Segment2> vEdges(edgesOf(std::vector<Point2>(vMixed.end() - 3, vMixed.end())));
+  std::vector<Point2> vGrid(dt2test::gridPoints(5, 5));
+  vGrid.insert(vGrid.end(), vMixed.end() - 3, vMixed.end());
+  EXPECT_TRUE(cdttest::isConstrainedDelaunay(dt, vGrid, vEdges));
+
+  std::vector<Point2> vOverlap{Point2(0.25, 0.25), Point2(3, 0.25), Point2(0.25, 3), Point2(1, 1), Point2(3.75, 1.25), Point2(1.5, 3.75)};
+  out = captureStdout([&] { dt.importTriangles(vOverlap, false, false); });
+  EXPECT_NE(std::string::npos, out.find(warningLine("Dt2::importTriangles()", "The imported triangles overlap, the zone covers their union")));
+  EXPECT_TRUE(dt2test::libraryCheckValidity(dt));
+  EXPECT_TRUE(dt2test::isValidTriangulation(dt));
+}
+
+}  // namespace
