@@ -153,6 +153,10 @@ class Dt2 {
   /// A triangle mark that no triangle carries yet (see Triangle2's marks). When the 32-bit values
   /// run out, every triangle's mark is reset to 0 and the values start again: amortised O(1).
   uint32_t newMark();
+  /// Appends to vRegion the triangles reached from the seeds through edges for which
+  /// bBarrier(triangle, edge index) is false, each once (seeds first). O(region size).
+  template <typename Barrier>
+  void floodFrom(const std::vector<Triangle2*>& vSeeds, Barrier bBarrier, std::vector<Triangle2*>& vRegion);
 
   VertexVault vertexVault;
 
@@ -223,6 +227,10 @@ class Dt2 {
   Point2* splitCrossedConstraint(ConstraintSegment2* pCrossed, const Point2& crossing, Triangle2* pNearT);
   /// Re-inserts the constraints that a re-triangulated cavity displaced.
   void reinsertDisplacedConstraints();
+  /// The triangles left of the cut pieces of a counterclockwise ring (vvChains: the vertex chain of
+  /// each ring segment), or all or none when the ring met no triangle.
+  void collectInsideCut(const std::vector<Segment2>& vRing, const std::vector<std::vector<Point2*>>& vvChains,
+                        std::vector<Triangle2*>& vInside);
 
   // Importing (Dt2_import.cpp)
   /// The triangles of the imported corner triples (counterclockwise vertex handles) after their
@@ -301,6 +309,26 @@ Triangle2* Dt2::findAround(Point2* pVtx, Triangle2* pStart, Predicate bFound) {
     if (bFound(pT)) return pT;
   }
   return nullptr;
+}
+
+template <typename Barrier>
+void Dt2::floodFrom(const std::vector<Triangle2*>& vSeeds, Barrier bBarrier, std::vector<Triangle2*>& vRegion) {
+  const uint32_t mark(newMark());
+  const size_t first(vRegion.size());
+  for (Triangle2* pSeed : vSeeds) {
+    if (pSeed->getMark() == mark) continue;
+    pSeed->setMark(mark);
+    vRegion.push_back(pSeed);
+  }
+  for (size_t q = first; q < vRegion.size(); ++q) {
+    Triangle2* pT(vRegion[q]);
+    for (int k = 0; k < 3; ++k) {
+      Triangle2* pN(pT->getOppositeTriangle(k));
+      if (pN == nullptr || pN->getMark() == mark || bBarrier(pT, k)) continue;
+      pN->setMark(mark);
+      vRegion.push_back(pN);
+    }
+  }
 }
 
 }  // namespace KORA_ZARN2D

@@ -137,6 +137,7 @@ SegmentTracer::Step SegmentTracer::enterFromOutside(Triangle2*& pT, int& k) {
     for (Point2* pCorner : {p, q}) {
       if ((pCorner == p ? oriP : oriQ) != ORIENTATION2_COLLINEAR) continue;
       addExact(*pCorner);
+      if (!isAhead(*pCorner, b)) return reachEnd();  // b is that hull vertex
       pT = pCorner->getIncidentTriangle();
       k = pT->getIntraTriangleIndex(pCorner);
       return Step::AT_VERTEX;

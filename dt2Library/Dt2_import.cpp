@@ -103,7 +103,7 @@ void Dt2::removeUnconstrained(const std::vector<Point2*>& vVertices) {
 // two imported triangles means they overlap.
 void Dt2::collectImportedArea(const std::vector<Point2*>& vCorners, std::vector<Triangle2*>& vArea, bool& bOverlap) {
   std::vector<ConstraintSegment2*> vBorder;
-  std::vector<Triangle2*> vQueue;
+  std::vector<Triangle2*> vSeed(1, nullptr);
   const size_t firstFound(vArea.size());
   for (size_t i = 0; i < vCorners.size(); i += 3) {
     vBorder.clear();
@@ -124,23 +124,12 @@ void Dt2::collectImportedArea(const std::vector<Point2*>& vCorners, std::vector<
       }
     }
     std::sort(vBorder.begin(), vBorder.end());
-    Triangle2* pSeed(getAdjacentTriangle(vCorners[i], pFirstPieceEnd));
-    ZARN_ASSERT(pSeed!=0);
-    const uint32_t mark(newMark());
-    pSeed->setMark(mark);
-    vQueue.assign(1, pSeed);
-    for (size_t q = 0; q < vQueue.size(); ++q) {
-      Triangle2* pT(vQueue[q]);
-      vArea.push_back(pT);
-      for (int k = 0; k < 3; ++k) {
-        Triangle2* pN(pT->getOppositeTriangle(k));
-        if (pN == nullptr || pN->getMark() == mark) continue;
-        ConstraintSegment2* pPiece(pConstraintMgr->getAliveSegment(pT->getCorner(incIndexBy1(k)), pT->getCorner(incIndexBy2(k))));
-        if (pPiece != nullptr && std::binary_search(vBorder.begin(), vBorder.end(), pPiece)) continue;
-        pN->setMark(mark);
-        vQueue.push_back(pN);
-      }
-    }
+    vSeed[0] = getAdjacentTriangle(vCorners[i], pFirstPieceEnd);
+    ZARN_ASSERT(vSeed[0]!=0);
+    floodFrom(vSeed, [&](const Triangle2* pT, int k) {
+      ConstraintSegment2* pPiece(pConstraintMgr->getAliveSegment(pT->getCorner(incIndexBy1(k)), pT->getCorner(incIndexBy2(k))));
+      return pPiece != nullptr && std::binary_search(vBorder.begin(), vBorder.end(), pPiece);
+    }, vArea);
   }
   std::sort(vArea.begin() + static_cast<std::ptrdiff_t>(firstFound), vArea.end());
   const auto newEnd(std::unique(vArea.begin() + static_cast<std::ptrdiff_t>(firstFound), vArea.end()));

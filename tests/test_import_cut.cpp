@@ -97,6 +97,8 @@ const SegmentCase kGridCases[] = {
     {"Backwards", Segment2(Point2(3.75, 3.5), Point2(0.25, 0.125)), true, Point2(3.75, 3.5), Point2(0.25, 0.125), 0},
     {"Outside", Segment2(Point2(-2, -1), Point2(-1, 5)), false, Point2(0, 0), Point2(0, 0), 0},
     {"TouchesCorner", Segment2(Point2(-1, 1), Point2(1, -1)), false, Point2(0, 0), Point2(0, 0), 0},
+    {"EndsAtHullCorner", Segment2(Point2(-1, -1), Point2(0, 0)), false, Point2(0, 0), Point2(0, 0), 0},
+    {"OutsideAlongHullLine", Segment2(Point2(-2, 4), Point2(3, 4)), false, Point2(0, 4), Point2(3, 4), 3},
 };
 
 class GridSegments : public ::testing::TestWithParam<SegmentCase> {};
