@@ -10,6 +10,7 @@
 #endif
 
 #include "ConstraintMgr.h"
+#include "Zone2.h"
 #include "tools.h"
 
 namespace KORA_ZARN2D {
@@ -76,14 +77,17 @@ void Dt2::releaseTriangles(const std::vector<Triangle2*>& vDead) {
   }
 }
 
-uint32_t Dt2::newMark() {
-  if (++lastMark != 0) return lastMark;
-  for (int b = 0; b < trianglePool.getNumBlocks(); ++b) {
-    Triangle2* pBlock(trianglePool.getBlock(b));
-    for (int32_t i = 0; i < trianglePool.getUsedCount(b); ++i) pBlock[i].setMark(0);
+uint32_t Dt2::newMarks(uint32_t count) {
+  if (lastMark > UINT32_MAX - count) {
+    for (int b = 0; b < trianglePool.getNumBlocks(); ++b) {
+      Triangle2* pBlock(trianglePool.getBlock(b));
+      for (int32_t i = 0; i < trianglePool.getUsedCount(b); ++i) pBlock[i].setMark(0);
+    }
+    lastMark = 0;
   }
-  lastMark = 1;
-  return lastMark;
+  const uint32_t first(lastMark + 1);
+  lastMark += count;
+  return first;
 }
 
 bool Dt2::ownsVertexStorage(const Point2* p) const { return vertexPool.contains(p); }

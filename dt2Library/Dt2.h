@@ -117,6 +117,43 @@ class Dt2 {
   /// Removes the registered inner (grid) vertices closer to center than sqrt(sqRadius).
   void removeInnerVerticesNear(const Point2& center, double sqRadius);
   ProgressPublisher& getPublisher() { return publisher; }
+  /// Draws the alive constraint pieces (red) into the visualizer.
+  void addConstraintsTo(Visualizer2* pVis) const;
+
+  // ----- Zones (Dt2_zones.cpp) -----
+  /// A ZL_INSIDE, ZL_OUTSIDE or ZL_BOUNDED zone of one oriented graph, or the ZL_GLOBAL zone (the
+  /// graph is not used). Null (with a warning when bVerbose) for wrong arguments or before the
+  /// triangulation has triangles. The zone lives until deleteZone or the triangulation's end.
+  Zone2* createZone(ConstraintGraph2* pConstraintGraph, ZoneLocation zoneLoc, bool bVerbose);
+  /// A ZL_INSIDE or ZL_OUTSIDE zone of several oriented graphs (for example a ring and its holes).
+  Zone2* createZone(const std::vector<ConstraintGraph2*>& vConstraintGraphs, ZoneLocation zoneLoc, bool bVerbose);
+  /// A ZL_GROW zone: the triangles reached from startPoint without crossing the graphs' edges.
+  Zone2* createZone(ConstraintGraph2* pConstraintGraph, ZoneLocation zoneLoc, const Point2& startPoint, bool bVerbose);
+  Zone2* createZone(const std::vector<ConstraintGraph2*>& vConstraintGraphs, ZoneLocation zoneLoc, const Point2& startPoint,
+                    bool bVerbose);
+  /// A ZL_BOUNDED zone of exactly the given triangles: their border becomes a new oriented
+  /// constraint graph. Null, dead and foreign triangles are left out with a warning.
+  Zone2* createZone(std::vector<Triangle2*>& vTriangles, ZoneLocation zoneLoc, bool bVerbose);
+  /// The zone of a set operation (ZL_RESULT_*) of two zones of this triangulation.
+  Zone2* createResultZone(ZoneLocation zoneLoc, Zone2* pZone0, Zone2* pZone1);
+  /// Destroys a zone of this triangulation. A foreign zone, or one that a set-operation zone
+  /// still uses as an operand, is reported and kept. O(number of zones).
+  void deleteZone(Zone2* pZone);
+  /// True when the zone belongs to this triangulation and was not deleted. O(number of zones).
+  bool hasZone(const Zone2* pZone) const;
+  /// Appends the triangles reached from the triangle containing startPoint without crossing an
+  /// edge of the graphs; a warning when startPoint lies outside the triangulation.
+  void growZoneArea(const std::vector<ConstraintGraph2*>& vConstraintGraphs, const Point2& startPoint,
+                    std::vector<Triangle2*>& vTriangles);
+  /// As above from several start points in one search (a triangle is appended once).
+  void growZoneArea(const std::vector<ConstraintGraph2*>& vConstraintGraphs, const std::vector<Point2>& vStartPoints,
+                    std::vector<Triangle2*>& vTriangles);
+  /// The triangle that has a then b as consecutive counterclockwise corners (the triangle left of
+  /// the directed edge a -> b), with edgeIdx the index of that edge in it; null when there is
+  /// none. Turns around a only: O(degree of a), no allocation.
+  Triangle2* getTriangleLeftOf(Point2* a, Point2* b, int& edgeIdx) const;
+  /// Some live triangle, or null when there is none.
+  Triangle2* getAnyTriangle() const;
 
   // ----- Importing and cutting triangles (Dt2_import.cpp, Dt2_cut.cpp) -----
   /// See Zarn_2D::importTriangles.
@@ -152,7 +189,9 @@ class Dt2 {
   void releaseTriangles(const std::vector<Triangle2*>& vDead);
   /// A triangle mark that no triangle carries yet (see Triangle2's marks). When the 32-bit values
   /// run out, every triangle's mark is reset to 0 and the values start again: amortised O(1).
-  uint32_t newMark();
+  uint32_t newMark() { return newMarks(1); }
+  /// The first of count consecutive mark values that no triangle carries yet (as newMark).
+  uint32_t newMarks(uint32_t count);
   /// Appends to vRegion the triangles reached from the seeds through edges for which
   /// bBarrier(triangle, edge index) is false, each once (seeds first). O(region size).
   template <typename Barrier>
@@ -214,9 +253,9 @@ class Dt2 {
   std::pair<Triangle2*, int> triangulatePseudoPolygon(const CavitySide& side);
 
   // Cutting (Dt2_cut.cpp)
-  /// Cuts one segment into the triangulation; appends the vertices of its pieces, in order, to
-  /// vChain (a vertex ending one piece starts the next). No part outside the triangulation.
-  void cutOneSegment(const Segment2& seg, SegmentTracer& tracer, std::vector<Point2*>& vChain);
+  /// Cuts one segment into the triangulation (its pieces become constraints with bProtectEdges);
+  /// appends the vertices of its pieces, in order, to vChain. No part outside the triangulation.
+  void cutOneSegment(const Segment2& seg, bool bProtectEdges, SegmentTracer& tracer, std::vector<Point2*>& vChain);
   /// Inserts the stations as vertices without flips; appends the distinct consecutive vertices.
   void insertStations(const std::vector<SegmentStation>& vStations, std::vector<Point2*>& vVertices);
   /// Makes the last vertex of vChain and pTo an edge without touching triangles away from it
@@ -231,6 +270,8 @@ class Dt2 {
   /// each ring segment), or all or none when the ring met no triangle.
   void collectInsideCut(const std::vector<Segment2>& vRing, const std::vector<std::vector<Point2*>>& vvChains,
                         std::vector<Triangle2*>& vInside);
+  /// A zone of exactly these triangles that does not follow later changes (see Zone2).
+  Zone2* createSnapshotZone(const std::vector<Triangle2*>& vTriangles);
 
   // Importing (Dt2_import.cpp)
   /// The triangles of the imported corner triples (counterclockwise vertex handles) after their
@@ -238,6 +279,14 @@ class Dt2 {
   void collectImportedArea(const std::vector<Point2*>& vCorners, std::vector<Triangle2*>& vArea, bool& bOverlap);
   /// Removes the given vertices unless they are constraint endpoints.
   void removeUnconstrained(const std::vector<Point2*>& vVertices);
+
+  // Zones (Dt2_zones.cpp)
+  /// Checks the graphs of a new zone (not null, of this triangulation, oriented if asked) and that
+  /// the triangulation has triangles; warns when bVerbose.
+  bool acceptGraphs(const std::vector<ConstraintGraph2*>& vConstraintGraphs, bool bOrientedOnly, bool bVerbose);
+  /// Appends the directed border edges (seen from inside) of the valid triangles of the set and
+  /// returns the number of null, dead or foreign triangles.
+  size_t collectBorderOfSet(const std::vector<Triangle2*>& vTriangles, std::vector<std::pair<Point2*, Point2*>>& vBorder);
 
   // Validity (Dt2_validity.cpp)
   class DefectReport;
@@ -281,6 +330,7 @@ class Dt2 {
   size_t numAllTriangles;
   uint32_t lastMark = 0;
   std::unique_ptr<ConstraintMgr> pConstraintMgr;
+  std::vector<std::unique_ptr<Zone2>> vZones;  // declared after the constraint manager: zones go first
   bool bConstraintsPending;
   std::vector<Point2*> vInnerVertices;  // grid-meshing vertices that constraint splits may remove
   // Scratch of the constraint walk, kept to avoid allocations per segment.

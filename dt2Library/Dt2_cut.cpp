@@ -7,9 +7,12 @@
 // that every crossed triangle is subdivided and triangles away from the cut keep their shape.
 #include <algorithm>
 #include <cmath>
+#include <map>
 
 #include "ConstraintMgr.h"
 #include "Dt2.h"
+#include "SegmentChecker.h"
+#include "Zone2.h"
 #include "tools.h"
 
 namespace KORA_ZARN2D {
@@ -30,6 +33,71 @@ bool isUsable(const Segment2& seg, size_t& numSkipped) {
 
 void warnSkipped(const char* where, size_t numSkipped) {
   if (numSkipped > 0) reportWarning(where, std::to_string(numSkipped) + " degenerate or non-finite segment(s) skipped");
+}
+
+// Whether p lies inside the ring (crossing number of the ray from p towards +x; exact orientations).
+bool isInsideRing(KoraTest& kora, const std::vector<Segment2>& vRing, const Point2& p) {
+  bool bInside(false);
+  for (const Segment2& seg : vRing) {
+    const Point2& a(seg.getSrc());
+    const Point2& b(seg.getTrg());
+    if ((a.y() > p.y()) == (b.y() > p.y())) continue;
+    const Orientation2 ori(kora.getOrientation(a, b, p));
+    if (ori == (b.y() > a.y() ? ORIENTATION2_CCW : ORIENTATION2_CW)) bInside = !bInside;
+  }
+  return bInside;
+}
+
+Point2 centroidOf(const Triangle2* pT) {
+  const Point2& a(*pT->getCorner(0));
+  const Point2& b(*pT->getCorner(1));
+  const Point2& c(*pT->getCorner(2));
+  return Point2((a.x() + b.x() + c.x()) / 3.0, (a.y() + b.y() + c.y()) / 3.0);
+}
+
+// Orders the segments into one closed ring, each running from the previous one's end, and turns
+// it counterclockwise. False (vRing unchanged) when they are not one simple closed polygon: an end
+// not shared by exactly two segments, more than one cycle, or two segments that meet elsewhere
+// than at a shared end.
+bool toCounterclockwiseRing(KoraTest& kora, std::vector<Segment2>& vRing) {
+  const size_t n(vRing.size());
+  if (n < 3) return false;
+  std::map<std::pair<double, double>, std::vector<size_t>> mAtEnd;
+  for (size_t i = 0; i < n; ++i) {
+    for (const Point2* p : {&vRing[i].getSrc(), &vRing[i].getTrg()}) mAtEnd[std::make_pair(p->x(), p->y())].push_back(i);
+  }
+  for (const auto& entry : mAtEnd) {
+    if (entry.second.size() != 2) return false;
+  }
+  std::vector<Segment2> vOrdered(1, vRing[0]);
+  size_t cur(0);
+  while (vOrdered.size() < n) {
+    const Point2& end(vOrdered.back().getTrg());
+    const std::vector<size_t>& vAt(mAtEnd[std::make_pair(end.x(), end.y())]);
+    cur = (vAt[0] == cur) ? vAt[1] : vAt[0];
+    if (cur == 0) return false;  // closed before all segments were used: several cycles
+    const Segment2& next(vRing[cur]);
+    vOrdered.push_back(next.getSrc() == end ? next : Segment2(next.getTrg(), next.getSrc()));
+  }
+  if (!(vOrdered.back().getTrg() == vOrdered.front().getSrc())) return false;
+  std::vector<Segment2*> vPointers;
+  for (Segment2& seg : vOrdered) vPointers.push_back(&seg);
+  std::vector<Segment2*> vIllegal;
+  SegmentChecker(vPointers).getIllegalSegments(false, vIllegal);
+  if (!vIllegal.empty()) return false;
+  // At the lowest vertex the ring turns left exactly when it runs counterclockwise.
+  size_t lowest(0);
+  for (size_t i = 1; i < n; ++i) {
+    if (vOrdered[i].getSrc() < vOrdered[lowest].getSrc()) lowest = i;
+  }
+  const Orientation2 ori(kora.getOrientation(vOrdered[(lowest + n - 1) % n].getSrc(), vOrdered[lowest].getSrc(), vOrdered[lowest].getTrg()));
+  if (ori == ORIENTATION2_COLLINEAR) return false;
+  if (ori == ORIENTATION2_CW) {
+    std::reverse(vOrdered.begin(), vOrdered.end());
+    for (Segment2& seg : vOrdered) seg = Segment2(seg.getTrg(), seg.getSrc());
+  }
+  vRing.swap(vOrdered);
+  return true;
 }
 }  // namespace
 
@@ -281,29 +349,29 @@ void Dt2::cutTriangles(std::vector<Segment2>& vSegments, bool bProtectEdges) {
   size_t numSkipped(0);
   SegmentTracer tracer(*this);
   std::vector<Point2*> vChain;
-  std::vector<std::pair<Point2*, Point2*>> vPieces;
   for (const Segment2& seg : vSegments) {
     if (!isUsable(seg, numSkipped)) continue;
-    // The stations are found on the triangulation as it is now: earlier cuts are edges to cross.
     vChain.clear();
-    cutOneSegment(seg, tracer, vChain);
-    tracer.forgetHull();
-    if (!bProtectEdges || vChain.size() < 2) continue;
-    vPieces.clear();
-    for (size_t i = 1; i < vChain.size(); ++i) vPieces.push_back(std::make_pair(vChain[i - 1], vChain[i]));
-    pConstraintMgr->createConstraint(vPieces, CIS_CONSTRAINED_DELAUNAY, true, true);
+    cutOneSegment(seg, bProtectEdges, tracer, vChain);
   }
   warnSkipped(where, numSkipped);
 }
 
-void Dt2::cutOneSegment(const Segment2& seg, SegmentTracer& tracer, std::vector<Point2*>& vChain) {
+// The stations are found on the triangulation as it is now: earlier cuts are edges to cross.
+void Dt2::cutOneSegment(const Segment2& seg, bool bProtectEdges, SegmentTracer& tracer, std::vector<Point2*>& vChain) {
   std::vector<SegmentStation> vStations;
   tracer.trace(seg.getSrc(), seg.getTrg(), vStations);
   std::vector<Point2*> vVertices;
   insertStations(vStations, vVertices);
+  tracer.forgetHull();
   if (vVertices.empty()) return;
+  const size_t first(vChain.size());
   vChain.push_back(vVertices[0]);
   for (size_t i = 1; i < vVertices.size(); ++i) forceEdge(vVertices[i], vChain);
+  if (!bProtectEdges || vChain.size() < first + 2) return;
+  std::vector<std::pair<Point2*, Point2*>> vPieces;
+  for (size_t i = first + 1; i < vChain.size(); ++i) vPieces.push_back(std::make_pair(vChain[i - 1], vChain[i]));
+  pConstraintMgr->createConstraint(vPieces, CIS_CONSTRAINED_DELAUNAY, true, true);
 }
 
 // A station on a constraint edge splits the constraint there, also when rounding has moved it
@@ -382,6 +450,70 @@ void Dt2::reinsertDisplacedConstraints() {
   for (ConstraintSegment2* pCSeg : vDisplaced) {
     if (pCSeg->isAlive()) pConstraintMgr->insertSegment(pCSeg);
   }
+}
+
+// ----- The cookie cutter -----
+
+Zone2* Dt2::createZone_cookieCutter(std::vector<Segment2>& vSegments, bool bProtectEdges) {
+  const char* const where("Dt2::createZone_cookieCutter()");
+  std::vector<Segment2> vRing(vSegments);
+  size_t numSkipped(0);
+  for (const Segment2& seg : vRing) isUsable(seg, numSkipped);
+  if (numSkipped > 0 || !toCounterclockwiseRing(kora, vRing)) {
+    reportWarning(where, "The segments do not form one simple closed polygon, returning NULL");
+    return nullptr;
+  }
+  if (!is2D()) {
+    reportWarning(where, "The triangulation is not 2D yet, returning NULL");
+    return nullptr;
+  }
+  // The ring's pieces, each directed counterclockwise around the polygon.
+  SegmentTracer tracer(*this);
+  std::vector<std::vector<Point2*>> vvChains(vRing.size());
+  for (size_t i = 0; i < vRing.size(); ++i) cutOneSegment(vRing[i], bProtectEdges, tracer, vvChains[i]);
+  std::vector<Triangle2*> vInside;
+  collectInsideCut(vRing, vvChains, vInside);
+  if (bProtectEdges && !vInside.empty()) return createZone(vInside, ZL_BOUNDED, false);
+  return createSnapshotZone(vInside);
+}
+
+Zone2* Dt2::createSnapshotZone(const std::vector<Triangle2*>& vTriangles) {
+  vZones.emplace_back(new Zone2(this, vTriangles));
+  return vZones.back().get();
+}
+
+// Later pieces of the ring may have split earlier ones (at a shared corner's rounded
+// neighbourhood): each piece is made an edge again, and the region left of the pieces is
+// collected. Without pieces the polygon misses the triangulation or contains it whole.
+void Dt2::collectInsideCut(const std::vector<Segment2>& vRing, const std::vector<std::vector<Point2*>>& vvChains,
+                           std::vector<Triangle2*>& vInside) {
+  std::vector<std::pair<Point2*, Point2*>> vBorder;
+  std::vector<Point2*> vChain;
+  for (const std::vector<Point2*>& vPieceChain : vvChains) {
+    for (size_t k = 1; k < vPieceChain.size(); ++k) {
+      vChain.assign(1, vPieceChain[k - 1]);
+      forceEdge(vPieceChain[k], vChain);
+      for (size_t m = 1; m < vChain.size(); ++m) vBorder.push_back(std::make_pair(vChain[m - 1], vChain[m]));
+    }
+  }
+  std::vector<Triangle2*> vSeeds;
+  for (const std::pair<Point2*, Point2*>& piece : vBorder) {
+    Triangle2* pLeft(getAdjacentTriangle(piece.first, piece.second));
+    if (pLeft != nullptr) vSeeds.push_back(pLeft);
+  }
+  if (vBorder.empty()) {
+    Triangle2* pAny(vertexVault.getOneValidTriangle());
+    if (isInsideRing(kora, vRing, centroidOf(pAny))) vSeeds.push_back(pAny);
+  }
+  for (std::pair<Point2*, Point2*>& piece : vBorder) {
+    if (piece.second < piece.first) std::swap(piece.first, piece.second);
+  }
+  std::sort(vBorder.begin(), vBorder.end());
+  floodFrom(vSeeds, [&vBorder](const Triangle2* pT, int k) {
+    Point2* p0(pT->getCorner(incIndexBy1(k)));
+    Point2* p1(pT->getCorner(incIndexBy2(k)));
+    return std::binary_search(vBorder.begin(), vBorder.end(), p0 < p1 ? std::make_pair(p0, p1) : std::make_pair(p1, p0));
+  }, vInside);
 }
 
 }  // namespace KORA_ZARN2D

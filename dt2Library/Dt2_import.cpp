@@ -85,8 +85,7 @@ Zone2* Dt2::importTriangles(std::vector<Point2>& vPoints, bool bReplace, bool bD
     collectImportedArea(vHandles, vArea, bOverlap);
   }
   if (bOverlap) reportWarning(where, "The imported triangles overlap, the zone covers their union");
-  (void)vArea;  // the zone of the area follows with zones
-  return nullptr;
+  return createZone(vArea, ZL_BOUNDED, false);
 }
 
 void Dt2::removeUnconstrained(const std::vector<Point2*>& vVertices) {

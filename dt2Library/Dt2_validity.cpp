@@ -9,6 +9,7 @@
 #include "ConstraintMgr.h"
 #include "Dt2.h"
 #include "tools.h"
+#include "triangleFigures.h"
 
 namespace KORA_ZARN2D {
 
@@ -144,34 +145,13 @@ bool Dt2::checkValidity(bool bCheckEmptyCircleProperty, const std::string& name)
 void Dt2::statistics(const std::string& name) {
   std::vector<Triangle2*> vTriangles;
   getTrianglePointers(vTriangles);
-  double area(0.0), minEdge(HUGE_VAL), maxEdge(0.0), sumEdge(0.0), minAngle(HUGE_VAL), maxAngle(0.0);
-  size_t numEdges(0);
-  for (Triangle2* pT : vTriangles) {
-    area += pT->getArea2D();
-    for (int i = 0; i < 3; ++i) {
-      const double angle(pT->getInteriorAngle2D(i) * 180.0 / M_PI);
-      minAngle = std::min(minAngle, angle);
-      maxAngle = std::max(maxAngle, angle);
-      // Count each undirected edge once: from the triangle with the lower address, or on the hull.
-      Triangle2* pN(pT->getOppositeTriangle(i));
-      if (pN != nullptr && pN < pT) continue;
-      const double len(std::sqrt(pT->getSquaredEdgeLength(i)));
-      minEdge = std::min(minEdge, len);
-      maxEdge = std::max(maxEdge, len);
-      sumEdge += len;
-      ++numEdges;
-    }
-  }
+  const TriangleFigures figures(computeFigures(vTriangles, [](const Triangle2*) { return true; }));
   std::cout << "Statistics " << name << ":" << std::endl;
   std::cout << "  vertices:  " << numberOfPoints() << std::endl;
   std::cout << "  triangles: " << vTriangles.size() << std::endl;
-  std::cout << "  edges:     " << numEdges << std::endl;
+  std::cout << "  edges:     " << figures.numEdges << std::endl;
   std::cout << "  2D:        " << (is2D() ? "yes" : "no") << std::endl;
-  if (vTriangles.empty()) return;
-  std::cout << "  area:      " << area << std::endl;
-  std::cout << "  edge length min/mean/max: " << minEdge << " / " << sumEdge / static_cast<double>(numEdges) << " / " << maxEdge
-            << std::endl;
-  std::cout << "  interior angle min/max (degrees): " << minAngle << " / " << maxAngle << std::endl;
+  printFigures(std::cout, figures);
 }
 
 }  // namespace KORA_ZARN2D

@@ -6,6 +6,7 @@
 
 #include "ConstraintMgr.h"
 #include "Dt2.h"
+#include "Zone2.h"
 #include "tools.h"
 #include "webExport.h"
 
@@ -117,24 +118,27 @@ Zone2* warnIfNoZone(Zone2* pZone, bool bVerbose) {
 }
 }  // namespace
 
-Zone2* Zarn_2D::createZone(ConstraintGraph2* /*pConstraintGraph*/, ZoneLocation /*zoneLoc*/, bool bVerbose) {
-  return warnIfNoZone(nullptr, bVerbose);
+Zone2* Zarn_2D::createZone(ConstraintGraph2* pConstraintGraph, ZoneLocation zoneLoc, bool bVerbose) {
+  return warnIfNoZone(pImpl->createZone(pConstraintGraph, zoneLoc, bVerbose), bVerbose);
 }
-Zone2* Zarn_2D::createZone(ConstraintGraph2* /*pConstraintGraph*/, ZoneLocation /*zoneLoc*/, const Point2& /*startPoint*/,
+Zone2* Zarn_2D::createZone(const std::vector<ConstraintGraph2*>& vConstraintGraphs, ZoneLocation zoneLoc, bool bVerbose) {
+  return warnIfNoZone(pImpl->createZone(vConstraintGraphs, zoneLoc, bVerbose), bVerbose);
+}
+Zone2* Zarn_2D::createZone(ConstraintGraph2* pConstraintGraph, ZoneLocation zoneLoc, const Point2& startPoint, bool bVerbose) {
+  return warnIfNoZone(pImpl->createZone(pConstraintGraph, zoneLoc, startPoint, bVerbose), bVerbose);
+}
+Zone2* Zarn_2D::createZone(const std::vector<ConstraintGraph2*>& vConstraintGraphs, ZoneLocation zoneLoc, const Point2& startPoint,
                            bool bVerbose) {
-  return warnIfNoZone(nullptr, bVerbose);
+  return warnIfNoZone(pImpl->createZone(vConstraintGraphs, zoneLoc, startPoint, bVerbose), bVerbose);
 }
-Zone2* Zarn_2D::createZone(const std::vector<ConstraintGraph2*>& /*vConstraintGraphs*/, ZoneLocation /*zoneLoc*/,
-                           const Point2& /*startPoint*/, bool bVerbose) {
-  return warnIfNoZone(nullptr, bVerbose);
+Zone2* Zarn_2D::createZone(std::vector<Triangle2*>& vTriangles, bool bVerbose) {
+  return warnIfNoZone(pImpl->createZone(vTriangles, ZL_BOUNDED, bVerbose), bVerbose);
 }
-Zone2* Zarn_2D::createZone(std::vector<Triangle2*>& /*vTriangles*/, bool bVerbose) { return warnIfNoZone(nullptr, bVerbose); }
 
-Zone2* Zarn_2D::createZone_cookieCutter(std::vector<Segment2>& /*vSegments*/, bool /*bProtectEdges*/) {
-  reportUnavailable("Zarn_2D::createZone_cookieCutter(..)", "Cutting zones");
-  return nullptr;
+Zone2* Zarn_2D::createZone_cookieCutter(std::vector<Segment2>& vSegments, bool bProtectEdges) {
+  return pImpl->createZone_cookieCutter(vSegments, bProtectEdges);
 }
-void Zarn_2D::deleteZone(Zone2* /*pZone*/) {}
+void Zarn_2D::deleteZone(Zone2* pZone) { pImpl->deleteZone(pZone); }
 Zone2* Zarn_2D::importTriangles(std::vector<Point2>& vPoints, bool bReplace, bool bDeleteOldTriangles) {
   return pImpl->importTriangles(vPoints, bReplace, bDeleteOldTriangles);
 }
@@ -188,32 +192,39 @@ void Zarn_2D::show(Visualizer2* pVis, bool bWithConstraints) {
   std::vector<Triangle2*> vTriangles;
   getTrianglePointers(vTriangles);
   pVis->addTriangles(vTriangles);
-  if (!bWithConstraints) return;
-  std::vector<ConstraintSegment2*> vPieces;
-  getAliveConstraintSegments(vPieces);
-  const Color constraintColor(CRED, 1.0);
-  for (const ConstraintSegment2* pCSeg : vPieces) pVis->addSegment(*pCSeg->getSrc(), *pCSeg->getTrg(), constraintColor);
+  if (bWithConstraints) pImpl->addConstraintsTo(pVis);
 }
 
-void Zarn_2D::writeObj(const std::string& filename) {
+void Zarn_2D::writeObj(const std::string& filename) { writeObj(filename, nullptr); }
+
+void Zarn_2D::writeObj(const std::string& filename, Zone2* pZone) {
   if (!is2D()) {
     reportError("Dt2::show()", "The triangulation is not full dimensional yet, no visualization");
     return;
   }
   std::vector<Triangle2*> vTriangles;
-  getTrianglePointers(vTriangles);
-  writeObjFile(filename, vTriangles);
+  if (collectExportTriangles(pZone, "Dt2::writeObj()", vTriangles)) writeObjFile(filename, vTriangles);
 }
 
-void Zarn_2D::writeObj(const std::string& /*filename*/, Zone2* /*pZone*/) { reportUnavailable("Zarn_2D::writeObj(..)", "Zones"); }
+void Zarn_2D::writeWebScene(const char* path) { writeWebScene(path, nullptr); }
 
-void Zarn_2D::writeWebScene(const char* path) {
+void Zarn_2D::writeWebScene(const char* path, Zone2* pZone) {
   std::vector<Triangle2*> vTriangles;
-  getTrianglePointers(vTriangles);
-  writeWebSceneFiles(path, vTriangles);
+  if (collectExportTriangles(pZone, "Dt2::writeWebScene()", vTriangles)) writeWebSceneFiles(path, vTriangles);
 }
 
-void Zarn_2D::writeWebScene(const char* /*path*/, Zone2* /*pZone*/) { reportUnavailable("Zarn_2D::writeWebScene(..)", "Zones"); }
+bool Zarn_2D::collectExportTriangles(Zone2* pZone, const char* where, std::vector<Triangle2*>& vTriangles) const {
+  if (pZone == nullptr) {
+    getTrianglePointers(vTriangles);
+    return true;
+  }
+  if (!pImpl->hasZone(pZone)) {
+    reportWarning(where, "The zone does not belong to this triangulation, nothing written");
+    return false;
+  }
+  pZone->getTriangles(vTriangles);
+  return true;
+}
 
 // ----- Messages and settings -----
 

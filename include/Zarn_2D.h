@@ -18,9 +18,11 @@
 #include "Triangle2.h"
 #include "TriangleAroundVertexIterator.h"
 #include "Vector2.h"
+#include "UserPredicateT.h"
 #include "VertexPair2.h"
 #include "Visualizer2.h"
 #include "ZarnException.h"
+#include "Zone2.h"
 #include "freeFunctions.h"
 
 namespace KORA_ZARN2D {
@@ -121,10 +123,29 @@ class ZARN2D_EXPORT Zarn_2D {
   /// Inserts every constraint segment that is not yet an edge; warns and does nothing before the
   /// triangulation is 2D.
   void applyConstraintsAndZones();
+  /// A zone of one oriented constraint graph (createConstraint with bOrientedSegments true):
+  /// ZL_INSIDE the triangles left of its pieces (inside a counterclockwise ring), ZL_OUTSIDE those
+  /// right of them, ZL_BOUNDED as ZL_INSIDE (the form mesh generation expects); ZL_GLOBAL all
+  /// triangles (the graph may be null). The zone follows later changes of the triangulation: its
+  /// triangles are computed when asked for (Zone2::getTriangles). Null for a null, foreign or
+  /// undirected graph, another location, or before the triangulation is 2D; with bVerbose the
+  /// reason and "No zone created, returning NULL (bVerbose==true)" are printed. O(1).
+  /// Zones are owned by the triangulation and live until deleteZone or its destruction.
   Zone2* createZone(ConstraintGraph2* pConstraintGraph, ZoneLocation zoneLoc, bool bVerbose = true);
+  /// As above for several oriented graphs together, ZL_INSIDE or ZL_OUTSIDE (for example an outer
+  /// counterclockwise ring and clockwise holes, or rings given as separate graphs). A piece shared
+  /// by two of the graphs is a barrier only.
+  Zone2* createZone(const std::vector<ConstraintGraph2*>& vConstraintGraphs, ZoneLocation zoneLoc, bool bVerbose = true);
+  /// A ZL_GROW zone: the triangles reached from the triangle that contains startPoint without
+  /// crossing an edge of the graph(s); the graphs need not be oriented. A start point outside the
+  /// triangulation gives a warning (and no triangles) whenever the zone is evaluated. Null, with
+  /// messages as above, for another location, a null graph or a non-finite start point.
   Zone2* createZone(ConstraintGraph2* pConstraintGraph, ZoneLocation zoneLoc, const Point2& startPoint, bool bVerbose = true);
   Zone2* createZone(const std::vector<ConstraintGraph2*>& vConstraintGraphs, ZoneLocation zoneLoc, const Point2& startPoint,
                     bool bVerbose = true);
+  /// A ZL_BOUNDED zone of exactly these triangles: the border of the set becomes a new oriented
+  /// constraint graph, so the zone follows later insertions and can be meshed. Null, dead and
+  /// foreign triangles are left out with a warning; null when none is left. O(n).
   Zone2* createZone(std::vector<Triangle2*>& vTriangles, bool bVerbose = true);
   /// Cuts the triangulation along a simple polygon given by vSegments (any order and orientation)
   /// as cutTriangles does, and returns the zone of the triangles inside it (clipped to the
@@ -133,6 +154,9 @@ class ZARN2D_EXPORT Zarn_2D {
   /// polygon: a warning, null, nothing changed. Cost as cutTriangles plus the zone's size. The
   /// zone lives until deleteZone or the end of this triangulation.
   Zone2* createZone_cookieCutter(std::vector<Segment2>& vSegments, bool bProtectEdges);
+  /// Destroys a zone of this triangulation (the pointer is invalid afterwards). A zone that is not
+  /// there gives a warning; so does a zone that a set operation's zone still uses as an operand
+  /// (delete that zone first). O(number of zones).
   void deleteZone(Zone2* pZone);
   /// Imports triangles given as consecutive corner triples (either orientation): the corners become
   /// vertices and every imported edge a constraint edge, so each imported triangle reappears
@@ -184,7 +208,8 @@ class ZARN2D_EXPORT Zarn_2D {
   void show(const std::string& filename, bool bWithConstraints = true);
   /// Adds the triangles (and constraint edges) to a visualizer the caller writes.
   void show(Visualizer2* pVis, bool bWithConstraints = true);
-  /// Writes all triangles (or the zone's) as a Wavefront OBJ file.
+  /// Writes all triangles (or the zone's; a null zone means all) as a Wavefront OBJ file. A zone
+  /// of another triangulation gives a warning and nothing is written.
   void writeObj(const std::string& filename);
   void writeObj(const std::string& filename, Zone2* pZone);
   /// Writes a directory with a web page that shows the triangulation (or the zone) in 3D.
@@ -212,6 +237,8 @@ class ZARN2D_EXPORT Zarn_2D {
 
  protected:
   void initZarn(unsigned int numExpectedVertices);
+  /// The triangles of the zone (all for null); false with a warning at where for a foreign zone.
+  bool collectExportTriangles(Zone2* pZone, const char* where, std::vector<Triangle2*>& vTriangles) const;
 
  private:
   Dt2* pImpl;

@@ -76,6 +76,24 @@ ZARN2D_EXPORT bool createDirectory(const char* path);
 /// Writes the library's built-in copy of a web-viewer file into dir; unknown names are an error.
 ZARN2D_EXPORT void fileReplicate(const char* filename, const char* dir);
 
+// ----- Zone set operations ------------------------------------------------------------------
+
+// The result is a new zone of the operands' triangulation (owned by it like every zone) that
+// computes the set operation whenever its triangles are asked for, so it follows the
+// triangulation as the operands do; the operands must stay until the result is deleted. An empty
+// result (zoneDifference(A, A)) is a valid zone without triangles. A null operand, or operands of
+// two triangulations, give a warning and null. O(1); evaluating the result costs both operands'
+// evaluation plus O(their sizes).
+
+/// The triangles of either zone (first operand's order, then the second's others).
+ZARN2D_EXPORT Zone2* zoneUnion(Zone2* pZone0, Zone2* pZone1);
+/// The triangles of both zones.
+ZARN2D_EXPORT Zone2* zoneIntersection(Zone2* pZone0, Zone2* pZone1);
+/// The triangles of the first zone that are not in the second.
+ZARN2D_EXPORT Zone2* zoneDifference(Zone2* pZone0, Zone2* pZone1);
+/// The triangles in exactly one of the zones.
+ZARN2D_EXPORT Zone2* zoneSymmetricDifference(Zone2* pZone0, Zone2* pZone1);
+
 // ----- Test data ----------------------------------------------------------------------------
 
 // The generators draw from one process-wide 15-bit generator with the classic rand() recurrence, so a

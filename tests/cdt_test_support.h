@@ -378,4 +378,18 @@ inline std::vector<Point2*> verticesAlong(const Zarn_2D& dt, const Segment2& seg
   return vOn;
 }
 
+
+/// Twice the signed area of the triangle a, b, c, exactly.
+inline mpq_class exactDoubleArea(const Point2& a, const Point2& b, const Point2& c) {
+  const mpq_class ax(a.x()), ay(a.y());
+  return (mpq_class(b.x()) - ax) * (mpq_class(c.y()) - ay) - (mpq_class(b.y()) - ay) * (mpq_class(c.x()) - ax);
+}
+
+/// The total area of the triangles, exactly.
+inline mpq_class exactArea(const std::vector<Triangle2*>& vTriangles) {
+  mpq_class sum(0);
+  for (const Triangle2* pT : vTriangles) sum += exactDoubleArea(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2));
+  return sum / 2;
+}
+
 }  // namespace cdttest

@@ -97,6 +97,24 @@ inline int exactInCircle(const Point2& a, const Point2& b, const Point2& c, cons
   return sgn(det);
 }
 
+/// The winding number of the closed polygon vRing (vertices in order, the last joined to the
+/// first) around the centroid of pT, exactly (rational centroid and orientations). Tells whether
+/// a triangle lies inside a polygon made of triangulation edges, whose boundary never passes
+/// through a triangle's interior.
+inline int windingNumberAtCentroid(const std::vector<Point2>& vRing, const Triangle2* pT) {
+  const mpq_class cx((mpq_class(pT->getCorner(0)->x()) + pT->getCorner(1)->x() + pT->getCorner(2)->x()) / 3);
+  const mpq_class cy((mpq_class(pT->getCorner(0)->y()) + pT->getCorner(1)->y() + pT->getCorner(2)->y()) / 3);
+  int winding(0);
+  for (size_t i = 0; i < vRing.size(); ++i) {
+    const Point2& a(vRing[i]);
+    const Point2& b(vRing[(i + 1) % vRing.size()]);
+    const int side(sgn((mpq_class(b.x()) - a.x()) * (cy - a.y()) - (mpq_class(b.y()) - a.y()) * (cx - a.x())));
+    if (a.y() <= cy && b.y() > cy && side > 0) ++winding;
+    if (a.y() > cy && b.y() <= cy && side < 0) --winding;
+  }
+  return winding;
+}
+
 // ----- Point sets ---------------------------------------------------------------------------
 
 inline bool lessXY(const Point2& a, const Point2& b) { return a.x() < b.x() || (a.x() == b.x() && a.y() < b.y()); }

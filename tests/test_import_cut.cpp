@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "Zone2.h"
 #include "cdt_test_support.h"
 #include "dt2_test_support.h"
 #include "test_support.h"
@@ -303,8 +304,15 @@ TEST_P(ImportIntoPoints, ImportedTrianglesReappearExactly) {
   for (const Point2& p : vOld) {
     if (!c.bDeleteOld && !(c.bReplace && strictlyInside(p, vMesh))) vExpected.push_back(p);
   }
-  dt.importTriangles(vMesh, c.bReplace, c.bDeleteOld);
+  Zone2* pZone(dt.importTriangles(vMesh, c.bReplace, c.bDeleteOld));
   EXPECT_TRUE(cdttest::isConstrainedDelaunay(dt, vExpected, edgesOf(vMesh)));
+  ASSERT_NE(nullptr, pZone);
+  EXPECT_EQ(ZL_BOUNDED, pZone->getZoneLocation());
+  std::vector<Triangle2*> vZone;
+  pZone->getTriangles(vZone);
+  mpq_class meshArea(0);
+  for (size_t i = 0; i < vMesh.size(); i += 3) meshArea += abs(cdttest::exactDoubleArea(vMesh[i], vMesh[i + 1], vMesh[i + 2])) / 2;
+  EXPECT_EQ(meshArea, cdttest::exactArea(vZone));
   EXPECT_TRUE(dt2test::libraryCheckValidity(dt));
   EXPECT_EQ(dt2test::distinctPositions(vExpected).size(), dt.numberOfPoints());
   const std::vector<TriangleKey> vAfter(dt2test::triangleSignature(dt));
@@ -337,8 +345,12 @@ TEST(ImportTriangles, AnotherTriangulationReappearsWhole) {
   }
   Zarn_2D dt(0);
   dt.insert(dt2test::randomPoints(400, 32));
-  dt.importTriangles(vMesh, true, false);
+  Zone2* pZone(dt.importTriangles(vMesh, true, false));
   EXPECT_TRUE(dt2test::libraryCheckValidity(dt));
+  ASSERT_NE(nullptr, pZone);
+  std::vector<Triangle2*> vZone;
+  pZone->getTriangles(vZone);
+  EXPECT_EQ(cdttest::exactArea(trianglesOf(source)), cdttest::exactArea(vZone));
   const std::vector<TriangleKey> vAfter(dt2test::triangleSignature(dt));
   for (const TriangleKey& key : dt2test::triangleSignature(source)) EXPECT_TRUE(hasTriangle(vAfter, key));
 }
@@ -367,10 +379,114 @@ TEST(ImportTriangles, BadInputIsReported) {
   EXPECT_TRUE(cdttest::isConstrainedDelaunay(dt, vGrid, vEdges));
 
   std::vector<Point2> vOverlap{Point2(0.25, 0.25), Point2(3, 0.25), Point2(0.25, 3), Point2(1, 1), Point2(3.75, 1.25), Point2(1.5, 3.75)};
-  out = captureStdout([&] { dt.importTriangles(vOverlap, false, false); });
+  out = captureStdout([&] { pZone = dt.importTriangles(vOverlap, false, false); });
   EXPECT_NE(std::string::npos, out.find(warningLine("Dt2::importTriangles()", "The imported triangles overlap, the zone covers their union")));
   EXPECT_TRUE(dt2test::libraryCheckValidity(dt));
   EXPECT_TRUE(dt2test::isValidTriangulation(dt));
+  // The union of the two overlapping triangles: their areas minus the overlap.
+  ASSERT_NE(nullptr, pZone);
+  std::vector<Triangle2*> vZone;
+  pZone->getTriangles(vZone);
+  const mpq_class area(cdttest::exactArea(vZone)), a0(cdttest::exactDoubleArea(vOverlap[0], vOverlap[1], vOverlap[2]) / 2),
+      a1(cdttest::exactDoubleArea(vOverlap[3], vOverlap[4], vOverlap[5]) / 2);
+  EXPECT_GT(area, std::max(a0, a1));
+  EXPECT_LT(area, a0 + a1);
+}
+
+// ----- createZone_cookieCutter ----------------------------------------------------------------
+
+std::vector<Segment2> ring(const std::vector<Point2>& vCorners) {
+  std::vector<Segment2> v;
+  for (size_t i = 0; i < vCorners.size(); ++i) v.push_back(Segment2(vCorners[i], vCorners[(i + 1) % vCorners.size()]));
+  return v;
+}
+
+struct CookieCase {
+  const char* name;
+  std::vector<Point2> vCorners;  // the polygon, in the order given (either orientation)
+  double area;                   // of the polygon clipped to [0, 4]^2
+};
+
+const CookieCase kCookieCases[] = {
+    {"Inside", {Point2(0.5, 1.25), Point2(3.5, 1.25), Point2(3.5, 2.75), Point2(0.5, 2.75)}, 4.5},
+    {"Clockwise", {Point2(1, 1), Point2(1, 3), Point2(3, 1)}, 2.0},
+    {"PartlyOutside", {Point2(2, 1), Point2(6, 1), Point2(6, 3), Point2(2, 3)}, 4.0},
+    {"AroundAll", {Point2(-1, -1), Point2(5, -1), Point2(5, 5), Point2(-1, 5)}, 16.0},
+    {"Disjoint", {Point2(5, 5), Point2(6, 5), Point2(6, 6)}, 0.0},
+    {"Nonconvex", {Point2(0.5, 0.5), Point2(3.5, 0.5), Point2(2, 2), Point2(3.5, 3.5), Point2(0.5, 3.5)}, 6.75},
+};
+
+class CookieCutter : public ::testing::TestWithParam<CookieCase> {};
+
+// The zone is exactly the part of the polygon in the triangulation: its triangles are those whose
+// centroid lies inside, its exact area the clipped polygon's; it is bounded (and the cut
+// protected) only with bProtectEdges, and then it follows later insertions.
+TEST_P(CookieCutter, ZoneIsThePolygonClippedToTheTriangulation) {
+  const CookieCase& c(GetParam());
+  for (const bool bProtect : {false, true}) {
+    SCOPED_TRACE(bProtect ? "protected" : "unprotected");
+    Zarn_2D dt(0);
+    makeGrid(dt);
+    std::vector<Segment2> vRing(ring(c.vCorners));
+    std::reverse(vRing.begin() + 1, vRing.end());  // any order
+    Zone2* pZone(dt.createZone_cookieCutter(vRing, bProtect));
+    ASSERT_NE(nullptr, pZone);
+    ASSERT_TRUE(dt2test::libraryCheckValidity(dt, false));
+    EXPECT_EQ(bProtect && c.area > 0 ? ZL_BOUNDED : ZL_GROW, pZone->getZoneLocation());
+    std::vector<Triangle2*> vZone;
+    pZone->getTriangles(vZone);
+    EXPECT_EQ(mpq_class(c.area), cdttest::exactArea(vZone));
+    std::sort(vZone.begin(), vZone.end());
+    const std::vector<Point2> vPolygon(c.vCorners);
+    for (Triangle2* pT : trianglesOf(dt)) {
+      const Point2 centroid((pT->getCorner(0)->x() + pT->getCorner(1)->x() + pT->getCorner(2)->x()) / 3,
+                            (pT->getCorner(0)->y() + pT->getCorner(1)->y() + pT->getCorner(2)->y()) / 3);
+      bool bInside(false);  // crossing number, exact
+      for (size_t i = 0; i < vPolygon.size(); ++i) {
+        const Point2& a(vPolygon[i]);
+        const Point2& b(vPolygon[(i + 1) % vPolygon.size()]);
+        if ((a.y() > centroid.y()) != (b.y() > centroid.y()) && dt2test::exactOrientation(a, b, centroid) == (b.y() > a.y() ? 1 : -1)) bInside = !bInside;
+      }
+      EXPECT_EQ(bInside, std::binary_search(vZone.begin(), vZone.end(), pT));
+    }
+    std::vector<Edge2> vBoundary;
+    pZone->getBoundaryEdges(vBoundary);
+    size_t numConstraint(0);
+    for (const Edge2& e : vBoundary) numConstraint += dt.isConstraint(e.getTriangle(), e.getIndex());
+    EXPECT_EQ(bProtect ? vBoundary.size() : 0u, numConstraint);
+    dt.insert(dt2test::randomPoints(60, 9, 0.0, 4.0));
+    std::vector<Triangle2*> vLater;
+    pZone->getTriangles(vLater);
+    if (bProtect) {
+      EXPECT_EQ(mpq_class(c.area), cdttest::exactArea(vLater));
+    } else {
+      EXPECT_LE(cdttest::exactArea(vLater), mpq_class(c.area));
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Polygons, CookieCutter, ::testing::ValuesIn(kCookieCases),
+                         [](const ::testing::TestParamInfo<CookieCase>& info) { return std::string(info.param.name); });
+
+TEST(CookieCutter, SegmentsThatAreNoSimplePolygonChangeNothing) {
+  const std::vector<std::vector<Segment2>> vBad{
+      ring({Point2(1, 1), Point2(3, 3), Point2(3, 1), Point2(1, 3)}),                       // a figure eight (bow tie)
+      {Segment2(Point2(1, 1), Point2(2, 1)), Segment2(Point2(2, 1), Point2(2, 2))},          // open
+      ring({Point2(1, 1), Point2(2, 1), Point2(3, 1)}),                                      // flat
+      ring({Point2(1, 1), Point2(3, 1), Point2(3, 3), Point2(1, 1), Point2(0.5, 3), Point2(0.5, 2)}),  // two rings at a vertex
+  };
+  for (const std::vector<Segment2>& vSegments : vBad) {
+    Zarn_2D dt(0);
+    makeGrid(dt);
+    const std::vector<TriangleKey> vBefore(dt2test::triangleSignature(dt));
+    std::vector<Segment2> vCopy(vSegments);
+    Zone2* pZone(reinterpret_cast<Zone2*>(&dt));
+    const std::string out(captureStdout([&] { pZone = dt.createZone_cookieCutter(vCopy, true); }));
+    EXPECT_EQ(nullptr, pZone);
+    EXPECT_NE(std::string::npos,
+              out.find(warningLine("Dt2::createZone_cookieCutter()", "The segments do not form one simple closed polygon, returning NULL")));
+    EXPECT_EQ(vBefore, dt2test::triangleSignature(dt));
+  }
 }
 
 }  // namespace
