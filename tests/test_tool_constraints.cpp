@@ -24,10 +24,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct ToolRun {
-  int exitCode = -1;
-  std::string out, err;
-};
+using zarn_test::ToolRun;
 
 /// What the tool prints after the constraint step (and after a removal with constraints).
 struct ConstraintCounts {
@@ -80,19 +77,12 @@ class ToolConstraints : public ::testing::Test {
   }
 
   ToolRun run(const std::string& arguments) const {
-    ToolRun result;
 #ifdef ZARN_TOOL_PATH
-    const std::string outFile(path("stdout.txt")), errFile(path("stderr.txt"));
-    const std::string command("cd '" + dir.string() + "' && '" + std::string(ZARN_TOOL_PATH) + "' " + arguments + " > '" +
-                              outFile + "' 2> '" + errFile + "'");
-    const int status(std::system(command.c_str()));
-    result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    result.out = zarn_test::readFile(outFile);
-    result.err = zarn_test::readFile(errFile);
+    return zarn_test::runInDirectory(dir.string(), ZARN_TOOL_PATH, arguments);
 #else
     (void)arguments;
+    return ToolRun();
 #endif
-    return result;
   }
 
   fs::path dir;

@@ -3,3 +3,6 @@
 
 /// `zarn2d check SEGMENTFILE ...`: lists the illegal segments of a segment set. argv[0] is "check".
 int runCheckCommand(int argc, char** argv);
+
+/// `zarn2d cut MESH SEGMENTFILE ...`: imports a mesh and cuts a zone out of it. argv[0] is "cut".
+int runCutCommand(int argc, char** argv);

@@ -26,6 +26,8 @@ const char* const kUsage =
     "  zarn2d [options] [POINTFILE]     triangulate the points of POINTFILE, or the built-in demo\n"
     "  zarn2d check SEGMENTFILE [...]   list the illegal (intersecting) segments of a segment set\n"
     "                                   (zarn2d check --help for its options)\n"
+    "  zarn2d cut MESH SEGMENTFILE [...]  import a triangle mesh and cut a zone out of it\n"
+    "                                   (zarn2d cut --help for its options)\n"
     "\n"
     "POINTFILE is a binary point file (types 20 and 30) or a text file of \"x y\" pairs.\n"
     "Without POINTFILE the demo input is used: random points in the unit square plus a circle.\n"
@@ -293,6 +295,7 @@ bool writeOutputs(Zarn_2D& dt, const Options& opt) {
 
 int main(int argc, char** argv) {
   if (argc > 1 && std::strcmp(argv[1], "check") == 0) return runCheckCommand(argc - 1, argv + 1);
+  if (argc > 1 && std::strcmp(argv[1], "cut") == 0) return runCutCommand(argc - 1, argv + 1);
   Options opt;
   const int parseResult(parseOptions(argc, argv, opt));
   if (parseResult != 0) return parseResult == 2 ? 0 : 1;
