@@ -196,25 +196,9 @@ void Dt2::growZoneArea(const std::vector<ConstraintGraph2*>& vConstraintGraphs, 
 // ----- Look-ups -----
 
 Triangle2* Dt2::getTriangleLeftOf(Point2* a, Point2* b, int& edgeIdx) const {
-  Triangle2* pStart(a->getIncidentTriangle());
-  if (pStart == nullptr) return nullptr;
-  const auto leadsTo = [a, b, &edgeIdx](const Triangle2* pT) {
-    const int k(pT->getIntraTriangleIndex(a));
-    edgeIdx = incIndexBy2(k);
-    return pT->getCorner(incIndexBy1(k)) == b;
-  };
-  // Counterclockwise around a; if a lies on the hull, then clockwise from the start.
-  Triangle2* pT(pStart);
-  do {
-    if (leadsTo(pT)) return pT;
-    pT = pT->getOppositeTriangle(incIndexBy1(pT->getIntraTriangleIndex(a)));
-  } while (pT != nullptr && pT != pStart);
-  if (pT == pStart) return nullptr;
-  for (pT = pStart->getOppositeTriangle(incIndexBy2(pStart->getIntraTriangleIndex(a))); pT != nullptr;
-       pT = pT->getOppositeTriangle(incIndexBy2(pT->getIntraTriangleIndex(a)))) {
-    if (leadsTo(pT)) return pT;
-  }
-  return nullptr;
+  Triangle2* pT(getAdjacentTriangle(a, b));
+  if (pT != nullptr) edgeIdx = incIndexBy2(pT->getIntraTriangleIndex(a));
+  return pT;
 }
 
 Triangle2* Dt2::getAnyTriangle() const {

@@ -149,10 +149,13 @@ class ZARN2D_EXPORT Zarn_2D {
   Zone2* createZone(std::vector<Triangle2*>& vTriangles, bool bVerbose = true);
   /// Cuts the triangulation along a simple polygon given by vSegments (any order and orientation)
   /// as cutTriangles does, and returns the zone of the triangles inside it (clipped to the
-  /// triangulation): ZL_BOUNDED by the cut pieces with bProtectEdges, else a snapshot of those
-  /// triangles (the cut edges are no constraints). Segments that do not form one simple closed
-  /// polygon: a warning, null, nothing changed. Cost as cutTriangles plus the zone's size. The
-  /// zone lives until deleteZone or the end of this triangulation.
+  /// triangulation): ZL_BOUNDED by the cut pieces (and hull edges where the polygon leaves the
+  /// triangulation) with bProtectEdges; else the cut edges are no constraints and the zone is a
+  /// snapshot of those triangles (location ZL_GROW without start points: it keeps the triangles
+  /// that stand unchanged). A polygon that misses the triangulation gives a zone without
+  /// triangles. Segments that do not form one simple closed polygon: a warning, null, nothing
+  /// changed. Cost as cutTriangles plus the zone's size. The zone lives until deleteZone or the
+  /// end of this triangulation.
   Zone2* createZone_cookieCutter(std::vector<Segment2>& vSegments, bool bProtectEdges);
   /// Destroys a zone of this triangulation (the pointer is invalid afterwards). A zone that is not
   /// there gives a warning; so does a zone that a set operation's zone still uses as an operand

@@ -25,8 +25,14 @@ namespace {
 
 const double kNaN(std::numeric_limits<double>::quiet_NaN());
 
-// The 5 x 5 integer grid [0, 4]^2.
-void makeGrid(Zarn_2D& dt) { dt.insert(dt2test::gridPoints(5, 5)); }
+// The 5 x 5 integer grid [0, 4]^2, scaled.
+void makeGrid(Zarn_2D& dt, double scale = 1.0) { dt.insert(dt2test::gridPoints(5, 5, scale)); }
+
+// Powers of two scale every crossing exactly: the grid cases also run near the ends of the range.
+const double kScales[] = {1.0, 0x1p-600, 0x1p600};
+
+Point2 scaled(const Point2& p, double scale) { return Point2(p.x() * scale, p.y() * scale); }
+Segment2 scaled(const Segment2& s, double scale) { return Segment2(scaled(s.getSrc(), scale), scaled(s.getTrg(), scale)); }
 
 std::vector<Triangle2*> trianglesOf(const Zarn_2D& dt) {
   std::vector<Triangle2*> v;
@@ -105,39 +111,45 @@ const SegmentCase kGridCases[] = {
 class GridSegments : public ::testing::TestWithParam<SegmentCase> {};
 
 TEST_P(GridSegments, DrapeSplitsAtEveryEdgeAndKeepsTheTriangulation) {
-  const SegmentCase& c(GetParam());
-  Zarn_2D dt(0);
-  makeGrid(dt);
-  const std::vector<TriangleKey> vBefore(dt2test::triangleSignature(dt));
-  std::vector<Segment2> vIn(1, c.seg), vOut(1, Segment2(Point2(9, 9), Point2(8, 8)));
-  EXPECT_EQ(c.bInside, dt.drape(vIn, vOut));
-  vOut.erase(vOut.begin());  // appended to, not replaced
-  EXPECT_EQ(vBefore, dt2test::triangleSignature(dt));
-  if (c.first == c.last) {
-    EXPECT_TRUE(vOut.empty());
-    return;
+  for (const double scale : kScales) {
+    SCOPED_TRACE(scale);
+    const SegmentCase& c(GetParam());
+    const Segment2 seg(scaled(c.seg, scale));
+    Zarn_2D dt(0);
+    makeGrid(dt, scale);
+    const std::vector<TriangleKey> vBefore(dt2test::triangleSignature(dt));
+    std::vector<Segment2> vIn(1, seg), vOut(1, Segment2(Point2(9, 9), Point2(8, 8)));
+    EXPECT_EQ(c.bInside, dt.drape(vIn, vOut));
+    vOut.erase(vOut.begin());  // appended to, not replaced
+    EXPECT_EQ(vBefore, dt2test::triangleSignature(dt));
+    if (c.first == c.last) {
+      EXPECT_TRUE(vOut.empty());
+      continue;
+    }
+    if (c.numPieces != 0) {
+      EXPECT_EQ(c.numPieces, vOut.size());
+    }
+    EXPECT_TRUE(cdttest::isChainAlong(seg, chainOf(vOut), scaled(c.first, scale), scaled(c.last, scale)));
+    EXPECT_TRUE(piecesInSingleTriangles(dt, vOut));
   }
-  if (c.numPieces != 0) {
-    EXPECT_EQ(c.numPieces, vOut.size());
-  }
-  EXPECT_TRUE(cdttest::isChainAlong(c.seg, chainOf(vOut), c.first, c.last));
-  EXPECT_TRUE(piecesInSingleTriangles(dt, vOut));
 }
 
 TEST_P(GridSegments, CutMakesTheSegmentEdgesAndKeepsTrianglesAwayFromIt) {
   const SegmentCase& c(GetParam());
   for (const bool bProtect : {false, true}) {
     SCOPED_TRACE(bProtect ? "protected" : "unprotected");
+    const double scale(bProtect ? 0x1p600 : 0x1p-600);
+    const Segment2 seg(scaled(c.seg, scale));
     Zarn_2D dt(0);
-    makeGrid(dt);
+    makeGrid(dt, scale);
     const std::vector<Triangle2*> vBefore(trianglesOf(dt));
     std::vector<TriangleKey> vKept;
     for (const Triangle2* pT : vBefore) {
-      if (!cdttest::segmentMeetsTriangle(c.seg.getSrc(), c.seg.getTrg(), *pT)) {
+      if (!cdttest::segmentMeetsTriangle(seg.getSrc(), seg.getTrg(), *pT)) {
         vKept.push_back(keyOf(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2)));
       }
     }
-    dt.cutTriangles(c.seg.getSrc(), c.seg.getTrg(), bProtect);
+    dt.cutTriangles(seg.getSrc(), seg.getTrg(), bProtect);
     ASSERT_TRUE(dt2test::isValidTriangulation(dt));
     ASSERT_TRUE(dt2test::libraryCheckValidity(dt, false));
     const std::vector<TriangleKey> vAfter(dt2test::triangleSignature(dt));
@@ -146,10 +158,10 @@ TEST_P(GridSegments, CutMakesTheSegmentEdgesAndKeepsTrianglesAwayFromIt) {
       EXPECT_EQ(vBefore.size(), vAfter.size());
       continue;
     }
-    const std::vector<Point2*> vOn(cdttest::verticesAlong(dt, c.seg, c.first, c.last));
+    const std::vector<Point2*> vOn(cdttest::verticesAlong(dt, seg, scaled(c.first, scale), scaled(c.last, scale)));
     ASSERT_GE(vOn.size(), 2u);
-    EXPECT_EQ(c.first, *vOn.front());
-    EXPECT_EQ(c.last, *vOn.back());
+    EXPECT_EQ(scaled(c.first, scale), *vOn.front());
+    EXPECT_EQ(scaled(c.last, scale), *vOn.back());
     for (size_t i = 1; i < vOn.size(); ++i) {
       EXPECT_TRUE(dt.getAdjacentTriangle(vOn[i - 1], vOn[i]) != nullptr || dt.getAdjacentTriangle(vOn[i], vOn[i - 1]) != nullptr)
           << *vOn[i - 1] << " - " << *vOn[i] << " is no edge";
@@ -236,6 +248,47 @@ TEST(CutTriangles, CrossingCutsAndConstraintsStayCovered) {
       }
       dt.insert(dt2test::randomPoints(100, 5));  // later insertions flip unprotected cuts only
       ASSERT_TRUE(dt2test::libraryCheckValidity(dt, false));
+    }
+  }
+}
+
+// Random segments crossing each other and the hull: the triangulation stays valid, triangles that
+// no segment meets keep their corners, and segments inside the hull are chains of edges.
+TEST(CutTriangles, RandomCutsOverRandomPoints) {
+  for (unsigned seed = 1; seed <= 4; ++seed) {
+    SCOPED_TRACE(seed);
+    const std::vector<Point2> vPoints(dt2test::randomPoints(150, seed));
+    const std::vector<Point2> vHull(dt2test::hullCorners(vPoints));
+    const auto inHull = [&vHull](const Point2& p) {
+      for (size_t i = 0; i < vHull.size(); ++i) {
+        if (dt2test::exactOrientation(vHull[i], vHull[(i + 1) % vHull.size()], p) < 0) return false;
+      }
+      return true;
+    };
+    Zarn_2D dt(0);
+    dt.insert(vPoints);
+    std::mt19937 rng(seed);
+    std::uniform_real_distribution<double> coord(-0.2, 1.2);
+    std::vector<Segment2> vCuts;
+    for (int i = 0; i < 12; ++i) vCuts.push_back(Segment2(Point2(coord(rng), coord(rng)), Point2(coord(rng), coord(rng))));
+    std::vector<TriangleKey> vKept;
+    for (const Triangle2* pT : trianglesOf(dt)) {
+      if (std::none_of(vCuts.begin(), vCuts.end(), [pT](const Segment2& s) { return cdttest::segmentMeetsTriangle(s.getSrc(), s.getTrg(), *pT); })) {
+        vKept.push_back(keyOf(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2)));
+      }
+    }
+    dt.cutTriangles(vCuts, seed % 2 == 0);
+    ASSERT_TRUE(dt2test::isValidTriangulation(dt));
+    ASSERT_TRUE(dt2test::libraryCheckValidity(dt, false));
+    const std::vector<TriangleKey> vAfter(dt2test::triangleSignature(dt));
+    for (const TriangleKey& key : vKept) EXPECT_TRUE(hasTriangle(vAfter, key)) << "a triangle away from the cuts changed";
+    for (const Segment2& seg : vCuts) {
+      if (!inHull(seg.getSrc()) || !inHull(seg.getTrg())) continue;
+      const std::vector<Point2*> vOn(cdttest::verticesAlong(dt, seg, seg.getSrc(), seg.getTrg()));
+      for (size_t i = 1; i < vOn.size(); ++i) {
+        EXPECT_TRUE(dt.getAdjacentTriangle(vOn[i - 1], vOn[i]) != nullptr || dt.getAdjacentTriangle(vOn[i], vOn[i - 1]) != nullptr)
+            << seg << ": " << *vOn[i - 1] << " - " << *vOn[i] << " is no edge";
+      }
     }
   }
 }
