@@ -31,6 +31,14 @@ bool isUsable(const Segment2& seg, size_t& numSkipped) {
   return false;
 }
 
+// True when an edge at pVtx lies on the hull. O(degree).
+bool isOnHull(Point2* pVtx) {
+  return Dt2::findAround(pVtx, pVtx->getIncidentTriangle(), [pVtx](const Triangle2* pT) {
+           const int k(pT->getIntraTriangleIndex(pVtx));
+           return pT->getOppositeTriangle(incIndexBy1(k)) == nullptr || pT->getOppositeTriangle(incIndexBy2(k)) == nullptr;
+         }) != nullptr;
+}
+
 void warnSkipped(const char* where, size_t numSkipped) {
   if (numSkipped > 0) reportWarning(where, std::to_string(numSkipped) + " degenerate or non-finite segment(s) skipped");
 }
@@ -103,9 +111,8 @@ bool toCounterclockwiseRing(KoraTest& kora, std::vector<Segment2>& vRing) {
 
 /// Finds the stations of segments in one triangulation (see the top of this file). Every
 /// decision is an exact orientation test; only the crossing points are rounded. Stations
-/// strictly advance along the segment, so no piece between two of them has length zero. Holds
-/// the triangulation's hull once a segment starts outside it; valid while the triangulation is
-/// not changed.
+/// strictly advance along the segment, so no piece between two of them has length zero. Keeps
+/// the triangulation's hull once a segment starts outside it, until forgetHull.
 class SegmentTracer {
  public:
   explicit SegmentTracer(Dt2& dt) : dt(dt), kora(dt.getPredicates()) {}
@@ -114,7 +121,7 @@ class SegmentTracer {
   /// lies in the triangulation; false when a part outside it was dropped. O(number of crossed
   /// triangles), plus O(hull size) when a starts outside the hull.
   bool trace(const Point2& a, const Point2& b, std::vector<SegmentStation>& vStations);
-  /// To be called after the triangulation changed.
+  /// To be called after the hull changed.
   void forgetHull() { vHull.clear(); }
 
  private:
@@ -363,11 +370,11 @@ void Dt2::cutOneSegment(const Segment2& seg, bool bProtectEdges, SegmentTracer& 
   tracer.trace(seg.getSrc(), seg.getTrg(), vStations);
   std::vector<Point2*> vVertices;
   insertStations(vStations, vVertices);
-  tracer.forgetHull();
   if (vVertices.empty()) return;
   const size_t first(vChain.size());
   vChain.push_back(vVertices[0]);
   for (size_t i = 1; i < vVertices.size(); ++i) forceEdge(vVertices[i], vChain);
+  if (std::any_of(vChain.begin() + static_cast<std::ptrdiff_t>(first), vChain.end(), isOnHull)) tracer.forgetHull();
   if (!bProtectEdges || vChain.size() < first + 2) return;
   std::vector<std::pair<Point2*, Point2*>> vPieces;
   for (size_t i = first + 1; i < vChain.size(); ++i) vPieces.push_back(std::make_pair(vChain[i - 1], vChain[i]));
@@ -419,9 +426,11 @@ void Dt2::forceEdge(Point2* pTo, std::vector<Point2*>& vChain) {
       case SegmentWalk::VERTEX_ON_SEGMENT:
         vTargets.push_back(walk.pVertex);
         break;
-      case SegmentWalk::CROSSES_CONSTRAINT:
-        vTargets.push_back(splitCrossedConstraint(walk.pCrossingCSeg, walk.crossing, walk.pNearT));
+      case SegmentWalk::CROSSES_CONSTRAINT: {
+        Point2* pSplit(splitCrossedConstraint(walk.pCrossingCSeg, walk.crossing, walk.pNearT));
+        if (pSplit != nullptr) vTargets.push_back(pSplit);
         break;
+      }
       case SegmentWalk::CROSSES_FREE_EDGES:
         retriangulateCavity();
         reinsertDisplacedConstraints();

@@ -108,6 +108,8 @@ const SegmentCase kGridCases[] = {
     {"OutsideAlongHullLine", Segment2(Point2(-2, 4), Point2(3, 4)), false, Point2(0, 4), Point2(3, 4), 3},
 };
 
+void PrintTo(const SegmentCase& c, std::ostream* os) { *os << c.name; }
+
 class GridSegments : public ::testing::TestWithParam<SegmentCase> {};
 
 TEST_P(GridSegments, DrapeSplitsAtEveryEdgeAndKeepsTheTriangulation) {
@@ -342,6 +344,8 @@ struct ImportCase {
   bool bReplace, bDeleteOld;
 };
 
+void PrintTo(const ImportCase& c, std::ostream* os) { *os << "bReplace " << c.bReplace << ", bDeleteOldTriangles " << c.bDeleteOld; }
+
 class ImportIntoPoints : public ::testing::TestWithParam<ImportCase> {};
 
 // A thin fan imported over random points: the constraint check holds, old points go as the flags
@@ -468,6 +472,8 @@ const CookieCase kCookieCases[] = {
     {"Disjoint", {Point2(5, 5), Point2(6, 5), Point2(6, 6)}, 0.0},
     {"Nonconvex", {Point2(0.5, 0.5), Point2(3.5, 0.5), Point2(2, 2), Point2(3.5, 3.5), Point2(0.5, 3.5)}, 6.75},
 };
+
+void PrintTo(const CookieCase& c, std::ostream* os) { *os << c.name; }
 
 class CookieCutter : public ::testing::TestWithParam<CookieCase> {};
 
