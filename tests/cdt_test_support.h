@@ -392,4 +392,29 @@ inline mpq_class exactArea(const std::vector<Triangle2*>& vTriangles) {
   return sum / 2;
 }
 
+
+/// True when p lies in the closed convex polygon given by its counterclockwise corners (exact).
+inline bool isInConvexPolygon(const std::vector<Point2>& vCorners, const Point2& p) {
+  for (size_t i = 0; i < vCorners.size(); ++i) {
+    if (dt2test::exactOrientation(vCorners[i], vCorners[(i + 1) % vCorners.size()], p) < 0) return false;
+  }
+  return true;
+}
+
+/// Checks that consecutive vertices of vChain are joined by edges of dt (constraint edges when
+/// bConstraint says so; no check of that when it is null).
+inline ::testing::AssertionResult isEdgeChain(const Zarn_2D& dt, const std::vector<Point2*>& vChain, const bool* pbConstraint = nullptr) {
+  for (size_t i = 1; i < vChain.size(); ++i) {
+    Point2* p(vChain[i - 1]);
+    Point2* q(vChain[i]);
+    if (dt.getAdjacentTriangle(p, q) == nullptr && dt.getAdjacentTriangle(q, p) == nullptr) {
+      return ::testing::AssertionFailure() << detail::str(*p) << " - " << detail::str(*q) << " is no edge";
+    }
+    if (pbConstraint != nullptr && dt.isConstraint(p, q) != *pbConstraint) {
+      return ::testing::AssertionFailure() << detail::str(*p) << " - " << detail::str(*q) << (*pbConstraint ? " is no" : " is a") << " constraint";
+    }
+  }
+  return ::testing::AssertionSuccess();
+}
+
 }  // namespace cdttest
