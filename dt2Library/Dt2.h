@@ -81,11 +81,15 @@ class Dt2 {
   Triangle2* getAdjacentTriangle(Point2* p0, Point2* p1) const;
   /// True when p0-p1 is an edge. Turns around p0 only, no geometry, no allocation.
   bool hasEdge(Point2* p0, Point2* p1) const;
-  /// The first triangle around pVtx for which bFound(triangle) holds, turning counterclockwise
-  /// from pStart (a triangle with corner pVtx), then clockwise from it around a hull vertex; null
-  /// when there is none. O(degree), no allocation.
-  template <typename Predicate>
-  static Triangle2* findAround(Point2* pVtx, Triangle2* pStart, Predicate bFound);
+  /// The first triangle around pPivot for which visit(triangle, index of the pivot in it) holds:
+  /// counterclockwise from the pivot's incident triangle, then, when the pivot lies on the hull,
+  /// clockwise from it. Null when none does. O(degree), no allocation.
+  template <typename Visit>
+  static Triangle2* findAround(const Point2* pPivot, Visit visit);
+  /// The triangle that has a then b as consecutive counterclockwise corners (the triangle left of
+  /// the directed edge a -> b), with edgeIdx the index of that edge in it; null when there is
+  /// none. Turns around a only: O(degree of a), no allocation.
+  Triangle2* getTriangleLeftOf(Point2* a, Point2* b, int& edgeIdx) const;
   void getConvexHull(bool bAllVertices, std::vector<Point2*>& vHull);
   Bbox2 computeBoundingBox() const;
   bool isConstraint(Point2* p0, Point2* p1) const;
@@ -148,10 +152,6 @@ class Dt2 {
   /// As above from several start points in one search (a triangle is appended once).
   void growZoneArea(const std::vector<ConstraintGraph2*>& vConstraintGraphs, const std::vector<Point2>& vStartPoints,
                     std::vector<Triangle2*>& vTriangles);
-  /// The triangle that has a then b as consecutive counterclockwise corners (the triangle left of
-  /// the directed edge a -> b), with edgeIdx the index of that edge in it; null when there is
-  /// none. Turns around a only: O(degree of a), no allocation.
-  Triangle2* getTriangleLeftOf(Point2* a, Point2* b, int& edgeIdx) const;
   /// Some live triangle, or null when there is none.
   Triangle2* getAnyTriangle() const;
 
@@ -346,17 +346,19 @@ class Dt2 {
   std::vector<ConstraintSegment2*> vDisplacedConstraints;
 };
 
-template <typename Predicate>
-Triangle2* Dt2::findAround(Point2* pVtx, Triangle2* pStart, Predicate bFound) {
+template <typename Visit>
+Triangle2* Dt2::findAround(const Point2* pPivot, Visit visit) {
+  Triangle2* pStart(pPivot->getIncidentTriangle());
+  if (pStart == nullptr) return nullptr;
   Triangle2* pT(pStart);
   do {
-    if (bFound(pT)) return pT;
-    pT = pT->getOppositeTriangle(incIndexBy1(pT->getIntraTriangleIndex(pVtx)));
+    if (visit(pT, pT->getIntraTriangleIndex(pPivot))) return pT;
+    pT = pT->getOppositeTriangle(incIndexBy1(pT->getIntraTriangleIndex(pPivot)));
   } while (pT != nullptr && pT != pStart);
   if (pT == pStart) return nullptr;
-  for (pT = pStart->getOppositeTriangle(incIndexBy2(pStart->getIntraTriangleIndex(pVtx))); pT != nullptr;
-       pT = pT->getOppositeTriangle(incIndexBy2(pT->getIntraTriangleIndex(pVtx)))) {
-    if (bFound(pT)) return pT;
+  for (pT = pStart->getOppositeTriangle(incIndexBy2(pStart->getIntraTriangleIndex(pPivot))); pT != nullptr;
+       pT = pT->getOppositeTriangle(incIndexBy2(pT->getIntraTriangleIndex(pPivot)))) {
+    if (visit(pT, pT->getIntraTriangleIndex(pPivot))) return pT;
   }
   return nullptr;
 }

@@ -7,11 +7,9 @@
 // that every crossed triangle is subdivided and triangles away from the cut keep their shape.
 #include <algorithm>
 #include <cmath>
-#include <map>
 
 #include "ConstraintMgr.h"
 #include "Dt2.h"
-#include "SegmentChecker.h"
 #include "Zone2.h"
 #include "tools.h"
 
@@ -33,8 +31,7 @@ bool isUsable(const Segment2& seg, size_t& numSkipped) {
 
 // True when an edge at pVtx lies on the hull. O(degree).
 bool isOnHull(Point2* pVtx) {
-  return Dt2::findAround(pVtx, pVtx->getIncidentTriangle(), [pVtx](const Triangle2* pT) {
-           const int k(pT->getIntraTriangleIndex(pVtx));
+  return Dt2::findAround(pVtx, [](const Triangle2* pT, int k) {
            return pT->getOppositeTriangle(incIndexBy1(k)) == nullptr || pT->getOppositeTriangle(incIndexBy2(k)) == nullptr;
          }) != nullptr;
 }
@@ -61,51 +58,6 @@ Point2 centroidOf(const Triangle2* pT) {
   const Point2& b(*pT->getCorner(1));
   const Point2& c(*pT->getCorner(2));
   return Point2((a.x() + b.x() + c.x()) / 3.0, (a.y() + b.y() + c.y()) / 3.0);
-}
-
-// Orders the segments into one closed ring, each running from the previous one's end, and turns
-// it counterclockwise. False (vRing unchanged) when they are not one simple closed polygon: an end
-// not shared by exactly two segments, more than one cycle, or two segments that meet elsewhere
-// than at a shared end.
-bool toCounterclockwiseRing(KoraTest& kora, std::vector<Segment2>& vRing) {
-  const size_t n(vRing.size());
-  if (n < 3) return false;
-  std::map<std::pair<double, double>, std::vector<size_t>> mAtEnd;
-  for (size_t i = 0; i < n; ++i) {
-    for (const Point2* p : {&vRing[i].getSrc(), &vRing[i].getTrg()}) mAtEnd[std::make_pair(p->x(), p->y())].push_back(i);
-  }
-  for (const auto& entry : mAtEnd) {
-    if (entry.second.size() != 2) return false;
-  }
-  std::vector<Segment2> vOrdered(1, vRing[0]);
-  size_t cur(0);
-  while (vOrdered.size() < n) {
-    const Point2& end(vOrdered.back().getTrg());
-    const std::vector<size_t>& vAt(mAtEnd[std::make_pair(end.x(), end.y())]);
-    cur = (vAt[0] == cur) ? vAt[1] : vAt[0];
-    if (cur == 0) return false;  // closed before all segments were used: several cycles
-    const Segment2& next(vRing[cur]);
-    vOrdered.push_back(next.getSrc() == end ? next : Segment2(next.getTrg(), next.getSrc()));
-  }
-  if (!(vOrdered.back().getTrg() == vOrdered.front().getSrc())) return false;
-  std::vector<Segment2*> vPointers;
-  for (Segment2& seg : vOrdered) vPointers.push_back(&seg);
-  std::vector<Segment2*> vIllegal;
-  SegmentChecker(vPointers).getIllegalSegments(false, vIllegal);
-  if (!vIllegal.empty()) return false;
-  // At the lowest vertex the ring turns left exactly when it runs counterclockwise.
-  size_t lowest(0);
-  for (size_t i = 1; i < n; ++i) {
-    if (vOrdered[i].getSrc() < vOrdered[lowest].getSrc()) lowest = i;
-  }
-  const Orientation2 ori(kora.getOrientation(vOrdered[(lowest + n - 1) % n].getSrc(), vOrdered[lowest].getSrc(), vOrdered[lowest].getTrg()));
-  if (ori == ORIENTATION2_COLLINEAR) return false;
-  if (ori == ORIENTATION2_CW) {
-    std::reverse(vOrdered.begin(), vOrdered.end());
-    for (Segment2& seg : vOrdered) seg = Segment2(seg.getTrg(), seg.getSrc());
-  }
-  vRing.swap(vOrdered);
-  return true;
 }
 }  // namespace
 
@@ -235,8 +187,7 @@ SegmentTracer::Step SegmentTracer::leaveVertex(Triangle2*& pT, int& k) {
   Point2* pVtx(pT->getCorner(k));
   Step step(Step::LEFT);
   int exitCorner(-1);
-  Triangle2* pFound(Dt2::findAround(pVtx, pT, [&](Triangle2* pCand) {
-    const int m(pCand->getIntraTriangleIndex(pVtx));
+  Triangle2* pFound(Dt2::findAround(pVtx, [&](const Triangle2* pCand, int m) {
     const Orientation2 oriX(side(*pCand->getCorner(incIndexBy1(m)))), oriY(side(*pCand->getCorner(incIndexBy2(m))));
     for (const int c : {incIndexBy1(m), incIndexBy2(m)}) {
       if ((c == incIndexBy1(m) ? oriX : oriY) == ORIENTATION2_COLLINEAR && isAhead(*pVtx, *pCand->getCorner(c))) {
@@ -468,7 +419,7 @@ Zone2* Dt2::createZone_cookieCutter(std::vector<Segment2>& vSegments, bool bProt
   std::vector<Segment2> vRing(vSegments);
   size_t numSkipped(0);
   for (const Segment2& seg : vRing) isUsable(seg, numSkipped);
-  if (numSkipped > 0 || !toCounterclockwiseRing(kora, vRing)) {
+  if (numSkipped > 0 || !isSimplePolygon(vRing) || !sortRingCCW(vRing)) {
     reportWarning(where, "The segments do not form one simple closed polygon, returning NULL");
     return nullptr;
   }

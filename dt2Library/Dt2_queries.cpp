@@ -75,17 +75,20 @@ void Dt2::getIncidentVertices(Point2* pVtx, std::vector<Point2*>& vIncVertices) 
 }
 
 bool Dt2::hasEdge(Point2* p0, Point2* p1) const {
-  if (p0->getIncidentTriangle() == nullptr) return false;
-  return findAround(p0, p0->getIncidentTriangle(), [p0, p1](const Triangle2* pT) {
-           const int k(pT->getIntraTriangleIndex(p0));
+  return findAround(p0, [p1](const Triangle2* pT, int k) {
            return pT->getCorner(incIndexBy1(k)) == p1 || pT->getCorner(incIndexBy2(k)) == p1;
          }) != nullptr;
 }
 
 Triangle2* Dt2::getAdjacentTriangle(Point2* p0, Point2* p1) const {
-  if (p0 == nullptr || p0->getIncidentTriangle() == nullptr) return nullptr;
-  return findAround(p0, p0->getIncidentTriangle(), [p0, p1](const Triangle2* pT) {
-    return pT->getCorner(incIndexBy1(pT->getIntraTriangleIndex(p0))) == p1;
+  int edgeIdx(-1);
+  return p0 == nullptr ? nullptr : getTriangleLeftOf(p0, p1, edgeIdx);
+}
+
+Triangle2* Dt2::getTriangleLeftOf(Point2* a, Point2* b, int& edgeIdx) const {
+  return findAround(a, [b, &edgeIdx](const Triangle2* pT, int k) {
+    edgeIdx = incIndexBy2(k);
+    return pT->getCorner(incIndexBy1(k)) == b;
   });
 }
 

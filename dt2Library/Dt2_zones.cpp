@@ -195,12 +195,6 @@ void Dt2::growZoneArea(const std::vector<ConstraintGraph2*>& vConstraintGraphs, 
 
 // ----- Look-ups -----
 
-Triangle2* Dt2::getTriangleLeftOf(Point2* a, Point2* b, int& edgeIdx) const {
-  Triangle2* pT(getAdjacentTriangle(a, b));
-  if (pT != nullptr) edgeIdx = incIndexBy2(pT->getIntraTriangleIndex(a));
-  return pT;
-}
-
 Triangle2* Dt2::getAnyTriangle() const {
   for (int b = 0; b < trianglePool.getNumBlocks(); ++b) {
     Triangle2* pBlock(trianglePool.getBlock(b));

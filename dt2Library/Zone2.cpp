@@ -244,14 +244,18 @@ Zone2* Zone2::convertToBoundedZone() {
   return pDt->createZone(vTriangles, ZL_BOUNDED, true);
 }
 
-// Each component is collected by its own breadth-first pass over member triangles (mark
-// unvisited -> visited); the zones are made afterwards, since making one takes fresh marks.
+// The components are collected first: making a zone takes fresh marks.
 void Zone2::getComponents(std::vector<Zone2*>& vComponents) const {
+  std::vector<std::vector<Triangle2*>> vvComponents;
+  getComponentTriangles(vvComponents);
+  for (std::vector<Triangle2*>& vComponent : vvComponents) vComponents.push_back(pDt->createZone(vComponent, ZL_BOUNDED, true));
+}
+
+void Zone2::getComponentTriangles(std::vector<std::vector<Triangle2*>>& vvComponents) const {
   std::vector<Triangle2*> vTriangles;
   getTriangles(vTriangles);
   const uint32_t unvisited(pDt->newMarks(2)), visited(unvisited + 1);
   for (Triangle2* pT : vTriangles) pT->setMark(unvisited);
-  std::vector<std::vector<Triangle2*>> vvComponents;
   for (Triangle2* pSeed : vTriangles) {
     if (pSeed->getMark() != unvisited) continue;
     vvComponents.emplace_back(1, pSeed);
@@ -266,7 +270,6 @@ void Zone2::getComponents(std::vector<Zone2*>& vComponents) const {
       }
     }
   }
-  for (std::vector<Triangle2*>& vComponent : vvComponents) vComponents.push_back(pDt->createZone(vComponent, ZL_BOUNDED, true));
 }
 
 // Marks: member not yet asked, member kept (asked, false), peeled. The queue holds border
@@ -329,16 +332,20 @@ void Zone2::statistics(const std::string& name) const {
 
 void Zone2::show(const std::string& filename, bool bShowFull, bool bWithConstraints) const {
   Visualizer2 vis;
+  show(&vis, bShowFull, bWithConstraints);
+  vis.write(filename);
+}
+
+void Zone2::show(Visualizer2* pVis, bool bShowFull, bool bWithConstraints) const {
   if (bShowFull) {
     std::vector<Triangle2*> vAll;
     pDt->getTrianglePointers(vAll);
-    vis.addTriangles(vAll, Color(CGREY, 0.2), false);
+    pVis->addTriangles(vAll, Color(CGREY, 0.2), false);
   }
   std::vector<Triangle2*> vTriangles;
   getTriangles(vTriangles);
-  vis.addTriangles(vTriangles, Color(CDARKBLUE, 0.3), true);
-  if (bWithConstraints) pDt->addConstraintsTo(&vis);
-  vis.write(filename);
+  pVis->addTriangles(vTriangles, Color(CDARKBLUE, 0.3), true);
+  if (bWithConstraints) pDt->addConstraintsTo(pVis);
 }
 
 }  // namespace KORA_ZARN2D

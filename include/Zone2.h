@@ -100,6 +100,9 @@ class ZARN2D_EXPORT Zone2 {
   /// corner are not connected), each made as Zarn_2D::createZone(std::vector<Triangle2*>&) makes
   /// it. Components come in the order of their first triangle in getTriangles. O(zone).
   void getComponents(std::vector<Zone2*>& vComponents) const;
+  /// Appends the triangles of each edge-connected component, as getComponents orders them, without
+  /// making zones or constraint graphs. O(zone).
+  void getComponentTriangles(std::vector<std::vector<Triangle2*> >& vvComponents) const;
   /// Peels triangles off the zone: a triangle at the border of the remaining set (an edge on the
   /// zone's boundary or next to a peeled triangle) is removed when the predicate holds for it,
   /// repeated until no border triangle qualifies. The predicate is asked only about zone
@@ -117,6 +120,8 @@ class ZARN2D_EXPORT Zone2 {
   /// underneath, with bWithConstraints the constraint edges on top. PostScript, or SVG when the
   /// name ends in ".svg".
   void show(const std::string& filename, bool bShowFull, bool bWithConstraints) const;
+  /// As above, into a visualizer that the caller writes.
+  void show(Visualizer2* pVis, bool bShowFull, bool bWithConstraints) const;
 
   /// Internal: appends the operand of a result zone (Dt2 appends the two operands).
   void addInputZone(Zone2* pZone) { vInputZones.push_back(pZone); }

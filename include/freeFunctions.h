@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "Edge2.h"
 #include "Point2.h"
 #include "Segment2.h"
 
@@ -93,6 +94,37 @@ ZARN2D_EXPORT Zone2* zoneIntersection(Zone2* pZone0, Zone2* pZone1);
 ZARN2D_EXPORT Zone2* zoneDifference(Zone2* pZone0, Zone2* pZone1);
 /// The triangles in exactly one of the zones.
 ZARN2D_EXPORT Zone2* zoneSymmetricDifference(Zone2* pZone0, Zone2* pZone1);
+
+// ----- Polygons and edges ---------------------------------------------------------------------
+
+/// Orders the segments (reversing those that need it) so that each segment's target is the next
+/// one's source and the last one ends at the first one's source; the first segment keeps its
+/// place and direction. Endpoints are matched by their coordinates. False, with the vector
+/// unchanged, unless the segments form exactly one closed ring: at least 3 segments, every
+/// endpoint shared by exactly two segments (a figure eight is refused), one cycle; a segment from
+/// a point to itself or with a non-finite coordinate is refused too. O(n log n).
+ZARN2D_EXPORT bool sortRing(std::vector<Segment2>& vRing);
+/// As sortRing, then reversed if needed so that the ring runs counterclockwise (decided exactly
+/// at its lowest vertex; false, vector unchanged, when the ring is degenerate there).
+ZARN2D_EXPORT bool sortRingCCW(std::vector<Segment2>& vRing);
+/// True when the segments, in any order and direction, form one closed ring whose segments meet
+/// only at the endpoints consecutive segments share (exact tests). The vector is reordered as by
+/// sortRing when it is a ring. O(n log n) plus the pairs of segments whose boxes meet.
+ZARN2D_EXPORT bool isSimplePolygon(std::vector<Segment2>& vSegments);
+/// Chains the directed edges into closed polygons (each a list of edges in order, the target of one
+/// the source of the next, the last ending at the first's source) and appends them to
+/// vvPolygons; edges that close no polygon are appended to vRemainingEdges. Where a vertex starts
+/// several edges, any choice is taken. O(n log n).
+ZARN2D_EXPORT void edgesToPolygons(const std::vector<Edge2>& vEdgesIn, std::vector<std::vector<Edge2> >& vvPolygons,
+                                   std::vector<Edge2>& vRemainingEdges);
+/// Appends the border of a set of triangles: the edges with no neighbour in the set, as segments
+/// counterclockwise around the set (seen from the set's triangle). O(n log n).
+ZARN2D_EXPORT void getBorders(const std::vector<Triangle2*>& vTriangles, std::vector<Segment2>& vBorderSegments);
+/// Appends the 3 directed edges of every triangle (3n edges). O(n).
+ZARN2D_EXPORT void getDirectedEdges(const std::vector<Triangle2*>& vTriangles, std::vector<Edge2>& vDirectedEdges);
+/// Appends every edge of the set once: an edge between two triangles of the set from one of them,
+/// a border edge from its triangle in the set. O(n log n).
+ZARN2D_EXPORT void getUndirectedEdges(const std::vector<Triangle2*>& vTriangles, std::vector<Edge2>& vUndirectedEdges);
 
 // ----- Test data ----------------------------------------------------------------------------
 

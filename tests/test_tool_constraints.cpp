@@ -381,3 +381,34 @@ TEST_F(ToolConstraints, DemoConstraintsAreValidDrawnAndSurviveRemoval) {
   ASSERT_EQ(vAgain.size(), 1u);
   EXPECT_EQ(vAgain[0], inserted);
 }
+
+// --zone on a ring with a hole, triangulated from the segment ends alone (--demo 0), so the areas
+// are known: the region counts and areas printed, the OBJ holding the zone's triangles only, and
+// refused values.
+TEST_F(ToolConstraints, ZonesOfARingWithAHole) {
+  const std::string rings(writeText("rings.txt",
+                                    "0.2 0.2 0.8 0.2\n0.8 0.2 0.8 0.8\n0.8 0.8 0.2 0.8\n0.2 0.8 0.2 0.2\n"
+                                    "0.4 0.4 0.4 0.6\n0.4 0.6 0.6 0.6\n0.6 0.6 0.6 0.4\n0.6 0.4 0.4 0.4\n"));
+  struct Case {
+    const char* zone;
+    const char* name;
+    double area;
+  };
+  for (const Case& c : {Case{"inside", "inside", 0.32}, Case{"outside", "outside", 0.04}, Case{"global", "global", 0.36},
+                        Case{"grow:0.5,0.5", "grown", 0.04}, Case{"grow:0.3,0.7", "grown", 0.32}}) {
+    SCOPED_TRACE(c.zone);
+    const ToolRun r(run("--demo 0 --segments '" + rings + "' --zone " + c.zone + " --obj zone.obj"));
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    std::smatch m;
+    ASSERT_TRUE(std::regex_search(r.out, m, std::regex(std::string("Zone ") + c.name + ": (\\d+) triangles in 1 region\\(s\\), area ([0-9.e-]+)")))
+        << r.out;
+    EXPECT_NEAR(std::stod(m[2]), c.area, 1e-12);
+    const std::string obj(zarn_test::readFile(path("zone.obj")));
+    EXPECT_EQ(static_cast<unsigned long>(std::count(obj.begin(), obj.end(), 'f')), std::stoul(m[1]));
+  }
+  for (const char* bad : {"--zone grow:1", "--zone inner", "--zone inside --demo 10"}) {
+    const ToolRun r(run(bad));
+    EXPECT_EQ(r.exitCode, 1) << bad;
+    EXPECT_NE(r.err.find("--zone"), std::string::npos) << r.err;
+  }
+}

@@ -118,4 +118,288 @@ TEST(Zones, InsideAndOutsidePartitionTheGlobalZone) {
               pGlobal->getArea2D(), 1e-9 * pGlobal->getArea2D());
 }
 
+// Rings inside rings: A (outer), B a hole in A, C an island in B. Given as separate graphs,
+// with the hole clockwise, the inside zone is (A minus B) plus C; the same set is the symmetric
+// difference of the three counterclockwise inside zones.
+TEST(Zones, NestedRingsAgreeWithSymmetricDifferences) {
+  Scene scene(1500, 5);
+  const Ring a(square(100, 100, 900, 900)), b(square(250, 250, 750, 750)), c(square(400, 400, 600, 600));
+  ConstraintGraph2* pA(scene.addRing(a));
+  ConstraintGraph2* pBcw(scene.addRing(reversed(b)));
+  ConstraintGraph2* pC(scene.addRing(c));
+  const TriangleSet expected(scene.where([&](const Triangle2* pT) { return (insideOf(a)(pT) && !insideOf(b)(pT)) || insideOf(c)(pT); }));
+  EXPECT_EQ(trianglesOf(scene.dt.createZone({pA, pBcw, pC}, ZL_INSIDE)), expected);
+  ConstraintGraph2* pBccw(scene.addRing(b));
+  Zone2* pZoneB(scene.dt.createZone(pBccw, ZL_INSIDE));
+  Zone2* pXor(zoneSymmetricDifference(zoneSymmetricDifference(scene.dt.createZone(pA, ZL_INSIDE), pZoneB), scene.dt.createZone(pC, ZL_INSIDE)));
+  EXPECT_EQ(trianglesOf(pXor), expected);
+  EXPECT_EQ(trianglesOf(scene.dt.createZone({pA, pBcw, pC}, ZL_OUTSIDE)).size(), scene.all().size() - expected.size());
+}
+
+// Shared ring edges start no search. Two squares side by side: the outside of both is everything
+// else (the right side of the shared edge lies inside the other square). A hole that touches its
+// outer ring from inside: the touching edges run both ways, and both of their left sides are wrong.
+TEST(Zones, SharedRingEdgesStartNoSearch) {
+  const Ring left(square(200, 200, 500, 800)), right(square(500, 200, 800, 800));
+  const Ring outer(square(100, 100, 900, 900)), corner(square(100, 100, 500, 500));
+  struct Case {
+    const char* name;
+    std::vector<Ring> vRings;
+    ZoneLocation zoneLoc;
+    std::function<bool(const Triangle2*)> rule;
+  };
+  const Case aCases[] = {
+      {"side by side, inside", {left, right}, ZL_INSIDE, [&](const Triangle2* pT) { return insideOf(left)(pT) || insideOf(right)(pT); }},
+      {"side by side, outside", {left, right}, ZL_OUTSIDE, [&](const Triangle2* pT) { return !insideOf(left)(pT) && !insideOf(right)(pT); }},
+      {"hole at the corner, inside", {outer, reversed(corner)}, ZL_INSIDE,
+       [&](const Triangle2* pT) { return insideOf(outer)(pT) && !insideOf(corner)(pT); }},
+  };
+  for (const Case& c : aCases) {
+    SCOPED_TRACE(c.name);
+    Scene scene(1000, 9);
+    for (const Ring& ring : c.vRings) scene.addRing(ring);
+    EXPECT_EQ(trianglesOf(scene.dt.createZone(scene.vGraphs, c.zoneLoc)), scene.where(c.rule));
+  }
+}
+
+// ----- Set operations ----------------------------------------------------------------------
+
+TEST(Zones, SetOperationsMatchSetAlgebra) {
+  Scene scene(1500, 13);
+  Zone2* pA(scene.dt.createZone(scene.addRing(square(100, 100, 600, 700)), ZL_INSIDE));
+  Zone2* pB(scene.dt.createZone(scene.addRing({Point2(300, 50), Point2(950, 400), Point2(400, 950)}), ZL_INSIDE));
+  using SetAlgebra = std::function<void(const TriangleSet&, const TriangleSet&, std::insert_iterator<TriangleSet>)>;
+  struct Case {
+    Zone2* (*op)(Zone2*, Zone2*);
+    ZoneLocation zoneLoc;
+    SetAlgebra algebra;
+  };
+  const Case aCases[] = {
+      {zoneUnion, ZL_RESULT_UNION, [](auto& x, auto& y, auto out) { std::set_union(x.begin(), x.end(), y.begin(), y.end(), out); }},
+      {zoneIntersection, ZL_RESULT_INTERSECTION,
+       [](auto& x, auto& y, auto out) { std::set_intersection(x.begin(), x.end(), y.begin(), y.end(), out); }},
+      {zoneDifference, ZL_RESULT_DIFFERENCE, [](auto& x, auto& y, auto out) { std::set_difference(x.begin(), x.end(), y.begin(), y.end(), out); }},
+      {zoneSymmetricDifference, ZL_RESULT_SYMMETRIC_DIFFERENCE,
+       [](auto& x, auto& y, auto out) { std::set_symmetric_difference(x.begin(), x.end(), y.begin(), y.end(), out); }},
+  };
+  for (int round = 0; round < 2; ++round) {  // the results follow a later insertion
+    const TriangleSet a(trianglesOf(pA)), b(trianglesOf(pB));
+    for (const Case& c : aCases) {
+      for (const std::pair<Zone2*, Zone2*>& operands : {std::make_pair(pA, pB), std::make_pair(pB, pA), std::make_pair(pA, pA)}) {
+        Zone2* pResult(c.op(operands.first, operands.second));
+        ASSERT_NE(pResult, nullptr);  // also for an empty result
+        EXPECT_EQ(pResult->getZoneLocation(), c.zoneLoc);
+        TriangleSet expected;
+        c.algebra(operands.first == pA ? a : b, operands.second == pA ? a : b, std::inserter(expected, expected.end()));
+        EXPECT_EQ(trianglesOf(pResult), expected);
+      }
+    }
+    scene.dt.insert(randomPoints(200, 17 + round, 0.0, 1000.0));
+  }
+}
+
+TEST(Zones, SetOperationsRefuseNullAndForeignOperands) {
+  Scene scene(50), other(50);
+  Zone2* pZone(scene.dt.createZone(nullptr, ZL_GLOBAL));
+  Zone2* pForeign(other.dt.createZone(nullptr, ZL_GLOBAL));
+  const std::string kForeign("The zones must belong to the same triangulation! Returning NULL");
+  Zone2* pResult(pZone);
+  EXPECT_EQ(captureStdout([&] { pResult = zoneUnion(pZone, pForeign); }), "\n" + warningLine("Zone2::zoneUnion(...)", kForeign) + "\n\n");
+  EXPECT_EQ(pResult, nullptr);
+  for (Zone2* (*op)(Zone2*, Zone2*) : {zoneIntersection, zoneDifference, zoneSymmetricDifference}) {
+    EXPECT_EQ(captureStdout([&] { pResult = op(pForeign, pZone); }), "\n" + warningLine("zoneUnion(...)", kForeign) + "\n\n");
+    EXPECT_EQ(pResult, nullptr);
+    EXPECT_EQ(countLinesContaining(captureStdout([&] { pResult = op(pZone, nullptr); }), "NULL"), 1u);
+    EXPECT_EQ(pResult, nullptr);
+  }
+}
+
+// ----- Zones made from triangles, components, peeling -------------------------------------
+
+// A set of triangles becomes a ZL_BOUNDED zone; it keeps describing the same region when points
+// are inserted into it later (its border is a constraint graph now).
+TEST(Zones, BoundedZonesOfTrianglesFollowInsertions) {
+  Scene scene(800, 21);
+  const Ring ring({Point2(150, 200), Point2(800, 120), Point2(700, 820), Point2(300, 600)});
+  Zone2* pInside(scene.dt.createZone(scene.addRing(ring), ZL_INSIDE));
+  std::vector<Triangle2*> vTriangles;
+  pInside->getTriangles(vTriangles);
+  Zone2* pFromTriangles(scene.dt.createZone(vTriangles));
+  Zone2* pConverted(pInside->convertToBoundedZone());
+  for (Zone2* pZone : {pFromTriangles, pConverted}) {
+    ASSERT_NE(pZone, nullptr);
+    EXPECT_EQ(pZone->getZoneLocation(), ZL_BOUNDED);
+    EXPECT_EQ(trianglesOf(pZone), trianglesOf(pInside));
+  }
+  scene.dt.insert(randomPoints(500, 23, 0.0, 1000.0));
+  ASSERT_TRUE(libraryCheckValidity(scene.dt));
+  for (Zone2* pZone : {pFromTriangles, pConverted}) EXPECT_EQ(trianglesOf(pZone), scene.where(insideOf(ring)));
+}
+
+// Two squares touching at a corner are two components, two sharing a side are one; the
+// components partition the zone and are bounded zones.
+TEST(Zones, ComponentsAreEdgeConnected) {
+  Scene scene(800, 29);
+  Zone2* pTouching(scene.dt.createZone({scene.addRing(square(100, 100, 400, 400)), scene.addRing(square(400, 400, 800, 700))}, ZL_INSIDE));
+  Zone2* pSharing(scene.dt.createZone({scene.addRing(square(500, 100, 700, 300)), scene.addRing(square(700, 100, 900, 300))}, ZL_INSIDE));
+  for (const std::pair<Zone2*, size_t>& c : {std::make_pair(pTouching, size_t(2)), std::make_pair(pSharing, size_t(1))}) {
+    std::vector<Zone2*> vComponents(1, nullptr);  // appended to
+    c.first->getComponents(vComponents);
+    ASSERT_EQ(vComponents.size(), c.second + 1);
+    TriangleSet united;
+    for (size_t i = 1; i < vComponents.size(); ++i) {
+      EXPECT_EQ(vComponents[i]->getZoneLocation(), ZL_BOUNDED);
+      const TriangleSet part(trianglesOf(vComponents[i]));
+      united.insert(part.begin(), part.end());
+    }
+    EXPECT_EQ(united, trianglesOf(c.first));
+  }
+}
+
+struct CentroidLeftOf : UserPredicateT {
+  double x;
+  size_t numCalls = 0;
+  explicit CentroidLeftOf(double x) : x(x) {}
+  bool operator()(const Triangle2* pT) override {
+    ++numCalls;
+    return pT->getBarycenter().x() < x;
+  }
+};
+
+// Peeling to a fixed point: every peeled triangle qualifies, no border triangle of the rest does,
+// the rest is edge-connected to the zone's interior; peeling everything gives null and a warning.
+TEST(Zones, PeelOffIfReachesAFixedPoint) {
+  Scene scene(1000, 31);
+  Zone2* pZone(scene.dt.createZone(scene.addRing(square(100, 100, 900, 900)), ZL_INSIDE));
+  const TriangleSet zone(trianglesOf(pZone));
+  CentroidLeftOf leftHalf(500);
+  Zone2* pRest(pZone->peelOffIf(&leftHalf));
+  ASSERT_NE(pRest, nullptr);
+  EXPECT_LE(leftHalf.numCalls, zone.size());
+  const TriangleSet rest(trianglesOf(pRest));
+  for (const Triangle2* pT : zone) {
+    if (rest.count(pT) == 0) {
+      EXPECT_LT(pT->getBarycenter().x(), 500);
+    }
+  }
+  std::vector<Edge2> vBorder;
+  pRest->getBorderEdges(vBorder);
+  for (const Edge2& e : vBorder) EXPECT_GE(e.getTriangle()->getBarycenter().x(), 500) << "a qualifying triangle was left at the border";
+  CentroidLeftOf everything(2000);
+  Zone2* pNone(pZone);
+  EXPECT_EQ(captureStdout([&] { pNone = pZone->peelOffIf(&everything); }), "\n" + warningLine("Zone2::peelOffIf()", "No triangles left, returning NULL") + "\n\n");
+  EXPECT_EQ(pNone, nullptr);
+  EXPECT_EQ(captureStdout([&] { pNone = pZone->peelOffIf(&everything, false); }), "");
+}
+
+// ----- Figures of a zone -------------------------------------------------------------------
+
+// Boundary edges: exactly the zone triangles' edges to non-zone triangles or the hull, each seen
+// from the zone triangle; the vertices and the box are those of the triangles.
+TEST(Zones, BoundaryVerticesAndBoxAgreeWithTheTriangles) {
+  Scene scene(600, 37);
+  const Ring ring(square(200, 100, 1100, 600));  // reaches beyond the points: hull edges on the boundary
+  Zone2* pZone(scene.dt.createZone(scene.addRing(ring), ZL_INSIDE));
+  const TriangleSet zone(trianglesOf(pZone));
+  std::set<std::pair<const Triangle2*, int>> expectedEdges;
+  std::set<const Point2*> expectedVertices;
+  Bbox2 expectedBox;
+  for (const Triangle2* pT : zone) {
+    for (int i = 0; i < 3; ++i) {
+      if (zone.count(pT->getOppositeTriangle(i)) == 0) expectedEdges.emplace(pT, i);
+      expectedVertices.insert(pT->getCorner(i));
+      expectedBox.add(*pT->getCorner(i));
+    }
+  }
+  std::vector<Edge2> vEdges;
+  pZone->getBoundaryEdges(vEdges);
+  std::set<std::pair<const Triangle2*, int>> edges;
+  for (const Edge2& e : vEdges) edges.emplace(e.getTriangle(), e.getIndex());
+  EXPECT_EQ(edges, expectedEdges);
+  EXPECT_EQ(edges.size(), vEdges.size());
+  std::vector<Segment2> vSegments;
+  pZone->getBoundarySegments(vSegments);
+  ASSERT_EQ(vSegments.size(), vEdges.size());
+  EXPECT_TRUE(sameXY(vSegments[0].getSrc(), *vEdges[0].getSrc()) && sameXY(vSegments[0].getTrg(), *vEdges[0].getTrg()));
+  std::vector<Point2*> vVertices;
+  pZone->getVertices(vVertices);
+  EXPECT_EQ(std::set<const Point2*>(vVertices.begin(), vVertices.end()), expectedVertices);
+  EXPECT_EQ(vVertices.size(), expectedVertices.size());
+  EXPECT_EQ(pZone->getBoundingBox().getRangeX(), expectedBox.getRangeX());
+  EXPECT_EQ(pZone->getNumberOfTriangles(), zone.size());
+  const std::string stats(captureStdout([&] { pZone->statistics("square"); }));
+  EXPECT_EQ(stats.rfind("\n\n\n********* ZONE STATISTICS (square) **********\n\n", 0), 0u);
+  EXPECT_NE(stats.find("triangles:         " + std::to_string(zone.size()) + "\n"), std::string::npos);
+}
+
+// ----- Wrong use ----------------------------------------------------------------------------
+
+TEST(Zones, WrongArgumentsGiveTheirMessagesAndNull) {
+  Scene scene(100);
+  std::vector<Segment2> vOpen{Segment2(Point2(10, 10), Point2(900, 20))};
+  ConstraintGraph2* pUndirected(scene.dt.createConstraint(vOpen, CIS_CONSTRAINED_DELAUNAY, false));
+  ConstraintGraph2* pRing(scene.addRing(square(100, 100, 300, 300)));
+  Zarn_2D flat;
+  flat.insert(std::vector<Point2>{Point2(0, 0), Point2(1, 1)});
+  const std::string kNoZone(warningLine("Zarn_2D::createZone(..)", "No zone created, returning NULL (bVerbose==true)"));
+  struct Case {
+    std::function<Zone2*()> create;
+    std::string msg;
+  };
+  const Point2 start(150, 150);
+  const Case aCases[] = {
+      {[&] { return scene.dt.createZone(nullptr, ZL_INSIDE); }, "pConstraintGraph==NULL, but zoneLoc!=ZL_GLOBAL or ZL_RESULT. Returning NULL"},
+      {[&] { return scene.dt.createZone(pUndirected, ZL_INSIDE); }, "The constraint graph is not oriented, returning NULL"},
+      {[&] { return flat.createZone(nullptr, ZL_GLOBAL); }, "called on a triangulation which has no triangles yet. Returning NULL"},
+      {[&] { return scene.dt.createZone(pRing, ZL_INSIDE, start); }, "This overloaded version of createZone accepts only ZL_GROW as zoneLocation. Returning NULL"},
+      {[&] { return scene.dt.createZone(std::vector<ConstraintGraph2*>{pRing}, ZL_OUTSIDE, start); },
+       "This overloaded version of createZone accepts only ZL_GROW as zoneLocation. Returning NULL"},
+      {[&] { return scene.dt.createZone(std::vector<ConstraintGraph2*>{pRing}, ZL_BOUNDED); },
+       "This overloaded version of createZone accepts only ZL_INSIDE and ZL_OUTSIDE as zoneLocation. Returning NULL"},
+  };
+  for (const Case& c : aCases) {
+    Zone2* pZone(reinterpret_cast<Zone2*>(&scene));
+    EXPECT_EQ(captureStdout([&] { pZone = c.create(); }), "\n" + warningLine("Dt::createZone()", c.msg) + "\n\n\n" + kNoZone + "\n\n");
+    EXPECT_EQ(pZone, nullptr);
+  }
+  EXPECT_EQ(captureStdout([&] { EXPECT_EQ(scene.dt.createZone(nullptr, ZL_INSIDE, false), nullptr); }), "");
+  // A start point outside the triangulation: a zone, without triangles and with a warning.
+  Zone2* pOutside(scene.dt.createZone(pRing, ZL_GROW, Point2(5000, 5000)));
+  ASSERT_NE(pOutside, nullptr);
+  std::vector<Triangle2*> vTriangles;
+  EXPECT_EQ(captureStdout([&] { pOutside->getTriangles(vTriangles); }), "\n" + warningLine("Dt2::growZoneArea()", "pStartT==NULL, no triangles") + "\n\n");
+  EXPECT_TRUE(vTriangles.empty());
+}
+
+TEST(Zones, DeletionKeepsOperandsAndRefusesStrangers) {
+  Scene scene(100), other(100);
+  Zone2* pA(scene.dt.createZone(nullptr, ZL_GLOBAL));
+  Zone2* pB(scene.dt.createZone(scene.addRing(square(100, 100, 300, 300)), ZL_OUTSIDE));
+  Zone2* pDiff(zoneDifference(pA, pB));
+  const std::string kOperand(warningLine("Dt2::deleteZone(..)", "the zone is an operand of a set operation's zone; delete that zone first"));
+  EXPECT_EQ(captureStdout([&] { scene.dt.deleteZone(pB); }), "\n" + kOperand + "\n\n");
+  EXPECT_EQ(trianglesOf(pDiff).size(), trianglesOf(scene.dt.createZone(scene.vGraphs[0], ZL_INSIDE)).size());
+  EXPECT_EQ(captureStdout([&] { other.dt.deleteZone(pA); }), "\n" + warningLine("Dt2::deleteZone(..)", "trying to delete a non-existing zone") + "\n\n");
+  EXPECT_EQ(captureStdout([&] {
+              scene.dt.deleteZone(pDiff);
+              scene.dt.deleteZone(pB);
+              scene.dt.deleteZone(pA);
+            }),
+            "");
+  EXPECT_EQ(captureStdout([&] { scene.dt.deleteZone(pA); }), "\n" + warningLine("Dt2::deleteZone(..)", "trying to delete a non-existing zone") + "\n\n");
+}
+
+TEST(Zones, ExportsWriteTheZoneOnly) {
+  Scene scene(300, 41);
+  Zone2* pZone(scene.dt.createZone(scene.addRing(square(100, 100, 600, 600)), ZL_INSIDE));
+  const std::string file(::testing::TempDir() + "zone.obj");
+  scene.dt.writeObj(file, pZone);
+  const std::string obj(zarn_test::readFile(file));
+  EXPECT_EQ(countLinesContaining(obj, "f "), trianglesOf(pZone).size());
+  Scene other(10);
+  EXPECT_EQ(captureStdout([&] { other.dt.writeObj(file, pZone); }),
+            "\n" + warningLine("Dt2::writeObj()", "The zone does not belong to this triangulation, nothing written") + "\n\n");
+  EXPECT_EQ(zarn_test::readFile(file), obj);
+}
+
 }  // namespace

@@ -14,6 +14,7 @@
 #include "Zarn_2D.h"
 #include "commands.h"
 #include "constraintInput.h"
+#include "zoneOption.h"
 
 using namespace KORA_ZARN2D;
 
@@ -87,6 +88,7 @@ struct Options {
   bool bConforming = false;
   bool bOriented = false;
   std::string constraintBase;
+  ZoneRequest zone;
 
   bool hasConstraints() const { return !vSegmentFiles.empty() || bDemoConstraints; }
 };
@@ -109,7 +111,7 @@ int parseOptions(int argc, char** argv, Options& opt) {
       return bHasValue;
     };
     if (arg == "--help" || arg == "-h") {
-      std::cout << kUsage;
+      std::cout << kUsage << kZoneUsage;
       return 2;
     } else if (arg == "--single") {
       opt.bSingle = true;
@@ -123,6 +125,8 @@ int parseOptions(int argc, char** argv, Options& opt) {
       opt.bConforming = true;
     } else if (arg == "--oriented") {
       opt.bOriented = true;
+    } else if (arg == "--zone") {
+      if (!needValue() || !parseZoneOption(argv[++i], opt.zone)) return 1;
     } else if (arg == "--segments") {
       if (!needValue()) return 1;
       opt.vSegmentFiles.push_back(argv[++i]);
@@ -153,6 +157,8 @@ int parseOptions(int argc, char** argv, Options& opt) {
       return 1;
     }
   }
+  if (!isZoneRequestUsable(opt.zone, opt.hasConstraints())) return 1;
+  if (opt.zone.kind != ZoneRequest::NONE && opt.hasConstraints()) opt.bOriented = true;
   if (!opt.hasConstraints()) {
     const char* const pUnused(opt.bConforming ? "--conforming" : opt.bOriented ? "--oriented"
                               : !opt.constraintBase.empty() ? "--write-constraints" : nullptr);
@@ -275,12 +281,12 @@ bool draw(Zarn_2D& dt, const std::string& filename) {
   return vis.write(filename);
 }
 
-bool writeOutputs(Zarn_2D& dt, const Options& opt) {
+bool writeOutputs(Zarn_2D& dt, const Options& opt, Zone2* pZone) {
   bool bOk(true);
-  if (!opt.objFile.empty()) dt.writeObj(opt.objFile);
-  if (!opt.webDir.empty()) dt.writeWebScene(opt.webDir.c_str());
-  if (!opt.psFile.empty()) bOk &= draw(dt, opt.psFile);
-  if (!opt.svgFile.empty()) bOk &= draw(dt, opt.svgFile);
+  if (!opt.objFile.empty()) dt.writeObj(opt.objFile, pZone);
+  if (!opt.webDir.empty()) dt.writeWebScene(opt.webDir.c_str(), pZone);
+  if (!opt.psFile.empty()) bOk &= pZone != nullptr ? drawZone(pZone, opt.psFile) : draw(dt, opt.psFile);
+  if (!opt.svgFile.empty()) bOk &= pZone != nullptr ? drawZone(pZone, opt.svgFile) : draw(dt, opt.svgFile);
   if (!opt.constraintBase.empty()) dt.getImpl()->getConstraintMgr()->writeConstraintsBIN(opt.constraintBase);
   if (!opt.binFile.empty() || !opt.asciiFile.empty()) {
     std::vector<Point2*> vVertices;
@@ -320,9 +326,10 @@ int main(int argc, char** argv) {
     removeEveryNth(dt, opt.removeEvery);
     printCounts(dt, opt.hasConstraints());
   }
-  bool bOk(true);
+  Zone2* pZone(opt.zone.kind == ZoneRequest::NONE ? nullptr : createRequestedZone(dt, opt.zone));
+  bool bOk(opt.zone.kind == ZoneRequest::NONE || pZone != nullptr);
   if (opt.bCheck) bOk &= dt.checkValidity(true, opt.pointFile.empty() ? "demo" : opt.pointFile);
   if (opt.bStats) dt.statistics(opt.pointFile.empty() ? "demo" : opt.pointFile);
-  bOk &= writeOutputs(dt, opt);
+  bOk &= writeOutputs(dt, opt, pZone);
   return bOk ? 0 : 1;
 }
