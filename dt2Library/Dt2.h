@@ -23,11 +23,21 @@
 namespace KORA_ZARN2D {
 
 class ConstraintMgr;
+class SegmentTracer;
 class Zone2;
 
 /// A point of the segment p0 -> p1 near its midpoint, within min(0.001, extent / 100) of the
 /// midpoint on each axis, chosen for a short binary representation. Used for conforming splits.
 ZARN2D_EXPORT Point2 centerWithShift(const Point2& p0, const Point2& p1);
+
+/// A point where a segment meets the triangulation (see Dt2_cut.cpp): the rounded crossing of
+/// the edge pEdge0-pEdge1, or an exact point (an end of the segment, a vertex on it) with null
+/// edge ends.
+struct SegmentStation {
+  Point2 p;
+  Point2* pEdge0;
+  Point2* pEdge1;
+};
 
 /// Location results of the visibility walk.
 enum LocationResult {
@@ -73,6 +83,11 @@ class Dt2 {
   Triangle2* getAdjacentTriangle(Point2* p0, Point2* p1) const;
   /// True when p0-p1 is an edge. Turns around p0 only, no geometry, no allocation.
   bool hasEdge(Point2* p0, Point2* p1) const;
+  /// The first triangle around pPivot for which visit(triangle, index of the pivot in it) holds:
+  /// counterclockwise from the pivot's incident triangle, then, when the pivot lies on the hull,
+  /// clockwise from it. Null when none does. O(degree), no allocation.
+  template <typename Visit>
+  static Triangle2* findAround(const Point2* pPivot, Visit visit);
   /// The triangle that has a then b as consecutive counterclockwise corners (the triangle left of
   /// the directed edge a -> b), with edgeIdx the index of that edge in it; null when there is
   /// none. Turns around a only: O(degree of a), no allocation.
@@ -164,6 +179,15 @@ class Dt2 {
   /// The most Steiner points one refinement run may insert (default kDefaultRefinementVertexBudget).
   void setRefinementVertexBudget(size_t numVertices) { refinementVertexBudget = numVertices; }
   static constexpr size_t kDefaultRefinementVertexBudget = 20000000;
+  // ----- Importing and cutting triangles (Dt2_import.cpp, Dt2_cut.cpp) -----
+  /// See Zarn_2D::importTriangles.
+  Zone2* importTriangles(std::vector<Point2>& vPoints, bool bReplace, bool bDeleteOldTriangles);
+  /// See Zarn_2D::cutTriangles.
+  void cutTriangles(std::vector<Segment2>& vSegments, bool bProtectEdges);
+  /// See Zarn_2D::createZone_cookieCutter.
+  Zone2* createZone_cookieCutter(std::vector<Segment2>& vSegments, bool bProtectEdges);
+  /// See Zarn_2D::drape.
+  bool drape(std::vector<Segment2>& vSegmentsIn, std::vector<Segment2>& vSegmentsOut);
 
   // ----- Validity and statistics (Dt2_validity.cpp) -----
   bool checkValidity(bool bCheckEmptyCircleProperty, const std::string& name);
@@ -196,6 +220,10 @@ class Dt2 {
   uint32_t newMark() { return newMarks(1); }
   /// The first of count consecutive mark values that no triangle carries yet (as newMark).
   uint32_t newMarks(uint32_t count);
+  /// Appends to vRegion the triangles reached from the seeds through edges for which
+  /// bBarrier(triangle, edge index) is false, each once (seeds first). O(region size).
+  template <typename Barrier>
+  void floodFrom(const std::vector<Triangle2*>& vSeeds, Barrier bBarrier, std::vector<Triangle2*>& vRegion);
 
   VertexVault vertexVault;
 
@@ -251,6 +279,34 @@ class Dt2 {
   void removeDangling(CavitySide& side);
   void releasePocket(Point2* pAnchor);
   std::pair<Triangle2*, int> triangulatePseudoPolygon(const CavitySide& side);
+
+  // Cutting (Dt2_cut.cpp)
+  /// Cuts one segment into the triangulation (its pieces become constraints with bProtectEdges);
+  /// appends the vertices of its pieces, in order, to vChain. No part outside the triangulation.
+  void cutOneSegment(const Segment2& seg, bool bProtectEdges, SegmentTracer& tracer, std::vector<Point2*>& vChain);
+  /// Inserts the stations as vertices without flips; appends the distinct consecutive vertices.
+  void insertStations(const std::vector<SegmentStation>& vStations, std::vector<Point2*>& vVertices);
+  /// Makes the last vertex of vChain and pTo an edge without touching triangles away from it
+  /// (vertices on it and crossed constraints split it); appends the vertices after the first
+  /// along it, up to pTo, to vChain.
+  void forceEdge(Point2* pTo, std::vector<Point2*>& vChain);
+  /// Splits the constraint pCrossed at a vertex inserted at the given crossing; returns that vertex.
+  Point2* splitCrossedConstraint(ConstraintSegment2* pCrossed, const Point2& crossing, Triangle2* pNearT);
+  /// Re-inserts the constraints that a re-triangulated cavity displaced.
+  void reinsertDisplacedConstraints();
+  /// The triangles left of the cut pieces of a counterclockwise ring (vvChains: the vertex chain of
+  /// each ring segment), or all or none when the ring met no triangle.
+  void collectInsideCut(const std::vector<Segment2>& vRing, const std::vector<std::vector<Point2*>>& vvChains,
+                        std::vector<Triangle2*>& vInside);
+  /// A zone of exactly these triangles that does not follow later changes (see Zone2).
+  Zone2* createSnapshotZone(const std::vector<Triangle2*>& vTriangles);
+
+  // Importing (Dt2_import.cpp)
+  /// The triangles of the imported corner triples (counterclockwise vertex handles) after their
+  /// edges became constraints, each once; bOverlap tells whether some triangle was covered twice.
+  void collectImportedArea(const std::vector<Point2*>& vCorners, std::vector<Triangle2*>& vArea, bool& bOverlap);
+  /// Removes the given vertices unless they are constraint endpoints.
+  void removeUnconstrained(const std::vector<Point2*>& vVertices);
 
   // Zones (Dt2_zones.cpp)
   /// Checks the graphs of a new zone (not null, of this triangulation, oriented if asked) and that
@@ -319,5 +375,42 @@ class Dt2 {
   RefinementReport lastRefinementReport;
   size_t refinementVertexBudget = kDefaultRefinementVertexBudget;
 };
+
+template <typename Visit>
+Triangle2* Dt2::findAround(const Point2* pPivot, Visit visit) {
+  Triangle2* pStart(pPivot->getIncidentTriangle());
+  if (pStart == nullptr) return nullptr;
+  Triangle2* pT(pStart);
+  do {
+    if (visit(pT, pT->getIntraTriangleIndex(pPivot))) return pT;
+    pT = pT->getOppositeTriangle(incIndexBy1(pT->getIntraTriangleIndex(pPivot)));
+  } while (pT != nullptr && pT != pStart);
+  if (pT == pStart) return nullptr;
+  for (pT = pStart->getOppositeTriangle(incIndexBy2(pStart->getIntraTriangleIndex(pPivot))); pT != nullptr;
+       pT = pT->getOppositeTriangle(incIndexBy2(pT->getIntraTriangleIndex(pPivot)))) {
+    if (visit(pT, pT->getIntraTriangleIndex(pPivot))) return pT;
+  }
+  return nullptr;
+}
+
+template <typename Barrier>
+void Dt2::floodFrom(const std::vector<Triangle2*>& vSeeds, Barrier bBarrier, std::vector<Triangle2*>& vRegion) {
+  const uint32_t mark(newMark());
+  const size_t first(vRegion.size());
+  for (Triangle2* pSeed : vSeeds) {
+    if (pSeed->getMark() == mark) continue;
+    pSeed->setMark(mark);
+    vRegion.push_back(pSeed);
+  }
+  for (size_t q = first; q < vRegion.size(); ++q) {
+    Triangle2* pT(vRegion[q]);
+    for (int k = 0; k < 3; ++k) {
+      Triangle2* pN(pT->getOppositeTriangle(k));
+      if (pN == nullptr || pN->getMark() == mark || bBarrier(pT, k)) continue;
+      pN->setMark(mark);
+      vRegion.push_back(pN);
+    }
+  }
+}
 
 }  // namespace KORA_ZARN2D

@@ -74,28 +74,6 @@ void Dt2::getIncidentVertices(Point2* pVtx, std::vector<Point2*>& vIncVertices) 
   if (pLast->getOppositeTriangle(incIndexBy1(k)) == nullptr) vIncVertices.push_back(pLast->getCorner(incIndexBy2(k)));
 }
 
-namespace {
-// The first triangle around pPivot for which visit holds: counterclockwise from the pivot's
-// incident triangle, then, when the pivot lies on the hull, clockwise from it. Null when none
-// does. O(degree), no allocation.
-template <typename Visit>
-Triangle2* findAround(const Point2* pPivot, Visit visit) {
-  Triangle2* pStart(pPivot->getIncidentTriangle());
-  if (pStart == nullptr) return nullptr;
-  Triangle2* pT(pStart);
-  do {
-    if (visit(pT, pT->getIntraTriangleIndex(pPivot))) return pT;
-    pT = pT->getOppositeTriangle(incIndexBy1(pT->getIntraTriangleIndex(pPivot)));
-  } while (pT != nullptr && pT != pStart);
-  if (pT == pStart) return nullptr;
-  for (pT = pStart->getOppositeTriangle(incIndexBy2(pStart->getIntraTriangleIndex(pPivot))); pT != nullptr;
-       pT = pT->getOppositeTriangle(incIndexBy2(pT->getIntraTriangleIndex(pPivot)))) {
-    if (visit(pT, pT->getIntraTriangleIndex(pPivot))) return pT;
-  }
-  return nullptr;
-}
-}  // namespace
-
 bool Dt2::hasEdge(Point2* p0, Point2* p1) const {
   return findAround(p0, [p1](const Triangle2* pT, int k) {
            return pT->getCorner(incIndexBy1(k)) == p1 || pT->getCorner(incIndexBy2(k)) == p1;

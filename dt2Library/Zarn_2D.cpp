@@ -135,25 +135,20 @@ Zone2* Zarn_2D::createZone(std::vector<Triangle2*>& vTriangles, bool bVerbose) {
   return warnIfNoZone(pImpl->createZone(vTriangles, ZL_BOUNDED, bVerbose), bVerbose);
 }
 
-Zone2* Zarn_2D::createZone_cookieCutter(std::vector<Segment2>& /*vSegments*/, bool /*bProtectEdges*/) {
-  reportUnavailable("Zarn_2D::createZone_cookieCutter(..)", "Cutting zones");
-  return nullptr;
+Zone2* Zarn_2D::createZone_cookieCutter(std::vector<Segment2>& vSegments, bool bProtectEdges) {
+  return pImpl->createZone_cookieCutter(vSegments, bProtectEdges);
 }
 void Zarn_2D::deleteZone(Zone2* pZone) { pImpl->deleteZone(pZone); }
-Zone2* Zarn_2D::importTriangles(std::vector<Point2>& /*vPoints*/, bool /*bReplace*/, bool /*bDeleteOldTriangles*/) {
-  reportUnavailable("Zarn_2D::importTriangles(..)", "Importing triangles");
-  return nullptr;
+Zone2* Zarn_2D::importTriangles(std::vector<Point2>& vPoints, bool bReplace, bool bDeleteOldTriangles) {
+  return pImpl->importTriangles(vPoints, bReplace, bDeleteOldTriangles);
 }
-void Zarn_2D::cutTriangles(std::vector<Segment2>& /*vSegments*/, bool /*bProtectEdges*/) {
-  reportUnavailable("Zarn_2D::cutTriangles(..)", "Cutting triangles");
-}
+void Zarn_2D::cutTriangles(std::vector<Segment2>& vSegments, bool bProtectEdges) { pImpl->cutTriangles(vSegments, bProtectEdges); }
 void Zarn_2D::cutTriangles(const Point2& p0, const Point2& p1, bool bProtectEdges) {
   std::vector<Segment2> vSegments(1, Segment2(p0, p1));
   cutTriangles(vSegments, bProtectEdges);
 }
-bool Zarn_2D::drape(std::vector<Segment2>& /*vSegmentsIn*/, std::vector<Segment2>& /*vSegmentsOut*/) {
-  reportUnavailable("Zarn_2D::drape(..)", "Draping segments");
-  return false;
+bool Zarn_2D::drape(std::vector<Segment2>& vSegmentsIn, std::vector<Segment2>& vSegmentsOut) {
+  return pImpl->drape(vSegmentsIn, vSegmentsOut);
 }
 
 // ----- Mesh generation -----

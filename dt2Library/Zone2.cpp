@@ -58,6 +58,11 @@ Zone2::Zone2(Dt2* pDt, ZoneLocation zoneLoc, const std::vector<ConstraintGraph2*
 Zone2::Zone2(Dt2* pDt, const std::vector<ConstraintGraph2*>& vGraphs, ZoneLocation zoneLoc, const std::vector<Point2>& vStartPoints)
     : pDt(pDt), zoneLoc(zoneLoc), vConstraintGraphs(vGraphs), vStartPoints(vStartPoints) {}
 
+Zone2::Zone2(Dt2* pDt, const std::vector<Triangle2*>& vTriangles) : pDt(pDt), zoneLoc(ZL_GROW) {
+  vSnapshot.reserve(vTriangles.size());
+  for (Triangle2* pT : vTriangles) vSnapshot.push_back(SnapshotTriangle{pT, {pT->getCorner(0), pT->getCorner(1), pT->getCorner(2)}});
+}
+
 // ----- The rule -----
 
 void Zone2::getConstraintGraphs(std::vector<ConstraintGraph2*>& vGraphs) const {
@@ -104,6 +109,9 @@ void Zone2::getTriangles(std::vector<Triangle2*>& vTriangles) const {
       break;
     case ZL_GROW:
       pDt->growZoneArea(vConstraintGraphs, vStartPoints, vTriangles);
+      for (const SnapshotTriangle& t : vSnapshot) {
+        if (t.pT->isAlive() && t.pT->isSame(t.aCorners[0], t.aCorners[1], t.aCorners[2])) vTriangles.push_back(t.pT);
+      }
       break;
     case ZL_RESULT_UNION:
     case ZL_RESULT_INTERSECTION:

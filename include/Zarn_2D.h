@@ -148,14 +148,47 @@ class ZARN2D_EXPORT Zarn_2D {
   /// constraint graph, so the zone follows later insertions and can be meshed. Null, dead and
   /// foreign triangles are left out with a warning; null when none is left. O(n).
   Zone2* createZone(std::vector<Triangle2*>& vTriangles, bool bVerbose = true);
+  /// Cuts the triangulation along a simple polygon given by vSegments (any order and orientation)
+  /// as cutTriangles does, and returns the zone of the triangles inside it (clipped to the
+  /// triangulation): ZL_BOUNDED by the cut pieces (and hull edges where the polygon leaves the
+  /// triangulation) with bProtectEdges; else the cut edges are no constraints and the zone is a
+  /// snapshot of those triangles (location ZL_GROW without start points: it keeps the triangles
+  /// that stand unchanged). A polygon that misses the triangulation gives a zone without
+  /// triangles. Segments that do not form one simple closed polygon: a warning, null, nothing
+  /// changed. Cost as cutTriangles plus the zone's size. The zone lives until deleteZone or the
+  /// end of this triangulation.
   Zone2* createZone_cookieCutter(std::vector<Segment2>& vSegments, bool bProtectEdges);
   /// Destroys a zone of this triangulation (the pointer is invalid afterwards). A zone that is not
   /// there gives a warning; so does a zone that a set operation's zone still uses as an operand
   /// (delete that zone first). O(number of zones).
   void deleteZone(Zone2* pZone);
+  /// Imports triangles given as consecutive corner triples (either orientation): the corners become
+  /// vertices and every imported edge a constraint edge, so each imported triangle reappears
+  /// exactly where no vertex lies inside it; around them the triangulation stays constrained
+  /// Delaunay. bReplace: existing vertices strictly inside the imported area are removed (else
+  /// they subdivide it). bDeleteOldTriangles: every earlier vertex that is neither an imported
+  /// corner nor a constraint endpoint is removed, leaving the imported mesh and the triangles
+  /// that fill the hull. Returns a zone covering exactly the imported area (lives until deleteZone
+  /// or the end of this triangulation). A size that is not a multiple of 3: an error, null,
+  /// nothing changed; degenerate or non-finite triangles are skipped with a warning; overlapping
+  /// triangles give a warning (the zone covers their union). Cost: that of inserting the corners
+  /// and edges, plus the area's triangles.
   Zone2* importTriangles(std::vector<Point2>& vPoints, bool bReplace, bool bDeleteOldTriangles);
+  /// Makes the segments edges: their ends and their crossings with existing edges (exact, rounded
+  /// to doubles) become vertices inserted without flips, so every crossed triangle is subdivided
+  /// and triangles away from the cut keep their shape. Parts outside the triangulation are not
+  /// cut. bProtectEdges: the cut pieces become constraint edges (crossed constraints are split);
+  /// otherwise later insertions may flip them. Degenerate or non-finite segments are skipped with a
+  /// warning. Cost: O(crossed triangles) per segment (O(hull) more for one starting outside).
   void cutTriangles(std::vector<Segment2>& vSegments, bool bProtectEdges);
+  /// cutTriangles for the one segment p0-p1.
   void cutTriangles(const Point2& p0, const Point2& p1, bool bProtectEdges);
+  /// Appends to vSegmentsOut the pieces of every input segment split at its crossings with
+  /// triangle edges (in order along it; crossings exact, rounded to doubles; at every vertex on
+  /// it), so that each piece lies in one triangle; no piece has length zero. The triangulation is
+  /// not changed. Parts outside the triangulation are dropped, and degenerate or non-finite
+  /// segments skipped with a warning: the result is then false, else true. Cost: O(crossed
+  /// triangles) per segment (O(hull) more for one starting outside).
   bool drape(std::vector<Segment2>& vSegmentsIn, std::vector<Segment2>& vSegmentsOut);
 
   // ----- Mesh generation -----

@@ -47,6 +47,10 @@ class ZARN2D_EXPORT Zone2 {
   /// A ZL_GROW zone: the triangles reached from the start points, the graphs' edges are barriers.
   Zone2(Dt2* pDt, const std::vector<ConstraintGraph2*>& vConstraintGraphs, ZoneLocation zoneLoc,
         const std::vector<Point2>& vStartPoints);
+  /// A snapshot zone (internal; the cookie cutter without protected edges makes it): location
+  /// ZL_GROW without start points or graphs; its triangles are those of vSnapshot that still stand
+  /// unchanged (same corners), so it shrinks where the triangulation changes.
+  Zone2(Dt2* pDt, const std::vector<Triangle2*>& vSnapshot);
   Zone2(const Zone2&) = delete;
   Zone2& operator=(const Zone2&) = delete;
 
@@ -149,12 +153,18 @@ class ZARN2D_EXPORT Zone2 {
   void searchInside(bool bInside, std::vector<Triangle2*>& vTriangles) const;
   void computeSetOperation(std::vector<Triangle2*>& vTriangles) const;
 
+  struct SnapshotTriangle {
+    Triangle2* pT;
+    Point2* aCorners[3];
+  };
+
   Dt2* pDt;
   ZoneLocation zoneLoc;
   std::vector<ConstraintGraph2*> vConstraintGraphs;
   std::vector<Point2> vStartPoints;
   std::vector<Zone2*> vInputZones;
   Vector2 gridVector;
+  std::vector<SnapshotTriangle> vSnapshot;  // a snapshot zone's triangles
 };
 
 }  // namespace KORA_ZARN2D

@@ -366,6 +366,38 @@ inline bool touchesSmallInputAngle(const Triangle2* pT, const std::vector<std::p
         if (i != j && isOnSegment(pair.first, *pT->getCorner(i)) && isOnSegment(pair.second, *pT->getCorner(j))) return true;
       }
     }
+
+// ----- Segments over a triangulation (cutting, draping) -------------------------------------
+
+/// True when the closed segments a-b and c-d have a point in common (exact).
+inline bool closedSegmentsMeet(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
+  using dt2test::exactOrientation;
+  const int o1(exactOrientation(a, b, c)), o2(exactOrientation(a, b, d)), o3(exactOrientation(c, d, a)), o4(exactOrientation(c, d, b));
+  if (o1 * o2 < 0 && o3 * o4 < 0) return true;
+  const auto within = [](const Point2& p, const Point2& q, const Point2& r) {  // r on the line p-q
+    return std::min(p.x(), q.x()) <= r.x() && r.x() <= std::max(p.x(), q.x()) && std::min(p.y(), q.y()) <= r.y() && r.y() <= std::max(p.y(), q.y());
+  };
+  return (o1 == 0 && within(a, b, c)) || (o2 == 0 && within(a, b, d)) || (o3 == 0 && within(c, d, a)) || (o4 == 0 && within(c, d, b));
+}
+
+/// True when p lies in the closed counterclockwise triangle t, or outside an edge's line by at most
+/// maxUlps units in the last place of the largest coordinate involved (rounded crossings).
+inline bool isInTriangleUpTo(const Triangle2& t, const Point2& p, double maxUlps) {
+  for (int i = 0; i < 3; ++i) {
+    const Point2& c1(*t.getCorner(incIndexBy1(i)));
+    const Point2& c2(*t.getCorner(incIndexBy2(i)));
+    if (dt2test::exactOrientation(c1, c2, p) >= 0) continue;
+    const double m(std::max({std::fabs(c1.x()), std::fabs(c1.y()), std::fabs(c2.x()), std::fabs(c2.y()), std::fabs(p.x()), std::fabs(p.y())}));
+    if (detail::offLineInUlpsSquared(c1, c2, p, detail::ulpOf(m)) > maxUlps * maxUlps) return false;
+  }
+  return true;
+}
+
+/// True when the closed segment a-b meets the closed triangle t (exact).
+inline bool segmentMeetsTriangle(const Point2& a, const Point2& b, const Triangle2& t) {
+  if (isInTriangleUpTo(t, a, 0.0) || isInTriangleUpTo(t, b, 0.0)) return true;
+  for (int i = 0; i < 3; ++i) {
+    if (closedSegmentsMeet(a, b, *t.getCorner(i), *t.getCorner(incIndexBy1(i)))) return true;
   }
   return false;
 }
@@ -406,8 +438,79 @@ inline ::testing::AssertionResult meetsMeshBounds(const std::vector<Triangle2*>&
   }
   if (bounds.expectedArea >= 0.0 && std::fabs((double)area - bounds.expectedArea) > 1e-9 * bounds.expectedArea) {
     d.add("zone area " + std::to_string((double)area) + " differs from " + std::to_string(bounds.expectedArea));
+/// Checks that vChain runs along the user segment a-b from first to last: every point within
+/// maxUlps of its line, strictly advancing, starting at first and ending at last.
+inline ::testing::AssertionResult isChainAlong(const Segment2& seg, const std::vector<Point2>& vChain, const Point2& first, const Point2& last,
+                                               double maxUlps = 4.0) {
+  const Point2& a(seg.getSrc());
+  const Point2& b(seg.getTrg());
+  dt2test::detail::Defects d;
+  if (vChain.size() < 2) return ::testing::AssertionFailure() << "a chain of " << vChain.size() << " point(s)";
+  if (!(vChain.front() == first)) d.add("the chain starts at " + detail::str(vChain.front()) + ", not at " + detail::str(first));
+  if (!(vChain.back() == last)) d.add("the chain ends at " + detail::str(vChain.back()) + ", not at " + detail::str(last));
+  for (size_t i = 0; i < vChain.size(); ++i) {
+    const Point2& p(vChain[i]);
+    const double m(std::max({std::fabs(a.x()), std::fabs(a.y()), std::fabs(b.x()), std::fabs(b.y()), std::fabs(p.x()), std::fabs(p.y())}));
+    if (detail::offLineInUlpsSquared(a, b, p, detail::ulpOf(m)) > maxUlps * maxUlps) d.add(detail::str(p) + " lies off the line");
+    if (i > 0 && detail::along(a, b, p) <= detail::along(a, b, vChain[i - 1])) d.add("the chain does not advance at " + detail::str(p));
   }
   return d.result();
+}
+
+/// The vertices of dt within maxUlps of the line of a-b and between first and last (along it),
+/// in order from first to last.
+inline std::vector<Point2*> verticesAlong(const Zarn_2D& dt, const Segment2& seg, const Point2& first, const Point2& last, double maxUlps = 4.0) {
+  const Point2& a(seg.getSrc());
+  const Point2& b(seg.getTrg());
+  std::vector<Point2*> vVertices, vOn;
+  dt.getVertexPointers(vVertices);
+  const mpq_class lo(detail::along(a, b, first)), hi(detail::along(a, b, last));
+  for (Point2* p : vVertices) {
+    const double m(std::max({std::fabs(a.x()), std::fabs(a.y()), std::fabs(b.x()), std::fabs(b.y()), std::fabs(p->x()), std::fabs(p->y())}));
+    const mpq_class pos(detail::along(a, b, *p));
+    if (pos >= lo && pos <= hi && detail::offLineInUlpsSquared(a, b, *p, detail::ulpOf(m)) <= maxUlps * maxUlps) vOn.push_back(p);
+  }
+  std::sort(vOn.begin(), vOn.end(), [&](const Point2* p, const Point2* q) { return detail::along(a, b, *p) < detail::along(a, b, *q); });
+  return vOn;
+}
+
+
+/// Twice the signed area of the triangle a, b, c, exactly.
+inline mpq_class exactDoubleArea(const Point2& a, const Point2& b, const Point2& c) {
+  const mpq_class ax(a.x()), ay(a.y());
+  return (mpq_class(b.x()) - ax) * (mpq_class(c.y()) - ay) - (mpq_class(b.y()) - ay) * (mpq_class(c.x()) - ax);
+}
+
+/// The total area of the triangles, exactly.
+inline mpq_class exactArea(const std::vector<Triangle2*>& vTriangles) {
+  mpq_class sum(0);
+  for (const Triangle2* pT : vTriangles) sum += exactDoubleArea(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2));
+  return sum / 2;
+}
+
+
+/// True when p lies in the closed convex polygon given by its counterclockwise corners (exact).
+inline bool isInConvexPolygon(const std::vector<Point2>& vCorners, const Point2& p) {
+  for (size_t i = 0; i < vCorners.size(); ++i) {
+    if (dt2test::exactOrientation(vCorners[i], vCorners[(i + 1) % vCorners.size()], p) < 0) return false;
+  }
+  return true;
+}
+
+/// Checks that consecutive vertices of vChain are joined by edges of dt (constraint edges when
+/// bConstraint says so; no check of that when it is null).
+inline ::testing::AssertionResult isEdgeChain(const Zarn_2D& dt, const std::vector<Point2*>& vChain, const bool* pbConstraint = nullptr) {
+  for (size_t i = 1; i < vChain.size(); ++i) {
+    Point2* p(vChain[i - 1]);
+    Point2* q(vChain[i]);
+    if (dt.getAdjacentTriangle(p, q) == nullptr && dt.getAdjacentTriangle(q, p) == nullptr) {
+      return ::testing::AssertionFailure() << detail::str(*p) << " - " << detail::str(*q) << " is no edge";
+    }
+    if (pbConstraint != nullptr && dt.isConstraint(p, q) != *pbConstraint) {
+      return ::testing::AssertionFailure() << detail::str(*p) << " - " << detail::str(*q) << (*pbConstraint ? " is no" : " is a") << " constraint";
+    }
+  }
+  return ::testing::AssertionSuccess();
 }
 
 }  // namespace cdttest

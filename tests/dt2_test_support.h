@@ -433,17 +433,14 @@ inline void checkConnected(const std::vector<Triangle2*>& vT, const std::vector<
 
 }  // namespace detail
 
-/// Checks, with exact arithmetic and without the library's predicates, that dt is the Delaunay
-/// triangulation of the distinct finite positions of vExpected: vertex set, strictly
-/// counterclockwise triangles, symmetric neighbour links matching the edges, one fan per
-/// vertex, connectivity, Euler's relation, a convex border equal to the hull of the input, and
-/// every edge locally Delaunay. For collinear input: no triangles and is2D() false.
-inline ::testing::AssertionResult isDelaunayTriangulationOf(const Zarn_2D& dt, const std::vector<Point2>& vExpected) {
-  detail::Defects d;
+namespace detail {
+// Vertex set, strictly counterclockwise triangles, symmetric links, one fan per vertex,
+// connectivity, Euler's relation and a convex border equal to the hull of vExpected. False when
+// the triangles are not worth further checks (collinear input, inconsistent links).
+inline bool checkTriangulationOf(const Zarn_2D& dt, const std::vector<Point2>& vExpected, std::vector<Triangle2*>& vT, Defects& d) {
   std::vector<Point2*> vVertices;
   dt.getVertexPointers(vVertices);
-  detail::checkVertexSet(dt, vVertices, vExpected, d);
-  std::vector<Triangle2*> vT;
+  checkVertexSet(dt, vVertices, vExpected, d);
   dt.getTrianglePointers(vT);
   if (dt.numberOfTriangles() != vT.size()) {
     d.add("numberOfTriangles()=" + std::to_string(dt.numberOfTriangles()) + " but getTrianglePointers gives " + std::to_string(vT.size()));
@@ -451,29 +448,53 @@ inline ::testing::AssertionResult isDelaunayTriangulationOf(const Zarn_2D& dt, c
   if (allCollinear(vExpected)) {
     if (dt.is2D()) d.add("is2D() is true for collinear input");
     if (!vT.empty()) d.add("triangles exist for collinear input");
-    return d.result();
+    return false;
   }
   if (!dt.is2D()) d.add("is2D() is false for non-collinear input");
   std::vector<const Triangle2*> vLive(vT.begin(), vT.end());
   std::sort(vLive.begin(), vLive.end());
   if (std::adjacent_find(vLive.begin(), vLive.end()) != vLive.end()) d.add("a triangle is listed twice");
-  detail::checkTrianglesAndLinks(vT, vLive, d);
-  if (d.any()) return d.result();  // the walks below rely on consistent links
-  detail::checkVertexFans(vT, vVertices, vLive, d);
-  detail::checkConnected(vT, vLive, d);
-  detail::checkBorderAndEuler(vT, vVertices.size(), vExpected, d);
-  detail::checkLocallyDelaunay(vT, d);
+  checkTrianglesAndLinks(vT, vLive, d);
+  if (d.any()) return false;  // the walks below rely on consistent links
+  checkVertexFans(vT, vVertices, vLive, d);
+  checkConnected(vT, vLive, d);
+  checkBorderAndEuler(vT, vVertices.size(), vExpected, d);
+  return true;
+}
+}  // namespace detail
+
+/// Checks, with exact arithmetic and without the library's predicates, that dt is the Delaunay
+/// triangulation of the distinct finite positions of vExpected: vertex set, strictly
+/// counterclockwise triangles, symmetric neighbour links matching the edges, one fan per
+/// vertex, connectivity, Euler's relation, a convex border equal to the hull of the input, and
+/// every edge locally Delaunay. For collinear input: no triangles and is2D() false.
+inline ::testing::AssertionResult isDelaunayTriangulationOf(const Zarn_2D& dt, const std::vector<Point2>& vExpected) {
+  detail::Defects d;
+  std::vector<Triangle2*> vT;
+  if (detail::checkTriangulationOf(dt, vExpected, vT, d)) detail::checkLocallyDelaunay(vT, d);
   return d.result();
 }
 
-/// The library's own check (with the empty-circle test), its report captured; the report is
-/// shown on failure. Must not be called while standard output is being captured.
-inline ::testing::AssertionResult libraryCheckValidity(Zarn_2D& dt) {
+/// The same checks without the Delaunay property, against dt's own vertices: a valid
+/// triangulation of the convex hull of its vertices, whatever the shape of its triangles.
+inline ::testing::AssertionResult isValidTriangulation(const Zarn_2D& dt) {
+  std::vector<Point2*> vVertices;
+  dt.getVertexPointers(vVertices);
+  detail::Defects d;
+  std::vector<Triangle2*> vT;
+  detail::checkTriangulationOf(dt, positionsOf(vVertices), vT, d);
+  return d.result();
+}
+
+/// The library's own check (with the empty-circle test unless bEmptyCircle is false), its report
+/// captured; the report is shown on failure. Must not be called while standard output is being
+/// captured.
+inline ::testing::AssertionResult libraryCheckValidity(Zarn_2D& dt, bool bEmptyCircle = true) {
   ::testing::internal::CaptureStdout();
-  const bool bValid(dt.checkValidity(true, "test"));
+  const bool bValid(dt.checkValidity(bEmptyCircle, "test"));
   const std::string report(::testing::internal::GetCapturedStdout());
   if (bValid) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << "checkValidity(true) failed:\n" << report;
+  return ::testing::AssertionFailure() << "checkValidity(" << bEmptyCircle << ") failed:\n" << report;
 }
 
 // ----- Console ----------------------------------------------------------------------------

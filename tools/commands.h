@@ -6,3 +6,5 @@ int runCheckCommand(int argc, char** argv);
 
 /// `zarn2d mesh INPUT ...`: quality mesh of the inside of a .poly or segment file. argv[0] is "mesh".
 int runMeshCommand(int argc, char** argv);
+/// `zarn2d cut MESH SEGMENTFILE ...`: imports a mesh and cuts a zone out of it. argv[0] is "cut".
+int runCutCommand(int argc, char** argv);

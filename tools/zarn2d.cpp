@@ -38,6 +38,8 @@ const char* const kUsageHead =
     "                                   (zarn2d check --help for its options)\n"
     "  zarn2d mesh INPUT [...]          quality mesh of the inside of a .poly or segment file\n"
     "                                   (zarn2d mesh --help for its options)\n"
+    "  zarn2d cut MESH SEGMENTFILE [...]  import a triangle mesh and cut a zone out of it\n"
+    "                                   (zarn2d cut --help for its options)\n"
     "\n"
     "POINTFILE is one of:\n"
     "  - a binary point file (types 20 and 30);\n"
@@ -484,6 +486,7 @@ int runTool(int argc, char** argv, Console& console) {
 int main(int argc, char** argv) {
   if (argc > 1 && std::strcmp(argv[1], "check") == 0) return runCheckCommand(argc - 1, argv + 1);
   if (argc > 1 && std::strcmp(argv[1], "mesh") == 0) return runMeshCommand(argc - 1, argv + 1);
+  if (argc > 1 && std::strcmp(argv[1], "cut") == 0) return runCutCommand(argc - 1, argv + 1);
   Console console;
   try {
     return runTool(argc, argv, console);
