@@ -65,6 +65,8 @@ class ConstraintMgr {
   bool isConstrainedVertex(const Point2* pVtx) const { return sConstrainedVertices.count(pVtx) != 0; }
   bool empty() const { return mSegments.empty(); }
   const std::vector<ConstraintGraph2*>& getGraphs() const { return vGraphs; }
+  /// Number of registered segments, alive or not.
+  size_t numberOfSegments() const { return mSegments.size(); }
   /// Number of splits registered so far.
   size_t numberOfSplits() const { return numSplits; }
 
@@ -74,6 +76,8 @@ class ConstraintMgr {
   void writeConstraintsBIN(const std::string& base);
 
  private:
+  /// Forces the alive segments of vWork (and the pieces of the dead ones) in as edges.
+  void forceAll(std::vector<ConstraintSegment2*>& vWork);
   void getAlivePiecesOfGraph(const ConstraintGraph2* pGraph, std::vector<ConstraintSegment2*>& vPieces) const;
   static std::pair<Point2*, Point2*> orderedPair(Point2* p0, Point2* p1);
   /// Appends the registered segments that pass the filter, ordered by their vertex pairs.

@@ -28,12 +28,16 @@ constexpr double kMinSplitExtentInUlps = 10.0;
 // centerWithShift moves a coordinate by at most this, and at most this share of the extent.
 constexpr double kMaxCenterShift = 0.001;
 constexpr double kMaxCenterShiftShare = 0.01;
+// Vertices one forced insertion may add beyond one per registered segment (each true crossing
+// adds one vertex; rounded crossings that keep crossing again a few ulps further do not stop).
+constexpr size_t kMinCrossingBudget = 64;
 
-// True when q (collinear with a -> b) lies on the ray from a through b. The sign of the dot
-// product is exact for collinear points: both terms have the same sign and the differences are
-// rounded with their signs kept.
+// True when q (collinear with a -> b, a != b) lies on the open ray from a through b: q differs
+// from a on the axis where b does, in the same direction. Comparisons only, so nothing can
+// underflow or overflow (a dot product of tiny differences rounds to zero).
 bool isOnRay(const Point2& a, const Point2& b, const Point2& q) {
-  return (q.x() - a.x()) * (b.x() - a.x()) + (q.y() - a.y()) * (b.y() - a.y()) > 0.0;
+  if (b.x() != a.x()) return q.x() != a.x() && (q.x() > a.x()) == (b.x() > a.x());
+  return q.y() != a.y() && (q.y() > a.y()) == (b.y() > a.y());
 }
 
 // The coordinate within tol of m with the coarsest binary grid: it makes later midpoints and
@@ -120,11 +124,16 @@ void Dt2::applyConstraintsAndZones() {
 
 void Dt2::newCDT_applyOneCS(ConstraintSegment2* pInitialCSeg) {
   ZARN_ASSERT(pInitialCSeg->getCIS()==CIS_CONSTRAINED_DELAUNAY);
+  forceSegment(pInitialCSeg);
+}
+
+void Dt2::forceSegment(ConstraintSegment2* pInitialCSeg) {
   ZARN_ASSERT(pInitialCSeg->isAlive());
   if (pInitialCSeg->getSrc() == pInitialCSeg->getTrg()) {
     reportWarning("Dt2::newCDT_applyOneCS()", "Degenerate constraint, return");
     return;
   }
+  const size_t maxNumPoints(numberOfPoints() + pConstraintMgr->numberOfSegments() + kMinCrossingBudget);
   std::vector<ConstraintSegment2*> vStack(1, pInitialCSeg);
   while (!vStack.empty()) {
     ConstraintSegment2* pCSeg(vStack.back());
@@ -137,8 +146,18 @@ void Dt2::newCDT_applyOneCS(ConstraintSegment2* pInitialCSeg) {
       reportWarning("Dt2::newCDT_applyOneCS()", "Degenerate constraint (2), return");
       return;
     }
-    insertOneConstrainedSegment(pCSeg, vStack);
+    if (numberOfPoints() > maxNumPoints) {
+      skipUnlessEdge(pCSeg);
+    } else {
+      insertOneConstrainedSegment(pCSeg, vStack);
+    }
   }
+}
+
+void Dt2::skipUnlessEdge(ConstraintSegment2* pCSeg) {
+  if (hasEdge(pCSeg->getSrc(), pCSeg->getTrg())) return;
+  pCSeg->setDead();
+  ++numSkippedSegments;
 }
 
 void Dt2::insertOneConstrainedSegment(ConstraintSegment2* pCSeg, std::vector<ConstraintSegment2*>& vStack) {
@@ -204,19 +223,25 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
   }
   const double eps(kMinSplitExtentInUlps * kMachineEpsilon * std::exp2(std::ceil(std::log2(kora.getRange()))));
   if (std::fabs(p1->x() - p0->x()) < eps && std::fabs(p1->y() - p0->y()) < eps) {
-    reportWarning("Dt2::insertSegmentConformingDelaunay()",
-                  "Double precision arithmetic does not allow to split a segment further, giving up. Incorrect result!");
+    forceUnsplittable(pCSeg);
     return;
   }
   pCSeg->setDead();  // a plain edge while the split vertex goes in
   Point2* pSplit(insert(centerWithShift(*p0, *p1)));
   pCSeg->setAlive();
   if (pSplit == nullptr || pSplit == p0 || pSplit == p1) {
-    reportWarning("Dt2::insertSegmentConformingDelaunay()",
-                  "Double precision arithmetic does not allow to split a segment further, giving up. Incorrect result!");
+    forceUnsplittable(pCSeg);
     return;
   }
   splitSegmentAt(pCSeg, pSplit);
+}
+
+// The piece stands as a constrained edge instead: the triangulation stays valid and the segment
+// covered, but this part of the result is not conforming.
+void Dt2::forceUnsplittable(ConstraintSegment2* pCSeg) {
+  reportWarning("Dt2::insertSegmentConformingDelaunay()",
+                "Double precision arithmetic does not allow to split a segment further, giving up. Incorrect result!");
+  forceSegment(pCSeg);
 }
 
 // ----- The walk along a segment -----
