@@ -214,6 +214,7 @@ void ConstraintMgr::applyTo(std::vector<ConstraintSegment2*> vWork) {
   bool bStable(false);
   for (int pass = 0; pass < kMaxApplyPasses && pDt2->numberOfPoints() <= maxNumVertices && !bStable; ++pass) {
     vSplitLog.clear();
+    vRetry.clear();
     for (size_t i = 0; i < vWork.size(); ++i) {
       ConstraintSegment2* pCSeg(vWork[i]);
       if (pass == 0) publisher.setProgress(static_cast<double>(i) / static_cast<double>(vWork.size()));
@@ -226,6 +227,7 @@ void ConstraintMgr::applyTo(std::vector<ConstraintSegment2*> vWork) {
     }
     vNext.clear();
     for (ConstraintSegment2* pParent : vSplitLog) appendPiecesByCoordinates(pParent, vNext);
+    vNext.insert(vNext.end(), vRetry.begin(), vRetry.end());
     bStable = vNext.empty();
     vWork.swap(vNext);
   }
@@ -240,13 +242,14 @@ void ConstraintMgr::applyTo(std::vector<ConstraintSegment2*> vWork) {
 }
 
 void ConstraintMgr::forceAll(std::vector<ConstraintSegment2*>& vWork) {
+  const size_t maxNumPoints(pDt2->forcingLimit());
   while (!vWork.empty()) {
     ConstraintSegment2* pCSeg(vWork.back());
     vWork.pop_back();
     if (!pCSeg->isAlive()) {
       appendPiecesByCoordinates(pCSeg, vWork);
     } else if (!pDt2->hasEdge(pCSeg->getSrc(), pCSeg->getTrg())) {
-      pDt2->forceSegment(pCSeg);
+      pDt2->forceSegment(pCSeg, maxNumPoints);
     }
   }
 }

@@ -49,6 +49,10 @@ class ConstraintMgr {
   void applyTo(std::vector<ConstraintSegment2*> vWork);
   /// The strategy dispatch for one segment.
   void insertSegment(ConstraintSegment2* pCSeg);
+  /// While apply() runs: the alive segment is inserted again in the next pass.
+  void retryInNextPass(ConstraintSegment2* pCSeg) {
+    if (bSplitLogging) vRetry.push_back(pCSeg);
+  }
   /// Records one split; called once per split by the first owner's split handler.
   void registerSplit(ConstraintSegment2* pParentCSeg, ConstraintSegment2* pCSeg0, ConstraintSegment2* pCSeg1);
 
@@ -92,6 +96,7 @@ class ConstraintMgr {
   size_t numSplits;
   bool bSplitLogging;                          // while apply runs: splits are logged
   std::vector<ConstraintSegment2*> vSplitLog;  // the segments split in the current pass
+  std::vector<ConstraintSegment2*> vRetry;     // segments to insert again in the next pass
 };
 
 }  // namespace KORA_ZARN2D

@@ -88,10 +88,14 @@ class Dt2 {
   void applyConstraintsAndZones();
   /// Constrained strategy: forces the segment in, splitting it (and crossing constraints) where needed.
   void newCDT_applyOneCS(ConstraintSegment2* pInitialCSeg);
-  /// newCDT_applyOneCS for a segment of any strategy (the conforming strategy's last resort). The
-  /// vertices one call may add are bounded; pieces left when the bound is reached are skipped
+  /// newCDT_applyOneCS for a segment of any strategy (the conforming strategy's last resort). Once
+  /// the triangulation holds more than maxNumPoints vertices, the pieces left are skipped
   /// (ConstraintSegment2::isSkipped) and counted in numberOfSkippedSegments().
-  void forceSegment(ConstraintSegment2* pInitialCSeg);
+  void forceSegment(ConstraintSegment2* pInitialCSeg, size_t maxNumPoints);
+  /// The vertex limit for forcing segments from now on: one new vertex per registered segment
+  /// (each true crossing adds one) and a margin; rounded crossings that keep crossing again a few
+  /// ulps further would never stop.
+  size_t forcingLimit() const;
   /// The number of constraint segments skipped so far (see forceSegment).
   size_t numberOfSkippedSegments() const { return numSkippedSegments; }
   /// One walk from the segment's source to its target: returns a vertex lying on the segment's

@@ -15,7 +15,7 @@ namespace {
 
 // Generous: the cases are small and finish in milliseconds; only a runaway insertion gets near.
 constexpr unsigned kSecondsPerCase = DT2TEST_SANITIZED ? 60 : 10;
-constexpr size_t kCasesPerFamily = DT2TEST_SANITIZED ? 40 : 150;
+constexpr size_t kCasesPerFamily = DT2TEST_SANITIZED ? 30 : 100;
 
 struct Family {
   const char* name;
