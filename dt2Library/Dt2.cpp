@@ -256,8 +256,10 @@ Point2* Dt2::insertNear(const Point2& p, Triangle2* pHint) {
     if (pExisting != nullptr) return pExisting;
     Point2* pVtx(createVertex(p));
     vertexVault.add(hc.getKey(*pVtx), pVtx);
-    becomeTwoDimensional();
-    applyPendingConstraints();
+    if (vertexVault.spansTriangleWith(*pVtx)) {  // the held vertices are collinear: only p can change that
+      becomeTwoDimensional();
+      applyPendingConstraints();
+    }
     return pVtx;
   }
   Point2* pVtx(createVertex(p));

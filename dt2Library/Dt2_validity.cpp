@@ -144,7 +144,7 @@ bool Dt2::checkValidity(bool bCheckEmptyCircleProperty, const std::string& name)
 void Dt2::statistics(const std::string& name) {
   std::vector<Triangle2*> vTriangles;
   getTrianglePointers(vTriangles);
-  double area(0.0), minEdge(HUGE_VAL), maxEdge(0.0), sumEdge(0.0), minAngle(HUGE_VAL), maxAngle(0.0);
+  double area(0.0), minEdge(HUGE_VAL), maxEdge(0.0), meanEdge(0.0), minAngle(HUGE_VAL), maxAngle(0.0);
   size_t numEdges(0);
   for (Triangle2* pT : vTriangles) {
     area += pT->getArea2D();
@@ -155,11 +155,12 @@ void Dt2::statistics(const std::string& name) {
       // Count each undirected edge once: from the triangle with the lower address, or on the hull.
       Triangle2* pN(pT->getOppositeTriangle(i));
       if (pN != nullptr && pN < pT) continue;
-      const double len(std::sqrt(pT->getSquaredEdgeLength(i)));
+      const double len(pT->getEdgeLength(i));
       minEdge = std::min(minEdge, len);
       maxEdge = std::max(maxEdge, len);
-      sumEdge += len;
       ++numEdges;
+      // A running mean: a sum could overflow. An edge longer than the largest double makes it infinite.
+      if (std::isfinite(meanEdge)) meanEdge += (len - meanEdge) / static_cast<double>(numEdges);
     }
   }
   std::cout << "Statistics " << name << ":" << std::endl;
@@ -169,7 +170,7 @@ void Dt2::statistics(const std::string& name) {
   std::cout << "  2D:        " << (is2D() ? "yes" : "no") << std::endl;
   if (vTriangles.empty()) return;
   std::cout << "  area:      " << area << std::endl;
-  std::cout << "  edge length min/mean/max: " << minEdge << " / " << sumEdge / static_cast<double>(numEdges) << " / " << maxEdge
+  std::cout << "  edge length min/mean/max: " << minEdge << " / " << meanEdge << " / " << maxEdge
             << std::endl;
   std::cout << "  interior angle min/max (degrees): " << minAngle << " / " << maxAngle << std::endl;
 }

@@ -4,10 +4,12 @@
 // and is checked by the exact oracle after every step.
 #include <gtest/gtest.h>
 
+#include <cfloat>
 #include <string>
 #include <vector>
 
 #include "adversarial_support.h"
+#include "test_support.h"
 
 using namespace KORA_ZARN2D;
 
@@ -65,3 +67,41 @@ INSTANTIATE_TEST_SUITE_P(Families, Adversarial,
                          paramName);
 
 }  // namespace
+
+// ----- Extreme coordinates outside constraints -------------------------------------------------
+
+// Near the largest double, and mixed with tiny and unit coordinates: the triangulation is exact,
+// and statistics report finite angles (nothing overflows on the way).
+TEST(ExtremeCoordinates, BulkInsertionValidityAndStatistics) {
+  for (const double tinyScale : {0.0, 1e-300}) {
+    std::vector<Point2> vPoints;
+    for (const Point2& p : dt2test::randomPoints(300, 7, -1.0, 1.0)) vPoints.emplace_back(p.x() * DBL_MAX, p.y() * DBL_MAX);
+    if (tinyScale > 0.0) {
+      for (const Point2& p : dt2test::randomPoints(300, 8, -1.0, 1.0)) vPoints.emplace_back(p.x() * tinyScale, p.y());
+    }
+    Zarn_2D dt;
+    dt.insert(vPoints);
+    EXPECT_DELAUNAY_OF(dt, vPoints);
+    const std::string stats(zarn_test::captureStdout([&] { dt.statistics("extreme"); }));
+    EXPECT_EQ(stats.find("nan"), std::string::npos) << stats;
+    EXPECT_NE(stats.find("interior angle min/max (degrees): "), std::string::npos) << stats;
+  }
+}
+
+// The collinear phase finds repeated points by position (also -0.0 against 0.0, and after the box
+// grew), and the first off-line point makes every earlier vertex part of the triangulation.
+TEST(ExtremeCoordinates, CollinearSingleInsertionFindsRepeatedPoints) {
+  Zarn_2D dt;
+  std::vector<Point2> vPoints;
+  std::vector<Point2*> vHandles;
+  for (int i = 0; i < 200; ++i) {
+    vPoints.emplace_back(i * 0.5, -i * 1e300 / 200);
+    vHandles.push_back(dt.insert(vPoints.back()));
+  }
+  EXPECT_EQ(dt.insert(Point2(-0.0, 0.0)), vHandles[0]);
+  EXPECT_EQ(dt.insert(vPoints[17]), vHandles[17]);
+  vPoints.emplace_back(1e6, 1e300);
+  dt.insert(vPoints.back());
+  EXPECT_DELAUNAY_OF(dt, vPoints);
+  EXPECT_EQ(dt.insert(vPoints[99]), vHandles[99]);
+}
