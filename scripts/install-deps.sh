@@ -3,6 +3,7 @@
 set -euo pipefail
 packages=(cmake g++ make pkg-config libgmp-dev libgtest-dev libbenchmark-dev)
 [ "${ZARN_WITH_BROWSER:-0}" = 1 ] && packages+=(chromium)
+[ "${ZARN_WITH_FUZZERS:-0}" = 1 ] && packages+=(clang libclang-rt-dev)  # libFuzzer (scripts/fuzz.sh)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
