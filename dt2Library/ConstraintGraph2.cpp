@@ -88,7 +88,7 @@ void ConstraintGraph2::initCommon(std::vector<ConstraintSegment2*>& vCSegments) 
 // The pieces of a segment that was split before this graph took it over are read in the
 // direction of that segment, recursively (through onSegmentSplit).
 void ConstraintGraph2::learnSplitDescendants(ConstraintSegment2* pCSeg) {
-  if (pCSeg->isAlive()) return;
+  if (pCSeg->isAlive() || pCSeg->isSkipped()) return;
   ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr);
   Point2* pSplit(nullptr);
   pCSeg->getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
@@ -247,6 +247,7 @@ void ConstraintGraph2::appendOrderedPieces(ConstraintSegment2* pCSeg, std::vecto
     vPieces.push_back(pCSeg);
     return;
   }
+  if (pCSeg->isSkipped()) return;
   ConstraintSegment2 *pChild0(nullptr), *pChild1(nullptr);
   getDirectChildren(pCSeg, pChild0, pChild1);
   appendOrderedPieces(pChild0, vPieces);

@@ -18,7 +18,7 @@ constexpr int kMaxApplyPasses = 499;
 constexpr int kProgressSteps = 100;
 // The vertex budget of one apply run: this many times the vertices at its start, plus a base.
 constexpr size_t kVertexBudgetFactor = 10;
-constexpr size_t kVertexBudgetBase = 1000;
+constexpr size_t kVertexBudgetBase = 500;
 
 std::string describePoint(const Point2& p) {
   std::ostringstream oss;
@@ -66,7 +66,10 @@ ConstraintSegment2* ConstraintMgr::getOrCreateSegment(Point2* p0, Point2* p1, Co
   ZARN_ASSERT(p0<p1);
   const std::pair<Point2*, Point2*> key(p0, p1);
   const auto it(mSegments.find(key));
-  if (it != mSegments.end()) return it->second;
+  if (it != mSegments.end()) {
+    if (it->second->isSkipped()) it->second->setAlive();  // asked for again: one more attempt
+    return it->second;
+  }
   sConstrainedVertices.insert(key.first);
   sConstrainedVertices.insert(key.second);
   dSegmentStore.emplace_back(key.first, key.second, cis);
@@ -199,15 +202,19 @@ void ConstraintMgr::apply() {
 //
 // Conforming insertion of nearly parallel constraints needs a number of vertices that grows
 // with the inverse of their distance; a vertex budget stops such a run with the accuracy error
-// instead of letting it exhaust time and memory.
+// instead of letting it exhaust time and memory. The pieces still waiting then are forced in as
+// constrained edges, so that every segment stands (not conforming there) or is reported skipped.
 void ConstraintMgr::applyTo(std::vector<ConstraintSegment2*> vWork) {
   ProgressPublisher& publisher(pDt2->getPublisher());
   publisher.startStep("apply");
-  const size_t maxNumVertices(kVertexBudgetFactor * (static_cast<size_t>(pDt2->numberOfPoints()) + kVertexBudgetBase));
+  const size_t maxNumVertices(kVertexBudgetFactor * static_cast<size_t>(pDt2->numberOfPoints()) + kVertexBudgetBase);
+  const size_t numSkippedBefore(pDt2->numberOfSkippedSegments());
   std::vector<ConstraintSegment2*> vNext;
   bSplitLogging = true;
-  for (int pass = 0; pass < kMaxApplyPasses && pDt2->numberOfPoints() <= maxNumVertices; ++pass) {
+  bool bStable(false);
+  for (int pass = 0; pass < kMaxApplyPasses && pDt2->numberOfPoints() <= maxNumVertices && !bStable; ++pass) {
     vSplitLog.clear();
+    vRetry.clear();
     for (size_t i = 0; i < vWork.size(); ++i) {
       ConstraintSegment2* pCSeg(vWork[i]);
       if (pass == 0) publisher.setProgress(static_cast<double>(i) / static_cast<double>(vWork.size()));
@@ -220,16 +227,31 @@ void ConstraintMgr::applyTo(std::vector<ConstraintSegment2*> vWork) {
     }
     vNext.clear();
     for (ConstraintSegment2* pParent : vSplitLog) appendPiecesByCoordinates(pParent, vNext);
-    if (vNext.empty()) {
-      bSplitLogging = false;
-      publisher.finishStep();
-      return;
-    }
+    vNext.insert(vNext.end(), vRetry.begin(), vRetry.end());
+    bStable = vNext.empty();
     vWork.swap(vNext);
   }
   bSplitLogging = false;
-  reportError("ConstraintMgr::apply()", "insufficient numeric accuracy, need to skip last insertions");
+  if (!bStable) forceAll(vWork);
+  const size_t numSkipped(pDt2->numberOfSkippedSegments() - numSkippedBefore);
+  if (!bStable || numSkipped > 0) {
+    reportError("ConstraintMgr::apply()", "insufficient numeric accuracy, need to skip last insertions");
+    if (numSkipped > 0) reportWarning("ConstraintMgr::apply()", std::to_string(numSkipped) + " constraint segment(s) skipped, not inserted");
+  }
   publisher.finishStep();
+}
+
+void ConstraintMgr::forceAll(std::vector<ConstraintSegment2*>& vWork) {
+  const size_t maxNumPoints(pDt2->forcingLimit());
+  while (!vWork.empty()) {
+    ConstraintSegment2* pCSeg(vWork.back());
+    vWork.pop_back();
+    if (!pCSeg->isAlive()) {
+      appendPiecesByCoordinates(pCSeg, vWork);
+    } else if (!pDt2->hasEdge(pCSeg->getSrc(), pCSeg->getTrg())) {
+      pDt2->forceSegment(pCSeg, maxNumPoints);
+    }
+  }
 }
 
 // ----- Dumps -----

@@ -49,6 +49,10 @@ class ConstraintMgr {
   void applyTo(std::vector<ConstraintSegment2*> vWork);
   /// The strategy dispatch for one segment.
   void insertSegment(ConstraintSegment2* pCSeg);
+  /// While apply() runs: the alive segment is inserted again in the next pass.
+  void retryInNextPass(ConstraintSegment2* pCSeg) {
+    if (bSplitLogging) vRetry.push_back(pCSeg);
+  }
   /// Records one split; called once per split by the first owner's split handler.
   void registerSplit(ConstraintSegment2* pParentCSeg, ConstraintSegment2* pCSeg0, ConstraintSegment2* pCSeg1);
 
@@ -65,6 +69,8 @@ class ConstraintMgr {
   bool isConstrainedVertex(const Point2* pVtx) const { return sConstrainedVertices.count(pVtx) != 0; }
   bool empty() const { return mSegments.empty(); }
   const std::vector<ConstraintGraph2*>& getGraphs() const { return vGraphs; }
+  /// Number of registered segments, alive or not.
+  size_t numberOfSegments() const { return mSegments.size(); }
   /// Number of splits registered so far.
   size_t numberOfSplits() const { return numSplits; }
 
@@ -74,6 +80,8 @@ class ConstraintMgr {
   void writeConstraintsBIN(const std::string& base);
 
  private:
+  /// Forces the alive segments of vWork (and the pieces of the dead ones) in as edges.
+  void forceAll(std::vector<ConstraintSegment2*>& vWork);
   void getAlivePiecesOfGraph(const ConstraintGraph2* pGraph, std::vector<ConstraintSegment2*>& vPieces) const;
   static std::pair<Point2*, Point2*> orderedPair(Point2* p0, Point2* p1);
   /// Appends the registered segments that pass the filter, ordered by their vertex pairs.
@@ -88,6 +96,7 @@ class ConstraintMgr {
   size_t numSplits;
   bool bSplitLogging;                          // while apply runs: splits are logged
   std::vector<ConstraintSegment2*> vSplitLog;  // the segments split in the current pass
+  std::vector<ConstraintSegment2*> vRetry;     // segments to insert again in the next pass
 };
 
 }  // namespace KORA_ZARN2D

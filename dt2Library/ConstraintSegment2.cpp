@@ -31,7 +31,7 @@ bool ConstraintSegment2::operator<(const ConstraintSegment2& other) const {
 void ConstraintSegment2::addOwner(ConstraintGraph2* pOwner) {
   const auto pos(std::lower_bound(sOwners.begin(), sOwners.end(), pOwner));
   if (pos == sOwners.end() || *pos != pOwner) sOwners.insert(pos, pOwner);
-  if (isAlive()) return;
+  if (isAlive() || isSkipped()) return;
   ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr);
   Point2* pSplit(nullptr);
   getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
@@ -60,6 +60,7 @@ void ConstraintSegment2::getChildrenAndSplitPoint(ConstraintSegment2*& pKid0, Co
 }
 
 void ConstraintSegment2::getChildrenRec(std::vector<ConstraintSegment2*>& vOut) const {
+  if (isSkipped()) return;
   ZARN_ASSERT(vChildren.size()==2);
   for (ConstraintSegment2* pKid : vChildren) {
     if (pKid->isAlive()) {

@@ -39,7 +39,7 @@ void releaseFreedHeapMemory() {
 Dt2::Dt2(unsigned int numExpectedVertices)
     : vertexVault(this), numCPU(1), bbx(&kora), vertexPool(kTriangulationPoolMessageThreshold),
       trianglePool(kTriangulationPoolMessageThreshold), publisher("DT2"), bSuspendFlips(false), numAllTriangles(0),
-      pConstraintMgr(new ConstraintMgr(this)), bConstraintsPending(false) {
+      pConstraintMgr(new ConstraintMgr(this)), bConstraintsPending(false), numSkippedSegments(0) {
   const unsigned int numVertices(std::max(kMinExpectedVertices, numExpectedVertices));
   vertexPool.init(static_cast<int>(numVertices), maxPoolBlockSize<Point2>());
   trianglePool.init(static_cast<int>(2 * numVertices + 10), maxPoolBlockSize<Triangle2>());
@@ -260,8 +260,10 @@ Point2* Dt2::insertNear(const Point2& p, Triangle2* pHint) {
     if (pExisting != nullptr) return pExisting;
     Point2* pVtx(createVertex(p));
     vertexVault.add(hc.getKey(*pVtx), pVtx);
-    becomeTwoDimensional();
-    applyPendingConstraints();
+    if (vertexVault.spansTriangleWith(*pVtx)) {  // the held vertices are collinear: only p can change that
+      becomeTwoDimensional();
+      applyPendingConstraints();
+    }
     return pVtx;
   }
   Point2* pVtx(createVertex(p));

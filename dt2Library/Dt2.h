@@ -110,6 +110,16 @@ class Dt2 {
   void applyConstraintsAndZones();
   /// Constrained strategy: forces the segment in, splitting it (and crossing constraints) where needed.
   void newCDT_applyOneCS(ConstraintSegment2* pInitialCSeg);
+  /// newCDT_applyOneCS for a segment of any strategy (the conforming strategy's last resort). Once
+  /// the triangulation holds more than maxNumPoints vertices, the pieces left are skipped
+  /// (ConstraintSegment2::isSkipped) and counted in numberOfSkippedSegments().
+  void forceSegment(ConstraintSegment2* pInitialCSeg, size_t maxNumPoints);
+  /// The vertex limit for forcing segments from now on: one new vertex per registered segment
+  /// (each true crossing adds one) and a margin; rounded crossings that keep crossing again a few
+  /// ulps further would never stop.
+  size_t forcingLimit() const;
+  /// The number of constraint segments skipped so far (see forceSegment).
+  size_t numberOfSkippedSegments() const { return numSkippedSegments; }
   /// One walk from the segment's source to its target: returns a vertex lying on the segment's
   /// interior, or reports a crossing constraint in vPairIspCS, or makes the segment an edge.
   Point2* newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<Point2, ConstraintSegment2*>>& vPairIspCS);
@@ -269,6 +279,9 @@ class Dt2 {
   /// Inserts constraints created while the triangulation was not yet 2D, once it is.
   void applyPendingConstraints();
   void insertOneConstrainedSegment(ConstraintSegment2* pCSeg, std::vector<ConstraintSegment2*>& vStack);
+  /// Marks the segment skipped (counted) unless it already stands as an edge.
+  void skipUnlessEdge(ConstraintSegment2* pCSeg);
+  void forceUnsplittable(ConstraintSegment2* pCSeg);
   void splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, ConstraintSegment2* pCrossingCSeg,
                        Triangle2* pNearT, std::vector<ConstraintSegment2*>& vStack);
   SegmentWalk walkAlongSegment(Point2* pStart, Point2* pStop, bool bCollectCavity);
@@ -361,6 +374,7 @@ class Dt2 {
   std::vector<std::unique_ptr<Zone2>> vZones;  // declared after the constraint manager: zones go first
   bool bConstraintsPending;
   InnerVtxMgr innerVtxMgr;  // grid-meshing vertices that constraint splits may remove
+  size_t numSkippedSegments;
   // Scratch of the constraint walk, kept to avoid allocations per segment.
   std::vector<Triangle2*> vCavityTriangles;
   CavitySide leftSide;

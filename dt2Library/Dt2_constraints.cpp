@@ -28,12 +28,16 @@ constexpr double kMinSplitExtentInUlps = 10.0;
 // centerWithShift moves a coordinate by at most this, and at most this share of the extent.
 constexpr double kMaxCenterShift = 0.001;
 constexpr double kMaxCenterShiftShare = 0.01;
+// The margin of forcingLimit() beyond one vertex per registered segment.
+constexpr size_t kMinCrossingBudget = 64;
+constexpr double kHalfMax = 0.5 * std::numeric_limits<double>::max();
 
-// True when q (collinear with a -> b) lies on the ray from a through b. The sign of the dot
-// product is exact for collinear points: both terms have the same sign and the differences are
-// rounded with their signs kept.
+// True when q (collinear with a -> b, a != b) lies on the open ray from a through b: q differs
+// from a on the axis where b does, in the same direction. Comparisons only, so nothing can
+// underflow or overflow (a dot product of tiny differences rounds to zero).
 bool isOnRay(const Point2& a, const Point2& b, const Point2& q) {
-  return (q.x() - a.x()) * (b.x() - a.x()) + (q.y() - a.y()) * (b.y() - a.y()) > 0.0;
+  if (b.x() != a.x()) return q.x() != a.x() && (q.x() > a.x()) == (b.x() > a.x());
+  return q.y() != a.y() && (q.y() > a.y()) == (b.y() > a.y());
 }
 
 // The coordinate within tol of m with the coarsest binary grid: it makes later midpoints and
@@ -44,23 +48,28 @@ double coarsestWithin(double m, double tol) {
   const double candidate(std::round(m / spacing) * spacing);
   return std::fabs(candidate - m) <= tol ? candidate : m;
 }
+
+// (a + b) / 2 and (b - a) / 2 without overflow near the largest double (halving first there).
+double halfSum(double a, double b) { return std::fabs(a) < kHalfMax && std::fabs(b) < kHalfMax ? 0.5 * (a + b) : 0.5 * a + 0.5 * b; }
+double halfDifference(double a, double b) { return std::fabs(a) < kHalfMax && std::fabs(b) < kHalfMax ? 0.5 * (b - a) : 0.5 * b - 0.5 * a; }
 }  // namespace
 
 // The major axis gets the coarsest coordinate within its tolerance; the minor coordinate is then
-// taken on the segment's line, which keeps it within its own tolerance (the slope is at most 1).
+// taken on the segment's line through the midpoint, which keeps it within its own tolerance (the
+// slope is at most 1).
 Point2 centerWithShift(const Point2& p0, const Point2& p1) {
-  const double dx(p1.x() - p0.x()), dy(p1.y() - p0.y());
-  const Point2 midpoint(0.5 * (p0.x() + p1.x()), 0.5 * (p0.y() + p1.y()));
-  const bool bMajorX(std::fabs(dx) >= std::fabs(dy));
-  const double majorExtent(bMajorX ? dx : dy);
-  if (majorExtent == 0.0) return midpoint;
-  const double tol(std::min(kMaxCenterShift, kMaxCenterShiftShare * std::fabs(majorExtent)));
+  const double halfDx(halfDifference(p0.x(), p1.x())), halfDy(halfDifference(p0.y(), p1.y()));
+  const Point2 midpoint(halfSum(p0.x(), p1.x()), halfSum(p0.y(), p1.y()));
+  const bool bMajorX(std::fabs(halfDx) >= std::fabs(halfDy));
+  const double halfMajor(bMajorX ? halfDx : halfDy);
+  if (halfMajor == 0.0) return midpoint;
+  const double tol(std::min(kMaxCenterShift, 2.0 * kMaxCenterShiftShare * std::fabs(halfMajor)));
   if (bMajorX) {
     const double x(coarsestWithin(midpoint.x(), tol));
-    return Point2(x, p0.y() + (x - p0.x()) * (dy / dx));
+    return Point2(x, midpoint.y() + (x - midpoint.x()) * (halfDy / halfDx));
   }
   const double y(coarsestWithin(midpoint.y(), tol));
-  return Point2(p0.x() + (y - p0.y()) * (dx / dy), y);
+  return Point2(midpoint.x() + (y - midpoint.y()) * (halfDx / halfDy), y);
 }
 
 // ----- Entry points -----
@@ -120,6 +129,12 @@ void Dt2::applyConstraintsAndZones() {
 
 void Dt2::newCDT_applyOneCS(ConstraintSegment2* pInitialCSeg) {
   ZARN_ASSERT(pInitialCSeg->getCIS()==CIS_CONSTRAINED_DELAUNAY);
+  forceSegment(pInitialCSeg, forcingLimit());
+}
+
+size_t Dt2::forcingLimit() const { return numberOfPoints() + pConstraintMgr->numberOfSegments() + kMinCrossingBudget; }
+
+void Dt2::forceSegment(ConstraintSegment2* pInitialCSeg, size_t maxNumPoints) {
   ZARN_ASSERT(pInitialCSeg->isAlive());
   if (pInitialCSeg->getSrc() == pInitialCSeg->getTrg()) {
     reportWarning("Dt2::newCDT_applyOneCS()", "Degenerate constraint, return");
@@ -137,8 +152,18 @@ void Dt2::newCDT_applyOneCS(ConstraintSegment2* pInitialCSeg) {
       reportWarning("Dt2::newCDT_applyOneCS()", "Degenerate constraint (2), return");
       return;
     }
-    insertOneConstrainedSegment(pCSeg, vStack);
+    if (numberOfPoints() > maxNumPoints) {
+      skipUnlessEdge(pCSeg);
+    } else {
+      insertOneConstrainedSegment(pCSeg, vStack);
+    }
   }
+}
+
+void Dt2::skipUnlessEdge(ConstraintSegment2* pCSeg) {
+  if (hasEdge(pCSeg->getSrc(), pCSeg->getTrg())) return;
+  pCSeg->setDead();
+  ++numSkippedSegments;
 }
 
 void Dt2::insertOneConstrainedSegment(ConstraintSegment2* pCSeg, std::vector<ConstraintSegment2*>& vStack) {
@@ -200,23 +225,32 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
   std::vector<ConstraintSegment2*> vStack;
   if (walk.result == SegmentWalk::CROSSES_CONSTRAINT) {
     splitAtCrossing(pCSeg, walk.crossing, walk.pCrossingCSeg, walk.pNearT, vStack);
-    return;  // the pieces of both are inserted by the manager's next pass
+    // The pieces of both are inserted by the manager's next pass; so is this segment when the
+    // crossing fell on one of its ends (only the other one was split then).
+    if (pCSeg->isAlive()) pConstraintMgr->retryInNextPass(pCSeg);
+    return;
   }
   const double eps(kMinSplitExtentInUlps * kMachineEpsilon * std::exp2(std::ceil(std::log2(kora.getRange()))));
   if (std::fabs(p1->x() - p0->x()) < eps && std::fabs(p1->y() - p0->y()) < eps) {
-    reportWarning("Dt2::insertSegmentConformingDelaunay()",
-                  "Double precision arithmetic does not allow to split a segment further, giving up. Incorrect result!");
+    forceUnsplittable(pCSeg);
     return;
   }
   pCSeg->setDead();  // a plain edge while the split vertex goes in
   Point2* pSplit(insert(centerWithShift(*p0, *p1)));
   pCSeg->setAlive();
   if (pSplit == nullptr || pSplit == p0 || pSplit == p1) {
-    reportWarning("Dt2::insertSegmentConformingDelaunay()",
-                  "Double precision arithmetic does not allow to split a segment further, giving up. Incorrect result!");
+    forceUnsplittable(pCSeg);
     return;
   }
   splitSegmentAt(pCSeg, pSplit);
+}
+
+// The piece stands as a constrained edge instead: the triangulation stays valid and the segment
+// covered, but this part of the result is not conforming.
+void Dt2::forceUnsplittable(ConstraintSegment2* pCSeg) {
+  reportWarning("Dt2::insertSegmentConformingDelaunay()",
+                "Double precision arithmetic does not allow to split a segment further, giving up. Incorrect result!");
+  forceSegment(pCSeg, forcingLimit());
 }
 
 // ----- The walk along a segment -----

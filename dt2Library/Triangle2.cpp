@@ -126,20 +126,62 @@ Point2 Triangle2::getBarycenter() const {
   return Point2((p0.x() + p1.x() + p2.x()) / 3.0, (p0.y() + p1.y() + p2.y()) / 3.0);
 }
 
+namespace {
+// (dx, dy) scaled by a power of two that brings its larger component into [1, 2): the direction
+// is kept exactly, and products of two such vectors neither overflow nor underflow.
+Vector2 directionOf(double dx, double dy) {
+  const double largest(std::max(std::fabs(dx), std::fabs(dy)));
+  if (!(largest > 0.0) || !std::isfinite(largest)) return Vector2(dx, dy);
+  const int exponent(std::ilogb(largest));
+  return Vector2(std::ldexp(dx, -exponent), std::ldexp(dy, -exponent));
+}
+}  // namespace
+
+// The corners scaled by 2^-exponent, a power of two that brings the largest coordinate magnitude
+// into [0.5, 1): differences and products of the scaled corners cannot overflow, and the scaling
+// is exact (apart from coordinates that become subnormal, far below the triangle's size).
+void Triangle2::getScaledCorners(Point2 (&aScaled)[3], int& exponent) const {
+  double largest(0.0);
+  for (const Point2* p : aVertexPointer) largest = std::max({largest, std::fabs(p->x()), std::fabs(p->y())});
+  exponent = largest > 0.0 ? std::ilogb(largest) + 1 : 0;
+  for (int i = 0; i < 3; ++i) {
+    aScaled[i] = Point2(std::ldexp(aVertexPointer[i]->x(), -exponent), std::ldexp(aVertexPointer[i]->y(), -exponent));
+  }
+}
+
+double Triangle2::getEdgeLength(int i) const {
+  Point2 aScaled[3];
+  int exponent(0);
+  getScaledCorners(aScaled, exponent);
+  const Point2& src(aScaled[incIndexBy1(i)]);
+  const Point2& trg(aScaled[incIndexBy2(i)]);
+  return std::ldexp(std::hypot(trg.x() - src.x(), trg.y() - src.y()), exponent);
+}
+
 double Triangle2::getInteriorAngle2D(int i) const {
-  const Point2& corner(*aVertexPointer[i]);
-  const Point2& next(*aVertexPointer[incIndexBy1(i)]);
-  const Point2& prev(*aVertexPointer[incIndexBy2(i)]);
-  const Vector2 toNext(normalize(Vector2(next.x() - corner.x(), next.y() - corner.y())));
-  const Vector2 toPrev(normalize(Vector2(prev.x() - corner.x(), prev.y() - corner.y())));
-  // Rounding can push the dot product of unit vectors slightly outside the domain of acos.
-  const double cosine(std::min(1.0, std::max(-1.0, toNext * toPrev)));
-  return std::acos(cosine);
+  Point2 aScaled[3];
+  int exponent(0);
+  getScaledCorners(aScaled, exponent);
+  const Point2& corner(aScaled[i]);
+  const Point2& next(aScaled[incIndexBy1(i)]);
+  const Point2& prev(aScaled[incIndexBy2(i)]);
+  const Vector2 toNext(directionOf(next.x() - corner.x(), next.y() - corner.y()));
+  const Vector2 toPrev(directionOf(prev.x() - corner.x(), prev.y() - corner.y()));
+  const double cross(toNext.x() * toPrev.y() - toNext.y() * toPrev.x());
+  return std::atan2(std::fabs(cross), toNext * toPrev);
 }
 
 double Triangle2::getArea2D() const {
-  return computeArea(std::sqrt(getSquaredEdgeLength(0)), std::sqrt(getSquaredEdgeLength(1)),
-                     std::sqrt(getSquaredEdgeLength(2)));
+  Point2 aScaled[3];
+  int exponent(0);
+  getScaledCorners(aScaled, exponent);
+  const Point2 &a(aScaled[0]), &b(aScaled[1]), &c(aScaled[2]);
+  const double cross((b.x() - a.x()) * (c.y() - a.y()) - (b.y() - a.y()) * (c.x() - a.x()));
+  const double area(std::ldexp(0.5 * std::fabs(cross), 2 * exponent));
+  if (std::isnan(area)) {  // corrupt (NaN) coordinates: Heron's formula reports them and throws
+    return computeArea(std::sqrt(getSquaredEdgeLength(0)), std::sqrt(getSquaredEdgeLength(1)), std::sqrt(getSquaredEdgeLength(2)));
+  }
+  return area;
 }
 
 double Triangle2::computeArea(double a, double b, double c) const {

@@ -151,6 +151,7 @@ Triangle2* VertexVault::getOneValidTriangle() {
 }
 
 void VertexVault::deactivate(Point2* pVtx) {
+  forgetPositions();
   ++numDeactivated;
   pVtx->setIncidentTriangle(nullptr);
   vIdxVtxAct[getIdxOfActiveVtx(pVtx)].bActive = false;
@@ -165,6 +166,7 @@ void VertexVault::addRedundant(Point2* pRedundant, Point2* pUnique) {
 }
 
 Point2* VertexVault::resolveSingleDuplicate(Point2* pDup) {
+  forgetPositions();
   ZARN_ASSERT(mRedundant2UniqueVtx.size()==1);
   IdxVtx& lastItem(vIdxVtxAct.back());
   ZARN_ASSERT(pDup==lastItem.pVtx);
@@ -178,6 +180,7 @@ Point2* VertexVault::resolveSingleDuplicate(Point2* pDup) {
 }
 
 void VertexVault::cleanDuplicates(Point2** aHandles, size_t numHandles) {
+  forgetPositions();
   if (!bFullDimensional && mRedundant2UniqueVtx.empty()) {
     // Collinear phase: nothing was located, so find the duplicates by position. The first of
     // several equal points is the unique one.
@@ -218,24 +221,57 @@ void VertexVault::cleanDuplicates(Point2** aHandles, size_t numHandles) {
   ZARN_ASSERT(mRedundant2UniqueVtx.empty());
 }
 
-Point2* VertexVault::findVertexAt(const Point2& p) const {
-  for (const IdxVtx& rec : vIdxVtxAct) {
-    if (rec.bActive && rec.pVtx->x() == p.x() && rec.pVtx->y() == p.y()) return rec.pVtx;
-  }
-  return nullptr;
+namespace {
+// Exact equality treats -0.0 and 0.0 as one position: adding 0.0 turns -0.0 into 0.0.
+std::pair<double, double> positionKey(const Point2& p) { return std::make_pair(p.x() + 0.0, p.y() + 0.0); }
+}  // namespace
+
+size_t VertexVault::PositionHash::operator()(const std::pair<double, double>& xy) const {
+  const size_t hx(std::hash<double>()(xy.first)), hy(std::hash<double>()(xy.second));
+  return hx ^ (hy + 0x9e3779b97f4a7c15ULL + (hx << 6) + (hx >> 2));
 }
 
-bool VertexVault::getThreeNonCollinear(Point2*& a, Point2*& b, Point2*& c) const {
-  ZARN_ASSERT(!bFullDimensional);
-  a = b = c = nullptr;
-  if (vIdxVtxAct.size() < 3) return false;
+Point2* VertexVault::findVertexAt(const Point2& p) {
+  for (; numIndexed < vIdxVtxAct.size(); ++numIndexed) {
+    const IdxVtx& rec(vIdxVtxAct[numIndexed]);
+    if (rec.bActive) mPositionIndex.emplace(positionKey(*rec.pVtx), rec.pVtx);
+  }
+  const auto it(mPositionIndex.find(positionKey(p)));
+  return it == mPositionIndex.end() ? nullptr : it->second;
+}
+
+void VertexVault::forgetPositions() {
+  mPositionIndex.clear();
+  numIndexed = 0;
+}
+
+bool VertexVault::spansTriangleWith(const Point2& p) const {
+  const Point2* a(nullptr);
   for (const IdxVtx& rec : vIdxVtxAct) {
     if (!rec.bActive) continue;
     if (a == nullptr) {
       a = rec.pVtx;
-    } else if (b == nullptr) {
-      if (*rec.pVtx != *a) b = rec.pVtx;
-    } else if (pDt->getPredicates().getOrientation(*a, *b, *rec.pVtx) != ORIENTATION2_COLLINEAR) {
+    } else if (*rec.pVtx != *a) {
+      return pDt->getPredicates().getOrientation(*a, *rec.pVtx, p) != ORIENTATION2_COLLINEAR;
+    }
+  }
+  return false;
+}
+
+// a and b are the lexicographically smallest and largest vertex: every other vertex of their line
+// then lies on the first triangle's edge a-b, and inserting it splits that edge (beyond an end it
+// would meet the third vertex's whole star, at a cost growing with the number of vertices).
+bool VertexVault::getThreeNonCollinear(Point2*& a, Point2*& b, Point2*& c) const {
+  ZARN_ASSERT(!bFullDimensional);
+  a = b = c = nullptr;
+  for (const IdxVtx& rec : vIdxVtxAct) {
+    if (!rec.bActive) continue;
+    if (a == nullptr || *rec.pVtx < *a) a = rec.pVtx;
+    if (b == nullptr || *b < *rec.pVtx) b = rec.pVtx;
+  }
+  if (a == nullptr || *a == *b) return false;
+  for (const IdxVtx& rec : vIdxVtxAct) {
+    if (rec.bActive && pDt->getPredicates().getOrientation(*a, *b, *rec.pVtx) != ORIENTATION2_COLLINEAR) {
       c = rec.pVtx;
       return true;
     }
@@ -245,9 +281,11 @@ bool VertexVault::getThreeNonCollinear(Point2*& a, Point2*& b, Point2*& c) const
 
 void VertexVault::dropTrailingInactive() {
   while (!vIdxVtxAct.empty() && !vIdxVtxAct.back().bActive) vIdxVtxAct.pop_back();
+  numIndexed = std::min(numIndexed, vIdxVtxAct.size());  // inactive records were not indexed
 }
 
 void VertexVault::sortRecords() {
+  forgetPositions();
   // The unsorted tail is often already in key order (bulk insertion creates it so): then a
   // linear merge replaces the full sort.
   const std::vector<IdxVtx>::iterator mid(vIdxVtxAct.begin() + numSorted);

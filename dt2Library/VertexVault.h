@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <unordered_map>
 #include <vector>
 
 #include "Point2.h"
@@ -66,8 +67,13 @@ class VertexVault {
   /// Resolves the duplicate found by a single insertion in the two-dimensional phase: deactivates
   /// the record of the new vertex pDup and returns the vertex that already stood there.
   Point2* resolveSingleDuplicate(Point2* pDup);
-  /// The active vertex at p's position, found by exact search (the collinear phase), or null.
-  Point2* findVertexAt(const Point2& p) const;
+  /// The active vertex at p's position (exact equality), or null. Amortized O(1) through a
+  /// position index that follows appended records and is rebuilt after records were reordered or
+  /// deactivated (meant for the collinear phase, where nothing else finds duplicates).
+  Point2* findVertexAt(const Point2& p);
+  /// In the collinear phase: true when p and the active vertices span a triangle. O(1) unless
+  /// inactive or repeated records lead the store.
+  bool spansTriangleWith(const Point2& p) const;
   /// Three active vertices that span a triangle, if they exist.
   bool getThreeNonCollinear(Point2*& a, Point2*& b, Point2*& c) const;
   /// Re-sorts by key: when bForce, always; otherwise when the thresholds say so.
@@ -98,10 +104,17 @@ class VertexVault {
   void sortRecords();
   void sortFourWays();
   void dropTrailingInactive();
+  /// Drops the position index of findVertexAt (records were reordered or deactivated).
+  void forgetPositions();
   Triangle2* triangleOfActive(size_t idx);
   Triangle2* nearestActiveInTail(uint32_t key) const;
 
   std::vector<IdxVtx> vIdxVtxAct;
+  struct PositionHash {
+    size_t operator()(const std::pair<double, double>& xy) const;
+  };
+  std::unordered_map<std::pair<double, double>, Point2*, PositionHash> mPositionIndex;
+  size_t numIndexed = 0;  // records [0, numIndexed) are in mPositionIndex
   size_t numSorted;
   Dt2* pDt;
   std::map<Point2*, Point2*> mRedundant2UniqueVtx;

@@ -27,7 +27,6 @@ TriangleFigures computeFigures(const std::vector<Triangle2*>& vTriangles, IsMemb
   TriangleFigures f;
   f.numTriangles = vTriangles.size();
   if (vTriangles.empty()) return f;
-  double sumEdge(0.0);
   f.minEdge = f.minAngleDegree = HUGE_VAL;
   for (const Triangle2* pT : vTriangles) {
     f.area += pT->getArea2D();
@@ -37,14 +36,14 @@ TriangleFigures computeFigures(const std::vector<Triangle2*>& vTriangles, IsMemb
       f.maxAngleDegree = std::max(f.maxAngleDegree, angle);
       const Triangle2* pN(pT->getOppositeTriangle(i));
       if (pN != nullptr && pN < pT && isMember(pN)) continue;  // counted from pN
-      const double len(std::sqrt(pT->getSquaredEdgeLength(i)));
+      const double len(pT->getEdgeLength(i));  // no overflow near the largest double
       f.minEdge = std::min(f.minEdge, len);
       f.maxEdge = std::max(f.maxEdge, len);
-      sumEdge += len;
       ++f.numEdges;
+      // A running mean: a sum could overflow. An edge longer than the largest double makes it infinite.
+      if (std::isfinite(f.meanEdge)) f.meanEdge += (len - f.meanEdge) / static_cast<double>(f.numEdges);
     }
   }
-  f.meanEdge = sumEdge / static_cast<double>(f.numEdges);
   return f;
 }
 

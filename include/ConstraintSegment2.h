@@ -38,6 +38,9 @@ class ZARN2D_EXPORT ConstraintSegment2 {
   ConstraintInsertionStrategy getCIS() const { return cis; }
   /// True when the alive flag is set and the segment has no children: it stands as one edge.
   bool isAlive() const { return bAlive && vChildren.empty(); }
+  /// True for a segment the insertion gave up on (numerically hopeless crossings): it is not an
+  /// edge, has no children and is no constraint; the insertion reported it.
+  bool isSkipped() const { return !bAlive && vChildren.empty(); }
   /// The number of constraint graphs that contain this segment or one of its ancestors.
   unsigned int getNumberOfOwners() const { return static_cast<unsigned int>(sOwners.size()); }
   /// An area the mesh generator attaches to the segment; initially the largest finite double.
@@ -52,8 +55,8 @@ class ZARN2D_EXPORT ConstraintSegment2 {
   /// The two children and the split vertex. On an alive segment: the warning "*this is still
   /// alive!" and the outputs are left untouched (preset them to null).
   void getChildrenAndSplitPoint(ConstraintSegment2*& pKid0, ConstraintSegment2*& pKid1, Point2*& pSplit);
-  /// Appends the alive leaves below this split segment, depth first, child 0 first. Asserts that
-  /// the segment has been split.
+  /// Appends the alive leaves below this split segment, depth first, child 0 first; skipped
+  /// segments contribute nothing. Asserts that the segment has been split (or skipped).
   void getChildrenRec(std::vector<ConstraintSegment2*>& vChildren) const;
 
   /// Inserts p into the triangulation, splits the segment there and inserts both pieces with the

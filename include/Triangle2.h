@@ -114,15 +114,21 @@ class ZARN2D_EXPORT Triangle2 {
   int getMinIndex() const;
   /// The mean of the corners.
   Point2 getBarycenter() const;
-  /// The interior angle at corner i, in radians.
+  /// Length of the edge opposite corner i, without overflow or underflow of intermediate squares
+  /// (infinite only when the length itself exceeds the largest double).
+  double getEdgeLength(int i) const;
+  /// The interior angle at corner i, in radians; accurate at any coordinate magnitude.
   double getInteriorAngle2D(int i) const;
-  /// Area by Heron's formula; a NaN intermediate is reported and throws ZarnException.
+  /// Area (half the absolute cross product of two edges), computed at a scale where nothing
+  /// overflows; infinite only when the area itself exceeds the largest double. A NaN coordinate is
+  /// reported and throws ZarnException.
   double getArea2D() const;
   /// The circumcentre and whether it is accurate (its distances to the corners agree within 1e-6).
   std::pair<Point2, bool> getDual() const;
 
  protected:
   double computeArea(double a, double b, double c) const;
+  void getScaledCorners(Point2 (&aScaled)[3], int& exponent) const;
   void getCommonOffset(double& offsetX, double& offsetY) const;
   bool getCC_strategy1(double offsetX, double offsetY, Point2& cc) const;
   void getCC_strategy2(int maxIndex, double offsetX, double offsetY, Point2& cc) const;

@@ -47,8 +47,10 @@ class ZARN2D_EXPORT Zarn_2D {
 
   // ----- Insertion and removal -----
 
-  /// Inserts one point; O(log n) expected. Returns its vertex, or the existing vertex at the same
-  /// position. A non-finite coordinate is rejected with a warning and null is returned.
+  /// Inserts one point; O(log n) expected (also while all points are still collinear). Returns its
+  /// vertex, or the existing vertex at the same position. Every finite coordinate is accepted,
+  /// subnormals up to the largest double, mixed scales too; a non-finite coordinate is rejected
+  /// with a warning and null is returned.
   Point2* insert(const Point2& p);
   /// Bulk insertion in Hilbert order; O(n log n), the fastest way to insert many points. Points
   /// with a non-finite coordinate are skipped (one warning with their count).
@@ -118,7 +120,12 @@ class ZARN2D_EXPORT Zarn_2D {
   /// keeps the direction of each segment (needed for zones of polygons). Returns the graph, which
   /// lives as long as this triangulation; null (with a warning) for an empty vector. Segments with
   /// a non-finite coordinate, or from a point to itself, are skipped with a warning. Before the
-  /// triangulation is 2D the segments are kept and inserted as soon as it is.
+  /// triangulation is 2D the segments are kept and inserted as soon as it is. The work is bounded:
+  /// where double precision cannot do what the strategy needs (crossings rounded onto each other,
+  /// pieces too short to split), the error "insufficient numeric accuracy, need to skip last
+  /// insertions" says so, a conforming piece may stay an unsplit constrained edge ("giving up"
+  /// warning), and pieces given up are reported by count and marked ConstraintSegment2::isSkipped;
+  /// the triangulation stays valid. Asking for a skipped segment again retries it.
   ConstraintGraph2* createConstraint(std::vector<Segment2>& vSegments, ConstraintInsertionStrategy cis,
                                      bool bOrientedSegments = false);
   /// Inserts every constraint segment that is not yet an edge; warns and does nothing before the

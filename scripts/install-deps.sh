@@ -4,6 +4,7 @@ set -euo pipefail
 packages=(cmake g++ make pkg-config libgmp-dev libgtest-dev libbenchmark-dev
           python3-dev pybind11-dev python3-numpy python3-pytest python3-scipy)
 [ "${ZARN_WITH_BROWSER:-0}" = 1 ] && packages+=(chromium)
+[ "${ZARN_WITH_FUZZERS:-0}" = 1 ] && packages+=(clang libclang-rt-dev)  # libFuzzer (scripts/fuzz.sh)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
