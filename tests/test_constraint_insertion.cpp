@@ -697,6 +697,9 @@ TEST(ConstraintMessages, ApplyOnCollinearPointsChangesNothing) {
   EXPECT_EQ(dt.numberOfTriangles(), 0u);
   ASSERT_EQ(allSegments(dt).size(), 1u);
   EXPECT_TRUE(allSegments(dt)[0]->isAlive());  // not split at the three vertices on it yet
+  Zarn_2D empty;
+  EXPECT_EQ(captureStdout([&] { empty.applyConstraintsAndZones(); }),
+            warningOutput("Zarn2D::applyConstraintsAndZones()", "The triangulation is not 2D yet, can't apply the constraints"));
 }
 
 TEST(ConstraintMessages, EmptySegmentListReturnsNullAndCreatesNothing) {
