@@ -20,6 +20,7 @@
 
 #include "ConstraintMgr.h"
 #include "Dt2.h"
+#include "cdt_test_support.h"
 #include "dt2_test_support.h"
 #include "test_support.h"
 
@@ -56,9 +57,12 @@ std::vector<Segment2> chain(const std::vector<Point2>& vPoints, bool bClosed) {
   return vSegments;
 }
 
+/// createConstraint, then the library's validity check.
 ConstraintGraph2* constrain(Zarn_2D& dt, std::vector<Segment2> vSegments, bool bOriented = false,
                             ConstraintInsertionStrategy cis = CIS_CONSTRAINED_DELAUNAY) {
-  return dt.createConstraint(vSegments, cis, bOriented);
+  ConstraintGraph2* pGraph(dt.createConstraint(vSegments, cis, bOriented));
+  EXPECT_TRUE(libraryCheckValidity(dt));
+  return pGraph;
 }
 
 std::vector<Point2*> polygonVertices(ConstraintGraph2* pGraph) {
@@ -204,7 +208,6 @@ TEST(ConstraintGraphPolygon, RingStartsAtTheSmallestXThenSmallestY) {
     const std::vector<Point2*> v(insertPoints(dt, vCw));
     for (const std::vector<Point2>& vInput : {vCw, c.vCcwRing}) {
       ConstraintGraph2* pGraph(constrain(dt, chain(vInput, true)));
-      ASSERT_TRUE(libraryCheckValidity(dt));
       ASSERT_TRUE(pGraph->isPolygon());
       const std::vector<Point2> vRing(positionsOf(polygonVertices(pGraph)));
       ASSERT_EQ(vRing.size(), c.vCcwRing.size());
@@ -231,7 +234,6 @@ TEST(ConstraintGraphPolygon, ShuffledStarPolygonIsSortedIntoItsRing) {
       if ((i * 7 + seed) % 3 == 0) vSegments[i].swapSrcTrg();
     }
     ConstraintGraph2* pGraph(constrain(dt, vSegments));
-    ASSERT_TRUE(libraryCheckValidity(dt));
     ASSERT_TRUE(pGraph->isPolygon()) << "seed " << seed;
     const std::vector<Point2> vRing(positionsOf(polygonVertices(pGraph)));
     ASSERT_EQ(vRing.size(), vExpected.size());
@@ -299,7 +301,6 @@ class DirectedTriangle : public ::testing::Test {
 
 TEST_F(DirectedTriangle, CounterclockwiseInputKeepsItsDirections) {
   ConstraintGraph2* pGraph(constrain(dt, {Segment2(Q, R), Segment2(R, P), Segment2(P, Q)}, true));
-  ASSERT_TRUE(libraryCheckValidity(dt));
   EXPECT_TRUE(pGraph->isOriented());
   ASSERT_TRUE(pGraph->isPolygon());
   EXPECT_EQ(originals(pGraph), (std::vector<ConstraintSegment2*>{seg(pP, pQ), seg(pQ, pR), seg(pR, pP)}));
@@ -313,7 +314,6 @@ TEST_F(DirectedTriangle, CounterclockwiseInputKeepsItsDirections) {
 // the user's direction, and the ring vertices are the reading starts in ring order.
 TEST_F(DirectedTriangle, ClockwiseInputKeepsTheCounterclockwiseRingButTheUsersDirections) {
   ConstraintGraph2* pGraph(constrain(dt, {Segment2(P, R), Segment2(R, Q), Segment2(Q, P)}, true));
-  ASSERT_TRUE(libraryCheckValidity(dt));
   EXPECT_TRUE(pGraph->isOriented());
   ASSERT_TRUE(pGraph->isPolygon());
   EXPECT_EQ(originals(pGraph), (std::vector<ConstraintSegment2*>{seg(pP, pQ), seg(pQ, pR), seg(pR, pP)}));
@@ -324,21 +324,18 @@ TEST_F(DirectedTriangle, ClockwiseInputKeepsTheCounterclockwiseRingButTheUsersDi
 
   // The same segments undirected are read along the ring.
   ConstraintGraph2* pUndirected(constrain(dt, {Segment2(P, R), Segment2(R, Q), Segment2(Q, P)}, false));
-  ASSERT_TRUE(libraryCheckValidity(dt));
   EXPECT_EQ(readingStart(pUndirected, seg(pP, pQ)), pP);
   EXPECT_EQ(polygonVertices(pUndirected), (std::vector<Point2*>{pP, pQ, pR}));
 }
 
 TEST_F(DirectedTriangle, DirectedPolylineKeepsInputOrderAndDirections) {
   ConstraintGraph2* pGraph(constrain(dt, {Segment2(R, Q), Segment2(P, Q)}, true));
-  ASSERT_TRUE(libraryCheckValidity(dt));
   EXPECT_FALSE(pGraph->isPolygon());
   EXPECT_EQ(originals(pGraph), (std::vector<ConstraintSegment2*>{seg(pQ, pR), seg(pP, pQ)}));
   EXPECT_EQ(readingStart(pGraph, seg(pQ, pR)), pR);
   EXPECT_EQ(readingStart(pGraph, seg(pP, pQ)), pP);
   // A segment of another graph has no direction in this one.
   ASSERT_NE(constrain(dt, {Segment2(R, P)}), nullptr);
-  ASSERT_TRUE(libraryCheckValidity(dt));
   const std::string out(zarn_test::outputOfFailedAssertion([&] { pGraph->isReverse(seg(pR, pP)); }));
   EXPECT_NE(out.find(failedCondition("q_it!=mCSegReverse.end()")), std::string::npos) << out;
 }
@@ -350,7 +347,6 @@ TEST(ConstraintGraphSegments, OriginalsInGraphOrderUnlessASegmentRepeats) {
   const std::vector<Point2> vChain{Point2(0, 0), Point2(2, 1), Point2(4, 0), Point2(6, 1), Point2(8, 0)};
   const std::vector<Point2*> v(insertPoints(dt, vChain));
   ConstraintGraph2* pFirst(constrain(dt, chain(vChain, false)));
-  ASSERT_TRUE(libraryCheckValidity(dt));
   std::vector<ConstraintSegment2*> vSegments(originals(pFirst));
   ASSERT_EQ(vSegments.size(), 4u);
   for (size_t i = 0; i < 4; ++i) EXPECT_EQ(vSegments[i], dt.getConstraintSegment(v[i], v[i + 1]));
@@ -360,13 +356,11 @@ TEST(ConstraintGraphSegments, OriginalsInGraphOrderUnlessASegmentRepeats) {
   std::vector<Segment2> vInput;
   for (const ConstraintSegment2* pCSeg : vSegments) vInput.emplace_back(*pCSeg->getSrc(), *pCSeg->getTrg());
   ConstraintGraph2* pDescending(constrain(dt, vInput));
-  ASSERT_TRUE(libraryCheckValidity(dt));
   EXPECT_EQ(originals(pDescending), vSegments);
 
   // Given twice (once in each direction): sorted by address, each once.
   vInput.push_back(Segment2(vInput.front().getTrg(), vInput.front().getSrc()));
   ConstraintGraph2* pRepeated(constrain(dt, vInput));
-  ASSERT_TRUE(libraryCheckValidity(dt));
   std::vector<ConstraintSegment2*> vAscending(vSegments.rbegin(), vSegments.rend());
   EXPECT_EQ(originals(pRepeated), vAscending);
   EXPECT_EQ(vSegments.front()->getNumberOfOwners(), 3u);
@@ -376,11 +370,8 @@ TEST(ConstraintGraphSegments, ChildSegmentsAreTheAlivePiecesByAddressAppendedAnd
   Zarn_2D dt;
   insertPoints(dt, {Point2(0, 0), Point2(8, 0), Point2(4, 4), Point2(4, -4)});
   ConstraintGraph2* pGraph(constrain(dt, {Segment2(Point2(0, 0), Point2(8, 0)), Segment2(Point2(8, 0), Point2(4, 4))}));
-  ASSERT_TRUE(libraryCheckValidity(dt));
   ConstraintGraph2* pCross(constrain(dt, {Segment2(Point2(4, 4), Point2(4, -4))}));  // splits the first at (4,0)
-  ASSERT_TRUE(libraryCheckValidity(dt));
   Point2* pMid(dt.insert(Point2(6, 2)));  // splits the second
-  ASSERT_TRUE(libraryCheckValidity(dt));
   ASSERT_NE(pMid, nullptr);
 
   std::vector<ConstraintSegment2*> vAlive;
@@ -423,11 +414,8 @@ class SplitTriangle : public ::testing::Test {
     pQ = v[1];
     pR = v[2];
     pUndirected = constrain(dt, {Segment2(R, P), Segment2(Q, R), Segment2(P, Q)});
-    ASSERT_TRUE(libraryCheckValidity(dt));
     pClockwise = constrain(dt, {Segment2(P, R), Segment2(R, Q), Segment2(Q, P)}, true);
-    ASSERT_TRUE(libraryCheckValidity(dt));
     pCounterclockwise = constrain(dt, {Segment2(P, Q), Segment2(Q, R), Segment2(R, P)}, true);
-    ASSERT_TRUE(libraryCheckValidity(dt));
     pPQ = dt.getConstraintSegment(pP, pQ);
     pQR = dt.getConstraintSegment(pQ, pR);
     pRP = dt.getConstraintSegment(pR, pP);
@@ -436,7 +424,6 @@ class SplitTriangle : public ::testing::Test {
     pS = dt.insert(Point2(3, 0.5));
     ASSERT_TRUE(libraryCheckValidity(dt));
     pCrossing = constrain(dt, {Segment2(Point2(3, 3), Point2(6, 6))});
-    ASSERT_TRUE(libraryCheckValidity(dt));
     ConstraintSegment2* pCD(originals(pCrossing).at(0));
     ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr);
     pCD->getChildrenAndSplitPoint(pKid0, pKid1, pX);
@@ -525,7 +512,6 @@ TEST_F(SplitTriangle, OnlyAliveMembersAreConstraintsOfTheGraph) {
 // Graphs made of segments that are split already learn the pieces in their own direction.
 TEST_F(SplitTriangle, GraphOverAlreadySplitSegmentsKnowsTheirPieces) {
   ConstraintGraph2* pLater(constrain(dt, {Segment2(Q, P), Segment2(P, R), Segment2(R, Q)}));
-  ASSERT_TRUE(libraryCheckValidity(dt));
   ASSERT_TRUE(pLater->isPolygon());
   EXPECT_EQ(originals(pLater), (std::vector<ConstraintSegment2*>{pPQ, pQR, pRP}));
   EXPECT_EQ(polygonVertices(pLater), (std::vector<Point2*>{pP, pS, pQ, pX, pR}));
@@ -538,7 +524,6 @@ TEST_F(SplitTriangle, GraphOverAlreadySplitSegmentsKnowsTheirPieces) {
   }
 
   ConstraintGraph2* pLaterClockwise(constrain(dt, {Segment2(Q, P), Segment2(P, R), Segment2(R, Q)}, true));
-  ASSERT_TRUE(libraryCheckValidity(dt));
   EXPECT_EQ(polygonVertices(pLaterClockwise), (std::vector<Point2*>{pQ, pS, pR, pX, pP}));
   ConstraintSegment2 *pFirst(nullptr), *pSecond(nullptr);
   pLaterClockwise->getDirectChildren(pQR, pFirst, pSecond);
@@ -562,12 +547,10 @@ TEST(ConstraintGraphSplitBookkeeping, PolygonThroughAnAlreadySplitConstraintKeep
     insertPoints(dt, {Point2(0, 0), Point2(4, 0), Point2(2, 3), Point2(2, -1)});
     const Point2 end(preSplitX < 2 ? Point2(0, 0) : Point2(4, 0));
     ASSERT_NE(constrain(dt, {Segment2(end, Point2(2, 0))}), nullptr);
-    ASSERT_TRUE(libraryCheckValidity(dt));
     ASSERT_NE(dt.insert(Point2(preSplitX, 0)), nullptr);
     ASSERT_TRUE(libraryCheckValidity(dt));
     ConstraintGraph2* pTriangle(constrain(dt, {Segment2(Point2(0, 0), Point2(4, 0)), Segment2(Point2(4, 0), Point2(2, 3)),
                                                Segment2(Point2(2, 3), Point2(0, 0))}));
-    ASSERT_TRUE(libraryCheckValidity(dt));
     ASSERT_TRUE(pTriangle->isPolygon());
     std::vector<Point2*> vRing;
     bool bThrown(false);
@@ -614,28 +597,17 @@ class EncroachedConstraint : public ::testing::Test {
     }
     insertPoints(dt, vPoints);
     pGraph = constrain(dt, {Segment2(Point2(0, 0), Point2(16, 0))});
-    ASSERT_TRUE(libraryCheckValidity(dt));
     ASSERT_EQ(pieces(pGraph).size(), 1u);
     ASSERT_TRUE(isEncroached(dt, pieces(pGraph)[0]->getSrc(), pieces(pGraph)[0]->getTrg()));
   }
 
-  // The pieces chain from (0,0) to (16,0) along the line y = 0, and every one is a constraint edge.
-  void expectPiecesCoverTheSegment() {
-    std::vector<std::pair<double, double>> vIntervals;
-    for (ConstraintSegment2* pPiece : pieces(pGraph)) {
-      EXPECT_TRUE(pPiece->isAlive());
-      EXPECT_TRUE(isEdge(dt, pPiece->getSrc(), pPiece->getTrg()));
-      EXPECT_TRUE(dt.isConstraint(pPiece->getSrc(), pPiece->getTrg()));
-      EXPECT_EQ(pPiece->getSrc()->y(), 0.0);
-      EXPECT_EQ(pPiece->getTrg()->y(), 0.0);
-      const double x0(pPiece->getSrc()->x()), x1(pPiece->getTrg()->x());
-      vIntervals.emplace_back(std::min(x0, x1), std::max(x0, x1));
-    }
-    std::sort(vIntervals.begin(), vIntervals.end());
-    ASSERT_FALSE(vIntervals.empty());
-    EXPECT_EQ(vIntervals.front().first, 0.0);
-    EXPECT_EQ(vIntervals.back().second, 16.0);
-    for (size_t i = 1; i < vIntervals.size(); ++i) EXPECT_EQ(vIntervals[i].first, vIntervals[i - 1].second);
+  // The pieces cover the segment and are constraint edges; with bAllDelaunay none is encroached.
+  ::testing::AssertionResult isCovered(bool bAllDelaunay) {
+    std::vector<Point2*> vVertices;
+    dt.getVertexPointers(vVertices);
+    cdttest::CdtCheckOptions options;
+    options.bConstraintEdgesDelaunay = bAllDelaunay;
+    return cdttest::isConstrainedDelaunay(dt, positionsOf(vVertices), {Segment2(Point2(0, 0), Point2(16, 0))}, options);
   }
 
   Zarn_2D dt;
@@ -644,15 +616,8 @@ class EncroachedConstraint : public ::testing::Test {
 
 TEST_F(EncroachedConstraint, SplitsUntilNoPieceIsEncroached) {
   EXPECT_TRUE(pGraph->makeDelaunay(0.0));
-  ASSERT_TRUE(libraryCheckValidity(dt));
-  expectPiecesCoverTheSegment();
-  const std::vector<ConstraintSegment2*> vPieces(pieces(pGraph));
-  EXPECT_GT(vPieces.size(), 4u);
-  for (ConstraintSegment2* pPiece : vPieces) EXPECT_FALSE(isEncroached(dt, pPiece->getSrc(), pPiece->getTrg()));
-  // With no encroached constraint left the triangulation is plainly Delaunay.
-  std::vector<Point2*> vVertices;
-  dt.getVertexPointers(vVertices);
-  EXPECT_TRUE(isDelaunayTriangulationOf(dt, positionsOf(vVertices)));
+  EXPECT_TRUE(isCovered(true));
+  EXPECT_GT(pieces(pGraph).size(), 4u);
   // Nothing left to do.
   const unsigned numPoints(dt.numberOfPoints());
   EXPECT_TRUE(pGraph->makeDelaunay(0.0));
@@ -670,8 +635,7 @@ TEST_F(EncroachedConstraint, PiecesShorterThanMinLengthStayEncroached) {
 
   const double minLength(3.0);
   EXPECT_FALSE(pGraph->makeDelaunay(minLength));
-  ASSERT_TRUE(libraryCheckValidity(dt));
-  expectPiecesCoverTheSegment();
+  EXPECT_TRUE(isCovered(false));
   size_t numShortEncroached(0);
   for (ConstraintSegment2* pPiece : pieces(pGraph)) {
     const double length(std::fabs(pPiece->getTrg()->x() - pPiece->getSrc()->x()));
@@ -692,11 +656,8 @@ TEST(ConstraintMgrRegistry, OneSegmentPerVertexPairWhateverGraphOrDirection) {
   const Point2 A(0, 0), B(5, 1);
   const std::vector<Point2*> v(insertPoints(dt, {A, B, Point2(2, 4), Point2(3, -3)}));
   ConstraintGraph2* pForward(constrain(dt, {Segment2(A, B)}));
-  ASSERT_TRUE(libraryCheckValidity(dt));
   ConstraintGraph2* pBackward(constrain(dt, {Segment2(B, A)}, true));
-  ASSERT_TRUE(libraryCheckValidity(dt));
   ConstraintGraph2* pTwice(constrain(dt, {Segment2(A, B), Segment2(B, A)}));
-  ASSERT_TRUE(libraryCheckValidity(dt));
   ConstraintSegment2* pSeg(dt.getConstraintSegment(v[0], v[1]));
   ASSERT_NE(pSeg, nullptr);
   EXPECT_EQ(dt.getConstraintSegment(v[1], v[0]), pSeg);
@@ -902,9 +863,7 @@ class TwoGraphs : public ::testing::Test {
     const std::vector<Point2> vSquare{Point2(0.1, 0.1), Point2(3 + t, 0.1), Point2(3 + t, 3.7), Point2(0.1, 3.7)};
     insertPoints(dt, vSquare);
     pSquare = constrain(dt, chain(vSquare, true));
-    ASSERT_TRUE(libraryCheckValidity(dt));
     pCross = constrain(dt, {Segment2(Point2(1 + t, 2 * t), Point2(4.9, 1 + t))});
-    ASSERT_TRUE(libraryCheckValidity(dt));
     ASSERT_NE(dt.insert(Point2(1.7, 3.7)), nullptr);
     ASSERT_TRUE(libraryCheckValidity(dt));
     pMgr = dt.getImpl()->getConstraintMgr();

@@ -88,332 +88,130 @@ void expectCounterclockwiseStar(Zarn_2D& dt, Point2* pV) {
 
 }  // namespace
 
-// ----- locate --------------------------------------------------------------------------------
+// ----- Queries on a table of sets ----------------------------------------------------------------
 
-TEST(Dt2Locate, RandomQueriesInsideAndOutsideTheHull) {
-  const std::vector<Point2> v(randomPoints(800, 401, -1.0, 1.0));
-  Zarn_2D dt;
-  dt.insert(v);
-  const std::vector<Point2> vHull(hullCorners(v));
-  for (const Point2& q : randomPoints(3000, 402, -1.5, 1.5)) {
-    Triangle2* pT(dt.locate(q));
-    if (insideHull(vHull, q)) {
-      ASSERT_NE(pT, nullptr) << q;
-      EXPECT_TRUE(containsClosed(pT, q)) << q;
-    } else {
-      EXPECT_EQ(pT, nullptr) << q;
-    }
+/// Locate answers with a triangle that holds q exactly when q is in the closed hull.
+void expectLocated(Zarn_2D& dt, const std::vector<Point2>& vHull, const Point2& q) {
+  Triangle2* pT(dt.locate(q));
+  if (!insideHull(vHull, q)) {
+    EXPECT_EQ(pT, nullptr) << q;
+    return;
   }
+  ASSERT_NE(pT, nullptr) << q;
+  EXPECT_TRUE(containsClosed(pT, q)) << q;
 }
 
-TEST(Dt2Locate, VerticesEdgesAndHullBorder) {
-  // Integer lattice: queries exactly on vertices, on edge midpoints (exact) and on the border.
-  std::vector<Point2> v(gridPoints(8, 8, 2.0));
-  Zarn_2D dt;
-  dt.insert(v);
-  for (const Point2& p : v) {
-    Triangle2* pT(dt.locate(p));
-    ASSERT_NE(pT, nullptr) << p;
-    EXPECT_TRUE(pT->hasVertex(p)) << p;
-  }
-  std::vector<Triangle2*> vT;
-  dt.getTrianglePointers(vT);
-  for (const Triangle2* pEdgeT : vT) {
-    for (int i = 0; i < 3; ++i) {
-      const Point2* a(pEdgeT->getCorner(incIndexBy1(i)));
-      const Point2* b(pEdgeT->getCorner(incIndexBy2(i)));
-      const Point2 mid((a->x() + b->x()) / 2, (a->y() + b->y()) / 2);
-      Triangle2* pT(dt.locate(mid));
-      ASSERT_NE(pT, nullptr) << mid;
-      EXPECT_TRUE(containsClosed(pT, mid)) << mid;
-    }
-  }
-  // Just outside the border and at the corners' extensions.
-  for (const Point2& q : {Point2(-1e-300, 3.0), Point2(14.0 + 1e-15, 7.0), Point2(7.0, -DBL_MIN), Point2(-1, -1), Point2(16, 16),
-                          Point2(1e300, 0), Point2(7.0, 14.000000000000002)}) {
-    EXPECT_EQ(dt.locate(q), nullptr) << q;
-  }
-  for (const Point2& q : {Point2(0.0, 3.5), Point2(14.0, 13.9), Point2(5.25, 0.0), Point2(0.0, 0.0), Point2(14.0, 14.0)}) {
-    Triangle2* pT(dt.locate(q));
-    ASSERT_NE(pT, nullptr) << q;
-    EXPECT_TRUE(containsClosed(pT, q)) << q;
-  }
-}
+struct QuerySet {
+  const char* name;
+  std::vector<Point2> vPoints;
+  double queryScale;
+  size_t numRemoved;  // the first points are removed after the insertion
+};
 
-TEST(Dt2Locate, OutsideAShrunkenHullButInsideTheOldBox) {
-  std::vector<Point2> v{Point2(0, 0), Point2(10, 0), Point2(10, 10), Point2(0, 10), Point2(5, 5), Point2(3, 6)};
-  Zarn_2D dt;
-  std::vector<Point2*> vHandles;
-  dt.insert(v, vHandles);
-  dt.remove(vHandles[2]);  // (10, 10)
-  EXPECT_EQ(dt.locate(Point2(9, 9)), nullptr);
-  EXPECT_EQ(dt.locate(Point2(10, 10)), nullptr);
-  Triangle2* pT(dt.locate(Point2(6, 4)));
-  ASSERT_NE(pT, nullptr);
-  EXPECT_TRUE(containsClosed(pT, Point2(6, 4)));
-}
-
-TEST(Dt2Locate, NothingToLocateBeforeTwoDimensions) {
-  Zarn_2D dt;
-  EXPECT_EQ(dt.locate(Point2(0, 0)), nullptr);
-  dt.insert(Point2(0, 0));
-  dt.insert(Point2(1, 1));
-  EXPECT_EQ(dt.locate(Point2(0, 0)), nullptr);
-  EXPECT_EQ(dt.locate(Point2(0.5, 0.5)), nullptr);
-}
-
-TEST(Dt2Locate, HugeAndTinyScales) {
-  for (double s : {1e150, 1e-300}) {
-    std::vector<Point2> v(randomPoints(300, 403, -s, s));
+// Every query against an exact reference: locate on random points, vertices, exact edge midpoints
+// and points just outside; the counterclockwise star of every vertex; the adjacent triangle of
+// every directed edge; both hulls; the bounding box; the enumeration of triangles and vertices.
+TEST(Dt2Queries, AgreeWithTheExactReferenceOnEverySet) {
+  std::vector<Point2> vSquare{Point2(10, 10), Point2(0, 0), Point2(10, 0), Point2(0, 10), Point2(5, 5), Point2(3, 6)};
+  std::vector<Point2> vBorder(gridPoints(5, 5, 2.0));  // 16 vertices on the border of the hull
+  for (const Point2& p : randomPoints(30, 421, 1.0, 7.0)) vBorder.push_back(p);
+  std::vector<Point2> vCocircularHull(randomPoints(250, 432, -1.0, 1.0));
+  for (const Point2& p : integerCirclePoints(65)) vCocircularHull.emplace_back(p.x() / 32.0, p.y() / 32.0);
+  const std::vector<QuerySet> vSets{{"random", randomPoints(800, 401, -1.0, 1.0), 1.5, 0},
+                                    {"grid", gridPoints(8, 8, 2.0), 16.0, 0},
+                                    {"grid border and inner points", vBorder, 9.0, 0},
+                                    {"cocircular hull", vCocircularHull, 2.0, 0},
+                                    {"huge", randomPoints(300, 403, -1e150, 1e150), 1.2e150, 0},
+                                    {"tiny", randomPoints(300, 403, -1e-300, 1e-300), 1.2e-300, 0},
+                                    {"hull shrunk by a removal", vSquare, 11.0, 1},
+                                    {"after removals", randomPoints(500, 451), 1.2, 160}};
+  for (const QuerySet& set : vSets) {
+    SCOPED_TRACE(set.name);
     Zarn_2D dt;
-    dt.insert(v);
-    const std::vector<Point2> vHull(hullCorners(v));
-    for (const Point2& q : randomPoints(500, 404, -1.2 * s, 1.2 * s)) {
-      Triangle2* pT(dt.locate(q));
-      if (insideHull(vHull, q)) {
-        ASSERT_NE(pT, nullptr);
-        EXPECT_TRUE(containsClosed(pT, q));
-      } else {
-        EXPECT_EQ(pT, nullptr);
+    std::vector<Point2*> vHandles;
+    dt.insert(set.vPoints, vHandles);
+    for (size_t i = 0; i < set.numRemoved; ++i) dt.remove(vHandles[i * 3 % vHandles.size()]);
+    std::vector<Point2> vPoints;
+    for (size_t i = 0; i < vHandles.size(); ++i) {
+      if (i % 3 != 0 || i / 3 >= set.numRemoved) vPoints.push_back(set.vPoints[i]);
+    }
+    if (set.numRemoved > 50) dt.insert(randomPoints(100, 452));  // recycled triangles
+    if (set.numRemoved > 50) vPoints = positionsOf(vertexPointers(dt));
+    ASSERT_TRUE(isDelaunayTriangulationOf(dt, vPoints));
+    const std::vector<Point2> vHull(hullCorners(vPoints));
+    for (const Point2& q : randomPoints(1000, 402, -set.queryScale, set.queryScale)) expectLocated(dt, vHull, q);
+    for (const Point2& q : vPoints) expectLocated(dt, vHull, q);
+    for (const Point2& c : vHull) {
+      expectLocated(dt, vHull, Point2(std::nextafter(c.x(), c.x() < 0 ? -1e308 : 1e308), c.y()));
+      expectLocated(dt, vHull, Point2(c.x(), std::nextafter(c.y(), c.y() < 0 ? -1e308 : 1e308)));
+    }
+    std::vector<Triangle2*> vT(2, nullptr);
+    dt.getTrianglePointers(vT);  // appends
+    EXPECT_TRUE(vT.size() == dt.numberOfTriangles() + 2 && vT[0] == nullptr);
+    for (size_t t = 2; t < vT.size(); ++t) {
+      for (int i = 0; i < 3; ++i) {
+        Point2 *a(vT[t]->getCorner(incIndexBy1(i))), *b(vT[t]->getCorner(incIndexBy2(i)));
+        EXPECT_EQ(dt.getAdjacentTriangle(a, b), vT[t]);
+        EXPECT_EQ(dt.getAdjacentTriangle(b, a), vT[t]->getOppositeTriangle(i));
+        expectLocated(dt, vHull, Point2((a->x() + b->x()) / 2, (a->y() + b->y()) / 2));
       }
     }
-  }
-}
-
-// ----- Stars ---------------------------------------------------------------------------------
-
-TEST(Dt2Star, IncidentTrianglesAndVerticesCounterclockwise) {
-  std::vector<Point2> v(randomPoints(200, 411, 0.0, 1.0));
-  const std::vector<Point2> vGrid(gridPoints(5, 5, 0.25));  // collinear vertices on the hull
-  v.insert(v.end(), vGrid.begin(), vGrid.end());
-  Zarn_2D dt;
-  dt.insert(v);
-  size_t numHull(0);
-  for (Point2* pV : vertexPointers(dt)) {
-    numHull += isOnHull(dt, pV);
-    expectCounterclockwiseStar(dt, pV);
-  }
-  EXPECT_EQ(numHull, 16u);  // the 16 border points of the grid
-}
-
-TEST(Dt2Star, AfterRemovalsAndOnASmallTriangulation) {
-  Zarn_2D dt;
-  std::vector<Point2*> vHandles;
-  dt.insert(gridPoints(6, 6), vHandles);
-  for (size_t i = 0; i < vHandles.size(); i += 4) dt.remove(vHandles[i]);
-  for (Point2* pV : vertexPointers(dt)) expectCounterclockwiseStar(dt, pV);
-
-  Zarn_2D single;
-  Point2* a(single.insert(Point2(0, 0)));
-  Point2* b(single.insert(Point2(1, 0)));
-  Point2* c(single.insert(Point2(0, 1)));
-  for (Point2* pV : {a, b, c}) expectCounterclockwiseStar(single, pV);
-  std::vector<Point2*> vW;
-  single.getIncidentVertices(a, vW);
-  EXPECT_EQ(vW, (std::vector<Point2*>{b, c}));
-}
-
-TEST(Dt2Star, NullAndLowerDimensionalVerticesGiveNothing) {
-  Zarn_2D dt;
-  Point2* p(dt.insert(Point2(0, 0)));
-  dt.insert(Point2(1, 0));
-  std::vector<Triangle2*> vT;
-  std::vector<Point2*> vW;
-  dt.getIncidentTriangles(p, vT);
-  dt.getIncidentVertices(p, vW);
-  dt.getIncidentTriangles(nullptr, vT);
-  dt.getIncidentVertices(nullptr, vW);
-  EXPECT_TRUE(vT.empty());
-  EXPECT_TRUE(vW.empty());
-}
-
-TEST(Dt2Star, RemovedVertexHasNoStar) {
-  Zarn_2D dt;
-  std::vector<Point2*> vHandles;
-  dt.insert(randomPoints(60, 413), vHandles);
-  dt.remove(vHandles[10]);
-  std::vector<Triangle2*> vT;
-  std::vector<Point2*> vW;
-  dt.getIncidentTriangles(vHandles[10], vT);
-  dt.getIncidentVertices(vHandles[10], vW);
-  EXPECT_TRUE(vT.empty());
-  EXPECT_TRUE(vW.empty());
-  EXPECT_EQ(dt.getAdjacentTriangle(vHandles[10], vHandles[11]), nullptr);
-  EXPECT_EQ(dt.getAdjacentTriangle(nullptr, vHandles[11]), nullptr);
-  // No remaining star refers to the removed vertex.
-  for (size_t i = 0; i < vHandles.size(); ++i) {
-    if (i == 10) continue;
-    std::vector<Point2*> vNeighbours;
-    dt.getIncidentVertices(vHandles[i], vNeighbours);
-    EXPECT_EQ(std::find(vNeighbours.begin(), vNeighbours.end(), vHandles[10]), vNeighbours.end());
-  }
-}
-
-TEST(Dt2Star, AdjacentTriangleFollowsTheDirectedEdge) {
-  Zarn_2D dt;
-  dt.insert(randomPoints(150, 412, -1.0, 1.0));
-  std::vector<Triangle2*> vT;
-  dt.getTrianglePointers(vT);
-  for (Triangle2* pT : vT) {
-    for (int i = 0; i < 3; ++i) {
-      Point2* a(pT->getCorner(incIndexBy1(i)));
-      Point2* b(pT->getCorner(incIndexBy2(i)));
-      EXPECT_EQ(dt.getAdjacentTriangle(a, b), pT);
-      EXPECT_EQ(dt.getAdjacentTriangle(b, a), pT->getOppositeTriangle(i));
+    size_t numOnHull(0);
+    for (Point2* pV : vertexPointers(dt)) {
+      expectCounterclockwiseStar(dt, pV);
+      numOnHull += isOnHull(dt, pV);
     }
-  }
-  // Two vertices that share no edge.
-  std::vector<Point2*> vV(vertexPointers(dt));
-  Point2* p0(vV[0]);
-  std::vector<Point2*> vW;
-  dt.getIncidentVertices(p0, vW);
-  for (Point2* q : vV) {
-    if (q == p0 || std::find(vW.begin(), vW.end(), q) != vW.end()) continue;
-    EXPECT_EQ(dt.getAdjacentTriangle(p0, q), nullptr);
-    EXPECT_EQ(dt.getAdjacentTriangle(q, p0), nullptr);
+    std::vector<Point2*> vCorners(1, nullptr), vAll;
+    dt.getConvexHull(false, vCorners);  // appends
+    dt.getConvexHull(true, vAll);
+    const std::vector<Point2> vHave(canonicalCycle(positionsOf(std::vector<Point2*>(vCorners.begin() + 1, vCorners.end()))));
+    EXPECT_TRUE(vHave.size() == vHull.size() && std::equal(vHave.begin(), vHave.end(), vHull.begin(), sameXY));
+    EXPECT_EQ(vAll.size(), numOnHull);
+    for (size_t i = 0; i < vAll.size(); ++i) EXPECT_EQ(dt.getAdjacentTriangle(vAll[(i + 1) % vAll.size()], vAll[i]), nullptr) << i;
+    Bbox2 box(vPoints.begin(), vPoints.end());
+    const Bbox2 have(dt.computeBoundingBox());
+    EXPECT_TRUE(have.getMinPoint() == box.getMinPoint() && have.getMaxPoint() == box.getMaxPoint());
   }
 }
 
-// ----- Convex hull ---------------------------------------------------------------------------
-
-TEST(Dt2Hull, CornersOnlyVersusAllBorderVertices) {
-  // A square with 3 extra points on each side, a triangle's worth of inner points.
-  std::vector<Point2> v{Point2(0, 0), Point2(8, 0), Point2(8, 8), Point2(0, 8)};
-  for (int k = 2; k <= 6; k += 2) {
-    v.emplace_back(k, 0);
-    v.emplace_back(8, k);
-    v.emplace_back(k, 8);
-    v.emplace_back(0, k);
-  }
-  for (const Point2& p : randomPoints(30, 421, 1.0, 7.0)) v.push_back(p);
-  Zarn_2D dt;
-  dt.insert(v);
-  std::vector<Point2*> vCorners, vAll;
-  dt.getConvexHull(false, vCorners);
-  dt.getConvexHull(true, vAll);
-  const std::vector<Point2> vC(canonicalCycle(positionsOf(vCorners)));
-  const std::vector<Point2> vWant{Point2(0, 0), Point2(8, 0), Point2(8, 8), Point2(0, 8)};
-  ASSERT_EQ(vC.size(), 4u);
-  EXPECT_TRUE(std::equal(vC.begin(), vC.end(), vWant.begin(), sameXY));
-  // All border vertices, counterclockwise: (0,0) (2,0) (4,0) (6,0) (8,0) (8,2) ...
-  const std::vector<Point2> vA(canonicalCycle(positionsOf(vAll)));
-  ASSERT_EQ(vA.size(), 16u);
-  for (size_t i = 0; i < vA.size(); ++i) {
-    EXPECT_GE(exactOrientation(vA[i], vA[(i + 1) % 16], vA[(i + 2) % 16]), 0);
-    const double dx(vA[(i + 1) % 16].x() - vA[i].x()), dy(vA[(i + 1) % 16].y() - vA[i].y());
-    EXPECT_EQ(std::fabs(dx) + std::fabs(dy), 2.0) << i;  // consecutive along the border
-  }
-  EXPECT_TRUE(sameXY(vA[1], Point2(2, 0)));
-  // Appends to what the vector holds.
-  std::vector<Point2*> vAppended(1, nullptr);
-  dt.getConvexHull(false, vAppended);
-  EXPECT_EQ(vAppended.size(), 5u);
-  EXPECT_EQ(vAppended[0], nullptr);
-}
-
-TEST(Dt2Hull, LowerDimensionalHull) {
+// Before the triangulation is 2D: nothing to locate, no star, the hull is the line's ends (or
+// all its points in order), the box holds the points. Removed vertices have no star.
+TEST(Dt2Queries, LowerDimensionalAndRemovedVertices) {
   Zarn_2D dt;
   std::vector<Point2*> vHull;
   dt.getConvexHull(false, vHull);
   EXPECT_TRUE(vHull.empty());
+  EXPECT_FALSE(dt.computeBoundingBox().isValid());
   Point2* pMid(dt.insert(Point2(2, 1)));
   dt.getConvexHull(false, vHull);
   EXPECT_EQ(vHull, std::vector<Point2*>{pMid});
   Point2* pHigh(dt.insert(Point2(6, 3)));
   Point2* pLow(dt.insert(Point2(-2, -1)));
   Point2* pOther(dt.insert(Point2(4, 2)));
+  EXPECT_EQ(dt.locate(Point2(2, 1)), nullptr);
+  EXPECT_TRUE(dt.computeBoundingBox().getMinPoint() == Point2(-2, -1) && dt.computeBoundingBox().getMaxPoint() == Point2(6, 3));
   vHull.clear();
   dt.getConvexHull(false, vHull);
-  ASSERT_EQ(vHull.size(), 2u);
-  EXPECT_TRUE((vHull[0] == pLow && vHull[1] == pHigh) || (vHull[0] == pHigh && vHull[1] == pLow));
+  EXPECT_TRUE(vHull == (std::vector<Point2*>{pLow, pHigh}) || vHull == (std::vector<Point2*>{pHigh, pLow}));
   vHull.clear();
   dt.getConvexHull(true, vHull);
-  ASSERT_EQ(vHull.size(), 4u);
-  // All points in their order along the line (either direction).
   const std::vector<Point2*> vForward{pLow, pMid, pOther, pHigh};
   EXPECT_TRUE(vHull == vForward || vHull == std::vector<Point2*>(vForward.rbegin(), vForward.rend()));
-}
-
-TEST(Dt2Hull, RandomSetsAgreeWithAnIndependentHull) {
-  for (unsigned seed = 430; seed < 436; ++seed) {
-    std::vector<Point2> v(randomPoints(50 + 100 * (seed - 430), seed, -1.0, 1.0));
-    for (const Point2& p : integerCirclePoints(65)) v.emplace_back(p.x() / 32.0, p.y() / 32.0);  // exact cocircular hull
-    Zarn_2D dt;
-    dt.insert(v);
-    std::vector<Point2*> vCorners;
-    dt.getConvexHull(false, vCorners);
-    const std::vector<Point2> vHave(canonicalCycle(positionsOf(vCorners))), vWant(hullCorners(v));
-    ASSERT_EQ(vHave.size(), vWant.size());
-    EXPECT_TRUE(std::equal(vHave.begin(), vHave.end(), vWant.begin(), sameXY));
-  }
-}
-
-// ----- Bounding box and counts ---------------------------------------------------------------
-
-TEST(Dt2Box, BoundingBoxOfTheVertices) {
-  Zarn_2D dt;
-  EXPECT_FALSE(dt.computeBoundingBox().isValid());
-  std::vector<Point2> v(randomPoints(100, 441, -3.0, 2.0));
-  v.emplace_back(-7.5, 0.0);
-  v.emplace_back(0.0, 9.25);
+  Zarn_2D removed;
   std::vector<Point2*> vHandles;
-  dt.insert(v, vHandles);
-  Bbox2 box(dt.computeBoundingBox());
-  EXPECT_EQ(box.get_minX(), -7.5);
-  EXPECT_EQ(box.get_maxY(), 9.25);
-  double minY(1e9), maxX(-1e9);
-  for (size_t i = 0; i < 100; ++i) {
-    minY = std::min(minY, v[i].y());
-    maxX = std::max(maxX, v[i].x());
+  removed.insert(randomPoints(60, 413), vHandles);
+  removed.remove(vHandles[10]);
+  for (Point2* p : {pMid, static_cast<Point2*>(nullptr)}) {
+    std::vector<Triangle2*> vT;
+    std::vector<Point2*> vW;
+    dt.getIncidentTriangles(p, vT);
+    dt.getIncidentVertices(p, vW);
+    removed.getIncidentTriangles(vHandles[10], vT);
+    removed.getIncidentVertices(vHandles[10], vW);
+    EXPECT_TRUE(vT.empty() && vW.empty());
   }
-  EXPECT_EQ(box.get_minY(), minY);
-  EXPECT_EQ(box.get_maxX(), maxX);
-  // Removing the extreme vertices shrinks the box to the rest.
-  dt.remove(vHandles[100]);
-  dt.remove(vHandles[101]);
-  box = dt.computeBoundingBox();
-  double minX(1e9), maxY(-1e9);
-  for (size_t i = 0; i < 100; ++i) {
-    minX = std::min(minX, v[i].x());
-    maxY = std::max(maxY, v[i].y());
-  }
-  EXPECT_EQ(box.get_minX(), minX);
-  EXPECT_EQ(box.get_maxY(), maxY);
-}
-
-TEST(Dt2Box, BoundingBoxBeforeTwoDimensions) {
-  Zarn_2D dt;
-  dt.insert(Point2(1, 2));
-  dt.insert(Point2(3, 6));
-  const Bbox2 box(dt.computeBoundingBox());
-  ASSERT_TRUE(box.isValid());
-  EXPECT_EQ(box.get_minX(), 1.0);
-  EXPECT_EQ(box.get_minY(), 2.0);
-  EXPECT_EQ(box.get_maxX(), 3.0);
-  EXPECT_EQ(box.get_maxY(), 6.0);
-}
-
-TEST(Dt2Counts, TrianglePointersAppendAndMatchTheCount) {
-  Zarn_2D dt;
-  std::vector<Point2*> vHandles;
-  dt.insert(randomPoints(500, 451), vHandles);
-  std::vector<Triangle2*> vT(2, nullptr);
-  dt.getTrianglePointers(vT);
-  EXPECT_EQ(vT.size(), dt.numberOfTriangles() + 2u);
-  EXPECT_EQ(vT[0], nullptr);
-  std::vector<Point2*> vV(1, nullptr);
-  dt.getVertexPointers(vV);
-  EXPECT_EQ(vV.size(), 501u);
-  // After removals and re-insertions (recycled triangles) the enumeration lists each live
-  // triangle once.
-  for (size_t i = 0; i < vHandles.size(); i += 3) dt.remove(vHandles[i]);
-  dt.insert(randomPoints(100, 452));
-  std::vector<Triangle2*> vLive;
-  dt.getTrianglePointers(vLive);
-  EXPECT_EQ(vLive.size(), dt.numberOfTriangles());
-  std::sort(vLive.begin(), vLive.end());
-  EXPECT_EQ(std::adjacent_find(vLive.begin(), vLive.end()), vLive.end());
-  for (const Triangle2* pT : vLive) EXPECT_NE(pT->getCorner(0), nullptr);
+  EXPECT_EQ(removed.getAdjacentTriangle(vHandles[10], vHandles[11]), nullptr);
+  EXPECT_EQ(removed.getAdjacentTriangle(nullptr, vHandles[11]), nullptr);
 }
 
 // The library's own check must notice each kind of damage. The quadrilateral A B C D (D above A)

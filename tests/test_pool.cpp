@@ -53,85 +53,47 @@ struct Gigantic {
 
 }  // namespace
 
-TEST(SimplePoolGrowth, SecondBlockIsHalfTheFirstThenBlocksDouble) {
-  EXPECT_EQ(blockSizesAfter(3 + 1 + 2 + 4 + 1, 3, 1000), (std::vector<int32_t>{3, 1, 2, 4, 8}));
-}
-
-TEST(SimplePoolGrowth, FirstBlockOfOneIsFollowedByOneNotZero) {
-  EXPECT_EQ(blockSizesAfter(1 + 1 + 2 + 1, 1, 1000), (std::vector<int32_t>{1, 1, 2, 4}));
-}
-
-TEST(SimplePoolGrowth, AutomaticBlocksStopAtTheCap) {
-  EXPECT_EQ(blockSizesAfter(10 + 5 + 7 + 7 + 1, 10, 7), (std::vector<int32_t>{10, 5, 7, 7, 7}));
-}
-
-TEST(SimplePoolGrowth, MaximumBlockIsOneHundredMegabytesOfElements) {
+// The second block is half the first (at least one), then blocks double up to the cap.
+TEST(SimplePool, BlocksGrowByTheRule) {
+  struct Case {
+    int numAllocs;
+    int32_t firstBlock, maxBlock;
+    std::vector<int32_t> vSizes;
+  };
+  for (const Case& c : {Case{3 + 1 + 2 + 4 + 1, 3, 1000, {3, 1, 2, 4, 8}}, Case{1 + 1 + 2 + 1, 1, 1000, {1, 1, 2, 4}},
+                        Case{10 + 5 + 7 + 7 + 1, 10, 7, {10, 5, 7, 7, 7}}}) {
+    EXPECT_EQ(blockSizesAfter(c.numAllocs, c.firstBlock, c.maxBlock), c.vSizes) << c.firstBlock;
+  }
   struct TwentyFourBytes {
     char bytes[24];
   };
-  EXPECT_EQ(maxPoolBlockSize<TwentyFourBytes>(), 4166666);
+  EXPECT_EQ(maxPoolBlockSize<TwentyFourBytes>(), 4166666);  // one hundred megabytes of elements
   EXPECT_EQ(maxPoolBlockSize<char>(), 100000000);
 }
 
-TEST(SimplePoolAlloc, NthAllocIsTheLastOfTheFirstBlockAndTheNextOneStartsBlockTwo) {
-  const int n(5);
-  SimplePool<Record> pool;
-  pool.init(n, 1000);
-  std::vector<Record*> vHandedOut;
-  for (int i = 0; i < n; ++i) vHandedOut.push_back(pool.alloc());
-  for (int i = 0; i < n; ++i) EXPECT_EQ(vHandedOut[i], pool.getBlock(0) + i);
-  EXPECT_TRUE(pool.isUntouched());
-  EXPECT_EQ(pool.getNumBlocks(), 1);
-
-  Record* pFirstOfSecondBlock(pool.alloc());
-  ASSERT_EQ(pool.getNumBlocks(), 2);
-  EXPECT_EQ(pFirstOfSecondBlock, pool.getBlock(1));
-  EXPECT_FALSE(pool.isUntouched());
-}
-
-TEST(SimplePoolAlloc, ElementsNeverMoveAndAreDistinct) {
-  SimplePool<Record> pool;
-  pool.init(2, 64);
-  std::vector<Record*> vHandedOut;
-  for (int i = 0; i < 1000; ++i) {
-    Record* pRec(pool.alloc());
-    pRec->x = i;  // writable storage of the element's full size
-    pRec->y = -i;
-    vHandedOut.push_back(pRec);
-  }
-  EXPECT_EQ(std::set<Record*>(vHandedOut.begin(), vHandedOut.end()).size(), vHandedOut.size());
-  for (int i = 0; i < 1000; ++i) {
-    EXPECT_EQ(vHandedOut[i]->x, i);
-    EXPECT_EQ(vHandedOut[i]->y, -i);
-  }
-}
-
-TEST(SimplePoolEnumeration, VisitsExactlyTheHandedOutElementsInOrder) {
-  for (int numAllocs : {0, 1, 3, 4, 7, 100}) {
+// Elements are handed out in block order, never move, and the enumeration visits exactly them.
+TEST(SimplePool, ElementsAreHandedOutInOrderAndEnumeratedExactly) {
+  for (int numAllocs : {0, 1, 3, 4, 7, 100, 1000}) {
     SimplePool<Record> pool;
-    pool.init(3, 16);
+    pool.init(3, 64);
     std::vector<Record*> vHandedOut;
-    for (int i = 0; i < numAllocs; ++i) vHandedOut.push_back(pool.alloc());
+    for (int i = 0; i < numAllocs; ++i) {
+      vHandedOut.push_back(pool.alloc());
+      vHandedOut.back()->x = i;  // writable storage of the element's full size
+      vHandedOut.back()->p = nullptr;
+      EXPECT_EQ(pool.isUntouched(), i < 3);
+    }
     EXPECT_EQ(enumerate(pool), vHandedOut) << numAllocs << " allocations";
+    for (int i = 0; i < numAllocs; ++i) ASSERT_EQ(vHandedOut[i]->x, i);
+    EXPECT_TRUE(numAllocs <= 3 || vHandedOut[3] == pool.getBlock(1));
   }
-}
-
-TEST(SimplePoolEnumeration, ContainsOnlyHandedOutElements) {
   SimplePool<Record> pool;
   pool.init(2, 16);
-  Record* pFirst(pool.alloc());
-  Record* pSecond(pool.alloc());
-  Record* pThird(pool.alloc());  // first element of a block of one
-  Record* pFourth(pool.alloc());  // first element of a block of two
+  std::vector<Record*> vHandedOut;
+  for (int i = 0; i < 4; ++i) vHandedOut.push_back(pool.alloc());  // blocks of 2, 1 and 2
   Record foreign;
-  EXPECT_TRUE(pool.contains(pFirst));
-  EXPECT_TRUE(pool.contains(pSecond));
-  EXPECT_TRUE(pool.contains(pThird));
-  EXPECT_TRUE(pool.contains(pFourth));
-  EXPECT_FALSE(pool.contains(pFourth + 1));  // storage of the current block not handed out yet
-  EXPECT_FALSE(pool.contains(pSecond + 1));  // one past the end of the first block
-  EXPECT_FALSE(pool.contains(&foreign));
-  EXPECT_FALSE(pool.contains(nullptr));
+  for (Record* p : vHandedOut) EXPECT_TRUE(pool.contains(p));
+  for (Record* p : {vHandedOut[3] + 1, vHandedOut[1] + 1, &foreign, static_cast<Record*>(nullptr)}) EXPECT_FALSE(pool.contains(p));
 }
 
 TEST(SimplePoolEnumeration, SecondInitIsReportedAndKeepsThePartlyUsedBlock) {
@@ -149,13 +111,11 @@ TEST(SimplePoolEnumeration, SecondInitIsReportedAndKeepsThePartlyUsedBlock) {
   EXPECT_EQ(enumerate(pool), vHandedOut);
 }
 
-TEST(SimplePoolDestructor, ReportsMoreThanAThousandBlocks) {
+// The triangulation's pools report more than a thousand blocks, the R-tree's more than fifty.
+TEST(SimplePoolDestructor, ReportsManyBlocks) {
   EXPECT_EQ(destructorOutputFor(1001, kTriangulationPoolMessageThreshold, POOL_OOM_CONTINUE),
             "SimplePool::~SimplePool: Number of containers to release: 1001\n");
   EXPECT_EQ(destructorOutputFor(1000, kTriangulationPoolMessageThreshold, POOL_OOM_CONTINUE), "");
-}
-
-TEST(SimplePoolDestructor, RTreeFlavourReportsMoreThanFiftyBlocks) {
   EXPECT_EQ(destructorOutputFor(51, kRTreePoolMessageThreshold, POOL_OOM_EXIT),
             "SimplePool::~SimplePool: Number of containers to release: 51\n");
   EXPECT_EQ(destructorOutputFor(50, kRTreePoolMessageThreshold, POOL_OOM_EXIT), "");

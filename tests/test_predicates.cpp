@@ -16,6 +16,7 @@
 
 #include "KoraTest.h"
 #include "ZarnException.h"
+#include "dt2_test_support.h"
 #include "freeFunctions.h"
 
 namespace KORA_ZARN2D {
@@ -23,34 +24,11 @@ namespace {
 
 // ----- Independent exact references -----------------------------------------------------------
 
-int sign(const mpq_class& q) { return sgn(q); }
-
-/// Sign of the orientation determinant: +1 when r lies left of p -> q.
-int referenceOrientation(const Point2& p, const Point2& q, const Point2& r) {
-  const mpq_class px(p.x()), py(p.y()), qx(q.x()), qy(q.y()), rx(r.x()), ry(r.y());
-  return sign((qx - px) * (ry - py) - (qy - py) * (rx - px));
-}
+using dt2test::exactInCircle;
+using dt2test::exactOrientation;
 
 Orientation2 toOrientation(int determinantSign) {
   return determinantSign > 0 ? ORIENTATION2_CCW : (determinantSign < 0 ? ORIENTATION2_CW : ORIENTATION2_COLLINEAR);
-}
-
-/// Sign of the 4x4 determinant |x y x^2+y^2 1| of (a, b, c, d), expanded along the column of ones:
-/// positive when d lies inside the circle through the counterclockwise a, b, c.
-int referenceInCircle(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
-  const Point2* aPoints[4] = {&a, &b, &c, &d};
-  mpq_class rows[4][3];
-  for (int i = 0; i < 4; ++i) {
-    rows[i][0] = aPoints[i]->x();
-    rows[i][1] = aPoints[i]->y();
-    rows[i][2] = rows[i][0] * rows[i][0] + rows[i][1] * rows[i][1];
-  }
-  auto det3 = [&rows](int r0, int r1, int r2) -> mpq_class {
-    return rows[r0][0] * (rows[r1][1] * rows[r2][2] - rows[r1][2] * rows[r2][1]) -
-           rows[r0][1] * (rows[r1][0] * rows[r2][2] - rows[r1][2] * rows[r2][0]) +
-           rows[r0][2] * (rows[r1][0] * rows[r2][1] - rows[r1][1] * rows[r2][0]);
-  };
-  return sign(det3(0, 1, 2) - det3(0, 1, 3) + det3(0, 2, 3) - det3(1, 2, 3));
 }
 
 /// Whether the last significand bit is 0: the value is a multiple of twice its ulp.
@@ -91,7 +69,7 @@ bool referenceIntersection(const Point2& a0, const Point2& a1, const Point2& b0,
 }
 
 bool referenceOnClosedSegment(const Point2& a, const Point2& b, const Point2& r) {
-  return referenceOrientation(a, b, r) == 0 && std::min(a.x(), b.x()) <= r.x() && r.x() <= std::max(a.x(), b.x()) &&
+  return exactOrientation(a, b, r) == 0 && std::min(a.x(), b.x()) <= r.x() && r.x() <= std::max(a.x(), b.x()) &&
          std::min(a.y(), b.y()) <= r.y() && r.y() <= std::max(a.y(), b.y());
 }
 
@@ -177,23 +155,18 @@ void expectAssertion(const std::string& conditionText, const std::string& source
 
 // ----- Orientation ----------------------------------------------------------------------------
 
-TEST(Orientation, SimpleTriplesAndTheirNames) {
+TEST(Orientation, SimpleAndNearlyCollinearTriplesAndTheNames) {
   const Point2 origin(0, 0), ex(1, 0), ey(0, 1), diag1(1, 1), diag2(2, 2);
   EXPECT_EQ(getOrientation2(&origin, &ex, &ey), ORIENTATION2_CCW);
   EXPECT_EQ(getOrientation2(&origin, &ey, &ex), ORIENTATION2_CW);
   EXPECT_EQ(getOrientation2(&origin, &diag1, &diag2), ORIENTATION2_COLLINEAR);
-  EXPECT_EQ(getOrientation2_mt(&ex, &ey, &origin), ORIENTATION2_CCW);
+  const Point2 p0(0.5, 0.5), p1(12, 12), p2(24, 24 + std::ldexp(1.0, -48));
+  EXPECT_EQ(getOrientation2(&p1, &p0, &p2), ORIENTATION2_CW);
+  EXPECT_EQ(getOrientation2_mt(&p2, &p0, &p1), ORIENTATION2_CCW);
   EXPECT_EQ(getString(ORIENTATION2_COLLINEAR), "ORIENTATION2_COLLINEAR");
   EXPECT_EQ(getString(ORIENTATION2_CCW), "ORIENTATION2_CCW");
   EXPECT_EQ(getString(ORIENTATION2_CW), "ORIENTATION2_CW");
   EXPECT_EQ(getString(static_cast<Orientation2>(3)), "UNKNOWN");
-}
-
-TEST(Orientation, NearlyCollinearPointsGetTheExactAnswer) {
-  const Point2 p0(0.5, 0.5), p1(12, 12), p2(24, 24 + std::ldexp(1.0, -48));
-  EXPECT_EQ(getOrientation2(&p0, &p1, &p2), ORIENTATION2_CCW);
-  EXPECT_EQ(getOrientation2(&p1, &p0, &p2), ORIENTATION2_CW);
-  EXPECT_EQ(getOrientation2_mt(&p2, &p0, &p1), ORIENTATION2_CCW);
 }
 
 TEST(Orientation, MatchesTheRationalReferenceAtEveryScale) {
@@ -202,11 +175,11 @@ TEST(Orientation, MatchesTheRationalReferenceAtEveryScale) {
     KoraTest predicates;
     int numCollinear(0);
     for (const std::vector<Point2>& v : nearlyCollinearTriples(scale, rng)) {
-      const Orientation2 expected(toOrientation(referenceOrientation(v[0], v[1], v[2])));
+      const Orientation2 expected(toOrientation(exactOrientation(v[0], v[1], v[2])));
       numCollinear += expected == ORIENTATION2_COLLINEAR;
       ASSERT_EQ(predicates.getOrientation(v[0], v[1], v[2]), expected) << scale << " " << v[2];
       ASSERT_EQ(predicates.getOrientation(v[2], v[0], v[1]), expected) << scale << " " << v[2];
-      ASSERT_EQ(getOrientation2(&v[1], &v[0], &v[2]), toOrientation(-referenceOrientation(v[0], v[1], v[2])));
+      ASSERT_EQ(getOrientation2(&v[1], &v[0], &v[2]), toOrientation(-exactOrientation(v[0], v[1], v[2])));
       ASSERT_EQ(getOrientation2_mt(&v[0], &v[1], &v[2]), expected);
     }
     EXPECT_GT(numCollinear, 0) << scale;  // the inputs really probe the degenerate case
@@ -235,7 +208,7 @@ TEST(Orientation, RandomInputIsDecidedByTheFilterAlone) {
                         (mpq_class(p1.y()) - p0.y()) * (mpq_class(p2.x()) - p0.x()));
     if (abs(det) < 1e-12) continue;  // leave the near-degenerate ones to the other tests
     ++numTested;
-    ASSERT_EQ(predicates.getOrientation(p0, p1, p2), toOrientation(sign(det)));
+    ASSERT_EQ(predicates.getOrientation(p0, p1, p2), toOrientation(sgn(det)));
   }
   EXPECT_GT(numTested, 19000);
   EXPECT_EQ(predicates.getStageCounts().orientationInterval, 0u);
@@ -249,7 +222,7 @@ TEST(Orientation, TheIntervalStageDecidesWhatAWideFilterRejects) {
   predicates.setRange(1e100);  // a bound far above every determinant: all calls skip the filter
   for (int i = 0; i < 2000; ++i) {
     const Point2 p0(coordinate(rng), coordinate(rng)), p1(coordinate(rng), coordinate(rng)), p2(coordinate(rng), coordinate(rng));
-    ASSERT_EQ(predicates.getOrientation(p0, p1, p2), toOrientation(referenceOrientation(p0, p1, p2)));
+    ASSERT_EQ(predicates.getOrientation(p0, p1, p2), toOrientation(exactOrientation(p0, p1, p2)));
   }
   EXPECT_EQ(predicates.getStageCounts().orientationInterval, 2000u);
   EXPECT_EQ(predicates.getStageCounts().orientationExact, 0u);
@@ -269,7 +242,7 @@ TEST(Orientation, FilterStaysSoundWhenProductsUnderflow) {
       const double t(parameter(rng));
       const Point2 p2(p0.x() + t * (p1.x() - p0.x()), p0.y() + t * (p1.y() - p0.y()));
       if (p2.getMaxAbs() > range) continue;
-      ASSERT_EQ(predicates.getOrientationInRange(p0, p1, p2), toOrientation(referenceOrientation(p0, p1, p2))) << p2;
+      ASSERT_EQ(predicates.getOrientationInRange(p0, p1, p2), toOrientation(exactOrientation(p0, p1, p2))) << p2;
     }
   }
 }
@@ -333,7 +306,7 @@ TEST(Orientation, CallerRoundingModeIsRestoredOnEveryPath) {
     const int nearCircle(predicates.inCircleSlow(c0, c1, c2, nearTheCircle));
     EXPECT_EQ(std::fegetround(), mode);
     EXPECT_EQ(onCircle, 0);
-    EXPECT_EQ(nearCircle, referenceInCircle(c0, c1, c2, nearTheCircle));
+    EXPECT_EQ(nearCircle, exactInCircle(c0, c1, c2, nearTheCircle));
     EXPECT_EQ(predicates.getStageCounts().inCircleExact, 1u);
     std::fesetround(FE_TONEAREST);
   }
@@ -347,7 +320,7 @@ TEST(Orientation, ThreadSafeVariantAgreesUnderConcurrentUse) {
   for (int t = 0; t < 4; ++t) {
     vThreads.emplace_back([&vTriples, &vMismatches, t] {
       for (const std::vector<Point2>& v : vTriples) {
-        vMismatches[t] += getOrientation2_mt(&v[0], &v[1], &v[2]) != toOrientation(referenceOrientation(v[0], v[1], v[2]));
+        vMismatches[t] += getOrientation2_mt(&v[0], &v[1], &v[2]) != toOrientation(exactOrientation(v[0], v[1], v[2]));
       }
     });
   }
@@ -390,7 +363,7 @@ TEST(InCircle, MatchesTheRationalReferenceAtEveryScale) {
   for (double scale : kScales) {
     KoraTest predicates;
     for (const std::vector<Point2>& v : nearlyCocircularQuadruples(scale, rng)) {
-      ASSERT_EQ(predicates.inCircle(v[0], v[1], v[2], v[3]), referenceInCircle(v[0], v[1], v[2], v[3]))
+      ASSERT_EQ(predicates.inCircle(v[0], v[1], v[2], v[3]), exactInCircle(v[0], v[1], v[2], v[3]))
           << scale << " " << v[3];
     }
     EXPECT_GT(predicates.getStageCounts().inCircleExact, 0u) << scale;
@@ -405,8 +378,8 @@ TEST(InCircle, RandomInputIsDecidedByTheFilterAlone) {
   for (int i = 0; i < 20000; ++i) {
     Point2 c0(coordinate(rng), coordinate(rng)), c1(coordinate(rng), coordinate(rng)), c2(coordinate(rng), coordinate(rng));
     const Point2 p(coordinate(rng), coordinate(rng));
-    if (referenceOrientation(c0, c1, c2) < 0) std::swap(c1, c2);
-    const int expected(referenceInCircle(c0, c1, c2, p));
+    if (exactOrientation(c0, c1, c2) < 0) std::swap(c1, c2);
+    const int expected(exactInCircle(c0, c1, c2, p));
     ASSERT_EQ(predicates.inCircle(c0, c1, c2, p), expected);
     numTested += expected != 0;
   }
