@@ -14,10 +14,6 @@ namespace KORA_ZARN2D {
 
 namespace {
 // Facade members whose subsystem is not part of this build report it instead of failing silently.
-void reportUnavailable(const std::string& where, const std::string& what) {
-  reportError(where, what + " is not available in this version of the library");
-}
-
 // refine() reports on standard error with an empty line before and after.
 void reportToStderr(const std::string& text) { std::cerr << std::endl << text << std::endl << std::endl; }
 

@@ -385,38 +385,6 @@ inline bool touchesSmallInputAngle(const Triangle2* pT, const std::vector<std::p
         if (i != j && isOnSegment(pair.first, *pT->getCorner(i)) && isOnSegment(pair.second, *pT->getCorner(j))) return true;
       }
     }
-
-// ----- Segments over a triangulation (cutting, draping) -------------------------------------
-
-/// True when the closed segments a-b and c-d have a point in common (exact).
-inline bool closedSegmentsMeet(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
-  using dt2test::exactOrientation;
-  const int o1(exactOrientation(a, b, c)), o2(exactOrientation(a, b, d)), o3(exactOrientation(c, d, a)), o4(exactOrientation(c, d, b));
-  if (o1 * o2 < 0 && o3 * o4 < 0) return true;
-  const auto within = [](const Point2& p, const Point2& q, const Point2& r) {  // r on the line p-q
-    return std::min(p.x(), q.x()) <= r.x() && r.x() <= std::max(p.x(), q.x()) && std::min(p.y(), q.y()) <= r.y() && r.y() <= std::max(p.y(), q.y());
-  };
-  return (o1 == 0 && within(a, b, c)) || (o2 == 0 && within(a, b, d)) || (o3 == 0 && within(c, d, a)) || (o4 == 0 && within(c, d, b));
-}
-
-/// True when p lies in the closed counterclockwise triangle t, or outside an edge's line by at most
-/// maxUlps units in the last place of the largest coordinate involved (rounded crossings).
-inline bool isInTriangleUpTo(const Triangle2& t, const Point2& p, double maxUlps) {
-  for (int i = 0; i < 3; ++i) {
-    const Point2& c1(*t.getCorner(incIndexBy1(i)));
-    const Point2& c2(*t.getCorner(incIndexBy2(i)));
-    if (dt2test::exactOrientation(c1, c2, p) >= 0) continue;
-    const double m(std::max({std::fabs(c1.x()), std::fabs(c1.y()), std::fabs(c2.x()), std::fabs(c2.y()), std::fabs(p.x()), std::fabs(p.y())}));
-    if (detail::offLineInUlpsSquared(c1, c2, p, detail::ulpOf(m)) > maxUlps * maxUlps) return false;
-  }
-  return true;
-}
-
-/// True when the closed segment a-b meets the closed triangle t (exact).
-inline bool segmentMeetsTriangle(const Point2& a, const Point2& b, const Triangle2& t) {
-  if (isInTriangleUpTo(t, a, 0.0) || isInTriangleUpTo(t, b, 0.0)) return true;
-  for (int i = 0; i < 3; ++i) {
-    if (closedSegmentsMeet(a, b, *t.getCorner(i), *t.getCorner(incIndexBy1(i)))) return true;
   }
   return false;
 }
@@ -457,6 +425,45 @@ inline ::testing::AssertionResult meetsMeshBounds(const std::vector<Triangle2*>&
   }
   if (bounds.expectedArea >= 0.0 && std::fabs((double)area - bounds.expectedArea) > 1e-9 * bounds.expectedArea) {
     d.add("zone area " + std::to_string((double)area) + " differs from " + std::to_string(bounds.expectedArea));
+  }
+  return d.result();
+}
+
+// ----- Segments over a triangulation (cutting, draping) -------------------------------------
+
+/// True when the closed segments a-b and c-d have a point in common (exact).
+inline bool closedSegmentsMeet(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
+  using dt2test::exactOrientation;
+  const int o1(exactOrientation(a, b, c)), o2(exactOrientation(a, b, d)), o3(exactOrientation(c, d, a)), o4(exactOrientation(c, d, b));
+  if (o1 * o2 < 0 && o3 * o4 < 0) return true;
+  const auto within = [](const Point2& p, const Point2& q, const Point2& r) {  // r on the line p-q
+    return std::min(p.x(), q.x()) <= r.x() && r.x() <= std::max(p.x(), q.x()) && std::min(p.y(), q.y()) <= r.y() && r.y() <= std::max(p.y(), q.y());
+  };
+  return (o1 == 0 && within(a, b, c)) || (o2 == 0 && within(a, b, d)) || (o3 == 0 && within(c, d, a)) || (o4 == 0 && within(c, d, b));
+}
+
+/// True when p lies in the closed counterclockwise triangle t, or outside an edge's line by at most
+/// maxUlps units in the last place of the largest coordinate involved (rounded crossings).
+inline bool isInTriangleUpTo(const Triangle2& t, const Point2& p, double maxUlps) {
+  for (int i = 0; i < 3; ++i) {
+    const Point2& c1(*t.getCorner(incIndexBy1(i)));
+    const Point2& c2(*t.getCorner(incIndexBy2(i)));
+    if (dt2test::exactOrientation(c1, c2, p) >= 0) continue;
+    const double m(std::max({std::fabs(c1.x()), std::fabs(c1.y()), std::fabs(c2.x()), std::fabs(c2.y()), std::fabs(p.x()), std::fabs(p.y())}));
+    if (detail::offLineInUlpsSquared(c1, c2, p, detail::ulpOf(m)) > maxUlps * maxUlps) return false;
+  }
+  return true;
+}
+
+/// True when the closed segment a-b meets the closed triangle t (exact).
+inline bool segmentMeetsTriangle(const Point2& a, const Point2& b, const Triangle2& t) {
+  if (isInTriangleUpTo(t, a, 0.0) || isInTriangleUpTo(t, b, 0.0)) return true;
+  for (int i = 0; i < 3; ++i) {
+    if (closedSegmentsMeet(a, b, *t.getCorner(i), *t.getCorner(incIndexBy1(i)))) return true;
+  }
+  return false;
+}
+
 /// Checks that vChain runs along the user segment a-b from first to last: every point within
 /// maxUlps of its line, strictly advancing, starting at first and ending at last.
 inline ::testing::AssertionResult isChainAlong(const Segment2& seg, const std::vector<Point2>& vChain, const Point2& first, const Point2& last,

@@ -424,7 +424,7 @@ TEST(RefCand3Rules, GrowthAgainstTheNeighbour) {
   struct Case {
     double neighbourDepth;  // the neighbour across the base has area depth (base length 2)
     bool bRefine;
-  } aCases[] = {{1.0, true}, {1.5, false}};
+  } aCases[] = {{1.0, true}, {1.55, false}};
   for (const Case& c : aCases) {
     const Point2 d(1.0, -c.neighbourDepth);
     OneTriangle t(Point2(0, 0), Point2(2, 0), Point2(0, 3), &d);  // area 3

@@ -359,17 +359,17 @@ TEST_F(ToolConstraints, ZonesOfARingWithAHole) {
   for (const Case& c : {Case{"inside", "inside", 0.32}, Case{"outside", "outside", 0.04}, Case{"global", "global", 0.36},
                         Case{"grow:0.5,0.5", "grown", 0.04}, Case{"grow:0.3,0.7", "grown", 0.32}}) {
     SCOPED_TRACE(c.zone);
-    const ToolRun r(run("--demo 0 --segments '" + rings + "' --zone " + c.zone + " --obj zone.obj"));
+    const zarn_test::ToolResult r(run("--demo 0 --segments '" + rings + "' --zone " + c.zone + " --obj zone.obj"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
     std::smatch m;
-    ASSERT_TRUE(std::regex_search(r.out, m, std::regex(std::string("Zone ") + c.name + ": (\\d+) triangles in 1 region\\(s\\), area ([0-9.e-]+)")))
-        << r.out;
+    ASSERT_TRUE(std::regex_search(r.err, m, std::regex(std::string("Zone ") + c.name + ": (\\d+) triangles in 1 region\\(s\\), area ([0-9.e-]+)")))
+        << r.err;
     EXPECT_NEAR(std::stod(m[2]), c.area, 1e-12);
     const std::string obj(zarn_test::readFile(path("zone.obj")));
     EXPECT_EQ(static_cast<unsigned long>(std::count(obj.begin(), obj.end(), 'f')), std::stoul(m[1]));
   }
   for (const char* bad : {"--zone grow:1", "--zone inner", "--zone inside --demo 10"}) {
-    const ToolRun r(run(bad));
+    const zarn_test::ToolResult r(run(bad));
     EXPECT_EQ(r.exitCode, 1) << bad;
     EXPECT_NE(r.err.find("--zone"), std::string::npos) << r.err;
   }

@@ -2,6 +2,8 @@
 // shown, computed so that no coordinate range (up to the largest finite double) breaks them.
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <set>
 #include <iomanip>
 #include <memory>
 #include <sstream>
@@ -43,7 +45,8 @@ struct Figures {
   size_t aHistogram[kHistogramBins] = {};
 };
 
-void addTriangle(const Triangle2& t, Figures& f) {
+/// Adds the triangle's figures; an edge between two region triangles (sRegion) is counted once.
+void addTriangle(const Triangle2& t, const std::set<const Triangle2*>& sRegion, Figures& f) {
   ++f.numTriangles;
   double ux(0.0), uy(0.0), vx(0.0), vy(0.0);
   difference(*t.getCorner(0), *t.getCorner(1), ux, uy);
@@ -60,7 +63,7 @@ void addTriangle(const Triangle2& t, Figures& f) {
       ++f.aHistogram[std::min(kHistogramBins - 1, static_cast<int>(angle / 10.0))];
     }
     const Triangle2* pN(t.getOppositeTriangle(i));
-    if (pN != nullptr && pN < &t) continue;  // each inner edge once
+    if (pN != nullptr && std::less<const Triangle2*>()(pN, &t) && sRegion.count(pN) != 0) continue;  // each inner edge once
     ++f.numEdges;
     difference(*t.getCorner((i + 1) % 3), *t.getCorner((i + 2) % 3), ux, uy);
     const double length(std::hypot(ux, uy));
@@ -107,7 +110,8 @@ ToolExtension makeStatisticsExtension() {
     std::vector<Triangle2*> vTriangles;
     run.getRegionTriangles(vTriangles);
     Figures figures;
-    for (const Triangle2* pT : vTriangles) addTriangle(*pT, figures);
+    const std::set<const Triangle2*> sRegion(vTriangles.begin(), vTriangles.end());
+    for (const Triangle2* pT : vTriangles) addTriangle(*pT, sRegion, figures);
     run.console.log(formatFigures(run, figures));
     return true;
   };

@@ -58,7 +58,8 @@ ToolExtension makeStatisticsExtension();
 ToolExtension makePolyDomainExtension();
 /// --ps, --svg and --html pictures, with --window and --vertices.
 ToolExtension makePicturesExtension();
-/// --zone: the zone of the constraint graphs that the outputs show (sets bOriented when given).
-ToolExtension makeZoneExtension(bool& bOriented);
+/// --zone: the zone of the constraint graphs that the outputs show (sets bZone when given: the
+/// graphs then keep their directions).
+ToolExtension makeZoneExtension(bool& bZone);
 /// Quality meshing switches (minimum angle, maximum area, maximum edge length).
 ToolExtension makeRefinementExtension();

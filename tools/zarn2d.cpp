@@ -90,6 +90,7 @@ struct Settings {
   bool bDemoConstraints = false;
   bool bConforming = false;
   bool bOriented = false;
+  bool bZone = false;  // --zone given: the graphs keep their directions
   bool bShowHelp = false;
   bool bShowVersion = false;
 
@@ -169,7 +170,7 @@ std::vector<OptionGroup> coreOptions(Settings& s) {
 
 /// The features listed here add their options to --help and their steps to the run.
 std::vector<ToolExtension> makeExtensions(Settings& s) {
-  return {makePolyDomainExtension(), makeZoneExtension(s.bOriented), makeRefinementExtension(), makeStatisticsExtension(), makePicturesExtension()};
+  return {makePolyDomainExtension(), makeZoneExtension(s.bZone), makeRefinementExtension(), makeStatisticsExtension(), makePicturesExtension()};
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -321,7 +322,7 @@ void insertConstraints(ToolRun& run, const Settings& s) {
   const ConstraintInsertionStrategy cis(s.bConforming ? CIS_CONFORMING_DELAUNAY : CIS_CONSTRAINED_DELAUNAY);
   run.console.beginStep(std::string("Constraint insertion (") + (s.bConforming ? "conforming" : "constrained") + " Delaunay" +
                         (s.bOriented ? ", oriented segments" : "") + ")");
-  for (std::vector<Segment2>& vSegments : run.input.vGraphSegments) run.vGraphs.push_back(run.dt.createConstraint(vSegments, cis, s.bOriented));
+  for (std::vector<Segment2>& vSegments : run.input.vGraphSegments) run.vGraphs.push_back(run.dt.createConstraint(vSegments, cis, s.bOriented || s.bZone));
   run.console.endStep();
   printCounts(run);
 }

@@ -6,16 +6,16 @@
 
 using namespace KORA_ZARN2D;
 
-ToolExtension makeZoneExtension(bool& bOriented) {
+ToolExtension makeZoneExtension(bool& bZone) {
   const std::shared_ptr<ZoneRequest> pRequest(std::make_shared<ZoneRequest>());
   ToolExtension extension;
   const ToolOption zone{"--zone", 0, "inside|outside|global|grow:X,Y",
                         "the region of the constraint rings to show and write (counterclockwise rings\n"
                         "bound regions, clockwise rings holes; grow: reached from X,Y without crossing a\n"
                         "constraint); prints its parts and areas; implies --oriented",
-                        [pRequest, &bOriented](const std::string& value) {
+                        [pRequest, &bZone](const std::string& value) {
                           if (!parseZoneOption(value, *pRequest)) return std::string("--zone takes inside, outside, global or grow:X,Y");
-                          bOriented = true;
+                          bZone = true;
                           return std::string();
                         }};
   extension.options = OptionGroup{"Zones", {zone}};

@@ -52,7 +52,7 @@ std::vector<ConstraintGraph2*> ringGraphs(Zarn_2D& dt) {
     if (isMadeOfRings(vGraphs[i])) {
       vRings.push_back(vGraphs[i]);
     } else {
-      std::cout << "Constraint graph " << i << " is not made of closed rings: not used for the zone" << std::endl;
+      std::cerr << "Constraint graph " << i << " is not made of closed rings: not used for the zone" << std::endl;
     }
   }
   return vRings;
@@ -73,13 +73,13 @@ void printRegions(const Zone2* pZone, const char* name) {
   }
   std::sort(vAreas.rbegin(), vAreas.rend());
   constexpr size_t kMaxListed = 10;
-  std::cout << "Zone " << name << ": " << numTriangles << " triangles in " << vvRegions.size() << " region(s), area " << total;
+  std::cerr << "Zone " << name << ": " << numTriangles << " triangles in " << vvRegions.size() << " region(s), area " << total;
   if (!vAreas.empty()) {
-    std::cout << "; region areas, largest first:";
-    for (size_t i = 0; i < std::min(kMaxListed, vAreas.size()); ++i) std::cout << " " << vAreas[i];
-    if (vAreas.size() > kMaxListed) std::cout << " ...";
+    std::cerr << "; region areas, largest first:";
+    for (size_t i = 0; i < std::min(kMaxListed, vAreas.size()); ++i) std::cerr << " " << vAreas[i];
+    if (vAreas.size() > kMaxListed) std::cerr << " ...";
   }
-  std::cout << std::endl;
+  std::cerr << std::endl;
 }
 
 }  // namespace
