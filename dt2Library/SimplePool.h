@@ -89,6 +89,25 @@ class SimplePool {
     return allocFromNewBlock();
   }
 
+  /// Storage for count consecutive elements (0 < count <= the maximum block size): the rest of the
+  /// current block when it has room, else a new block of exactly count elements. Lets one thread
+  /// hand out runs that other threads then fill on their own. Null only when memory is exhausted.
+  T* allocRun(int32_t count) {
+    ZARN_ASSERT(count > 0 && count <= maxBlockSize);
+    if (currentBlockSize - currentIndex - 1 >= count) {
+      T* pRun(currentBlock + currentIndex + 1);
+      currentIndex += count;
+      return pRun;
+    }
+    startNewBlock(count);
+    bUntouched = false;
+    if (currentBlock == nullptr) return nullptr;
+    currentIndex = count - 1;
+    return currentBlock;
+  }
+  /// The largest automatic block (the cap given to init).
+  int32_t getMaxBlockSize() const { return maxBlockSize; }
+
   // ----- Enumeration of the handed-out elements, block by block, in allocation order ---------
 
   /// The number of blocks obtained so far.

@@ -1,0 +1,61 @@
+// Chunk: one worker of the parallel inserter and its private insertion state.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <vector>
+
+#include "Dt2.h"
+#include "KoraTest.h"
+
+namespace KORA_ZARN2D {
+
+class Partitioner;
+
+/// Inserts one Hilbert range of points into the shared triangulation, on its own thread, with its
+/// own predicates, flip stack and reserved triangle storage (no lock on the hot path).
+///
+/// Ownership: the triangles that carry the chunk's mark are its own, and the new triangles it
+/// creates get that mark. A chunk reads the corners and links only of its own triangles (of other
+/// triangles only the mark, which does not change while the chunks run) and writes only its own
+/// triangles. A point whose walk, split or flip would need another triangle is skipped (its
+/// insertion is deferred, nothing changed) or, for a flip, the edge is left as it is; the
+/// inserter finishes both serially. So a chunk never blocks and never waits for another.
+class Chunk {
+ public:
+  /// A chunk owning the triangles marked ownMark (non-zero), starting its walks at pStart (one of
+  /// them, or null when it owns none), with the triangulation's predicate range.
+  Chunk(Dt2& dt, uint32_t ownMark, Triangle2* pStart);
+  Chunk(const Chunk&) = delete;
+  Chunk& operator=(const Chunk&) = delete;
+
+  /// Takes the reserved storage: at least 2 triangles per point this chunk will insert.
+  void setReservedRuns(std::vector<TriangleRun> vRuns) { scratch.vRuns = std::move(vRuns); }
+  /// Inserts the non-sample records of chunk c in order. Adds the number of records handled to
+  /// numDone every few thousand records; when pPublisher is given (the calling thread's chunk), also
+  /// publishes numDone / numTotal as progress. Cost: that of serial insertion plus a mark compare
+  /// per step.
+  void run(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner, size_t c, std::atomic<size_t>& numDone,
+           size_t numTotal, ProgressPublisher* pPublisher);
+
+  /// The vertices this chunk could not insert, in the order met.
+  const std::vector<Point2*>& getDeferred() const { return vDeferred; }
+  /// The reserved storage not used.
+  const std::vector<TriangleRun>& getUnusedRuns() const { return scratch.vRuns; }
+
+ private:
+  bool owns(const Triangle2* pT) const { return pT == nullptr || pT->getMark() == scratch.ownMark; }
+  /// Inserts pVtx if everything its insertion changes is this chunk's: true when inserted or found
+  /// to be a duplicate, false when deferred.
+  bool insert(Point2* pVtx);
+  /// Lawson flips around the new vertex, skipping edges whose flip would touch another's triangle.
+  void legalize(Point2* pVtx);
+
+  Dt2& dt;
+  KoraTest kora;
+  InsertionScratch scratch;
+  Triangle2* pLast;
+  std::vector<Point2*> vDeferred;
+};
+
+}  // namespace KORA_ZARN2D
