@@ -15,8 +15,8 @@ Chunk::Chunk(Dt2& dt_, uint32_t ownMark, Triangle2* pStart) : dt(dt_), pLast(pSt
   kora.setRange(dt.getPredicates().getRange());
 }
 
-void Chunk::run(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner, size_t c, std::atomic<size_t>& numDone,
-                size_t numTotal, ProgressPublisher* pPublisher) {
+void Chunk::run(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner, size_t c, const std::vector<Triangle2*>& vAnchors,
+                std::atomic<size_t>& numDone, size_t numTotal, ProgressPublisher* pPublisher) {
   size_t numSinceReport(0);
   // After a deferral, the records of the same key are deferred too: of several equal points the
   // first must be inserted first.
@@ -24,7 +24,7 @@ void Chunk::run(const std::vector<IdxVtx>& vRecords, const Partitioner& partitio
   for (size_t i = partitioner.chunkBegin(c); i < partitioner.chunkEnd(c); ++i) {
     if (partitioner.isSample(i)) continue;
     Point2* pVtx(vRecords[i].pVtx);
-    if (vRecords[i].key == deferredKey || pLast == nullptr || !insert(pVtx)) {
+    if (vRecords[i].key == deferredKey || !insert(pVtx, vAnchors[partitioner.sampleSlot(i)])) {
       vDeferred.push_back(pVtx);
       deferredKey = vRecords[i].key;
     }
@@ -37,13 +37,20 @@ void Chunk::run(const std::vector<IdxVtx>& vRecords, const Partitioner& partitio
   numDone.fetch_add(numSinceReport, std::memory_order_relaxed);
 }
 
-bool Chunk::insert(Point2* pVtx) {
-  Triangle2* pT(pLast);
+int Chunk::walkFrom(Triangle2* pStart, const Point2& p, Triangle2*& pT, int& edgeIdx) {
+  if (pStart == nullptr) return LOC_BLOCKED;
+  pT = pStart;
+  return Dt2::walk(kora, p, pT, edgeIdx, [this](const Triangle2* pNext) { return owns(pNext); });
+}
+
+bool Chunk::insert(Point2* pVtx, Triangle2* pAnchor) {
+  Triangle2* pT(nullptr);
   int edgeIdx(-1);
-  const int loc(Dt2::walk(kora, *pVtx, pT, edgeIdx, [this](const Triangle2* pNext) { return owns(pNext); }));
-  pLast = pT;
+  int loc(walkFrom(pLast, *pVtx, pT, edgeIdx));
+  if (loc == LOC_BLOCKED) loc = walkFrom(pAnchor, *pVtx, pT, edgeIdx);
   if (loc == LOC_ON_CORNER) {
     dt.registerDuplicate(pVtx, pT);
+    pLast = pT;
     return true;
   }
   if (loc != LOC_INSIDE) return false;  // blocked (or outside the hull, which the fake box prevents)

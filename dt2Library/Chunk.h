@@ -31,12 +31,14 @@ class Chunk {
 
   /// Takes the reserved storage: at least 2 triangles per point this chunk will insert.
   void setReservedRuns(std::vector<TriangleRun> vRuns) { scratch.vRuns = std::move(vRuns); }
-  /// Inserts the non-sample records of chunk c in order. Adds the number of records handled to
+  /// Inserts the non-sample records of chunk c in order. vAnchors holds, per sample slot, one of
+  /// this chunk's triangles at that sample vertex (or null): a walk blocked from where the last
+  /// insertion ended is tried again from there. Adds the number of records handled to
   /// numDone every few thousand records; when pPublisher is given (the calling thread's chunk), also
   /// publishes numDone / numTotal as progress. Cost: that of serial insertion plus a mark compare
   /// per step.
-  void run(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner, size_t c, std::atomic<size_t>& numDone,
-           size_t numTotal, ProgressPublisher* pPublisher);
+  void run(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner, size_t c, const std::vector<Triangle2*>& vAnchors,
+           std::atomic<size_t>& numDone, size_t numTotal, ProgressPublisher* pPublisher);
 
   /// The vertices this chunk could not insert, in the order met.
   const std::vector<Point2*>& getDeferred() const { return vDeferred; }
@@ -47,7 +49,9 @@ class Chunk {
   bool owns(const Triangle2* pT) const { return pT == nullptr || pT->getMark() == scratch.ownMark; }
   /// Inserts pVtx if everything its insertion changes is this chunk's: true when inserted or found
   /// to be a duplicate, false when deferred.
-  bool insert(Point2* pVtx);
+  bool insert(Point2* pVtx, Triangle2* pAnchor);
+  /// The walk from pStart (LOC_BLOCKED when pStart is null); pT receives the triangle where it ended.
+  int walkFrom(Triangle2* pStart, const Point2& p, Triangle2*& pT, int& edgeIdx);
   /// Lawson flips around the new vertex, skipping edges whose flip would touch another's triangle.
   void legalize(Point2* pVtx);
 

@@ -80,12 +80,30 @@ void InserterMT::assignOwners(const Partitioner& partitioner, const std::vector<
   }
 }
 
+std::vector<Triangle2*> InserterMT::findAnchors(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner,
+                                               const std::vector<uint32_t>& vMarks) {
+  std::vector<Triangle2*> vAnchors(partitioner.sampleSlot(vRecords.size()) + 1, nullptr);
+  std::vector<Triangle2*> vStar;
+  for (size_t c = 0; c < partitioner.numChunks(); ++c) {
+    for (size_t i = partitioner.chunkBegin(c); i < partitioner.chunkEnd(c); ++i) {
+      if (!partitioner.isSample(i)) continue;
+      vStar.clear();
+      dt.getIncidentTriangles(vRecords[i].pVtx, vStar);
+      for (Triangle2* pT : vStar) {
+        if (pT->getMark() == vMarks[c]) vAnchors[partitioner.sampleSlot(i)] = pT;
+      }
+    }
+  }
+  return vAnchors;
+}
+
 std::vector<Point2*> InserterMT::runChunks(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner) {
   const size_t numChunks(partitioner.numChunks());
   std::vector<uint32_t> vMarks;
   for (size_t c = 0; c < numChunks; ++c) vMarks.push_back(dt.newMark());
   std::vector<Triangle2*> vStarts(numChunks, nullptr);
   assignOwners(partitioner, vMarks, vStarts);
+  const std::vector<Triangle2*> vAnchors(findAnchors(vRecords, partitioner, vMarks));
   std::vector<std::unique_ptr<Chunk>> vChunks;
   size_t numTotal(0);
   for (size_t c = 0; c < numChunks; ++c) {
@@ -99,7 +117,7 @@ std::vector<Point2*> InserterMT::runChunks(const std::vector<IdxVtx>& vRecords, 
   std::vector<std::exception_ptr> vErrors(numChunks);
   const auto work = [&](size_t c) {
     try {
-      vChunks[c]->run(vRecords, partitioner, c, numDone, numTotal, c == 0 ? &dt.publisher : nullptr);
+      vChunks[c]->run(vRecords, partitioner, c, vAnchors, numDone, numTotal, c == 0 ? &dt.publisher : nullptr);
     } catch (...) {
       vErrors[c] = std::current_exception();
     }

@@ -45,6 +45,10 @@ class InserterMT {
   /// Marks every triangle with the mark of the chunk owning its centroid's key; vStarts receives,
   /// per chunk, its triangle of smallest key (null for a chunk without triangles).
   void assignOwners(const Partitioner& partitioner, const std::vector<uint32_t>& vMarks, std::vector<Triangle2*>& vStarts);
+  /// Per sample slot: a triangle at the slot's sample vertex owned by the chunk holding the
+  /// record, or null.
+  std::vector<Triangle2*> findAnchors(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner,
+                                      const std::vector<uint32_t>& vMarks);
   /// Runs the chunks, one per thread, and returns the vertices they deferred.
   std::vector<Point2*> runChunks(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner);
   /// Flips every edge that fails the in-circle test (the check runs on all threads).

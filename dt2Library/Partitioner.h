@@ -27,6 +27,9 @@ class Partitioner {
   size_t chunkBegin(size_t c) const { return vBegin[c]; }
   size_t chunkEnd(size_t c) const { return vBegin[c + 1]; }
   bool isSample(size_t i) const { return i % sampleStep == 0 && (i == 0 || vRecords[i - 1].key != vRecords[i].key); }
+  /// The slot of the sample record at or before record i: i / sampleStep (that record, index
+  /// slot * sampleStep, is a sample record unless it repeats its predecessor's key).
+  size_t sampleSlot(size_t i) const { return i / sampleStep; }
   /// Number of records of chunk c that are not in the sample.
   size_t numToInsert(size_t c) const { return vNumToInsert[c]; }
   /// The chunk whose key range holds key (keys below the first range go to chunk 0).
