@@ -272,9 +272,9 @@ void Dt2::insertRecordsFrom(size_t firstRecord, Triangle2* pStart) {
   }
 }
 
-void Dt2::insertRecordsInParallel(size_t firstRecord) {
-  if (!pConstraintMgr->empty()) {
-    // splits of constraint edges stay serial
+void Dt2::insertRecordsInParallel(size_t firstRecord, bool bConstraintEdges) {
+  if (bConstraintEdges) {
+    // splits and flips next to constraint edges stay serial
     insertRecordsFrom(firstRecord, vertexVault.getFakeCorner(0)->getIncidentTriangle());
     return;
   }
@@ -329,7 +329,7 @@ void Dt2::insertAndCleanBulk(size_t firstNewRecord, Point2** aHandles, size_t nu
   if (bFakeBox) {
     const bool bWas2D(is2D());
     insertFakeBox();
-    insertRecordsInParallel(bWas2D ? firstNewRecord : 0);
+    insertRecordsInParallel(bWas2D ? firstNewRecord : 0, bWas2D && !pConstraintMgr->empty());
   } else if (is2D()) {
     size_t first(firstNewRecord);
     while (first < vertexVault.size() && !vertexVault.getRecord(first)->bActive) ++first;

@@ -183,8 +183,9 @@ class Dt2 {
   void insertAndCleanBulk(size_t firstNewRecord, Point2** aHandles, size_t numHandles);
   void insertFakeBox();
   void legalize(Point2* pVtx);
-  /// Inserts the vertices of the records from firstRecord on, in parallel when worthwhile.
-  void insertRecordsInParallel(size_t firstRecord);
+  /// Inserts the vertices of the records from firstRecord on (inside the fake box), in parallel
+  /// unless the triangulation may hold constraint edges (bConstraintEdges) or the set is small.
+  void insertRecordsInParallel(size_t firstRecord, bool bConstraintEdges);
   void collectVisibleHullEdges(Triangle2* pT, int edgeIdx, const Point2& p, std::vector<std::pair<Triangle2*, int>>& vEdges);
 
   // Constraint insertion (Dt2_constraints.cpp)
