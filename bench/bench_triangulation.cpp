@@ -10,57 +10,19 @@
 #include <benchmark/benchmark.h>
 
 #include <cstring>
-#include <fstream>
 #include <iostream>
 #include <map>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "Zarn_2D.h"
-
-#ifdef ZARN_HAVE_CGAL
-#include <CGAL/Delaunay_triangulation_2.h>
-#include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
-using CgalKernel = CGAL::Exact_predicates_inexact_constructions_kernel;
-using CgalDelaunay = CGAL::Delaunay_triangulation_2<CgalKernel>;
-#endif
+#include "bench_common.h"
 
 using namespace KORA_ZARN2D;
 
 namespace {
 
-constexpr int kGridSide = 1000;
-
-std::vector<Point2> makeUniformPoints(size_t n) {
-  std::mt19937_64 rng(20261121);
-  std::uniform_real_distribution<double> unit(0.0, 1.0);
-  std::vector<Point2> vPoints;
-  vPoints.reserve(n);
-  for (size_t i = 0; i < n; ++i) {
-    const double x(unit(rng));
-    vPoints.emplace_back(x, unit(rng));
-  }
-  return vPoints;
-}
-
-std::vector<Point2> makeGrid() {
-  std::vector<Point2> vPoints;
-  vPoints.reserve(kGridSide * kGridSide);
-  for (int i = 0; i < kGridSide; ++i) {
-    for (int j = 0; j < kGridSide; ++j) vPoints.emplace_back(i, j);
-  }
-  return vPoints;
-}
-
-const std::vector<Point2>& inputFor(int64_t n) {
-  static std::map<int64_t, std::vector<Point2>> mInputs;
-  std::vector<Point2>& vPoints(mInputs[n]);
-  if (vPoints.empty()) vPoints = (n == 0) ? makeGrid() : makeUniformPoints(static_cast<size_t>(n));
-  return vPoints;
-}
-
-std::string inputName(int64_t n) { return n == 0 ? "grid1000x1000" : "uniform" + std::to_string(n); }
+using namespace zarnbench;
 
 void BM_Zarn(benchmark::State& state) {
   const std::vector<Point2>& vPoints(inputFor(state.range(0)));
@@ -73,29 +35,8 @@ void BM_Zarn(benchmark::State& state) {
     state.ResumeTiming();
   }
   state.SetLabel(inputName(state.range(0)));
-  state.counters["ns_per_point"] =
-      benchmark::Counter(static_cast<double>(vPoints.size()), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+  state.counters["ns_per_point"] = nsPerPoint(vPoints.size());
 }
-
-#ifdef ZARN_HAVE_CGAL
-void BM_CGAL(benchmark::State& state) {
-  const std::vector<Point2>& vInput(inputFor(state.range(0)));
-  std::vector<CgalKernel::Point_2> vPoints;
-  vPoints.reserve(vInput.size());
-  for (const Point2& p : vInput) vPoints.emplace_back(p.x(), p.y());
-  for (auto _ : state) {
-    CgalDelaunay* pDt(new CgalDelaunay());
-    pDt->insert(vPoints.begin(), vPoints.end());
-    benchmark::DoNotOptimize(pDt->number_of_faces());
-    state.PauseTiming();
-    delete pDt;
-    state.ResumeTiming();
-  }
-  state.SetLabel(inputName(state.range(0)));
-  state.counters["ns_per_point"] =
-      benchmark::Counter(static_cast<double>(vInput.size()), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-}
-#endif
 
 // Input sizes; 0 stands for the grid.
 void registerAll() {
@@ -128,15 +69,6 @@ class RatioReporter : public benchmark::ConsoleReporter {
  private:
   std::map<std::string, double[2]> mTimes;
 };
-
-long peakResidentKiB() {
-  std::ifstream status("/proc/self/status");
-  std::string line;
-  while (std::getline(status, line)) {
-    if (line.rfind("VmHWM:", 0) == 0) return std::stol(line.substr(6));
-  }
-  return -1;
-}
 
 int measurePeakMemory(const std::string& who, size_t n) {
   std::vector<Point2> vPoints(makeUniformPoints(n));
