@@ -1,12 +1,17 @@
 // Chunk: a worker of the parallel inserter (ownership-checked walk, splits and flips).
 #include "Chunk.h"
 
+#include <algorithm>
+
 #include "Partitioner.h"
 
 namespace KORA_ZARN2D {
 
 namespace {
 constexpr size_t kProgressInterval = size_t(1) << 12;
+// Conflict zones are a handful of triangles; a huge one (many cocircular points) is left to the
+// serial insertion rather than searched linearly.
+constexpr size_t kMaxZone = 256;
 }  // namespace
 
 Chunk::Chunk(Dt2& dt_, uint32_t ownMark, Triangle2* pStart) : dt(dt_), pLast(pStart) {
@@ -38,7 +43,8 @@ void Chunk::run(const std::vector<IdxVtx>& vRecords, const Partitioner& partitio
 }
 
 int Chunk::walkFrom(Triangle2* pStart, const Point2& p, Triangle2*& pT, int& edgeIdx) {
-  if (pStart == nullptr) return LOC_BLOCKED;
+  // An anchor of a sample slot shared with the neighbouring chunk may be that chunk's.
+  if (pStart == nullptr || !owns(pStart)) return LOC_BLOCKED;
   pT = pStart;
   return Dt2::walk(kora, p, pT, edgeIdx, [this](const Triangle2* pNext) { return owns(pNext); });
 }
@@ -53,40 +59,42 @@ bool Chunk::insert(Point2* pVtx, Triangle2* pAnchor) {
     pLast = pT;
     return true;
   }
-  if (loc != LOC_INSIDE) return false;  // blocked (or outside the hull, which the fake box prevents)
+  // Blocked (or outside the hull, which the fake box prevents); a point on a constraint edge is
+  // left to the serial insertion, which splits the constraint too.
+  if (loc != LOC_INSIDE || (edgeIdx >= 0 && dt.isConstraint(pT, edgeIdx))) return false;
+  if (!ownsConflictZone(pT, edgeIdx, *pVtx)) return false;
   if (edgeIdx < 0) {
-    // splitTriangle writes the links of neighbours 1 and 2
-    if (!owns(pT->getOppositeTriangle(1)) || !owns(pT->getOppositeTriangle(2))) return false;
     dt.splitTriangle(pT, pVtx, scratch);
   } else {
-    // splitEdge writes the other triangle and the links across b-p and d-b
-    Triangle2* pN(pT->getOppositeTriangle(edgeIdx));
-    if (pN == nullptr || !owns(pN) || !owns(pT->getOppositeTriangle(incIndexBy1(edgeIdx))) ||
-        !owns(pN->getOppositeTriangle(incIndexBy2(pN->getIntraTriangleIndex(pT))))) {
-      return false;
-    }
     dt.splitEdge(pT, edgeIdx, pVtx, scratch);
   }
-  legalize(pVtx);
+  dt.legalize(pVtx, kora, scratch);
   pLast = pVtx->getIncidentTriangle();
   return true;
 }
 
-void Chunk::legalize(Point2* pVtx) {
-  std::vector<Triangle2*>& vFlipStack(scratch.vFlipStack);
-  while (!vFlipStack.empty()) {
-    Triangle2* pT(vFlipStack.back());
-    vFlipStack.pop_back();
-    Triangle2* pN(pT->getOppositeTriangle(0));
-    if (pN == nullptr || !owns(pN)) continue;
-    if (kora.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), *pVtx) <= 0) continue;
-    const int j(pN->getIntraTriangleIndex(pT));
-    // flip writes the links of pN's neighbour after d and of pT's neighbour 1
-    if (!owns(pN->getOppositeTriangle(incIndexBy1(j))) || !owns(pT->getOppositeTriangle(1))) continue;
-    Dt2::flip(pT, 0, pN, j);
-    vFlipStack.push_back(pT);
-    vFlipStack.push_back(pN);
+// The triangles whose circumcircle holds p strictly form a connected zone around the triangle(s)
+// holding p; Lawson's flips replace exactly (a part of) it and relink the triangles around it.
+bool Chunk::ownsConflictZone(Triangle2* pT, int edgeIdx, const Point2& p) {
+  vZone.assign(1, pT);
+  if (edgeIdx >= 0) {
+    Triangle2* pN(pT->getOppositeTriangle(edgeIdx));
+    if (pN == nullptr || !owns(pN)) return false;
+    vZone.push_back(pN);
   }
+  for (size_t k = 0; k < vZone.size(); ++k) {
+    for (int i = 0; i < 3; ++i) {
+      Triangle2* pN(vZone[k]->getOppositeTriangle(i));
+      if (pN == nullptr) continue;
+      if (!owns(pN)) return false;
+      if (std::find(vZone.begin(), vZone.end(), pN) != vZone.end()) continue;
+      if (kora.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), p) > 0) {
+        if (vZone.size() == kMaxZone) return false;
+        vZone.push_back(pN);
+      }
+    }
+  }
+  return true;
 }
 
 }  // namespace KORA_ZARN2D

@@ -17,10 +17,12 @@ class Partitioner;
 ///
 /// Ownership: the triangles that carry the chunk's mark are its own, and the new triangles it
 /// creates get that mark. A chunk reads the corners and links only of its own triangles (of other
-/// triangles only the mark, which does not change while the chunks run) and writes only its own
-/// triangles. A point whose walk, split or flip would need another triangle is skipped (its
-/// insertion is deferred, nothing changed) or, for a flip, the edge is left as it is; the
-/// inserter finishes both serially. So a chunk never blocks and never waits for another.
+/// triangles only the mark, which does not change while the chunks run) and writes only its own.
+/// A point is inserted only when its walk, its conflict zone (the triangles whose circumcircle
+/// holds it) and the triangles around that zone are all the chunk's; otherwise nothing is changed
+/// and the point is deferred to the serial insertion that follows. So every insertion is a
+/// complete Delaunay insertion, the chunks' work commutes (disjoint data), and the triangulation
+/// is exactly Delaunay after the chunks, as after serial insertion. A chunk never waits.
 class Chunk {
  public:
   /// A chunk owning the triangles marked ownMark (non-zero), starting its walks at pStart (one of
@@ -50,16 +52,19 @@ class Chunk {
   /// Inserts pVtx if everything its insertion changes is this chunk's: true when inserted or found
   /// to be a duplicate, false when deferred.
   bool insert(Point2* pVtx, Triangle2* pAnchor);
-  /// The walk from pStart (LOC_BLOCKED when pStart is null); pT receives the triangle where it ended.
+  /// The walk from pStart (LOC_BLOCKED when pStart is null or not this chunk's); pT receives the
+  /// triangle where it ended.
   int walkFrom(Triangle2* pStart, const Point2& p, Triangle2*& pT, int& edgeIdx);
-  /// Lawson flips around the new vertex, skipping edges whose flip would touch another's triangle.
-  void legalize(Point2* pVtx);
+  /// True when the conflict zone of p (located in pT, on its edge edgeIdx when >= 0) and all
+  /// triangles around it are this chunk's: then the insertion changes nothing else.
+  bool ownsConflictZone(Triangle2* pT, int edgeIdx, const Point2& p);
 
   Dt2& dt;
   KoraTest kora;
   InsertionScratch scratch;
   Triangle2* pLast;
   std::vector<Point2*> vDeferred;
+  std::vector<Triangle2*> vZone;  // scratch of ownsConflictZone
 };
 
 }  // namespace KORA_ZARN2D

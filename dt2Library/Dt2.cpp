@@ -80,6 +80,12 @@ Triangle2* Dt2::createTriangle(Point2* p0, Point2* p1, Point2* p2) {
   return pT;
 }
 
+Point2* Dt2::reserveVertexRun(size_t count) {
+  Point2* pRun(vertexPool.allocRun(static_cast<int32_t>(count)));
+  ZARN_ASSERT(pRun!=0);
+  return pRun;
+}
+
 void Dt2::reserveTriangleRuns(size_t numTriangles, std::vector<TriangleRun>& vRuns) {
   const size_t maxRun(static_cast<size_t>(trianglePool.getMaxBlockSize()));
   while (numTriangles > 0) {
@@ -168,14 +174,14 @@ void Dt2::collectVisibleHullEdges(Triangle2* pT, int edgeIdx, const Point2& p, s
   }
 }
 
-void Dt2::legalize(Point2* pVtx) {
-  std::vector<Triangle2*>& vFlipStack(serialScratch.vFlipStack);
+void Dt2::legalize(Point2* pVtx, KoraTest& predicates, InsertionScratch& scratch) const {
+  std::vector<Triangle2*>& vFlipStack(scratch.vFlipStack);
   while (!vFlipStack.empty()) {
     Triangle2* pT(vFlipStack.back());
     vFlipStack.pop_back();
     Triangle2* pN(pT->getOppositeTriangle(0));
     if (pN == nullptr) continue;
-    if (kora.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), *pVtx) <= 0) continue;
+    if (predicates.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), *pVtx) <= 0) continue;
     if (bSuspendFlips || isConstraint(pT, 0)) continue;
     flip(pT, 0, pN, pN->getIntraTriangleIndex(pT));
     vFlipStack.push_back(pT);

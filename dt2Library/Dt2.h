@@ -149,6 +149,10 @@ class Dt2 {
   /// Pops a released triangle or takes a new one from the pool; sets corners and their incident
   /// triangle, nulls the neighbours.
   Triangle2* createTriangle(Point2* p0, Point2* p1, Point2* p2);
+  /// Storage for count vertices (0 < count <= getMaxVertexRun()), consecutive in the vertex pool,
+  /// to be constructed by the caller (possibly on another thread). Serial.
+  Point2* reserveVertexRun(size_t count);
+  size_t getMaxVertexRun() const { return static_cast<size_t>(vertexPool.getMaxBlockSize()); }
   /// Reserves storage for numTriangles triangles as runs of the triangle pool, counted as
   /// allocated; each run is filled later by one worker thread. Serial.
   void reserveTriangleRuns(size_t numTriangles, std::vector<TriangleRun>& vRuns);
@@ -182,7 +186,10 @@ class Dt2 {
   void insertBulk(const BulkInput& input, Point2** aHandles);
   void insertAndCleanBulk(size_t firstNewRecord, Point2** aHandles, size_t numHandles);
   void insertFakeBox();
-  void legalize(Point2* pVtx);
+  void legalize(Point2* pVtx) { legalize(pVtx, kora, serialScratch); }
+  /// Lawson flips around the new vertex pVtx, from the triangles on the scratch's flip stack.
+  /// Reads the triangulation's settings only: safe on a parallel worker's own triangles.
+  void legalize(Point2* pVtx, KoraTest& predicates, InsertionScratch& scratch) const;
   /// Inserts the vertices of the records from firstRecord on (inside the fake box), in parallel
   /// unless the triangulation may hold constraint edges (bConstraintEdges) or the set is small.
   void insertRecordsInParallel(size_t firstRecord, bool bConstraintEdges);

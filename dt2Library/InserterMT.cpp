@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <atomic>
 #include <exception>
-#include <functional>
 #include <memory>
 #include <thread>
 
@@ -22,17 +21,6 @@ constexpr size_t kMinRecordsPerChunk = 512;
 constexpr size_t kSampleStep = 32;
 constexpr size_t kMinSamplePerChunk = 64;
 
-// True when an edge of pT to a neighbour at a higher address (each edge is tested from one side)
-// fails the in-circle test.
-bool failsInCircle(KoraTest& kora, const Triangle2* pT) {
-  for (int i = 0; i < 3; ++i) {
-    const Triangle2* pN(pT->getOppositeTriangle(i));
-    if (pN == nullptr || std::less<const Triangle2*>()(pN, pT)) continue;
-    const Point2* pOpposite(pN->getCorner(pN->getIntraTriangleIndex(pT)));
-    if (kora.inCircle(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2), *pOpposite) > 0) return true;
-  }
-  return false;
-}
 }  // namespace
 
 InserterMT::InserterMT(Dt2& dt_, int numThreads_)
@@ -56,7 +44,6 @@ void InserterMT::run(const std::vector<IdxVtx>& vRecords) {
   const Partitioner partitioner(vRecords, numChunks, sampleStep);
   insertSerially(vRecords, [&partitioner](size_t i) { return partitioner.isSample(i); });
   const std::vector<Point2*> vDeferred(runChunks(vRecords, partitioner));
-  restoreDelaunay();
   for (Point2* pVtx : vDeferred) pLast = dt.insertVertex(pVtx, pLast);
 }
 
@@ -135,46 +122,6 @@ std::vector<Point2*> InserterMT::runChunks(const std::vector<IdxVtx>& vRecords, 
     if (pError) std::rethrow_exception(pError);
   }
   return vDeferred;
-}
-
-void InserterMT::restoreDelaunay() {
-  // The pool's elements, cut into one contiguous share per thread.
-  struct Span {
-    Triangle2* pBegin;
-    Triangle2* pEnd;
-  };
-  std::vector<Span> vSpans;
-  size_t numSlots(0);
-  for (int b = 0; b < dt.trianglePool.getNumBlocks(); ++b) {
-    Triangle2* pBlock(dt.trianglePool.getBlock(b));
-    vSpans.push_back(Span{pBlock, pBlock + dt.trianglePool.getUsedCount(b)});
-    numSlots += static_cast<size_t>(dt.trianglePool.getUsedCount(b));
-  }
-  const size_t share(numSlots / numThreads + 1);
-  std::vector<std::vector<Triangle2*>> vvBad(numThreads);
-  const double range(dt.getPredicates().getRange());
-  const auto check = [&](size_t t) {
-    KoraTest kora;
-    kora.setRange(range);
-    const size_t begin(t * share), end(begin + share);
-    size_t offset(0);
-    for (const Span& span : vSpans) {
-      const size_t size(static_cast<size_t>(span.pEnd - span.pBegin));
-      const size_t lo(std::max(begin, offset)), hi(std::min(end, offset + size));
-      for (size_t idx = lo; idx < hi; ++idx) {
-        const Triangle2* pT(span.pBegin + (idx - offset));
-        if (pT->isAlive() && failsInCircle(kora, pT)) vvBad[t].push_back(span.pBegin + (idx - offset));
-      }
-      offset += size;
-    }
-  };
-  std::vector<std::thread> vThreads;
-  for (size_t t = 1; t < numThreads; ++t) vThreads.emplace_back(check, t);
-  check(0);
-  for (std::thread& thread : vThreads) thread.join();
-  std::vector<Triangle2*> vBad;
-  for (const std::vector<Triangle2*>& v : vvBad) vBad.insert(vBad.end(), v.begin(), v.end());
-  dt.legalizeEdges(vBad);
 }
 
 }  // namespace KORA_ZARN2D

@@ -17,14 +17,14 @@ class Triangle2;
 /// 1. a coarse sample (every few records in key order) is inserted serially;
 /// 2. the other records are cut into contiguous key ranges (Partitioner); each triangle of the
 ///    coarse triangulation is given to the range holding the key of its centroid (a triangle
-///    mark per range), and each range is inserted by its own worker (Chunk) that touches only
-///    its own triangles, on its own thread with its own scratch and reserved triangle storage;
-/// 3. serially: the edges left non-Delaunay where the workers' regions meet are flipped (found
-///    by a parallel read-only check of all edges), then the deferred points are inserted.
+///    mark per range), and each range is inserted by its own worker (Chunk), on its own thread
+///    with its own predicates, scratch and reserved triangle storage, through complete Delaunay
+///    insertions that touch only its own triangles;
+/// 3. the points a worker had to leave (their insertion would touch another's triangles: near the
+///    borders of the regions, a few percent) are inserted serially.
 /// The result is the Delaunay triangulation of the points (unique in general position, so equal
 /// to the one of serial insertion). No lock is taken on the hot path; duplicates are registered
-/// with the vertex store's mutex. Serial steps cost about one sample's insertion, one edge check
-/// per thread and the deferred points (a few percent near the regions' borders).
+/// under the vertex store's mutex.
 class InserterMT {
  public:
   /// An inserter into dt using numThreads threads (the calling thread is one of them).
@@ -51,8 +51,6 @@ class InserterMT {
                                       const std::vector<uint32_t>& vMarks);
   /// Runs the chunks, one per thread, and returns the vertices they deferred.
   std::vector<Point2*> runChunks(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner);
-  /// Flips every edge that fails the in-circle test (the check runs on all threads).
-  void restoreDelaunay();
 
   Dt2& dt;
   size_t numThreads;
