@@ -332,8 +332,9 @@ size_t VertexVault::createVertices(const BulkInput& input, Point2** aHandles) {
   numActive += static_cast<int>(vPairs.size());
   // One range of the pairs per thread, each with its own run of the vertex pool: the threads
   // write disjoint vertices, records and handles.
+  const bool bThreads(numCPU > 1 && vPairs.size() >= kParallelKeysMinPoints);
   const size_t maxRun(pDt->getMaxVertexRun());
-  const size_t numRanges(std::max(vPairs.size() >= kParallelKeysMinPoints ? numCPU : 1, (vPairs.size() + maxRun - 1) / maxRun));
+  const size_t numRanges(std::max(bThreads ? numCPU : 1, (vPairs.size() + maxRun - 1) / maxRun));
   std::vector<std::thread> vThreads;
   for (size_t r = 0; r < numRanges; ++r) {
     const size_t begin(vPairs.size() * r / numRanges), end(vPairs.size() * (r + 1) / numRanges);
@@ -342,10 +343,10 @@ size_t VertexVault::createVertices(const BulkInput& input, Point2** aHandles) {
     const auto createRange = [this, &vPairs, &input, aHandles, first, begin, end, pRun] {
       createVertexRange(vPairs, begin, end, input, pRun, &vIdxVtxAct[first], aHandles);
     };
-    if (numRanges == 1) {
-      createRange();
-    } else {
+    if (bThreads) {
       vThreads.emplace_back(createRange);
+    } else {
+      createRange();
     }
   }
   for (std::thread& t : vThreads) t.join();
