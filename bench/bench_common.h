@@ -9,7 +9,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "Point2.h"
+#include "Zarn_2D.h"
 
 #ifdef ZARN_HAVE_CGAL
 #include <CGAL/Delaunay_triangulation_2.h>
@@ -70,6 +70,22 @@ inline benchmark::Counter nsPerPoint(size_t numPoints) {
   return benchmark::Counter(static_cast<double>(numPoints), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
+/// Our bulk insertion of input state.range(0) with state.range(1) threads.
+inline void BM_Zarn(benchmark::State& state) {
+  const std::vector<KORA_ZARN2D::Point2>& vPoints(inputFor(state.range(0)));
+  for (auto _ : state) {
+    KORA_ZARN2D::Zarn_2D* pDt(new KORA_ZARN2D::Zarn_2D(static_cast<unsigned int>(vPoints.size())));
+    pDt->setNumCPU(static_cast<int>(state.range(1)));
+    pDt->insert(vPoints);
+    benchmark::DoNotOptimize(pDt->numberOfTriangles());
+    state.PauseTiming();
+    delete pDt;
+    state.ResumeTiming();
+  }
+  state.SetLabel(inputName(state.range(0)));
+  state.counters["ns_per_point"] = nsPerPoint(vPoints.size());
+}
+
 #ifdef ZARN_HAVE_CGAL
 /// CGAL's Delaunay triangulation of input state.range(0) (range insertion, which sorts spatially).
 inline void BM_CGAL(benchmark::State& state) {
@@ -89,5 +105,36 @@ inline void BM_CGAL(benchmark::State& state) {
   state.counters["ns_per_point"] = nsPerPoint(vInput.size());
 }
 #endif
+
+/// Real times in ms (medians when run with repetitions) per benchmark label and column.
+using TimeTable = std::map<std::string, std::map<int, double>>;
+
+/// The console reporter that also fills a TimeTable; the column comes from the benchmark's name.
+class TimeTableReporter : public benchmark::ConsoleReporter {
+ public:
+  explicit TimeTableReporter(int (*columnOf_)(const std::string& benchmarkName)) : columnOf(columnOf_) {}
+  void ReportRuns(const std::vector<Run>& vRuns) override {
+    for (const Run& run : vRuns) {
+      if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
+      table[run.report_label][columnOf(run.benchmark_name())] = run.GetAdjustedRealTime();
+    }
+    ConsoleReporter::ReportRuns(vRuns);
+  }
+  TimeTable table;
+
+ private:
+  int (*columnOf)(const std::string&);
+};
+
+/// Runs the registered benchmarks (command-line options as Google Benchmark's), then prints the
+/// table with printTable.
+inline int runBenchmarks(int argc, char** argv, int (*columnOf)(const std::string&), void (*printTable)(TimeTable&)) {
+  benchmark::Initialize(&argc, argv);
+  TimeTableReporter reporter(columnOf);
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  printTable(reporter.table);
+  benchmark::Shutdown();
+  return 0;
+}
 
 }  // namespace zarnbench

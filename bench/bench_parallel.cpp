@@ -26,25 +26,10 @@ namespace {
 const int kThreadCounts[] = {1, 2, 4, 8};
 constexpr int kCgalColumn = 0;  // thread count 0 in the table: CGAL
 
-void BM_ZarnThreads(benchmark::State& state) {
-  const std::vector<Point2>& vPoints(inputFor(state.range(0)));
-  for (auto _ : state) {
-    Zarn_2D* pDt(new Zarn_2D(static_cast<unsigned int>(vPoints.size())));
-    pDt->setNumCPU(static_cast<int>(state.range(1)));
-    pDt->insert(vPoints);
-    benchmark::DoNotOptimize(pDt->numberOfTriangles());
-    state.PauseTiming();
-    delete pDt;
-    state.ResumeTiming();
-  }
-  state.SetLabel(inputName(state.range(0)));
-  state.counters["ns_per_point"] = nsPerPoint(vPoints.size());
-}
-
 void registerAll() {
   for (int64_t n : {int64_t(1000000), int64_t(4000000), int64_t(0)}) {
     for (int numThreads : kThreadCounts) {
-      benchmark::RegisterBenchmark("Zarn/ParallelBulk", BM_ZarnThreads)->Args({n, numThreads})->Unit(benchmark::kMillisecond)->UseRealTime();
+      benchmark::RegisterBenchmark("Zarn/ParallelBulk", BM_Zarn)->Args({n, numThreads})->Unit(benchmark::kMillisecond)->UseRealTime();
     }
 #ifdef ZARN_HAVE_CGAL
     benchmark::RegisterBenchmark("CGAL/DelaunayBulk", BM_CGAL)->Arg(n)->Unit(benchmark::kMillisecond)->UseRealTime();
@@ -52,31 +37,22 @@ void registerAll() {
   }
 }
 
-// Collects the real times (medians with repetitions) per input and thread count.
-class TableReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& vRuns) override {
-    for (const Run& run : vRuns) {
-      if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
-      const std::string name(run.benchmark_name());
-      const int column(name.find("CGAL") == 0 ? kCgalColumn : std::stoi(name.substr(name.rfind('/') + 1)));
-      mTimes[run.report_label][column] = run.GetAdjustedRealTime();
-    }
-    ConsoleReporter::ReportRuns(vRuns);
-  }
-  void printTable() {
-    std::printf("\nInput              1 thr [ms]  2 thr [ms]  4 thr [ms]  8 thr [ms]   CGAL [ms]   2thr/1thr   2thr/CGAL\n");
-    for (auto& entry : mTimes) {
-      std::map<int, double>& m(entry.second);
-      std::printf("%-18s", entry.first.c_str());
-      for (int numThreads : kThreadCounts) std::printf(" %11.1f", m[numThreads]);
-      std::printf(" %11.1f %11.3f %11.3f\n", m[kCgalColumn], m[2] / m[1], m[kCgalColumn] > 0 ? m[2] / m[kCgalColumn] : 0.0);
-    }
-  }
+// The column of a run: its thread count (the last argument), 0 for CGAL.
+int columnOf(const std::string& benchmarkName) {
+  if (benchmarkName.find("CGAL") == 0) return kCgalColumn;
+  const std::string args(benchmarkName.substr(0, benchmarkName.find("/real_time")));
+  return std::stoi(args.substr(args.rfind('/') + 1));
+}
 
- private:
-  std::map<std::string, std::map<int, double>> mTimes;
-};
+void printTable(TimeTable& table) {
+  std::printf("\nInput              1 thr [ms]  2 thr [ms]  4 thr [ms]  8 thr [ms]   CGAL [ms]   2thr/1thr   2thr/CGAL\n");
+  for (auto& entry : table) {
+    std::map<int, double>& m(entry.second);
+    std::printf("%-18s", entry.first.c_str());
+    for (int numThreads : kThreadCounts) std::printf(" %11.1f", m[numThreads]);
+    std::printf(" %11.1f %11.3f %11.3f\n", m[kCgalColumn], m[1] > 0 ? m[2] / m[1] : 0.0, m[kCgalColumn] > 0 ? m[2] / m[kCgalColumn] : 0.0);
+  }
+}
 
 int measurePeakMemory(int64_t n, int numThreads) {
   const std::vector<Point2> vPoints(n == 0 ? makeGrid() : makeUniformPoints(static_cast<size_t>(n)));
@@ -93,10 +69,5 @@ int measurePeakMemory(int64_t n, int numThreads) {
 int main(int argc, char** argv) {
   if (argc == 4 && std::strcmp(argv[1], "--peak-memory") == 0) return measurePeakMemory(std::stoll(argv[2]), std::stoi(argv[3]));
   registerAll();
-  benchmark::Initialize(&argc, argv);
-  TableReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.printTable();
-  benchmark::Shutdown();
-  return 0;
+  return runBenchmarks(argc, argv, columnOf, printTable);
 }

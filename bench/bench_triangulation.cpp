@@ -24,51 +24,26 @@ namespace {
 
 using namespace zarnbench;
 
-void BM_Zarn(benchmark::State& state) {
-  const std::vector<Point2>& vPoints(inputFor(state.range(0)));
-  for (auto _ : state) {
-    Zarn_2D* pDt(new Zarn_2D(static_cast<unsigned int>(vPoints.size())));
-    pDt->insert(vPoints);
-    benchmark::DoNotOptimize(pDt->numberOfTriangles());
-    state.PauseTiming();
-    delete pDt;
-    state.ResumeTiming();
-  }
-  state.SetLabel(inputName(state.range(0)));
-  state.counters["ns_per_point"] = nsPerPoint(vPoints.size());
-}
-
 // Input sizes; 0 stands for the grid.
 void registerAll() {
   for (int64_t n : {int64_t(100000), int64_t(1000000), int64_t(4000000), int64_t(0)}) {
-    benchmark::RegisterBenchmark("Zarn/DelaunayBulk", BM_Zarn)->Arg(n)->Unit(benchmark::kMillisecond)->UseRealTime();
+    benchmark::RegisterBenchmark("Zarn/DelaunayBulk", BM_Zarn)->Args({n, 1})->Unit(benchmark::kMillisecond)->UseRealTime();
 #ifdef ZARN_HAVE_CGAL
     benchmark::RegisterBenchmark("CGAL/DelaunayBulk", BM_CGAL)->Arg(n)->Unit(benchmark::kMillisecond)->UseRealTime();
 #endif
   }
 }
 
-// Collects the real times so the ratios can be printed after the run.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& vRuns) override {
-    for (const Run& run : vRuns) {
-      if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
-      mTimes[run.report_label][run.benchmark_name().find("CGAL") == 0 ? 1 : 0] = run.GetAdjustedRealTime();
-    }
-    ConsoleReporter::ReportRuns(vRuns);
-  }
-  void printRatios() const {
-    std::cout << "\nInput                 Zarn [ms]   CGAL [ms]   Zarn/CGAL" << std::endl;
-    for (const auto& entry : mTimes) {
-      const double zarn(entry.second[0]), cgal(entry.second[1]);
-      std::printf("%-20s %10.1f %11.1f %11.3f\n", entry.first.c_str(), zarn, cgal, cgal > 0 ? zarn / cgal : 0.0);
-    }
-  }
+// Column 0: ours, 1: CGAL.
+int columnOf(const std::string& benchmarkName) { return benchmarkName.find("CGAL") == 0 ? 1 : 0; }
 
- private:
-  std::map<std::string, double[2]> mTimes;
-};
+void printRatios(TimeTable& table) {
+  std::cout << "\nInput                 Zarn [ms]   CGAL [ms]   Zarn/CGAL" << std::endl;
+  for (auto& entry : table) {
+    const double zarn(entry.second[0]), cgal(entry.second[1]);
+    std::printf("%-20s %10.1f %11.1f %11.3f\n", entry.first.c_str(), zarn, cgal, cgal > 0 ? zarn / cgal : 0.0);
+  }
+}
 
 int measurePeakMemory(const std::string& who, size_t n) {
   std::vector<Point2> vPoints(makeUniformPoints(n));
@@ -114,10 +89,5 @@ int measurePeakMemory(const std::string& who, size_t n) {
 int main(int argc, char** argv) {
   if (argc == 4 && std::strcmp(argv[1], "--peak-memory") == 0) return measurePeakMemory(argv[2], std::stoul(argv[3]));
   registerAll();
-  benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.printRatios();
-  benchmark::Shutdown();
-  return 0;
+  return runBenchmarks(argc, argv, columnOf, printRatios);
 }
