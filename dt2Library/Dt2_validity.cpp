@@ -2,8 +2,8 @@
 // and the statistics report. Every geometric test here is exact.
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <iostream>
-#include <set>
 #include <sstream>
 
 #include "ConstraintMgr.h"
@@ -55,18 +55,20 @@ bool Dt2::checkValidity(bool bCheckEmptyCircleProperty, const std::string& name)
   DefectReport report;
   std::vector<Triangle2*> vTriangles;
   getTrianglePointers(vTriangles);
-  const std::set<const Triangle2*> sLive(vTriangles.begin(), vTriangles.end());
-  std::set<const Point2*> sUsedVertices;
-  size_t numHullEdges(0), numDirectedEdges(0);
+  // A live triangle is a used pool slot with corners (a test per pool block). A used vertex is
+  // counted once, at the triangle it names as incident; a vertex whose incident triangle is not
+  // valid is reported below. Linear in all, apart from the pool-block tests.
+  const auto isLive = [this](const Triangle2* pT) { return trianglePool.contains(pT) && pT->isAlive(); };
+  size_t numUsedVertices(0), numHullEdges(0), numDirectedEdges(0);
 
   for (Triangle2* pT : vTriangles) {
+    if (pT->hasVertex(static_cast<const Point2*>(nullptr))) {
+      report.add("null corner in " + describe(*pT));
+      continue;
+    }
     for (int i = 0; i < 3; ++i) {
       Point2* pCorner(pT->getCorner(i));
-      if (pCorner == nullptr) {
-        report.add("null corner in " + describe(*pT));
-        continue;
-      }
-      sUsedVertices.insert(pCorner);
+      if (pCorner->getIncidentTriangle() == pT) ++numUsedVertices;
       if (!vertexVault.isActiveVertex(pCorner)) report.add("corner is not an active vertex in " + describe(*pT));
     }
     if (kora.getOrientation(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2)) != ORIENTATION2_CCW) {
@@ -79,7 +81,7 @@ bool Dt2::checkValidity(bool bCheckEmptyCircleProperty, const std::string& name)
         ++numHullEdges;
         continue;
       }
-      if (sLive.find(pN) == sLive.end()) {
+      if (!isLive(pN)) {
         report.add("neighbour is not a live triangle, in " + describe(*pT));
         continue;
       }
@@ -90,7 +92,8 @@ bool Dt2::checkValidity(bool bCheckEmptyCircleProperty, const std::string& name)
         report.add("neighbour links are not symmetric between " + describe(*pT) + " and " + describe(*pN));
         continue;
       }
-      if (bCheckEmptyCircleProperty && !isConstraint(pT, i) &&
+      // Each edge is tested once, from the triangle at the lower address.
+      if (bCheckEmptyCircleProperty && std::less<const Triangle2*>()(pT, pN) && !isConstraint(pT, i) &&
           kora.inCircle(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2), *pN->getCorner(j)) > 0) {
         report.add("edge is not locally Delaunay between " + describe(*pT) + " and " + describe(*pN));
       }
@@ -103,18 +106,18 @@ bool Dt2::checkValidity(bool bCheckEmptyCircleProperty, const std::string& name)
   if (is2D()) {
     for (Point2* pVtx : vVertices) {
       Triangle2* pInc(pVtx->getIncidentTriangle());
-      if (pInc == nullptr || sLive.find(pInc) == sLive.end() || !pInc->hasVertex(pVtx)) {
+      if (pInc == nullptr || !isLive(pInc) || !pInc->hasVertex(pVtx)) {
         std::ostringstream oss;
         oss << "vertex without a valid incident triangle: " << *pVtx;
         report.add(oss.str());
       }
     }
-    if (sUsedVertices.size() != vVertices.size()) {
-      report.add("the triangles use " + std::to_string(sUsedVertices.size()) + " vertices, the triangulation has " +
+    if (numUsedVertices != vVertices.size()) {
+      report.add("the triangles use " + std::to_string(numUsedVertices) + " vertices, the triangulation has " +
                  std::to_string(vVertices.size()));
     }
     // Euler's relation for a triangulated disc: V - E + F = 1, with E = (3F + hull edges) / 2.
-    const long numV(static_cast<long>(sUsedVertices.size())), numF(static_cast<long>(vTriangles.size()));
+    const long numV(static_cast<long>(numUsedVertices)), numF(static_cast<long>(vTriangles.size()));
     const long numE((static_cast<long>(numDirectedEdges) + static_cast<long>(numHullEdges)) / 2);
     if (numV - numE + numF != 1) {
       report.add("Euler's relation fails: V=" + std::to_string(numV) + " E=" + std::to_string(numE) + " F=" + std::to_string(numF));

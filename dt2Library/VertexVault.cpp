@@ -130,6 +130,10 @@ size_t VertexVault::getIdxOfActiveVtx(const Point2* pVtx) {
 
 bool VertexVault::isActiveVertex(const Point2* pVtx) {
   if (!pDt->ownsVertexStorage(pVtx)) return false;
+  // Once the triangulation is two-dimensional every active vertex is a corner and keeps an
+  // incident triangle, while redundant and removed vertices have none: an O(1) answer. Only the
+  // lower-dimensional phase, which has no triangles, searches the register.
+  if (bFullDimensional) return pVtx->getIncidentTriangle() != nullptr;
   for (size_t i = vIdxVtxAct.size(); i-- > 0;) {
     if (vIdxVtxAct[i].pVtx == pVtx) return vIdxVtxAct[i].bActive;
   }

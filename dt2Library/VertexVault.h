@@ -50,7 +50,8 @@ class VertexVault {
   Triangle2* getCloT(uint32_t key);
   /// Index in the record array of the active record of pVtx (asserts when there is none).
   size_t getIdxOfActiveVtx(const Point2* pVtx);
-  /// True when pVtx is an active vertex of this store (no message when it is not).
+  /// True when pVtx is an active vertex of this store (no message when it is not). O(1) once the
+  /// triangulation is two-dimensional (plus a test per pool block), a scan of the register before.
   bool isActiveVertex(const Point2* pVtx);
   /// The incident triangle of the first active record; null while not two-dimensional.
   Triangle2* getOneValidTriangle();

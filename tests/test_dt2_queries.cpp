@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "dt2_test_support.h"
+#include "test_support.h"
 
 using namespace KORA_ZARN2D;
 using namespace dt2test;
@@ -413,4 +414,49 @@ TEST(Dt2Counts, TrianglePointersAppendAndMatchTheCount) {
   std::sort(vLive.begin(), vLive.end());
   EXPECT_EQ(std::adjacent_find(vLive.begin(), vLive.end()), vLive.end());
   for (const Triangle2* pT : vLive) EXPECT_NE(pT->getCorner(0), nullptr);
+}
+
+// The library's own check must notice each kind of damage. The quadrilateral A B C D (D above A)
+// is triangulated with the diagonal A-C; each case damages it in one way.
+TEST(Dt2Validity, EachKindOfDamageIsReported) {
+  struct Damage {
+    const char* what;
+    const char* expectedDefect;
+    bool bDelaunayOnly;  // the damage breaks only the empty-circle property
+    void (*apply)(Point2* pD, Triangle2* pWithD, Triangle2* pOther);
+  };
+  const Damage aDamages[] = {
+      {"moved vertex", "edge is not locally Delaunay", true,
+       [](Point2* pD, Triangle2*, Triangle2*) {
+         Triangle2* pInc(pD->getIncidentTriangle());
+         *pD = Point2(0.0, 0.9);
+         pD->setIncidentTriangle(pInc);
+       }},
+      {"cut link", "neighbour links are not symmetric", false,
+       [](Point2*, Triangle2* pWithD, Triangle2* pOther) { pWithD->setOppTriangle(pWithD->getIntraTriangleIndex(pOther), nullptr); }},
+      {"wrong incident triangle", "vertex without a valid incident triangle", false,
+       [](Point2* pD, Triangle2*, Triangle2* pOther) { pD->setIncidentTriangle(pOther); }},
+      {"clockwise corners", "not strictly counterclockwise", false,
+       [](Point2*, Triangle2* pWithD, Triangle2*) {
+         Point2* p1(pWithD->getCorner(1));
+         pWithD->setVertexPointer(1, pWithD->getCorner(2));
+         pWithD->setVertexPointer(2, p1);
+       }},
+  };
+  for (const Damage& damage : aDamages) {
+    Zarn_2D dt;
+    std::vector<Point2*> vH;
+    const std::vector<Point2> vQuad{Point2(0, 0), Point2(4, 0), Point2(4, 1), Point2(0, 1.1)};
+    dt.insert(vQuad, vH);
+    ASSERT_TRUE(isDelaunayTriangulationOf(dt, vQuad));
+    Triangle2* pWithD(vH[3]->getIncidentTriangle());
+    Triangle2* pOther(pWithD->getOppositeTriangle(pWithD->getIntraTriangleIndex(vH[3])));
+    ASSERT_NE(pOther, nullptr) << "expected the diagonal A-C";
+    damage.apply(vH[3], pWithD, pOther);
+    const std::string report(zarn_test::captureStdout([&] { EXPECT_FALSE(dt.checkValidity(true, "damaged")) << damage.what; }));
+    EXPECT_NE(report.find(damage.expectedDefect), std::string::npos) << damage.what << "\n" << report;
+    if (damage.bDelaunayOnly) {
+      EXPECT_TRUE(dt.checkValidity(false, "damaged")) << damage.what;
+    }
+  }
 }
