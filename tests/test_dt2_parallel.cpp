@@ -8,6 +8,7 @@
 #include <random>
 #include <vector>
 
+#include "Partitioner.h"
 #include "dt2_test_support.h"
 
 using namespace KORA_ZARN2D;
@@ -97,6 +98,38 @@ Result insertWith(Zarn_2D& dt, const std::vector<Point2>& v, int numCPU) {
 }
 
 }  // namespace
+
+TEST(Dt2Parallel, PartitionerKeepsEqualKeysTogether) {
+  // Keys with runs of equal values; for several chunk counts and sample steps: the chunks tile
+  // the records, no run of equal keys is cut, only the first record of a run can be a sample
+  // record, and the counts of records to insert add up.
+  std::vector<IdxVtx> vRecords;
+  for (uint32_t i = 0; i < 1000; ++i) vRecords.push_back(IdxVtx{(i / 7) * 4, true, nullptr});
+  for (size_t numChunks : {1u, 2u, 3u, 8u, 2000u}) {
+    for (size_t sampleStep : {1u, 2u, 32u}) {
+      const Partitioner part(vRecords, numChunks, sampleStep);
+      size_t numToInsert(0), numSamples(0);
+      for (size_t c = 0; c < part.numChunks(); ++c) {
+        EXPECT_EQ(part.chunkBegin(c), c == 0 ? 0u : part.chunkEnd(c - 1));
+        const size_t b(part.chunkBegin(c));
+        if (b > 0 && b < part.chunkEnd(c)) {
+          EXPECT_NE(vRecords[b - 1].key, vRecords[b].key);
+          EXPECT_EQ(part.chunkOfKey(vRecords[b].key), c);
+          EXPECT_LT(part.chunkOfKey(vRecords[b - 1].key), c);
+        }
+        numToInsert += part.numToInsert(c);
+      }
+      EXPECT_EQ(part.chunkEnd(part.numChunks() - 1), vRecords.size());
+      for (size_t i = 0; i < vRecords.size(); ++i) {
+        numSamples += part.isSample(i);
+        if (i > 0 && vRecords[i - 1].key == vRecords[i].key) {
+          EXPECT_FALSE(part.isSample(i)) << i;
+        }
+      }
+      EXPECT_EQ(numToInsert + numSamples, vRecords.size());
+    }
+  }
+}
 
 TEST(Dt2Parallel, ThreadCountsAgreeWithOneThread) {
   for (const Case& c : cases()) {
