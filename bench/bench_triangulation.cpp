@@ -10,132 +10,39 @@
 #include <benchmark/benchmark.h>
 
 #include <cstring>
-#include <fstream>
 #include <iostream>
 #include <map>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "Zarn_2D.h"
-
-#ifdef ZARN_HAVE_CGAL
-#include <CGAL/Delaunay_triangulation_2.h>
-#include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
-using CgalKernel = CGAL::Exact_predicates_inexact_constructions_kernel;
-using CgalDelaunay = CGAL::Delaunay_triangulation_2<CgalKernel>;
-#endif
+#include "bench_common.h"
 
 using namespace KORA_ZARN2D;
 
 namespace {
 
-constexpr int kGridSide = 1000;
-
-std::vector<Point2> makeUniformPoints(size_t n) {
-  std::mt19937_64 rng(20261121);
-  std::uniform_real_distribution<double> unit(0.0, 1.0);
-  std::vector<Point2> vPoints;
-  vPoints.reserve(n);
-  for (size_t i = 0; i < n; ++i) {
-    const double x(unit(rng));
-    vPoints.emplace_back(x, unit(rng));
-  }
-  return vPoints;
-}
-
-std::vector<Point2> makeGrid() {
-  std::vector<Point2> vPoints;
-  vPoints.reserve(kGridSide * kGridSide);
-  for (int i = 0; i < kGridSide; ++i) {
-    for (int j = 0; j < kGridSide; ++j) vPoints.emplace_back(i, j);
-  }
-  return vPoints;
-}
-
-const std::vector<Point2>& inputFor(int64_t n) {
-  static std::map<int64_t, std::vector<Point2>> mInputs;
-  std::vector<Point2>& vPoints(mInputs[n]);
-  if (vPoints.empty()) vPoints = (n == 0) ? makeGrid() : makeUniformPoints(static_cast<size_t>(n));
-  return vPoints;
-}
-
-std::string inputName(int64_t n) { return n == 0 ? "grid1000x1000" : "uniform" + std::to_string(n); }
-
-void BM_Zarn(benchmark::State& state) {
-  const std::vector<Point2>& vPoints(inputFor(state.range(0)));
-  for (auto _ : state) {
-    Zarn_2D* pDt(new Zarn_2D(static_cast<unsigned int>(vPoints.size())));
-    pDt->insert(vPoints);
-    benchmark::DoNotOptimize(pDt->numberOfTriangles());
-    state.PauseTiming();
-    delete pDt;
-    state.ResumeTiming();
-  }
-  state.SetLabel(inputName(state.range(0)));
-  state.counters["ns_per_point"] =
-      benchmark::Counter(static_cast<double>(vPoints.size()), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-}
-
-#ifdef ZARN_HAVE_CGAL
-void BM_CGAL(benchmark::State& state) {
-  const std::vector<Point2>& vInput(inputFor(state.range(0)));
-  std::vector<CgalKernel::Point_2> vPoints;
-  vPoints.reserve(vInput.size());
-  for (const Point2& p : vInput) vPoints.emplace_back(p.x(), p.y());
-  for (auto _ : state) {
-    CgalDelaunay* pDt(new CgalDelaunay());
-    pDt->insert(vPoints.begin(), vPoints.end());
-    benchmark::DoNotOptimize(pDt->number_of_faces());
-    state.PauseTiming();
-    delete pDt;
-    state.ResumeTiming();
-  }
-  state.SetLabel(inputName(state.range(0)));
-  state.counters["ns_per_point"] =
-      benchmark::Counter(static_cast<double>(vInput.size()), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-}
-#endif
+using namespace zarnbench;
 
 // Input sizes; 0 stands for the grid.
 void registerAll() {
   for (int64_t n : {int64_t(100000), int64_t(1000000), int64_t(4000000), int64_t(0)}) {
-    benchmark::RegisterBenchmark("Zarn/DelaunayBulk", BM_Zarn)->Arg(n)->Unit(benchmark::kMillisecond)->UseRealTime();
+    benchmark::RegisterBenchmark("Zarn/DelaunayBulk", BM_Zarn)->Args({n, 1})->Unit(benchmark::kMillisecond)->UseRealTime();
 #ifdef ZARN_HAVE_CGAL
     benchmark::RegisterBenchmark("CGAL/DelaunayBulk", BM_CGAL)->Arg(n)->Unit(benchmark::kMillisecond)->UseRealTime();
 #endif
   }
 }
 
-// Collects the real times so the ratios can be printed after the run.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& vRuns) override {
-    for (const Run& run : vRuns) {
-      if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
-      mTimes[run.report_label][run.benchmark_name().find("CGAL") == 0 ? 1 : 0] = run.GetAdjustedRealTime();
-    }
-    ConsoleReporter::ReportRuns(vRuns);
-  }
-  void printRatios() const {
-    std::cout << "\nInput                 Zarn [ms]   CGAL [ms]   Zarn/CGAL" << std::endl;
-    for (const auto& entry : mTimes) {
-      const double zarn(entry.second[0]), cgal(entry.second[1]);
-      std::printf("%-20s %10.1f %11.1f %11.3f\n", entry.first.c_str(), zarn, cgal, cgal > 0 ? zarn / cgal : 0.0);
-    }
-  }
+// Column 0: ours, 1: CGAL.
+int columnOf(const std::string& benchmarkName) { return benchmarkName.find("CGAL") == 0 ? 1 : 0; }
 
- private:
-  std::map<std::string, double[2]> mTimes;
-};
-
-long peakResidentKiB() {
-  std::ifstream status("/proc/self/status");
-  std::string line;
-  while (std::getline(status, line)) {
-    if (line.rfind("VmHWM:", 0) == 0) return std::stol(line.substr(6));
+void printRatios(TimeTable& table) {
+  std::cout << "\nInput                 Zarn [ms]   CGAL [ms]   Zarn/CGAL" << std::endl;
+  for (auto& entry : table) {
+    const double zarn(entry.second[0]), cgal(entry.second[1]);
+    std::printf("%-20s %10.1f %11.1f %11.3f\n", entry.first.c_str(), zarn, cgal, cgal > 0 ? zarn / cgal : 0.0);
   }
-  return -1;
 }
 
 int measurePeakMemory(const std::string& who, size_t n) {
@@ -182,10 +89,5 @@ int measurePeakMemory(const std::string& who, size_t n) {
 int main(int argc, char** argv) {
   if (argc == 4 && std::strcmp(argv[1], "--peak-memory") == 0) return measurePeakMemory(argv[2], std::stoul(argv[3]));
   registerAll();
-  benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.printRatios();
-  benchmark::Shutdown();
-  return 0;
+  return runBenchmarks(argc, argv, columnOf, printRatios);
 }

@@ -11,6 +11,7 @@
 
 #include "ConstraintMgr.h"
 #include "Zone2.h"
+#include "InserterMT.h"
 #include "tools.h"
 
 namespace KORA_ZARN2D {
@@ -19,8 +20,6 @@ namespace {
 constexpr unsigned int kHilbertBits = 30;
 constexpr unsigned int kMinExpectedVertices = 3;
 constexpr int kFlipStackReserve = 64;
-// Far beyond the length of ordinary walks (about the square root of the number of vertices).
-constexpr uint32_t kStepsBeforeStochasticWalk = 1u << 16;
 // Bulk insertion computes its progress every 2^12 vertices (the publisher passes on whole percents).
 constexpr size_t kProgressInterval = size_t(1) << 12;
 
@@ -43,7 +42,7 @@ Dt2::Dt2(unsigned int numExpectedVertices)
   const unsigned int numVertices(std::max(kMinExpectedVertices, numExpectedVertices));
   vertexPool.init(static_cast<int>(numVertices), maxPoolBlockSize<Point2>());
   trianglePool.init(static_cast<int>(2 * numVertices + 10), maxPoolBlockSize<Triangle2>());
-  vFlipStack.reserve(kFlipStackReserve);
+  serialScratch.vFlipStack.reserve(kFlipStackReserve);
 }
 
 Dt2::~Dt2() = default;
@@ -56,17 +55,54 @@ Point2* Dt2::createVertex(const Point2& p) {
   return pVtx;
 }
 
-Triangle2* Dt2::createTriangle(Point2* p0, Point2* p1, Point2* p2) {
-  Triangle2* pT;
-  if (!vReleasedTriangles.empty()) {
-    pT = vReleasedTriangles.back();
-    vReleasedTriangles.pop_back();
-  } else {
-    pT = new (trianglePool.alloc()) Triangle2();
+Triangle2* Dt2::takeTriangle() {
+  if (vReleasedTriangles.empty()) {
     ++numAllTriangles;
+    return new (trianglePool.alloc()) Triangle2();
   }
+  Triangle2* pT(vReleasedTriangles.back());
+  vReleasedTriangles.pop_back();
+  return pT;
+}
+
+Triangle2* Dt2::newTriangle(InsertionScratch& scratch) {
+  if (scratch.ownMark == 0) return takeTriangle();
+  ZARN_ASSERT(!scratch.vRuns.empty());
+  TriangleRun& run(scratch.vRuns.back());
+  Triangle2* pT(new (run.pBegin++) Triangle2());
+  pT->setMark(scratch.ownMark);
+  if (run.pBegin == run.pEnd) scratch.vRuns.pop_back();
+  return pT;
+}
+
+Triangle2* Dt2::createTriangle(Point2* p0, Point2* p1, Point2* p2) {
+  Triangle2* pT(takeTriangle());
   pT->setPropertiesAndOppT(p0, p1, p2, nullptr, nullptr, nullptr);
   return pT;
+}
+
+Point2* Dt2::reserveVertexRun(size_t count) {
+  Point2* pRun(vertexPool.allocRun(static_cast<int32_t>(count)));
+  ZARN_ASSERT(pRun!=0);
+  return pRun;
+}
+
+void Dt2::reserveTriangleRuns(size_t numTriangles, std::vector<TriangleRun>& vRuns) {
+  const size_t maxRun(static_cast<size_t>(trianglePool.getMaxBlockSize()));
+  while (numTriangles > 0) {
+    const int32_t size(static_cast<int32_t>(std::min(numTriangles, maxRun)));
+    Triangle2* pRun(trianglePool.allocRun(size));
+    ZARN_ASSERT(pRun!=0);
+    vRuns.push_back(TriangleRun{pRun, pRun + size});
+    numAllTriangles += static_cast<size_t>(size);
+    numTriangles -= static_cast<size_t>(size);
+  }
+}
+
+void Dt2::releaseUnusedRuns(const std::vector<TriangleRun>& vRuns) {
+  for (const TriangleRun& run : vRuns) {
+    for (Triangle2* pT = run.pBegin; pT != run.pEnd; ++pT) vReleasedTriangles.push_back(new (pT) Triangle2());
+  }
 }
 
 void Dt2::releaseTriangles(const std::vector<Triangle2*>& vDead) {
@@ -118,56 +154,6 @@ void Dt2::rebuildKeyMapping() {
   vertexVault.rekeyAll();
 }
 
-// ----- Point location -----
-
-// The visibility walk ends in a Delaunay triangulation, but may circle in a constrained one
-// (Edelsbrunner's cycle). A walk that takes unusually long therefore starts its edge tests at a
-// random edge from then on (the stochastic walk of Devillers, Pion and Teillaud), which ends with
-// probability one.
-int Dt2::locate(const Point2& p, Triangle2*& pStartTriangle, int& edgeIndex) {
-  ZARN_ASSERT(pStartTriangle!=0);
-  Triangle2* pT(pStartTriangle);
-  int firstEdge(0);
-  uint32_t numSteps(0), randomState(0x9E3779B9u);
-  for (;;) {
-    edgeIndex = -1;
-    int i(firstEdge);
-    Triangle2* pNext(nullptr);
-    for (int k = 0; k < 3; ++k, i = incIndexBy1(i)) {
-      const Point2* a(pT->getCorner(incIndexBy1(i)));
-      const Point2* b(pT->getCorner(incIndexBy2(i)));
-      const Orientation2 ori(kora.getOrientationInRange(*b, *a, p));
-      if (ori == ORIENTATION2_CCW) {
-        pNext = pT->getOppositeTriangle(i);
-        if (pNext == nullptr) {
-          pStartTriangle = pT;
-          return i;
-        }
-        break;
-      }
-      if (ori == ORIENTATION2_COLLINEAR) {
-        if (p == *a || p == *b) {
-          pStartTriangle = pT;
-          return LOC_ON_CORNER;
-        }
-        edgeIndex = i;
-      }
-    }
-    if (pNext == nullptr) {
-      pStartTriangle = pT;
-      return LOC_INSIDE;
-    }
-    firstEdge = incIndexBy1(pNext->getIntraTriangleIndex(pT));
-    if (++numSteps > kStepsBeforeStochasticWalk) {
-      randomState ^= randomState << 13;
-      randomState ^= randomState >> 17;
-      randomState ^= randomState << 5;
-      firstEdge = static_cast<int>(randomState % 3);
-    }
-    pT = pNext;
-  }
-}
-
 // ----- Insertion -----
 
 // The hull edges that p sees strictly from outside, in counterclockwise hull order: first walk
@@ -192,13 +178,14 @@ void Dt2::collectVisibleHullEdges(Triangle2* pT, int edgeIdx, const Point2& p, s
   }
 }
 
-void Dt2::legalize(Point2* pVtx) {
+void Dt2::legalize(Point2* pVtx, KoraTest& predicates, InsertionScratch& scratch) const {
+  std::vector<Triangle2*>& vFlipStack(scratch.vFlipStack);
   while (!vFlipStack.empty()) {
     Triangle2* pT(vFlipStack.back());
     vFlipStack.pop_back();
     Triangle2* pN(pT->getOppositeTriangle(0));
     if (pN == nullptr) continue;
-    if (kora.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), *pVtx) <= 0) continue;
+    if (predicates.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), *pVtx) <= 0) continue;
     if (bSuspendFlips || isConstraint(pT, 0)) continue;
     flip(pT, 0, pN, pN->getIntraTriangleIndex(pT));
     vFlipStack.push_back(pT);
@@ -214,8 +201,20 @@ void Dt2::splitEdgeAndConstraint(Triangle2* pT, int edgeIdx, Point2* pVtx) {
     pCSeg = pConstraintMgr->getAliveSegment(pT->getCorner(incIndexBy1(edgeIdx)), pT->getCorner(incIndexBy2(edgeIdx)));
     ZARN_ASSERT(pCSeg!=0);
   }
-  splitEdge(pT, edgeIdx, pVtx);
+  splitEdge(pT, edgeIdx, pVtx, serialScratch);
   if (pCSeg != nullptr) pCSeg->split_combinatorialOnly(pVtx);
+}
+
+void Dt2::registerDuplicate(Point2* pVtx, const Triangle2* pT) {
+  Point2* pCorner(nullptr);
+  for (int i = 0; i < 3; ++i) {
+    if (*pT->getCorner(i) == *pVtx) pCorner = pT->getCorner(i);
+  }
+  if (pCorner == nullptr) {
+    reportWarning("triangulateCoplanarOrDuplicate()", "Proxy not found");
+    ZARN_ASSERT(false);
+  }
+  vertexVault.addRedundant(pVtx, pCorner);
 }
 
 Triangle2* Dt2::insertVertex(Point2* pVtx, Triangle2* pStart) {
@@ -223,20 +222,12 @@ Triangle2* Dt2::insertVertex(Point2* pVtx, Triangle2* pStart) {
   int edgeIdx(-1);
   const int loc(locate(*pVtx, pT, edgeIdx));
   if (loc == LOC_ON_CORNER) {
-    Point2* pCorner(nullptr);
-    for (int i = 0; i < 3; ++i) {
-      if (*pT->getCorner(i) == *pVtx) pCorner = pT->getCorner(i);
-    }
-    if (pCorner == nullptr) {
-      reportWarning("triangulateCoplanarOrDuplicate()", "Proxy not found");
-      ZARN_ASSERT(false);
-    }
-    vertexVault.addRedundant(pVtx, pCorner);
+    registerDuplicate(pVtx, pT);
     return pT;
   }
   if (loc == LOC_INSIDE) {
     if (edgeIdx < 0) {
-      splitTriangle(pT, pVtx);
+      splitTriangle(pT, pVtx, serialScratch);
     } else {
       splitEdgeAndConstraint(pT, edgeIdx, pVtx);
     }
@@ -293,6 +284,23 @@ void Dt2::insertRecordsFrom(size_t firstRecord, Triangle2* pStart) {
   }
 }
 
+void Dt2::insertRecordsInParallel(size_t firstRecord, bool bConstraintEdges) {
+  if (bConstraintEdges) {
+    // splits and flips next to constraint edges stay serial
+    insertRecordsFrom(firstRecord, vertexVault.getFakeCorner(0)->getIncidentTriangle());
+    return;
+  }
+  std::vector<IdxVtx> vRecords;
+  for (size_t i = firstRecord; i < vertexVault.size(); ++i) {
+    const IdxVtx* pRec(vertexVault.getRecord(i));
+    if (pRec->bActive && pRec->pVtx->getIncidentTriangle() == nullptr) vRecords.push_back(*pRec);
+  }
+  // Records that existed before the call come first in their own key order.
+  const auto keyLess = [](const IdxVtx& a, const IdxVtx& b) { return a.key < b.key; };
+  if (!std::is_sorted(vRecords.begin(), vRecords.end(), keyLess)) std::stable_sort(vRecords.begin(), vRecords.end(), keyLess);
+  InserterMT(*this, numCPU).run(vRecords);
+}
+
 void Dt2::becomeTwoDimensional() {
   ZARN_ASSERT(!vertexVault.bFullDimensional);
   Point2 *a, *b, *c;
@@ -333,7 +341,7 @@ void Dt2::insertAndCleanBulk(size_t firstNewRecord, Point2** aHandles, size_t nu
   if (bFakeBox) {
     const bool bWas2D(is2D());
     insertFakeBox();
-    insertRecordsFrom(bWas2D ? firstNewRecord : 0, vertexVault.getFakeCorner(0)->getIncidentTriangle());
+    insertRecordsInParallel(bWas2D ? firstNewRecord : 0, bWas2D && !pConstraintMgr->empty());
   } else if (is2D()) {
     size_t first(firstNewRecord);
     while (first < vertexVault.size() && !vertexVault.getRecord(first)->bActive) ++first;

@@ -19,12 +19,15 @@
 #include "SimplePool.h"
 #include "Triangle2.h"
 #include "VertexVault.h"
+#include "tools.h"
 
 namespace KORA_ZARN2D {
 
 class ConstraintMgr;
 class SegmentTracer;
 class Zone2;
+class InserterMT;
+class Chunk;
 
 /// A point of the segment p0 -> p1 near its midpoint, within min(0.001, extent / 100) of the
 /// midpoint on each axis, chosen for a short binary representation. Used for conforming splits.
@@ -43,7 +46,23 @@ struct SegmentStation {
 enum LocationResult {
   LOC_INSIDE = -1,       // inside the found triangle or on one of its edges (see edgeIndex)
   // 0, 1, 2: outside the hull, beyond the hull edge opposite that corner
-  LOC_ON_CORNER = 4      // equal to a corner of the found triangle
+  LOC_ON_CORNER = 4,     // equal to a corner of the found triangle
+  LOC_BLOCKED = 5        // the walk would enter a triangle it may not enter (parallel insertion)
+};
+
+/// A run [pBegin, pEnd) of consecutive triangle storage reserved for one parallel worker.
+struct TriangleRun {
+  Triangle2* pBegin;
+  Triangle2* pEnd;
+};
+
+/// The scratch of one inserting thread: its flip stack and where its new triangles come from.
+/// The triangulation's own scratch (ownMark 0) takes them from the released stack or the pool; a
+/// worker of the parallel inserter takes them from runs reserved for it and marks them its own.
+struct InsertionScratch {
+  std::vector<Triangle2*> vFlipStack;
+  std::vector<TriangleRun> vRuns;
+  uint32_t ownMark = 0;
 };
 
 /// The Delaunay triangulation of a point set. It always covers exactly the convex hull of its
@@ -64,7 +83,15 @@ class Dt2 {
   void insertVector(const std::vector<Point2>& vPoints, std::vector<Point2*>* pvHandles);
   void insert(int numPoints, double* aCoordinates, Point2** aHandles);
   /// Visibility walk from pStartTriangle (updated to the triangle where the walk ended).
-  int locate(const Point2& p, Triangle2*& pStartTriangle, int& edgeIndex);
+  int locate(const Point2& p, Triangle2*& pStartTriangle, int& edgeIndex) {
+    return walk(kora, p, pStartTriangle, edgeIndex, [](const Triangle2*) { return true; });
+  }
+  /// The visibility walk with the predicates kora, entering only triangles for which
+  /// canEnter(pT) holds: on a refusal it stops at the last triangle entered and returns
+  /// LOC_BLOCKED. Otherwise LOC_INSIDE (edgeIndex >= 0 when p lies on that edge), LOC_ON_CORNER,
+  /// or the index of a hull edge that sees p from outside. Reads only the triangles it enters.
+  template <class CanEnter>
+  static int walk(KoraTest& kora, const Point2& p, Triangle2*& pStartTriangle, int& edgeIndex, CanEnter canEnter);
 
   // ----- Removal (Dt2_remove.cpp) -----
   /// Removes a vertex with checks and warnings (the public operation).
@@ -223,6 +250,15 @@ class Dt2 {
   /// there, which must exist and form a strictly convex quadrilateral with pT (not checked; no
   /// legalization follows). Both triangle objects stay, with their marks. O(1).
   void flipEdge(Triangle2* pT, int i);
+  /// Storage for count vertices (0 < count <= getMaxVertexRun()), consecutive in the vertex pool,
+  /// to be constructed by the caller (possibly on another thread). Serial.
+  Point2* reserveVertexRun(size_t count);
+  size_t getMaxVertexRun() const { return static_cast<size_t>(vertexPool.getMaxBlockSize()); }
+  /// Reserves storage for numTriangles triangles as runs of the triangle pool, counted as
+  /// allocated; each run is filled later by one worker thread. Serial.
+  void reserveTriangleRuns(size_t numTriangles, std::vector<TriangleRun>& vRuns);
+  /// Gives back the unused part of reserved runs: it becomes released (dead) triangles. Serial.
+  void releaseUnusedRuns(const std::vector<TriangleRun>& vRuns);
   /// Marks the triangles dead and puts them on the stack of released triangles.
   void releaseTriangles(const std::vector<Triangle2*>& vDead);
   /// A triangle mark that no triangle carries yet (see Triangle2's marks). When the 32-bit values
@@ -243,12 +279,27 @@ class Dt2 {
   void rebuildKeyMapping();
   void becomeTwoDimensional();
   Triangle2* insertVertex(Point2* pVtx, Triangle2* pStart);
+  friend class InserterMT;
+  friend class Chunk;
+  /// Storage for a new triangle: the released stack or the pool (the serial scratch), else the
+  /// scratch's reserved runs with the scratch's mark. Corners and neighbours are set by the caller.
+  Triangle2* newTriangle(InsertionScratch& scratch);
+  Triangle2* takeTriangle();
+  /// Records pVtx as a duplicate of the corner of pT at its position (where its walk ended).
+  /// Reads only pT; safe from a parallel worker.
+  void registerDuplicate(Point2* pVtx, const Triangle2* pT);
   void splitEdgeAndConstraint(Triangle2* pT, int edgeIdx, Point2* pVtx);
   void insertRecordsFrom(size_t firstRecord, Triangle2* pStart);
   void insertBulk(const BulkInput& input, Point2** aHandles);
   void insertAndCleanBulk(size_t firstNewRecord, Point2** aHandles, size_t numHandles);
   void insertFakeBox();
-  void legalize(Point2* pVtx);
+  void legalize(Point2* pVtx) { legalize(pVtx, kora, serialScratch); }
+  /// Lawson flips around the new vertex pVtx, from the triangles on the scratch's flip stack.
+  /// Reads the triangulation's settings only: safe on a parallel worker's own triangles.
+  void legalize(Point2* pVtx, KoraTest& predicates, InsertionScratch& scratch) const;
+  /// Inserts the vertices of the records from firstRecord on (inside the fake box), in parallel
+  /// unless the triangulation may hold constraint edges (bConstraintEdges) or the set is small.
+  void insertRecordsInParallel(size_t firstRecord, bool bConstraintEdges);
   void collectVisibleHullEdges(Triangle2* pT, int edgeIdx, const Point2& p, std::vector<std::pair<Triangle2*, int>>& vEdges);
 
   // Constraint insertion (Dt2_constraints.cpp)
@@ -340,10 +391,11 @@ class Dt2 {
   void legalizeEdges(const std::vector<Triangle2*>& vNew);
 
   // Topology: neighbour links, splits and flips (Dt2_topology.cpp)
-  void splitTriangle(Triangle2* pT, Point2* pVtx);
-  void splitEdge(Triangle2* pT, int edgeIdx, Point2* pVtx);
+  // The splits take new triangles from the scratch and push those to test onto its flip stack.
+  void splitTriangle(Triangle2* pT, Point2* pVtx, InsertionScratch& scratch);
+  void splitEdge(Triangle2* pT, int edgeIdx, Point2* pVtx, InsertionScratch& scratch);
   void attachOutsideHull(const std::vector<std::pair<Triangle2*, int>>& vHullEdges, Point2* pVtx);
-  void flip(Triangle2* pT, int vIdx, Triangle2* pNeigh, int neighIdx);
+  static void flip(Triangle2* pT, int vIdx, Triangle2* pNeigh, int neighIdx);
   /// Makes pT's neighbour i and pOther's neighbour j point at each other (pOther may be null).
   static void linkNeighbours(Triangle2* pT, int i, Triangle2* pOther, int j);
   static void setNeighbours(Triangle2* pT, Triangle2* pN0, Triangle2* pN1, Triangle2* pN2);
@@ -366,7 +418,7 @@ class Dt2 {
   std::vector<Triangle2*> vReleasedTriangles;
   std::string name;
   ProgressPublisher publisher;
-  std::vector<Triangle2*> vFlipStack;
+  InsertionScratch serialScratch;
   bool bSuspendFlips;
   size_t numAllTriangles;
   uint32_t lastMark = 0;
@@ -424,6 +476,61 @@ void Dt2::floodFrom(const std::vector<Triangle2*>& vSeeds, Barrier bBarrier, std
       pN->setMark(mark);
       vRegion.push_back(pN);
     }
+  }
+}
+
+// The visibility walk ends in a Delaunay triangulation, but may circle in a constrained one
+// (Edelsbrunner's cycle). A walk that takes unusually long therefore starts its edge tests at a
+// random edge from then on (the stochastic walk of Devillers, Pion and Teillaud), which ends with
+// probability one.
+template <class CanEnter>
+int Dt2::walk(KoraTest& kora, const Point2& p, Triangle2*& pStartTriangle, int& edgeIndex, CanEnter canEnter) {
+  // Far beyond the length of ordinary walks (about the square root of the number of vertices).
+  constexpr uint32_t kStepsBeforeStochasticWalk = 1u << 16;
+  ZARN_ASSERT(pStartTriangle!=0);
+  Triangle2* pT(pStartTriangle);
+  int firstEdge(0);
+  uint32_t numSteps(0), randomState(0x9E3779B9u);
+  for (;;) {
+    edgeIndex = -1;
+    int i(firstEdge);
+    Triangle2* pNext(nullptr);
+    for (int k = 0; k < 3; ++k, i = incIndexBy1(i)) {
+      const Point2* a(pT->getCorner(incIndexBy1(i)));
+      const Point2* b(pT->getCorner(incIndexBy2(i)));
+      const Orientation2 ori(kora.getOrientationInRange(*b, *a, p));
+      if (ori == ORIENTATION2_CCW) {
+        pNext = pT->getOppositeTriangle(i);
+        if (pNext == nullptr) {
+          pStartTriangle = pT;
+          return i;
+        }
+        break;
+      }
+      if (ori == ORIENTATION2_COLLINEAR) {
+        if (p == *a || p == *b) {
+          pStartTriangle = pT;
+          return LOC_ON_CORNER;
+        }
+        edgeIndex = i;
+      }
+    }
+    if (pNext == nullptr) {
+      pStartTriangle = pT;
+      return LOC_INSIDE;
+    }
+    if (!canEnter(pNext)) {
+      pStartTriangle = pT;
+      return LOC_BLOCKED;
+    }
+    firstEdge = incIndexBy1(pNext->getIntraTriangleIndex(pT));
+    if (++numSteps > kStepsBeforeStochasticWalk) {
+      randomState ^= randomState << 13;
+      randomState ^= randomState >> 17;
+      randomState ^= randomState << 5;
+      firstEdge = static_cast<int>(randomState % 3);
+    }
+    pT = pNext;
   }
 }
 

@@ -568,7 +568,7 @@ void Dt2::legalizeAround(Point2* pVtx) {
   getIncidentTriangles(pVtx, vStar);
   for (Triangle2* pT : vStar) {
     rotateToCorner0(pT, pT->getIntraTriangleIndex(pVtx));
-    vFlipStack.push_back(pT);
+    serialScratch.vFlipStack.push_back(pT);
   }
   legalize(pVtx);
 }

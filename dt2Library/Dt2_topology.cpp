@@ -19,59 +19,61 @@ void Dt2::replaceNeighbour(Triangle2* pT, Triangle2* pOld, Triangle2* pNew) {
   ZARN_ASSERT(false);
 }
 
-// (a, b, c) with neighbours (na, nb, nc) becomes (v,b,c), (v,c,a), (v,a,b).
-void Dt2::splitTriangle(Triangle2* pT, Point2* pVtx) {
+// (a, b, c) with neighbours (na, nb, nc) becomes (v,b,c), (v,c,a), (v,a,b). Writes pT, the two
+// new triangles and the links of nb and nc.
+void Dt2::splitTriangle(Triangle2* pT, Point2* pVtx, InsertionScratch& scratch) {
   Point2* a(pT->getCorner(0));
   Point2* b(pT->getCorner(1));
   Point2* c(pT->getCorner(2));
   Triangle2* na(pT->getOppositeTriangle(0));
   Triangle2* nb(pT->getOppositeTriangle(1));
   Triangle2* nc(pT->getOppositeTriangle(2));
-  Triangle2* t1(createTriangle(pVtx, c, a));
-  Triangle2* t2(createTriangle(pVtx, a, b));
+  Triangle2* t1(newTriangle(scratch));
+  Triangle2* t2(newTriangle(scratch));
+  t1->setPropertiesAndOppT(pVtx, c, a, nb, t2, pT);
+  t2->setPropertiesAndOppT(pVtx, a, b, nc, pT, t1);
   pT->setPropertiesAndOppT(pVtx, b, c, na, t1, t2);
-  setNeighbours(t1, nb, t2, pT);
-  setNeighbours(t2, nc, pT, t1);
   replaceNeighbour(nb, pT, t1);
   replaceNeighbour(nc, pT, t2);
-  vFlipStack.push_back(pT);
-  vFlipStack.push_back(t1);
-  vFlipStack.push_back(t2);
+  scratch.vFlipStack.push_back(pT);
+  scratch.vFlipStack.push_back(t1);
+  scratch.vFlipStack.push_back(t2);
 }
 
 // The edge a-b opposite corner p of pT (and corner d of the neighbour, if any) is split at v:
-// (p,a,b) becomes (v,p,a), (v,b,p); the neighbour (d,b,a) becomes (v,a,d), (v,d,b).
-void Dt2::splitEdge(Triangle2* pT, int edgeIdx, Point2* pVtx) {
+// (p,a,b) becomes (v,p,a), (v,b,p); the neighbour (d,b,a) becomes (v,a,d), (v,d,b). Writes both
+// triangles, the new ones and the links of the neighbours across b-p and d-b.
+void Dt2::splitEdge(Triangle2* pT, int edgeIdx, Point2* pVtx, InsertionScratch& scratch) {
   Point2* p(pT->getCorner(edgeIdx));
   Point2* a(pT->getCorner(incIndexBy1(edgeIdx)));
   Point2* b(pT->getCorner(incIndexBy2(edgeIdx)));
   Triangle2* npa(pT->getOppositeTriangle(incIndexBy2(edgeIdx)));
   Triangle2* nbp(pT->getOppositeTriangle(incIndexBy1(edgeIdx)));
   Triangle2* pN(pT->getOppositeTriangle(edgeIdx));
-  Triangle2* t2(createTriangle(pVtx, b, p));
+  Triangle2* t2(newTriangle(scratch));
   if (pN == nullptr) {
+    t2->setPropertiesAndOppT(pVtx, b, p, nbp, pT, nullptr);
     pT->setPropertiesAndOppT(pVtx, p, a, npa, nullptr, t2);
-    setNeighbours(t2, nbp, pT, nullptr);
     replaceNeighbour(nbp, pT, t2);
-    vFlipStack.push_back(pT);
-    vFlipStack.push_back(t2);
+    scratch.vFlipStack.push_back(pT);
+    scratch.vFlipStack.push_back(t2);
     return;
   }
   const int j(pN->getIntraTriangleIndex(pT));
   Point2* d(pN->getCorner(j));
   Triangle2* nad(pN->getOppositeTriangle(incIndexBy1(j)));
   Triangle2* ndb(pN->getOppositeTriangle(incIndexBy2(j)));
-  Triangle2* t4(createTriangle(pVtx, d, b));
+  Triangle2* t4(newTriangle(scratch));
+  t2->setPropertiesAndOppT(pVtx, b, p, nbp, pT, t4);
+  t4->setPropertiesAndOppT(pVtx, d, b, ndb, t2, pN);
   pT->setPropertiesAndOppT(pVtx, p, a, npa, pN, t2);
   pN->setPropertiesAndOppT(pVtx, a, d, nad, t4, pT);
-  setNeighbours(t2, nbp, pT, t4);
-  setNeighbours(t4, ndb, t2, pN);
   replaceNeighbour(nbp, pT, t2);
   replaceNeighbour(ndb, pN, t4);
-  vFlipStack.push_back(pT);
-  vFlipStack.push_back(t2);
-  vFlipStack.push_back(pN);
-  vFlipStack.push_back(t4);
+  scratch.vFlipStack.push_back(pT);
+  scratch.vFlipStack.push_back(t2);
+  scratch.vFlipStack.push_back(pN);
+  scratch.vFlipStack.push_back(t4);
 }
 
 // vHullEdges are consecutive hull edges s_j -> s_j+1 in counterclockwise hull order, given as
@@ -88,7 +90,7 @@ void Dt2::attachOutsideHull(const std::vector<std::pair<Triangle2*, int>>& vHull
     pHullT->setOppTriangle(edge.second, pNew);
     pNew->setOppTriangle(1, pPrev);
     if (pPrev != nullptr) pPrev->setOppTriangle(2, pNew);
-    vFlipStack.push_back(pNew);
+    serialScratch.vFlipStack.push_back(pNew);
     pPrev = pNew;
   }
 }

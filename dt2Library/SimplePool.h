@@ -2,6 +2,7 @@
 // records and R-tree nodes.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #ifdef __linux__
@@ -88,6 +89,24 @@ class SimplePool {
     if (++currentIndex < currentBlockSize) return currentBlock + currentIndex;
     return allocFromNewBlock();
   }
+
+  /// Storage for count consecutive elements (0 < count <= the maximum block size): the next
+  /// elements of the current block when it has room, else the first ones of a new block of the
+  /// automatic size or of count elements, whichever is larger. Lets one thread hand out runs that
+  /// other threads then fill on their own. Null only when memory is exhausted.
+  T* allocRun(int32_t count) {
+    ZARN_ASSERT(count > 0 && count <= maxBlockSize);
+    if (currentBlockSize - currentIndex - 1 < count) {
+      startNewBlock(std::max(count, getAutomaticBlockSize()));
+      bUntouched = false;
+      if (currentBlock == nullptr) return nullptr;
+    }
+    T* pRun(currentBlock + currentIndex + 1);
+    currentIndex += count;
+    return pRun;
+  }
+  /// The largest automatic block (the cap given to init).
+  int32_t getMaxBlockSize() const { return maxBlockSize; }
 
   // ----- Enumeration of the handed-out elements, block by block, in allocation order ---------
 

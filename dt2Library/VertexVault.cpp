@@ -286,17 +286,21 @@ void VertexVault::dropTrailingInactive() {
 
 void VertexVault::sortRecords() {
   forgetPositions();
-  // The unsorted tail is often already in key order (bulk insertion creates it so): then a
-  // linear merge replaces the full sort.
-  const std::vector<IdxVtx>::iterator mid(vIdxVtxAct.begin() + numSorted);
-  if (!std::is_sorted(mid, vIdxVtxAct.end(), keyLess)) {
-    if (pDt->getNumCPU() >= kParallelSortMinThreads && vIdxVtxAct.size() >= kParallelSortMinRecords) {
+  // The unsorted tail is often in key order but for its last few records (bulk insertion creates
+  // it in key order, the fake box then appends its 4 corners): then sorting those few and two
+  // linear merges replace the full sort.
+  const std::vector<IdxVtx>::iterator mid(vIdxVtxAct.begin() + numSorted), end(vIdxVtxAct.end());
+  const std::vector<IdxVtx>::iterator sortedUntil(std::is_sorted_until(mid, end, keyLess));
+  if (sortedUntil != end) {
+    if (sortedUntil - mid < end - sortedUntil && pDt->getNumCPU() >= kParallelSortMinThreads &&
+        vIdxVtxAct.size() >= kParallelSortMinRecords) {
       sortFourWays();
       return;
     }
-    std::sort(mid, vIdxVtxAct.end(), keyLess);
+    std::sort(sortedUntil, end, keyLess);
+    std::inplace_merge(mid, sortedUntil, end, keyLess);
   }
-  std::inplace_merge(vIdxVtxAct.begin(), mid, vIdxVtxAct.end(), keyLess);
+  std::inplace_merge(vIdxVtxAct.begin(), mid, end, keyLess);
 }
 
 void VertexVault::sortFourWays() {
@@ -362,26 +366,48 @@ size_t VertexVault::createVertices(const BulkInput& input, Point2** aHandles) {
     computeKeys(0, numPoints);
   }
   radixSortByKey(vPairs);
-  size_t numSkipped(0);
-  vIdxVtxAct.reserve(vIdxVtxAct.size() + numPoints);
+  // Non-finite points carry the marker key (above every 30-bit key): skip them.
+  const size_t numPairs(vPairs.size());
+  vPairs.erase(std::remove_if(vPairs.begin(), vPairs.end(), [](uint64_t pair) { return (pair >> 32) == UINT32_MAX; }), vPairs.end());
+  const size_t first(vIdxVtxAct.size());
+  vIdxVtxAct.resize(first + vPairs.size());
+  numActive += static_cast<int>(vPairs.size());
+  // One range of the pairs per thread, each with its own run of the vertex pool: the threads
+  // write disjoint vertices, records and handles.
+  const bool bThreads(numCPU > 1 && vPairs.size() >= kParallelKeysMinPoints);
+  const size_t maxRun(pDt->getMaxVertexRun());
+  const size_t numRanges(std::max(bThreads ? numCPU : 1, (vPairs.size() + maxRun - 1) / maxRun));
+  std::vector<std::thread> vThreads;
+  for (size_t r = 0; r < numRanges; ++r) {
+    const size_t begin(vPairs.size() * r / numRanges), end(vPairs.size() * (r + 1) / numRanges);
+    if (begin == end) continue;
+    Point2* pRun(pDt->reserveVertexRun(end - begin));
+    const auto createRange = [this, &vPairs, &input, aHandles, first, begin, end, pRun] {
+      createVertexRange(vPairs, begin, end, input, pRun, &vIdxVtxAct[first], aHandles);
+    };
+    if (bThreads) {
+      vThreads.emplace_back(createRange);
+    } else {
+      createRange();
+    }
+  }
+  for (std::thread& t : vThreads) t.join();
+  return numPairs - vPairs.size();
+}
+
+void VertexVault::createVertexRange(const std::vector<uint64_t>& vPairs, size_t begin, size_t end, const BulkInput& input,
+                                    Point2* pRun, IdxVtx* aRecords, Point2** aHandles) {
   constexpr size_t kPrefetchDistance = 8;  // input points are read in key order: random in memory
-  for (size_t i = 0; i < vPairs.size(); ++i) {
-    if (i + kPrefetchDistance < vPairs.size()) {
+  for (size_t i = begin; i < end; ++i) {
+    if (i + kPrefetchDistance < end) {
       const size_t ahead(vPairs[i + kPrefetchDistance] & 0xFFFFFFFFu);
       __builtin_prefetch(input.aPoints != nullptr ? static_cast<const void*>(input.aPoints + ahead) : input.aCoordinates + 2 * ahead);
     }
-    const uint64_t pair(vPairs[i]);
-    const size_t inputIndex(pair & 0xFFFFFFFFu);
-    const uint32_t key(static_cast<uint32_t>(pair >> 32));
-    if (key == UINT32_MAX) {
-      ++numSkipped;
-      continue;
-    }
-    Point2* pVtx(pDt->createVertex(input.get(inputIndex)));
-    add(key, pVtx);
+    const size_t inputIndex(vPairs[i] & 0xFFFFFFFFu);
+    Point2* pVtx(new (pRun + (i - begin)) Point2(input.get(inputIndex)));  // no triangle yet
+    aRecords[i] = IdxVtx{static_cast<uint32_t>(vPairs[i] >> 32), true, pVtx};
     if (aHandles != nullptr) aHandles[inputIndex] = pVtx;
   }
-  return numSkipped;
 }
 
 void VertexVault::setFakeBox(const std::vector<Point2*>& vCorners) { vFakeBoxHandles = vCorners; }

@@ -103,6 +103,10 @@ class VertexVault {
   static bool keyLess(const IdxVtx& a, const IdxVtx& b) { return a.key < b.key; }
   void sortRecords();
   void sortFourWays();
+  /// Creates the vertices of pairs [begin, end) in pRun (one element per pair), their records at
+  /// the same indices of aRecords and their handles. Touches nothing else: one thread per range.
+  static void createVertexRange(const std::vector<uint64_t>& vPairs, size_t begin, size_t end, const BulkInput& input,
+                                Point2* pRun, IdxVtx* aRecords, Point2** aHandles);
   void dropTrailingInactive();
   /// Drops the position index of findVertexAt (records were reordered or deactivated).
   void forgetPositions();

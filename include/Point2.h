@@ -38,8 +38,16 @@ class ZARN2D_EXPORT Point2 {
 
   /// One triangle incident to this vertex, or null when the point is not (yet) a vertex of a triangle.
   Triangle2* getIncidentTriangle() const { return pAssociatedTriangle; }
-  /// Maintained by the triangulation; a host program never needs to call this.
-  void setIncidentTriangle(Triangle2* pT) { pAssociatedTriangle = pT; }
+  /// Maintained by the triangulation; a host program never needs to call this. A relaxed atomic
+  /// store (a plain store on common hardware): the workers of a parallel bulk insertion may both
+  /// write a vertex on the border of their regions, each a triangle that holds it.
+  void setIncidentTriangle(Triangle2* pT) {
+#if defined(__GNUC__)
+    __atomic_store_n(&pAssociatedTriangle, pT, __ATOMIC_RELAXED);
+#else
+    pAssociatedTriangle = pT;
+#endif
+  }
 
   bool operator<(const Point2& p) const { return p.x_ > x_ || (p.x_ == x_ && p.y_ > y_); }
   bool operator>(const Point2& p) const { return p.x_ < x_ || (p.x_ == x_ && p.y_ < y_); }

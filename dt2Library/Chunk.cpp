@@ -1,0 +1,100 @@
+// Chunk: a worker of the parallel inserter (ownership-checked walk, splits and flips).
+#include "Chunk.h"
+
+#include <algorithm>
+
+#include "Partitioner.h"
+
+namespace KORA_ZARN2D {
+
+namespace {
+constexpr size_t kProgressInterval = size_t(1) << 12;
+// Conflict zones are a handful of triangles; a huge one (many cocircular points) is left to the
+// serial insertion rather than searched linearly.
+constexpr size_t kMaxZone = 256;
+}  // namespace
+
+Chunk::Chunk(Dt2& dt_, uint32_t ownMark, Triangle2* pStart) : dt(dt_), pLast(pStart) {
+  ZARN_ASSERT(ownMark!=0);
+  scratch.ownMark = ownMark;
+  kora.setRange(dt.getPredicates().getRange());
+}
+
+void Chunk::run(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner, size_t c, const std::vector<Triangle2*>& vAnchors,
+                std::atomic<size_t>& numDone, size_t numTotal, ProgressPublisher* pPublisher) {
+  size_t numSinceReport(0);
+  // After a deferral, the records of the same key are deferred too: of several equal points the
+  // first must be inserted first.
+  size_t deferredKey(SIZE_MAX);
+  for (size_t i = partitioner.chunkBegin(c); i < partitioner.chunkEnd(c); ++i) {
+    if (partitioner.isSample(i)) continue;
+    Point2* pVtx(vRecords[i].pVtx);
+    if (vRecords[i].key == deferredKey || !insert(pVtx, vAnchors[partitioner.sampleSlot(i)])) {
+      vDeferred.push_back(pVtx);
+      deferredKey = vRecords[i].key;
+    }
+    if (++numSinceReport == kProgressInterval) {
+      const size_t done(numDone.fetch_add(numSinceReport, std::memory_order_relaxed) + numSinceReport);
+      if (pPublisher != nullptr) pPublisher->setProgress(static_cast<double>(done) / static_cast<double>(numTotal));
+      numSinceReport = 0;
+    }
+  }
+  numDone.fetch_add(numSinceReport, std::memory_order_relaxed);
+}
+
+int Chunk::walkFrom(Triangle2* pStart, const Point2& p, Triangle2*& pT, int& edgeIdx) {
+  // An anchor of a sample slot shared with the neighbouring chunk may be that chunk's.
+  if (pStart == nullptr || !owns(pStart)) return LOC_BLOCKED;
+  pT = pStart;
+  return Dt2::walk(kora, p, pT, edgeIdx, [this](const Triangle2* pNext) { return owns(pNext); });
+}
+
+bool Chunk::insert(Point2* pVtx, Triangle2* pAnchor) {
+  Triangle2* pT(nullptr);
+  int edgeIdx(-1);
+  int loc(walkFrom(pLast, *pVtx, pT, edgeIdx));
+  if (loc == LOC_BLOCKED) loc = walkFrom(pAnchor, *pVtx, pT, edgeIdx);
+  if (loc == LOC_ON_CORNER) {
+    dt.registerDuplicate(pVtx, pT);
+    pLast = pT;
+    return true;
+  }
+  // Blocked (or outside the hull, which the fake box prevents); a point on a constraint edge is
+  // left to the serial insertion, which splits the constraint too.
+  if (loc != LOC_INSIDE || (edgeIdx >= 0 && dt.isConstraint(pT, edgeIdx))) return false;
+  if (!ownsConflictZone(pT, edgeIdx, *pVtx)) return false;
+  if (edgeIdx < 0) {
+    dt.splitTriangle(pT, pVtx, scratch);
+  } else {
+    dt.splitEdge(pT, edgeIdx, pVtx, scratch);
+  }
+  dt.legalize(pVtx, kora, scratch);
+  pLast = pVtx->getIncidentTriangle();
+  return true;
+}
+
+// The triangles whose circumcircle holds p strictly form a connected zone around the triangle(s)
+// holding p; Lawson's flips replace exactly (a part of) it and relink the triangles around it.
+bool Chunk::ownsConflictZone(Triangle2* pT, int edgeIdx, const Point2& p) {
+  vZone.assign(1, pT);
+  if (edgeIdx >= 0) {
+    Triangle2* pN(pT->getOppositeTriangle(edgeIdx));
+    if (pN == nullptr || !owns(pN)) return false;
+    vZone.push_back(pN);
+  }
+  for (size_t k = 0; k < vZone.size(); ++k) {
+    for (int i = 0; i < 3; ++i) {
+      Triangle2* pN(vZone[k]->getOppositeTriangle(i));
+      if (pN == nullptr) continue;
+      if (!owns(pN)) return false;
+      if (std::find(vZone.begin(), vZone.end(), pN) != vZone.end()) continue;
+      if (kora.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), p) > 0) {
+        if (vZone.size() == kMaxZone) return false;
+        vZone.push_back(pN);
+      }
+    }
+  }
+  return true;
+}
+
+}  // namespace KORA_ZARN2D

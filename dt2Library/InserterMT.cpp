@@ -1,0 +1,127 @@
+// InserterMT: coarse sample, parallel chunks, serial finish (see InserterMT.h).
+#include "InserterMT.h"
+
+#include <algorithm>
+#include <atomic>
+#include <exception>
+#include <memory>
+#include <thread>
+
+#include "Chunk.h"
+#include "Dt2.h"
+#include "Partitioner.h"
+
+namespace KORA_ZARN2D {
+
+namespace {
+// Below this many records per thread the threads do not pay off.
+constexpr size_t kMinRecordsPerChunk = 512;
+// The coarse sample is every kSampleStep-th record, but at least kMinSamplePerChunk records per
+// chunk, so that each chunk owns a region of several triangles around its points.
+constexpr size_t kSampleStep = 32;
+constexpr size_t kMinSamplePerChunk = 64;
+
+}  // namespace
+
+InserterMT::InserterMT(Dt2& dt_, int numThreads_)
+    : dt(dt_), numThreads(static_cast<size_t>(std::max(1, numThreads_))), pLast(nullptr) {}
+
+template <class Include>
+void InserterMT::insertSerially(const std::vector<IdxVtx>& vRecords, Include bInclude) {
+  for (size_t i = 0; i < vRecords.size(); ++i) {
+    if (bInclude(i)) pLast = dt.insertVertex(vRecords[i].pVtx, pLast);
+  }
+}
+
+void InserterMT::run(const std::vector<IdxVtx>& vRecords) {
+  pLast = dt.vertexVault.getFakeCorner(0)->getIncidentTriangle();
+  const size_t numChunks(std::min(numThreads, vRecords.size() / kMinRecordsPerChunk));
+  if (numChunks < 2) {
+    insertSerially(vRecords, [](size_t) { return true; });
+    return;
+  }
+  const size_t sampleStep(std::max<size_t>(2, std::min(kSampleStep, vRecords.size() / (kMinSamplePerChunk * numChunks))));
+  const Partitioner partitioner(vRecords, numChunks, sampleStep);
+  insertSerially(vRecords, [&partitioner](size_t i) { return partitioner.isSample(i); });
+  const std::vector<Point2*> vDeferred(runChunks(vRecords, partitioner));
+  for (Point2* pVtx : vDeferred) pLast = dt.insertVertex(pVtx, pLast);
+}
+
+void InserterMT::assignOwners(const Partitioner& partitioner, const std::vector<uint32_t>& vMarks, std::vector<Triangle2*>& vStarts) {
+  std::vector<Triangle2*> vTriangles;
+  dt.getTrianglePointers(vTriangles);
+  std::vector<uint32_t> vStartKeys(partitioner.numChunks(), UINT32_MAX);
+  const Bbox2& box(dt.bbx);
+  for (Triangle2* pT : vTriangles) {
+    // Triangles at the fake box reach beyond the key mapping's box: clamp their centroid into it.
+    const Point2 centroid(pT->getBarycenter());
+    const double x(std::min(std::max(centroid.x(), box.get_minX()), box.get_maxX()));
+    const double y(std::min(std::max(centroid.y(), box.get_minY()), box.get_maxY()));
+    const uint32_t key(dt.getHC2().getKey(x, y));
+    const size_t owner(partitioner.chunkOfKey(key));
+    pT->setMark(vMarks[owner]);
+    if (key < vStartKeys[owner]) {
+      vStartKeys[owner] = key;
+      vStarts[owner] = pT;
+    }
+  }
+}
+
+std::vector<Triangle2*> InserterMT::findAnchors(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner,
+                                               const std::vector<uint32_t>& vMarks) {
+  std::vector<Triangle2*> vAnchors(partitioner.sampleSlot(vRecords.size()) + 1, nullptr);
+  std::vector<Triangle2*> vStar;
+  for (size_t c = 0; c < partitioner.numChunks(); ++c) {
+    for (size_t i = partitioner.chunkBegin(c); i < partitioner.chunkEnd(c); ++i) {
+      if (!partitioner.isSample(i)) continue;
+      vStar.clear();
+      dt.getIncidentTriangles(vRecords[i].pVtx, vStar);
+      for (Triangle2* pT : vStar) {
+        if (pT->getMark() == vMarks[c]) vAnchors[partitioner.sampleSlot(i)] = pT;
+      }
+    }
+  }
+  return vAnchors;
+}
+
+std::vector<Point2*> InserterMT::runChunks(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner) {
+  const size_t numChunks(partitioner.numChunks());
+  std::vector<uint32_t> vMarks;
+  for (size_t c = 0; c < numChunks; ++c) vMarks.push_back(dt.newMark());
+  std::vector<Triangle2*> vStarts(numChunks, nullptr);
+  assignOwners(partitioner, vMarks, vStarts);
+  const std::vector<Triangle2*> vAnchors(findAnchors(vRecords, partitioner, vMarks));
+  std::vector<std::unique_ptr<Chunk>> vChunks;
+  size_t numTotal(0);
+  for (size_t c = 0; c < numChunks; ++c) {
+    vChunks.emplace_back(new Chunk(dt, vMarks[c], vStarts[c]));
+    std::vector<TriangleRun> vRuns;
+    dt.reserveTriangleRuns(2 * partitioner.numToInsert(c), vRuns);  // each insertion adds 2 triangles
+    vChunks.back()->setReservedRuns(std::move(vRuns));
+    numTotal += partitioner.numToInsert(c);
+  }
+  std::atomic<size_t> numDone(0);
+  std::vector<std::exception_ptr> vErrors(numChunks);
+  const auto work = [&](size_t c) {
+    try {
+      vChunks[c]->run(vRecords, partitioner, c, vAnchors, numDone, numTotal, c == 0 ? &dt.publisher : nullptr);
+    } catch (...) {
+      vErrors[c] = std::current_exception();
+    }
+  };
+  std::vector<std::thread> vThreads;
+  for (size_t c = 1; c < numChunks; ++c) vThreads.emplace_back(work, c);
+  work(0);
+  for (std::thread& t : vThreads) t.join();
+  std::vector<Point2*> vDeferred;
+  for (const std::unique_ptr<Chunk>& pChunk : vChunks) {
+    dt.releaseUnusedRuns(pChunk->getUnusedRuns());
+    vDeferred.insert(vDeferred.end(), pChunk->getDeferred().begin(), pChunk->getDeferred().end());
+  }
+  for (const std::exception_ptr& pError : vErrors) {
+    if (pError) std::rethrow_exception(pError);
+  }
+  return vDeferred;
+}
+
+}  // namespace KORA_ZARN2D

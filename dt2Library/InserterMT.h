@@ -1,0 +1,60 @@
+// InserterMT: bulk insertion with several threads into one triangulation.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "VertexVault.h"
+
+namespace KORA_ZARN2D {
+
+class Dt2;
+class Partitioner;
+class Triangle2;
+
+/// Inserts a Hilbert-ordered set of new vertices with several threads, into the triangulation
+/// itself (no copy, no merge):
+/// 1. a coarse sample (every few records in key order) is inserted serially;
+/// 2. the other records are cut into contiguous key ranges (Partitioner); each triangle of the
+///    coarse triangulation is given to the range holding the key of its centroid (a triangle
+///    mark per range), and each range is inserted by its own worker (Chunk), on its own thread
+///    with its own predicates, scratch and reserved triangle storage, through complete Delaunay
+///    insertions that touch only its own triangles;
+/// 3. the points a worker had to leave (their insertion would touch another's triangles: near the
+///    borders of the regions, a few percent) are inserted serially.
+/// The result is the Delaunay triangulation of the points (unique in general position, so equal
+/// to the one of serial insertion). No lock is taken on the hot path; duplicates are registered
+/// under the vertex store's mutex.
+class InserterMT {
+ public:
+  /// An inserter into dt using numThreads threads (the calling thread is one of them).
+  InserterMT(Dt2& dt, int numThreads);
+  InserterMT(const InserterMT&) = delete;
+  InserterMT& operator=(const InserterMT&) = delete;
+
+  /// Inserts the vertices of vRecords (sorted by key, none in the triangulation yet). The
+  /// triangulation must be two-dimensional, enclose every record's vertex strictly inside its hull
+  /// (the fake box) and hold no constraint segment. Small sets are inserted serially.
+  void run(const std::vector<IdxVtx>& vRecords);
+
+ private:
+  /// Serial insertion of the records for which bInclude(index) holds, each walk starting where
+  /// the previous one ended.
+  template <class Include>
+  void insertSerially(const std::vector<IdxVtx>& vRecords, Include bInclude);
+  /// Marks every triangle with the mark of the chunk owning its centroid's key; vStarts receives,
+  /// per chunk, its triangle of smallest key (null for a chunk without triangles).
+  void assignOwners(const Partitioner& partitioner, const std::vector<uint32_t>& vMarks, std::vector<Triangle2*>& vStarts);
+  /// Per sample slot: a triangle at the slot's sample vertex owned by the chunk holding the
+  /// record, or null.
+  std::vector<Triangle2*> findAnchors(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner,
+                                      const std::vector<uint32_t>& vMarks);
+  /// Runs the chunks, one per thread, and returns the vertices they deferred.
+  std::vector<Point2*> runChunks(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner);
+
+  Dt2& dt;
+  size_t numThreads;
+  Triangle2* pLast;  // where the last serial insertion ended
+};
+
+}  // namespace KORA_ZARN2D

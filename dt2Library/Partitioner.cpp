@@ -1,0 +1,31 @@
+// Partitioner: coarse sample and Hilbert key ranges for the parallel inserter.
+#include "Partitioner.h"
+
+#include <algorithm>
+
+namespace KORA_ZARN2D {
+
+Partitioner::Partitioner(const std::vector<IdxVtx>& vRecords_, size_t numChunks, size_t sampleStep_)
+    : vRecords(vRecords_), sampleStep(std::max<size_t>(1, sampleStep_)) {
+  numChunks = std::max<size_t>(1, numChunks);
+  const size_t n(vRecords.size());
+  vBegin.push_back(0);
+  for (size_t c = 1; c < numChunks; ++c) {
+    size_t begin(std::max(vBegin.back(), n * c / numChunks));
+    while (begin > 0 && begin < n && vRecords[begin - 1].key == vRecords[begin].key) ++begin;
+    vBegin.push_back(begin);
+    vFirstKey.push_back(begin < n ? vRecords[begin].key : UINT32_MAX);
+  }
+  vBegin.push_back(n);
+  for (size_t c = 0; c < numChunks; ++c) {
+    size_t num(0);
+    for (size_t i = chunkBegin(c); i < chunkEnd(c); ++i) num += !isSample(i);
+    vNumToInsert.push_back(num);
+  }
+}
+
+size_t Partitioner::chunkOfKey(uint32_t key) const {
+  return static_cast<size_t>(std::upper_bound(vFirstKey.begin(), vFirstKey.end(), key) - vFirstKey.begin());
+}
+
+}  // namespace KORA_ZARN2D

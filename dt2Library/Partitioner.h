@@ -1,0 +1,46 @@
+// Partitioner: cuts a Hilbert-ordered point set into a coarse sample and contiguous key ranges.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "VertexVault.h"
+
+namespace KORA_ZARN2D {
+
+/// Splits records sorted by Hilbert key for the parallel inserter: every sampleStep-th record
+/// belongs to the coarse sample (inserted first, serially); the others fall into numChunks
+/// contiguous ranges of similar size, one per worker. Because consecutive keys lie close
+/// together, each range covers a compact region. Records of equal key (among them all records
+/// of one position) stay in one range, and only the first of them can be a sample record, so
+/// the first of several equal points is inserted first. Costs O(n) to build, O(log numChunks)
+/// per key lookup. Keeps a reference to the records, which must outlive it.
+class Partitioner {
+ public:
+  /// vRecords must be sorted by key; numChunks and sampleStep count as at least 1. With more
+  /// chunks than records some chunks are empty.
+  Partitioner(const std::vector<IdxVtx>& vRecords, size_t numChunks, size_t sampleStep);
+
+  size_t numChunks() const { return vBegin.size() - 1; }
+  /// Record range [chunkBegin(c), chunkEnd(c)) of chunk c; sample records inside it are skipped.
+  size_t chunkBegin(size_t c) const { return vBegin[c]; }
+  size_t chunkEnd(size_t c) const { return vBegin[c + 1]; }
+  bool isSample(size_t i) const { return i % sampleStep == 0 && (i == 0 || vRecords[i - 1].key != vRecords[i].key); }
+  /// The slot of the sample record at or before record i: i / sampleStep (that record, index
+  /// slot * sampleStep, is a sample record unless it repeats its predecessor's key).
+  size_t sampleSlot(size_t i) const { return i / sampleStep; }
+  /// Number of records of chunk c that are not in the sample.
+  size_t numToInsert(size_t c) const { return vNumToInsert[c]; }
+  /// The chunk whose key range holds key (keys below the first range go to chunk 0).
+  size_t chunkOfKey(uint32_t key) const;
+
+ private:
+  const std::vector<IdxVtx>& vRecords;
+  size_t sampleStep;
+  std::vector<size_t> vBegin;        // numChunks + 1 record indices
+  std::vector<uint32_t> vFirstKey;   // key of the first record of chunks 1, 2, ...
+  std::vector<size_t> vNumToInsert;  // per chunk
+};
+
+}  // namespace KORA_ZARN2D
