@@ -16,7 +16,7 @@ for target in fuzz_operations fuzz_readers; do
   mkdir -p "$corpus"
   cp tests/inputs/$target/* "$corpus"/
   echo "=== $target: ${seconds} s ==="
-  ./build-fuzz/fuzz/$target -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -print_final_stats=1 \
+  ./build-fuzz/fuzz/$target -max_total_time="$seconds" -seed=1 -timeout=20 -rss_limit_mb=2048 -print_final_stats=1 \
     -artifact_prefix=build-fuzz/artifacts/ "$corpus" 2>&1 | grep -E "^stat::number_of_executed_units|DEFECT|ERROR|SUMMARY" || true
   [ -z "$(ls -A build-fuzz/artifacts)" ] || { echo "fuzzer finding in build-fuzz/artifacts/"; exit 1; }
 done
