@@ -745,6 +745,7 @@ bool Dt2::refineMain2(MeshGenParams* pParams) {
   }
   std::vector<Triangle2*> vZone;
   pZone->getTriangles(vZone);
+  if (pParams->gridLength > 0.0) pZone->setGridVector(pParams->gridVector);  // unifyGrid follows the grid
   return refineTriangles(vZone, *pParams);
 }
 

@@ -46,6 +46,8 @@ const char* const kMeshUsage =
     "  --max-edge L     largest edge length\n"
     "  --min-edge L     edges shorter than L are not split further (default 1e-9 of the domain size)\n"
     "  --grid L[,DEG]   fill the inside with vertices on a square grid of cell L turned by DEG\n"
+    "  --unify-grid     afterwards turn the diagonals of all cocircular cells one way (the grid\n"
+    "                   direction turned by +45 degrees, else lower left to upper right)\n"
     "                   degrees (default 0), with quality triangles towards the border\n"
     "  --growth G       largest area ratio between neighbouring triangles\n"
     "  --max-steiner N  stop after N Steiner points (default 20000000)\n"
@@ -73,6 +75,7 @@ struct MeshOptions {
   double gridLength = 0.0, gridDegrees = 0.0;
   double growth = std::numeric_limits<double>::max();
   double maxSteiner = static_cast<double>(Dt2::kDefaultRefinementVertexBudget);
+  bool bUnifyGrid = false;
 };
 
 void complain(const std::string& text) { std::cerr << "zarn2d mesh: " << text << std::endl; }
@@ -93,6 +96,10 @@ int parseMeshOptions(int argc, char** argv, MeshOptions& opt) {
     if (arg == "--help" || arg == "-h") {
       std::cout << kMeshUsage;
       return 2;
+    }
+    if (arg == "--unify-grid") {
+      opt.bUnifyGrid = true;
+      continue;
     }
     const bool bNumber(mNumbers.count(arg) != 0), bText(mTexts.count(arg) != 0);
     if (bNumber || bText || arg == "--grid") {
@@ -458,6 +465,9 @@ int runMeshCommand(int argc, char** argv) {
   const double seconds(timer("[quiet] mesh"));
   dt.unsubscribe(MSG_PROGRESS, &progress);
   const RefinementReport& report(dt.getImpl()->getRefinementReport());
+  if (opt.bUnifyGrid) {
+    std::cout << (pZone->unifyGrid(0.0) ? "Cell diagonals unified\n" : "Cell diagonals partly unified (constraint edges in the way)\n");
+  }
 
   std::vector<Triangle2*> vZone;
   pZone->getTriangles(vZone);
