@@ -9,25 +9,14 @@
 #include <random>
 #include <vector>
 
-#include "Zarn_2D.h"
+#include "bench_common.h"
 
 using namespace KORA_ZARN2D;
+using zarnbench::makeUniformPoints;
 
 namespace {
 
 constexpr size_t kNumRemovals = 10000;
-
-std::vector<Point2> makeUniformPoints(size_t n) {
-  std::mt19937_64 rng(20261123);
-  std::uniform_real_distribution<double> unit(0.0, 1.0);
-  std::vector<Point2> vPoints;
-  vPoints.reserve(n);
-  for (size_t i = 0; i < n; ++i) {
-    const double x(unit(rng));
-    vPoints.emplace_back(x, unit(rng));
-  }
-  return vPoints;
-}
 
 // The check prints a line per call: keep it out of the benchmark's table.
 class QuietStdout {
