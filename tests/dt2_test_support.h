@@ -86,7 +86,10 @@ inline int exactInCircle(const Point2& a, const Point2& b, const Point2& c, cons
     const double det(al * (bdx * cdy - cdx * bdy) + bl * (cdx * ady - adx * cdy) + cl * (adx * bdy - bdx * ady));
     const double permanent(al * (std::fabs(bdx * cdy) + std::fabs(cdx * bdy)) + bl * (std::fabs(cdx * ady) + std::fabs(adx * cdy)) +
                            cl * (std::fabs(adx * bdy) + std::fabs(bdx * ady)));
-    if (std::isfinite(det) && std::isfinite(permanent) && permanent > 1e-200 && std::fabs(det) > 1e-10 * permanent) return signOf(det);
+    // Relative error bounds fail once a product underflows: a difference below 1e-70 could make one.
+    bool bNoUnderflow(true);
+    for (double diff : {adx, ady, bdx, bdy, cdx, cdy}) bNoUnderflow = bNoUnderflow && (diff == 0 || std::fabs(diff) >= 1e-70);
+    if (bNoUnderflow && std::isfinite(det) && std::isfinite(permanent) && std::fabs(det) > 1e-10 * permanent) return signOf(det);
   }
   const mpq_class dx(d.x()), dy(d.y());
   const mpq_class adx(mpq_class(a.x()) - dx), ady(mpq_class(a.y()) - dy);
