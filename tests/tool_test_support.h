@@ -3,10 +3,8 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -15,10 +13,7 @@
 
 namespace zarn_test {
 
-struct ToolResult {
-  int exitCode = -1;
-  std::string out, err;
-};
+using ToolResult = ToolRun;
 
 class ToolTest : public ::testing::Test {
  protected:
@@ -45,19 +40,12 @@ class ToolTest : public ::testing::Test {
 
   /// Runs the tool with arguments (a shell word list) in the test's directory.
   ToolResult run(const std::string& arguments) const {
-    ToolResult result;
 #ifdef ZARN_TOOL_PATH
-    const std::string outFile(path("stdout.txt")), errFile(path("stderr.txt"));
-    const std::string command("cd '" + dir.string() + "' && '" + std::string(ZARN_TOOL_PATH) + "' " + arguments + " > '" + outFile +
-                              "' 2> '" + errFile + "'");
-    const int status(std::system(command.c_str()));
-    result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    result.out = readFile(outFile);
-    result.err = readFile(errFile);
+    return runInDirectory(dir.string(), ZARN_TOOL_PATH, arguments);
 #else
     (void)arguments;
+    return ToolResult();
 #endif
-    return result;
   }
 
   std::filesystem::path dir;
