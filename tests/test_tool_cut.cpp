@@ -1,7 +1,6 @@
 // zarn2d cut, run as a separate process on meshes written here: the zone it writes (.node/.ele)
 // is compared with the library's cookie cutter called directly on the same input.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -11,7 +10,7 @@
 
 #include "Zarn_2D.h"
 #include "cdt_test_support.h"
-#include "test_support.h"
+#include "tool_test_support.h"
 
 using namespace KORA_ZARN2D;
 namespace fs = std::filesystem;
@@ -25,32 +24,15 @@ const char* const kNode = "4 2 0 0\n0 0 0\n1 4 0\n2 4 4 # corner\n3 0 4\n";
 const char* const kEle = "2 3 0\n0 0 1 2\n1 0 2 3\n";
 const char* const kSquare = "1 1 3 1\n3 1 3 3\n3 3 1 3\n1 3 1 1\n";
 
-class ToolCut : public ::testing::Test {
+class ToolCut : public zarn_test::ToolTest {
  protected:
   void SetUp() override {
-#ifndef ZARN_TOOL_PATH
-    GTEST_SKIP() << "the zarn2d tool is not built";
-#endif
-    dir = fs::temp_directory_path() / ("zarn_tool_cut_" + std::to_string(getpid()) + "_" +
-                                       ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir);
-    fs::create_directories(dir);
+    zarn_test::ToolTest::SetUp();
     for (const auto& file : {std::make_pair("m.obj", kObj), std::make_pair("m.node", kNode), std::make_pair("m.ele", kEle),
                              std::make_pair("square.txt", kSquare), std::make_pair("open.txt", "1 1 3 1\n3 1 3 3\n"),
                              std::make_pair("bad.obj", "v 0 0\nv 1 0\nf 1 2 7\n")}) {
-      std::ofstream(dir / file.first) << file.second;
+      writeText(file.first, file.second);
     }
-  }
-  void TearDown() override {
-    if (!dir.empty() && !HasFailure()) fs::remove_all(dir);
-  }
-  zarn_test::ToolRun run(const std::string& arguments) const {
-#ifdef ZARN_TOOL_PATH
-    return zarn_test::runInDirectory(dir.string(), ZARN_TOOL_PATH, "cut " + arguments);
-#else
-    (void)arguments;
-    return zarn_test::ToolRun();
-#endif
   }
   // The exact area of the triangles of BASE.node/.ele (numbered from 1); sets numTriangles.
   mpq_class areaOfNodeEle(const std::string& base, size_t& numTriangles) const {
@@ -63,7 +45,6 @@ class ToolCut : public ::testing::Test {
     for (ele >> numTriangles >> a >> b; ele >> index >> a >> b >> c;) area += abs(cdttest::exactDoubleArea(vVertices.at(a), vVertices.at(b), vVertices.at(c)));
     return area / 2;
   }
-  fs::path dir;
 };
 
 TEST_F(ToolCut, WritesTheZoneOfEitherMeshFormat) {
@@ -76,15 +57,15 @@ TEST_F(ToolCut, WritesTheZoneOfEitherMeshFormat) {
   std::vector<Triangle2*> vExpected;
   dt.createZone_cookieCutter(vSquare, true)->getTriangles(vExpected);
   for (const char* mesh : {"m.obj", "m.node", "m.ele"}) {
-    const zarn_test::ToolRun result(run(std::string(mesh) + " square.txt --node zone --obj zone.obj --svg zone.svg --drape d.txt"));
+    const zarn_test::ToolResult result(run("cut " + std::string(mesh) + " square.txt --node zone --obj zone.obj --svg zone.svg --drape d.txt"));
     ASSERT_EQ(0, result.exitCode) << result.out << result.err;
     size_t numTriangles(0);
     EXPECT_EQ(mpq_class(4), areaOfNodeEle("zone", numTriangles)) << mesh;
     EXPECT_EQ(vExpected.size(), numTriangles) << mesh;
-    EXPECT_NE(std::string::npos, result.out.find("Read 2 triangles")) << result.out;
+    EXPECT_NE(std::string::npos, result.err.find("Read 2 triangles")) << result.err;
     EXPECT_TRUE(fs::file_size(dir / "zone.obj") > 0 && fs::file_size(dir / "zone.svg") > 0 && fs::file_size(dir / "d.txt") > 0);
   }
-  const zarn_test::ToolRun lines(run("m.obj square.txt --lines --unprotected --node all"));
+  const zarn_test::ToolResult lines(run("cut m.obj square.txt --lines --unprotected --node all"));
   ASSERT_EQ(0, lines.exitCode) << lines.err;
   size_t numTriangles(0);
   EXPECT_EQ(mpq_class(16), areaOfNodeEle("all", numTriangles));
@@ -95,20 +76,20 @@ TEST_F(ToolCut, BadInputFailsWithAMessage) {
     const char* arguments;
     const char* message;
   } kCases[] = {
-      {"missing.obj square.txt", "cannot read missing.obj"},
-      {"bad.obj square.txt", "bad.obj, line 3: vertex index 7 out of range"},
-      {"m.obj open.txt", "the segments must form one simple closed polygon"},
-      {"m.obj", "a mesh file and a segment file are needed"},
-      {"m.obj square.txt --frobnicate", "unknown option --frobnicate"},
+      {"missing.obj square.txt", "zarn2d cut: missing.obj can't be read\n"},
+      {"bad.obj square.txt", "zarn2d cut: bad.obj, line 3: vertex index 7 out of range\n"},
+      {"m.obj open.txt", "zarn2d cut: no zone: the segments must form one simple closed polygon\n"},
+      {"m.obj", "zarn2d cut: missing file arguments (see --help)\n"},
+      {"m.obj square.txt --frobnicate", "zarn2d cut: unknown option --frobnicate (see --help)\n"},
   };
   for (const auto& c : kCases) {
-    const zarn_test::ToolRun result(run(c.arguments));
+    const zarn_test::ToolResult result(run(std::string("cut ") + c.arguments));
     EXPECT_EQ(1, result.exitCode) << c.arguments;
     EXPECT_NE(std::string::npos, result.err.find(c.message)) << c.arguments << ": " << result.err;
   }
-  const zarn_test::ToolRun help(run("--help"));
+  const zarn_test::ToolResult help(run("cut --help"));
   EXPECT_EQ(0, help.exitCode);
-  EXPECT_NE(std::string::npos, help.out.find("zarn2d cut MESH SEGMENTFILE"));
+  EXPECT_NE(std::string::npos, help.out.find("zarn2d cut MESH SEGMENTFILE [options]"));
 }
 
 }  // namespace

@@ -322,7 +322,7 @@ TEST_F(ToolFiles, HtmlViewerIsSelfContainedWithTrueCounts) {
   EXPECT_EQ(countOf(html, "src="), 0u);
   EXPECT_EQ(countOf(html, "href="), 0u);
   std::smatch match;
-  ASSERT_TRUE(std::regex_search(r.err, match, std::regex("Region: (\\d+) triangles"))) << r.err;
+  ASSERT_TRUE(std::regex_search(r.err, match, std::regex("(\\d+) zone triangles"))) << r.err;
   const std::string region(match[1]);
   EXPECT_EQ(countOf(pathOf(html, "region"), "Z"), std::stoul(region));
   EXPECT_NE(html.find("region: " + region + "<br>"), std::string::npos);

@@ -14,16 +14,17 @@
 #include "Zarn_2D.h"
 #include "commands.h"
 #include "constraintInput.h"
+#include "toolOptions.h"
 
 using namespace KORA_ZARN2D;
 
 namespace {
 
-const char* const kCheckUsage =
+const char* const kCheckUsageHead =
     "zarn2d check - list the illegal (intersecting) segments of a segment set\n"
     "\n"
     "Usage:\n"
-    "  zarn2d check SEGMENTFILE [--ascii] [--endpoints] [--ps FILE|--svg FILE]\n"
+    "  zarn2d check SEGMENTFILE [options]\n"
     "\n"
     "SEGMENTFILE is a binary segment file (types 21 and 31, as written by writeSegmentsBIN) or a\n"
     "text file with one segment \"x0 y0 x1 y1\" per line; empty lines and lines starting with '#'\n"
@@ -32,16 +33,9 @@ const char* const kCheckUsage =
     "A segment is illegal when it crosses another one, touches its interior (SIT_POINT) or\n"
     "overlaps it (SIT_SEGMENT). Segments that share only an endpoint (SIT_ENDPOINT) are legal\n"
     "unless --endpoints is given. Every illegal segment is listed with its index (its position in\n"
-    "the file, from 0), followed by the segments it meets, the type and the common point or part.\n"
-    "\n"
-    "Options:\n"
-    "  --ascii        read SEGMENTFILE as text whatever its first bytes are\n"
-    "  --endpoints    count segments that share only an endpoint as illegal too\n"
-    "  --ps FILE      draw the legal segments black and the illegal ones red, as PostScript\n"
-    "  --svg FILE     the same drawing as SVG\n"
-    "  --help         show this text\n"
-    "\n"
-    "Exit status: 0 when the file was checked (whether or not segments intersect), 1 on bad input.\n";
+    "the file, from 0), followed by the segments it meets, the type and the common point or part.\n";
+
+const char* const kCheckUsageTail = "\nExit status: 0 when the file was checked (whether or not segments intersect), 1 on bad input.\n";
 
 struct CheckOptions {
   std::string segmentFile;
@@ -50,40 +44,11 @@ struct CheckOptions {
   std::string psFile, svgFile;
 };
 
-void complain(const std::string& text) { std::cerr << "zarn2d check: " << text << std::endl; }
-
-// 0: fine; 1: error (reported); 2: --help was shown.
-int parseCheckOptions(int argc, char** argv, CheckOptions& opt) {
-  for (int i = 1; i < argc; ++i) {
-    const std::string arg(argv[i]);
-    if (arg == "--help" || arg == "-h") {
-      std::cout << kCheckUsage;
-      return 2;
-    } else if (arg == "--ascii") {
-      opt.bAscii = true;
-    } else if (arg == "--endpoints") {
-      opt.bEndpoints = true;
-    } else if (arg == "--ps" || arg == "--svg") {
-      if (i + 1 >= argc) {
-        complain(arg + " needs a file name (see --help)");
-        return 1;
-      }
-      (arg == "--ps" ? opt.psFile : opt.svgFile) = argv[++i];
-    } else if (!arg.empty() && arg[0] == '-') {
-      complain("unknown option " + arg + " (see --help)");
-      return 1;
-    } else if (opt.segmentFile.empty()) {
-      opt.segmentFile = arg;
-    } else {
-      complain("more than one segment file given (see --help)");
-      return 1;
-    }
-  }
-  if (opt.segmentFile.empty()) {
-    complain("no segment file given (see --help)");
-    return 1;
-  }
-  return 0;
+std::vector<ToolOption> checkOptions(CheckOptions& opt) {
+  return {flagOption("--ascii", 0, opt.bAscii, "read SEGMENTFILE as text whatever its first bytes are"),
+          flagOption("--endpoints", 0, opt.bEndpoints, "count segments that share only an endpoint as illegal too"),
+          outputFileOption("--ps", opt.psFile, "draw the legal segments black and the illegal ones red, as PostScript"),
+          outputFileOption("--svg", opt.svgFile, "the same drawing as SVG")};
 }
 
 bool loadSegments(const CheckOptions& opt, std::vector<Segment2>& vSegments) {
@@ -147,8 +112,10 @@ void listIllegalSegment(SegmentChecker& checker, Segment2* pSeg, bool bEndpoints
 
 int runCheckCommand(int argc, char** argv) {
   CheckOptions opt;
-  const int parseResult(parseCheckOptions(argc, argv, opt));
-  if (parseResult != 0) return parseResult == 2 ? 0 : 1;
+  std::vector<std::string> vFiles;
+  int exitCode(0);
+  if (!parseCommandLine(argc, argv, "zarn2d check", kCheckUsageHead, checkOptions(opt), kCheckUsageTail, 1, vFiles, exitCode)) return exitCode;
+  opt.segmentFile = vFiles[0];
   std::vector<Segment2> vSegments;
   if (!loadSegments(opt, vSegments)) return 1;
   std::cout << "Read " << vSegments.size() << " segments from " << opt.segmentFile << std::endl;

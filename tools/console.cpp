@@ -65,22 +65,24 @@ class Console::LibraryFilter : public std::streambuf {
       return;
     }
     const std::string note(afterFirst(text, "INFO: "));
-    console.log(note.empty() ? text : "zarn2d: " + note);
+    console.log(note.empty() ? text : console.name + ": " + note);
   }
 
   Console& console;
   std::string line;
 };
 
-Console::Console()
-    : pFilter(new LibraryFilter(*this)),
+Console::Console(const std::string& name_)
+    : name(name_),
+      pFilter(new LibraryFilter(*this)),
       pStdoutBuffer(std::cout.rdbuf()),
       pData(new std::ostream(pStdoutBuffer)),
       bQuiet(false),
       bBarShown(false),
       bTerminal(isatty(STDERR_FILENO) == 1),
       stepStart(0.0),
-      lastPercent(-1) {
+      lastPercent(-1),
+      bHoldWarnings(false) {
   std::cout.rdbuf(pFilter.get());
 }
 
@@ -103,9 +105,24 @@ void Console::log(const std::string& line) {
   if (!bQuiet) writeLine(line);
 }
 
-void Console::warn(const std::string& text) { writeLine("zarn2d: warning: " + text); }
+void Console::warn(const std::string& text) {
+  if (bHoldWarnings) {
+    vHeldWarnings.push_back(text);
+  } else {
+    writeLine(name + ": warning: " + text);
+  }
+}
 
-void Console::error(const std::string& text) { writeLine("zarn2d: " + text); }
+void Console::error(const std::string& text) { writeLine(name + ": " + text); }
+
+void Console::holdWarnings() { bHoldWarnings = true; }
+
+std::vector<std::string> Console::releaseWarnings() {
+  bHoldWarnings = false;
+  std::vector<std::string> vWarnings;
+  vWarnings.swap(vHeldWarnings);
+  return vWarnings;
+}
 
 void Console::beginStep(const std::string& name) {
   stepName = name;

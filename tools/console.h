@@ -6,6 +6,7 @@
 #include <memory>
 #include <streambuf>
 #include <string>
+#include <vector>
 
 #include "MsgBase.h"
 
@@ -14,7 +15,8 @@
 /// writes to the real standard output, so that an output file "-" carries nothing but data.
 class Console : public KORA_ZARN2D::MsgBase {
  public:
-  Console();
+  /// name starts every warning and error ("zarn2d", "zarn2d mesh").
+  explicit Console(const std::string& name = "zarn2d");
   ~Console() override;
   Console(const Console&) = delete;
   Console& operator=(const Console&) = delete;
@@ -25,10 +27,14 @@ class Console : public KORA_ZARN2D::MsgBase {
   std::ostream& data();
   /// Prints one log line on standard error (nothing when quiet).
   void log(const std::string& line);
-  /// Prints "zarn2d: warning: " + text on standard error.
+  /// Prints name + ": warning: " + text on standard error (held back while warnings are held).
   void warn(const std::string& text);
-  /// Prints "zarn2d: " + text on standard error.
+  /// Prints name + ": " + text on standard error.
   void error(const std::string& text);
+  /// From now on warnings are collected instead of printed, until releaseWarnings.
+  void holdWarnings();
+  /// Ends holdWarnings and returns the warnings collected since.
+  std::vector<std::string> releaseWarnings();
 
   /// Names the step the following progress messages belong to and starts its stopwatch.
   void beginStep(const std::string& name);
@@ -45,6 +51,7 @@ class Console : public KORA_ZARN2D::MsgBase {
   void clearBar();
   void writeLine(const std::string& line);
 
+  std::string name;
   std::unique_ptr<LibraryFilter> pFilter;
   std::streambuf* pStdoutBuffer;
   std::unique_ptr<std::ostream> pData;
@@ -54,4 +61,6 @@ class Console : public KORA_ZARN2D::MsgBase {
   std::string stepName;
   double stepStart;
   int lastPercent;
+  bool bHoldWarnings;
+  std::vector<std::string> vHeldWarnings;
 };

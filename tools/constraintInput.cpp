@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 
@@ -14,10 +15,6 @@ namespace {
 
 bool readSegmentsText(const std::string& filename, std::vector<Segment2>& vSegments, const std::string& messagePrefix) {
   TextFields text(filename, false);
-  if (!text.isOpen()) {
-    std::cerr << messagePrefix << filename << " can't be read" << std::endl;
-    return false;
-  }
   std::vector<Segment2> vRead;
   while (text.next()) {
     double x0(0.0), y0(0.0), x1(0.0), y1(0.0);
@@ -40,7 +37,22 @@ int32_t readFileType(const std::string& filename) {
   return static_cast<int32_t>(aHeader[0] | (aHeader[1] << 8) | (aHeader[2] << 16) | (static_cast<uint32_t>(aHeader[3]) << 24));
 }
 
+std::string checkReadable(const std::string& filename) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  const fs::file_status status(fs::status(filename, error));
+  if (fs::is_directory(status)) return filename + " is a directory, not a file";
+  if (!fs::exists(status) || !std::ifstream(filename)) return filename + " can't be read";
+  if (!fs::is_regular_file(status) && !fs::is_fifo(status) && !fs::is_character_file(status)) return filename + " is not a regular file";
+  return "";
+}
+
 bool readSegmentFile(const std::string& filename, std::vector<Segment2>& vSegments, const std::string& messagePrefix, bool bTextOnly) {
+  const std::string unreadable(checkReadable(filename));
+  if (!unreadable.empty()) {
+    std::cerr << messagePrefix << unreadable << std::endl;
+    return false;
+  }
   const int32_t type(bTextOnly ? 0 : readFileType(filename));
   if (type == 21 || type == 31) return readSegmentsBIN(filename.c_str(), vSegments);
   return readSegmentsText(filename, vSegments, messagePrefix);

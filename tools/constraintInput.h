@@ -12,10 +12,14 @@
 /// segments), or 0 when the file cannot be read or is shorter than four bytes.
 int32_t readFileType(const std::string& filename);
 
+/// "" when filename names a readable file (regular, a pipe or a device), else why not, as one
+/// sentence that starts with the name.
+std::string checkReadable(const std::string& filename);
+
 /// Appends the segments of a binary segment file (types 21 and 31) or of a text file with one
 /// segment "x0 y0 x1 y1" per line (blank lines and lines starting with '#' are skipped); with
 /// bTextOnly the file is read as text whatever its first bytes. A text line that is not exactly
-/// four numbers is reported with its line number on standard error, after messagePrefix, and the
+/// four numbers, or a file that cannot be read (checkReadable), is reported with its line number on standard error, after messagePrefix, and the
 /// whole file is rejected: false, and vSegments is left as it was.
 bool readSegmentFile(const std::string& filename, std::vector<KORA_ZARN2D::Segment2>& vSegments,
                      const std::string& messagePrefix = "zarn2d: ", bool bTextOnly = false);

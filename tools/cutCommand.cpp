@@ -12,18 +12,19 @@
 #include "Zarn_2D.h"
 #include "commands.h"
 #include "constraintInput.h"
+#include "console.h"
+#include "toolOptions.h"
 #include "webExport.h"
 
 using namespace KORA_ZARN2D;
 
 namespace {
 
-const char* const kCutUsage =
+const char* const kCutUsageHead =
     "zarn2d cut - import a triangle mesh and cut a region out of it\n"
     "\n"
     "Usage:\n"
-    "  zarn2d cut MESH SEGMENTFILE [--lines] [--unprotected] [--obj FILE] [--node BASE]\n"
-    "             [--drape FILE] [--ps FILE|--svg FILE]\n"
+    "  zarn2d cut MESH SEGMENTFILE [options]\n"
     "\n"
     "MESH is a Wavefront OBJ file (\"v x y [z]\" and \"f i j k ...\" lines; faces with more corners\n"
     "are split into a fan) or Triangle's BASE.node with BASE.ele (either name may be given).\n"
@@ -33,67 +34,28 @@ const char* const kCutUsage =
     "By default the segments form one simple polygon (any order and orientation). The mesh is cut\n"
     "along it (its crossings with mesh edges become vertices, no triangle away from the cut changes)\n"
     "and the zone inside it, clipped to the mesh, is the result. With --lines the segments are\n"
-    "polylines: the mesh is cut along them and the whole triangulation is the result.\n"
-    "\n"
-    "Options:\n"
-    "  --lines          cut along the segments instead of cutting out a polygon\n"
-    "  --unprotected    the cut edges are no constraint edges\n"
-    "  --obj FILE       write the result's triangles as OBJ\n"
-    "  --node BASE      write the result as Triangle's BASE.node and BASE.ele (numbered from 1)\n"
-    "  --drape FILE     write the segments split at the mesh edges (text, \"x0 y0 x1 y1\" per line)\n"
-    "  --ps FILE        draw the triangulation, the result filled and the segments red (PostScript)\n"
-    "  --svg FILE       the same drawing as SVG\n"
-    "  --help           show this text\n"
-    "\n"
-    "Exit status: 0 on success, 1 on bad input or when no zone results.\n";
+    "polylines: the mesh is cut along them and the whole triangulation is the result.\n";
+
+const char* const kCutUsageTail = "\nExit status: 0 on success, 1 on bad input or when no zone results.\n";
 
 struct CutOptions {
   std::string meshFile, segmentFile;
   bool bLines = false;
-  bool bProtect = true;
+  bool bUnprotected = false;
   std::string objFile, nodeBase, drapeFile, psFile, svgFile;
 };
 
-void complain(const std::string& text) { std::cerr << "zarn2d cut: " << text << std::endl; }
-
-// 0: fine; 1: error (reported); 2: --help was shown.
-int parseCutOptions(int argc, char** argv, CutOptions& opt) {
-  const std::map<std::string, std::string*> mFileOptions{{"--obj", &opt.objFile},     {"--node", &opt.nodeBase}, {"--drape", &opt.drapeFile},
-                                                          {"--ps", &opt.psFile},       {"--svg", &opt.svgFile}};
-  for (int i = 1; i < argc; ++i) {
-    const std::string arg(argv[i]);
-    const auto itFile(mFileOptions.find(arg));
-    if (arg == "--help" || arg == "-h") {
-      std::cout << kCutUsage;
-      return 2;
-    } else if (arg == "--lines") {
-      opt.bLines = true;
-    } else if (arg == "--unprotected") {
-      opt.bProtect = false;
-    } else if (itFile != mFileOptions.end()) {
-      if (i + 1 >= argc) {
-        complain(arg + " needs a file name (see --help)");
-        return 1;
-      }
-      *itFile->second = argv[++i];
-    } else if (!arg.empty() && arg[0] == '-') {
-      complain("unknown option " + arg + " (see --help)");
-      return 1;
-    } else if (opt.meshFile.empty()) {
-      opt.meshFile = arg;
-    } else if (opt.segmentFile.empty()) {
-      opt.segmentFile = arg;
-    } else {
-      complain("more than two files given (see --help)");
-      return 1;
-    }
-  }
-  if (opt.segmentFile.empty()) {
-    complain("a mesh file and a segment file are needed (see --help)");
-    return 1;
-  }
-  return 0;
+std::vector<ToolOption> cutOptions(CutOptions& opt) {
+  return {flagOption("--lines", 0, opt.bLines, "cut along the segments instead of cutting out a polygon"),
+          flagOption("--unprotected", 0, opt.bUnprotected, "the cut edges are no constraint edges"),
+          outputFileOption("--obj", opt.objFile, "write the result's triangles as OBJ"),
+          textOption("--node", "BASE", opt.nodeBase, "write the result as Triangle's BASE.node and BASE.ele (numbered from 1)"),
+          outputFileOption("--drape", opt.drapeFile, "write the segments split at the mesh edges (text, \"x0 y0 x1 y1\" per line)"),
+          outputFileOption("--ps", opt.psFile, "draw the triangulation, the result filled and the segments red (PostScript)"),
+          outputFileOption("--svg", opt.svgFile, "the same drawing as SVG")};
 }
+
+void complain(const std::string& text) { std::cerr << "zarn2d cut: " << text << std::endl; }
 
 bool endsWith(const std::string& s, const std::string& suffix) {
   return s.size() >= suffix.size() && s.compare(s.size() - suffix.size(), suffix.size(), suffix) == 0;
@@ -101,11 +63,12 @@ bool endsWith(const std::string& s, const std::string& suffix) {
 
 // The data lines of a file: without '#' comments, blank lines skipped, with their line numbers.
 bool readDataLines(const std::string& filename, std::vector<std::pair<size_t, std::string>>& vLines) {
-  std::ifstream in(filename);
-  if (!in) {
-    complain("cannot read " + filename);
+  const std::string unreadable(checkReadable(filename));
+  if (!unreadable.empty()) {
+    complain(unreadable);
     return false;
   }
+  std::ifstream in(filename);
   size_t lineNo(0);
   for (std::string line; std::getline(in, line);) {
     ++lineNo;
@@ -236,22 +199,6 @@ bool writeResult(Zarn_2D& dt, const CutOptions& opt, const std::vector<Triangle2
   return bOk;
 }
 
-// Progress of the long steps of big inputs on standard error, in tenths.
-class ProgressPrinter : public MsgBase {
- public:
-  void update(MsgType /*msgType*/, const std::string& text, double progress) override {
-    const int tenth(static_cast<int>(progress * 10.0));
-    if (text == lastText && tenth == lastTenth) return;
-    lastText = text;
-    lastTenth = tenth;
-    std::cerr << "  " << text << ": " << tenth * 10 << "%" << std::endl;
-  }
-
- private:
-  std::string lastText;
-  int lastTenth = -1;
-};
-
 constexpr size_t kProgressFromTriangles = 100000;
 
 double area(const std::vector<Triangle2*>& vTriangles) {
@@ -264,8 +211,12 @@ double area(const std::vector<Triangle2*>& vTriangles) {
 
 int runCutCommand(int argc, char** argv) {
   CutOptions opt;
-  const int parseResult(parseCutOptions(argc, argv, opt));
-  if (parseResult != 0) return parseResult == 2 ? 0 : 1;
+  std::vector<std::string> vFiles;
+  int exitCode(0);
+  if (!parseCommandLine(argc, argv, "zarn2d cut", kCutUsageHead, cutOptions(opt), kCutUsageTail, 2, vFiles, exitCode)) return exitCode;
+  opt.meshFile = vFiles[0];
+  opt.segmentFile = vFiles[1];
+  Console console("zarn2d cut");  // counts and the library's messages go to standard error
   std::vector<Point2> vCorners;
   std::vector<Segment2> vSegments;
   if (!readMesh(opt.meshFile, vCorners) || !readSegmentFile(opt.segmentFile, vSegments, "zarn2d cut: ")) return 1;
@@ -273,8 +224,7 @@ int runCutCommand(int argc, char** argv) {
             << opt.segmentFile << std::endl;
 
   Zarn_2D dt(static_cast<unsigned int>(vCorners.size() / 2));
-  ProgressPrinter progress;
-  if (vCorners.size() / 3 >= kProgressFromTriangles) dt.subscribe(MSG_PROGRESS, &progress);
+  if (vCorners.size() / 3 >= kProgressFromTriangles) dt.subscribe(MSG_PROGRESS, &console);
   timer("[quiet] import");
   Zone2* pMesh(dt.importTriangles(vCorners, false, false));
   std::cout << "Imported: " << dt.numberOfPoints() << " vertices, " << dt.numberOfTriangles() << " triangles, area "
@@ -291,10 +241,10 @@ int runCutCommand(int argc, char** argv) {
   std::vector<Triangle2*> vResult;
   timer("[quiet] cut");
   if (opt.bLines) {
-    dt.cutTriangles(vSegments, opt.bProtect);
+    dt.cutTriangles(vSegments, !opt.bUnprotected);
     dt.getTrianglePointers(vResult);
   } else {
-    Zone2* pZone(dt.createZone_cookieCutter(vSegments, opt.bProtect));
+    Zone2* pZone(dt.createZone_cookieCutter(vSegments, !opt.bUnprotected));
     if (pZone == nullptr) {
       complain("no zone: the segments must form one simple closed polygon");
       return 1;

@@ -237,29 +237,24 @@ bool writePictures(ToolRun& run, const PictureSettings& s) {
   return bOk;
 }
 
-ToolOption fileOption(const std::string& name, std::string& target, const std::string& help) {
-  return {name, 0, "FILE", help, [&target](const std::string& value) {
-            target = value;
-            return checkWritable(value);
-          }};
-}
-
 }  // namespace
+
+bool writeDrawing(ToolRun& run, const std::string& filename, bool bSvg) {
+  return writeOutput(run.console, filename, bSvg ? "SVG drawing" : "PostScript drawing",
+                     [&](const std::string& f) { return drawPage(run, PictureSettings(), f, bSvg); });
+}
 
 ToolExtension makePicturesExtension() {
   std::shared_ptr<PictureSettings> pS(std::make_shared<PictureSettings>());
   ToolExtension extension;
   extension.options.heading = "Pictures (the region filled, constraint pieces red; above 50000 triangles thinned, said)";
   extension.options.vOptions = {
-      fileOption("--ps", pS->psFile, "draw the triangulation as PostScript"),
-      fileOption("--svg", pS->svgFile, "draw the triangulation as SVG"),
-      fileOption("--html", pS->htmlFile, "write a self-contained HTML page with a 2D viewer (pan, zoom, legend)"),
+      outputFileOption("--ps", pS->psFile, "draw the triangulation as PostScript"),
+      outputFileOption("--svg", pS->svgFile, "draw the triangulation as SVG"),
+      outputFileOption("--html", pS->htmlFile, "write a self-contained HTML page with a 2D viewer (pan, zoom, legend)"),
       {"--window", 0, "X0,Y0,X1,Y1", "draw only the triangles that touch this box, all of them",
        [pS](const std::string& value) { return parseWindow(value, *pS); }},
-      {"--vertices", 0, "", "mark the vertices: input vertices black, added ones orange", [pS](const std::string&) {
-         pS->bVertices = true;
-         return std::string();
-       }},
+      flagOption("--vertices", 0, pS->bVertices, "mark the vertices: input vertices black, added ones orange"),
   };
   extension.output = [pS](ToolRun& run) { return writePictures(run, *pS); };
   return extension;

@@ -103,21 +103,9 @@ bool hasExtension(const std::string& filename, const std::string& extension) {
 }
 
 bool isReadableFile(const std::string& filename, Console& console) {
-  std::error_code error;
-  const std::filesystem::file_status status(std::filesystem::status(filename, error));
-  if (std::filesystem::is_directory(status)) {
-    console.error(filename + " is a directory, not a file");
-    return false;
-  }
-  if (!std::filesystem::exists(status) || !std::ifstream(filename)) {
-    console.error(filename + " can't be read");
-    return false;
-  }
-  if (!std::filesystem::is_regular_file(status) && !std::filesystem::is_fifo(status) && !std::filesystem::is_character_file(status)) {
-    console.error(filename + " is not a regular file");
-    return false;
-  }
-  return true;
+  const std::string unreadable(checkReadable(filename));
+  if (!unreadable.empty()) console.error(unreadable);
+  return unreadable.empty();
 }
 
 bool readPointFile(const std::string& filename, ToolInput& input, Console& console) {

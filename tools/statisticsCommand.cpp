@@ -94,25 +94,24 @@ std::string formatFigures(ToolRun& run, const Figures& f) {
 
 }  // namespace
 
+void printStatistics(ToolRun& run) {
+  std::vector<Triangle2*> vTriangles;
+  run.getRegionTriangles(vTriangles);
+  Figures figures;
+  const std::set<const Triangle2*> sRegion(vTriangles.begin(), vTriangles.end());
+  for (const Triangle2* pT : vTriangles) addTriangle(*pT, sRegion, figures);
+  run.console.log(formatFigures(run, figures));
+}
+
 ToolExtension makeStatisticsExtension() {
   std::shared_ptr<bool> pEnabled(std::make_shared<bool>(false));
   ToolExtension extension;
   extension.options.heading = "Statistics";
-  extension.options.vOptions.push_back({"--stats", 'V', "",
-                                        "print counts, area, edge lengths, the smallest and largest angle,\n"
-                                        "the worst circumradius-to-shortest-edge ratio and an angle histogram",
-                                        [pEnabled](const std::string&) {
-                                          *pEnabled = true;
-                                          return std::string();
-                                        }});
+  extension.options.vOptions.push_back(flagOption("--stats", 'V', *pEnabled,
+                                                  "print counts, area, edge lengths, the smallest and largest angle,\n"
+                                                  "the worst circumradius-to-shortest-edge ratio and an angle histogram"));
   extension.report = [pEnabled](ToolRun& run) {
-    if (!*pEnabled) return true;
-    std::vector<Triangle2*> vTriangles;
-    run.getRegionTriangles(vTriangles);
-    Figures figures;
-    const std::set<const Triangle2*> sRegion(vTriangles.begin(), vTriangles.end());
-    for (const Triangle2* pT : vTriangles) addTriangle(*pT, sRegion, figures);
-    run.console.log(formatFigures(run, figures));
+    if (*pEnabled) printStatistics(run);
     return true;
   };
   return extension;

@@ -1,9 +1,13 @@
 // Option table of the zarn2d tool.
 #include "toolOptions.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
+#include <iostream>
 #include <ostream>
 
 namespace {
@@ -104,4 +108,73 @@ std::string parseNumber(const std::string& text, double& value) {
   if (text.empty() || *end != '\0' || !std::isfinite(parsed)) return "needs a finite number, not \"" + text + "\"";
   value = parsed;
   return "";
+}
+
+ToolOption flagOption(const std::string& name, char letter, bool& bTarget, const std::string& help) {
+  return {name, letter, "", help, [&bTarget](const std::string&) {
+            bTarget = true;
+            return std::string();
+          }};
+}
+
+ToolOption textOption(const std::string& name, const std::string& valueName, std::string& target, const std::string& help) {
+  return {name, 0, valueName, help, [&target](const std::string& value) {
+            if (value.empty()) return std::string("needs a non-empty value");
+            target = value;
+            return std::string();
+          }};
+}
+
+ToolOption outputFileOption(const std::string& name, std::string& target, const std::string& help) {
+  return {name, 0, "FILE", help, [&target](const std::string& value) {
+            target = value;
+            return checkWritable(value);
+          }};
+}
+
+ToolOption countOption(const std::string& name, unsigned long maxValue, unsigned long& target, const std::string& help, bool* pGiven) {
+  return {name, 0, "N", help, [&target, maxValue, pGiven](const std::string& value) {
+            if (pGiven != nullptr) *pGiven = true;
+            return parseCount(value, maxValue, target);
+          }};
+}
+
+ToolOption positiveOption(const std::string& name, char letter, const std::string& valueName, double maxValue, double& target,
+                          const std::string& help) {
+  return {name, letter, valueName, help, [&target, maxValue](const std::string& value) {
+            const std::string error(parseNumber(value, target));
+            if (!error.empty()) return error;
+            if (!(target > 0.0) || target > maxValue) {
+              return maxValue < HUGE_VAL ? "must be above 0 and at most " + std::to_string(static_cast<int>(maxValue)) : std::string("must be above 0");
+            }
+            return std::string();
+          }};
+}
+
+std::string checkWritable(const std::string& name) {
+  namespace fs = std::filesystem;
+  static int numStdout(0);
+  if (name == "-") return ++numStdout > 1 ? "only one output can be \"-\" (standard output)" : "";
+  if (name.empty()) return "";
+  std::error_code error;
+  if (fs::is_directory(name, error)) return name + " is a directory, not a file";
+  const fs::path parent(fs::path(name).parent_path().empty() ? fs::path(".") : fs::path(name).parent_path());
+  if (!fs::is_directory(parent, error)) return name + " can't be written: " + parent.string() + " is not a directory";
+  if (access(parent.c_str(), W_OK) != 0 || (fs::exists(name, error) && access(name.c_str(), W_OK) != 0)) return name + " can't be written";
+  return "";
+}
+
+bool parseCommandLine(int argc, char** argv, const std::string& command, const std::string& usageHead, std::vector<ToolOption> vOptions,
+                      const std::string& usageTail, size_t numPositional, std::vector<std::string>& vPositional, int& exitCode) {
+  bool bHelp(false);
+  vOptions.push_back(flagOption("--help", 'h', bHelp, "show this text"));
+  const std::vector<OptionGroup> vGroups{{"Options", vOptions}};
+  std::string error(parseOptions(argc, argv, vGroups, vPositional));
+  if (error.empty() && !bHelp && vPositional.size() != numPositional) {
+    error = std::string(vPositional.size() < numPositional ? "missing" : "too many") + " file arguments (see --help)";
+  }
+  exitCode = error.empty() ? 0 : 1;
+  if (!error.empty()) std::cerr << command << ": " << error << std::endl;
+  if (error.empty() && bHelp) printOptionHelp(std::cout << usageHead, vGroups), std::cout << usageTail;
+  return error.empty() && !bHelp;
 }

@@ -36,3 +36,27 @@ std::string parseCount(const std::string& text, unsigned long maxValue, unsigned
 
 /// Parses a whole finite number; returns "" or an error text.
 std::string parseNumber(const std::string& text, double& value);
+
+// Options of the common kinds; the targets must outlive the options.
+/// A flag: sets bTarget.
+ToolOption flagOption(const std::string& name, char letter, bool& bTarget, const std::string& help);
+/// A non-empty text.
+ToolOption textOption(const std::string& name, const std::string& valueName, std::string& target, const std::string& help);
+/// An output file, checked for writability (checkWritable) when it is given.
+ToolOption outputFileOption(const std::string& name, std::string& target, const std::string& help);
+/// A whole number in [0, maxValue]; sets *pGiven when given.
+ToolOption countOption(const std::string& name, unsigned long maxValue, unsigned long& target, const std::string& help, bool* pGiven = nullptr);
+/// A number above 0 and at most maxValue.
+ToolOption positiveOption(const std::string& name, char letter, const std::string& valueName, double maxValue, double& target,
+                          const std::string& help);
+
+/// "" when the file can be created or replaced, else why not; a name "-" (standard output) may be
+/// given once per run, the second one is an error.
+std::string checkWritable(const std::string& name);
+
+/// The command line of a subcommand (argv[0] is its name): its options plus --help, and exactly
+/// numPositional other arguments (named in usageHead). On --help writes usageHead, the options and
+/// usageTail to standard output. Returns true to go on; otherwise exitCode is what the command
+/// returns (0 after --help, 1 after an error, reported as "<command>: <error>" on standard error).
+bool parseCommandLine(int argc, char** argv, const std::string& command, const std::string& usageHead, std::vector<ToolOption> vOptions,
+                      const std::string& usageTail, size_t numPositional, std::vector<std::string>& vPositional, int& exitCode);

@@ -43,10 +43,6 @@ struct ToolExtension {
   std::function<bool(ToolRun&)> output;
 };
 
-/// "" when the file can be created or replaced, else why not; a name "-" (standard output) may be
-/// given once per run, the second one is an error.
-std::string checkWritable(const std::string& name);
-
 /// Runs write(path) on name, or for "-" on a temporary file whose bytes then go to standard
 /// output, logging the step with its time. Reports a failure (write returned false, or no file
 /// appeared) and returns false.
@@ -61,5 +57,28 @@ ToolExtension makePicturesExtension();
 /// --zone: the zone of the constraint graphs that the outputs show (sets bZone when given: the
 /// graphs then keep their directions).
 ToolExtension makeZoneExtension(bool& bZone);
-/// Quality meshing switches (minimum angle, maximum area, maximum edge length).
+/// Quality meshing switches (see RefinementSettings).
 ToolExtension makeRefinementExtension();
+
+/// The bounds and the grid of a refinement; 0 where not asked for.
+struct RefinementSettings {
+  double minAngle = 0.0, maxArea = 0.0, maxEdge = 0.0, minEdge = 0.0, growth = 0.0, gridLength = 0.0, gridDegrees = 0.0;
+  unsigned long maxSteiner = 20000000;
+  bool bUnifyGrid = false;
+  bool any() const { return minAngle > 0.0 || maxArea > 0.0 || maxEdge > 0.0 || gridLength > 0.0; }
+};
+/// The options that fill s: --min-angle (-q), --max-area (-a), --max-edge, --min-edge, --growth,
+/// --grid, --unify-grid, --max-steiner.
+std::vector<ToolOption> refinementOptions(RefinementSettings& s);
+/// Refines the region (run.pRegion, else every triangle) under s when s asks for anything; the
+/// refined zone becomes run.pRegion and the step line says what was done and why it stopped.
+/// bComplete: every bound holds. False (reported) when there is nothing to refine.
+bool refineRegion(ToolRun& run, const RefinementSettings& s, bool& bComplete);
+
+/// Logs counts, area, edge lengths, the smallest and largest angle and an angle histogram of the
+/// region's triangles; no coordinate range breaks the figures. O(n log n).
+void printStatistics(ToolRun& run);
+
+/// Draws the triangulation (the region filled, constraint pieces red) as SVG or PostScript,
+/// through writeOutput. False (reported) when it cannot be written.
+bool writeDrawing(ToolRun& run, const std::string& filename, bool bSvg);

@@ -31,10 +31,11 @@ bool readCounts(TextFields& text, const std::string& filename, const std::string
   return bOk;
 }
 
-// A numbered record: the number first (consecutive from firstNumber), numFields fields in all.
-bool isRecord(const TextFields& text, size_t numFields, long expectedNumber) {
+// A numbered record: the number first (consecutive from firstNumber), then minFields - 1 fields
+// and up to maxFields in all (trailing attributes and markers may be left out: they count as 0).
+bool isRecord(const TextFields& text, size_t minFields, size_t maxFields, long expectedNumber) {
   long number(0);
-  return text.fields().size() == numFields && text.integer(0, number) && number == expectedNumber;
+  return text.fields().size() >= minFields && text.fields().size() <= maxFields && text.integer(0, number) && number == expectedNumber;
 }
 
 // The vertex section of a .node or .poly file.
@@ -53,10 +54,10 @@ bool readNodes(TextFields& text, const std::string& filename, std::vector<Point2
     }
     if (i == 0) text.integer(0, firstNumber);
     double x(0.0), y(0.0), value(0.0);
-    bool bOk((firstNumber == 0 || firstNumber == 1) && isRecord(text, numFields, firstNumber + i) && text.number(1, x) && text.number(2, y));
-    for (size_t f = 3; bOk && f < numFields; ++f) bOk = text.number(f, value);
+    bool bOk((firstNumber == 0 || firstNumber == 1) && isRecord(text, 3, numFields, firstNumber + i) && text.number(1, x) && text.number(2, y));
+    for (size_t f = 3; bOk && f < text.fields().size(); ++f) bOk = text.number(f, value);
     if (!bOk) {
-      console.error(text.complaint("expected vertex " + std::to_string(i == 0 ? 1 : firstNumber + i) + " as \"<number> <x> <y>\" with " +
+      console.error(text.complaint("expected vertex " + std::to_string(i == 0 ? 1 : firstNumber + i) + " as \"<number> <x> <y>\" with up to " +
                                    std::to_string(vHeader[2]) + " attribute(s) and " + std::to_string(vHeader[3]) +
                                    " marker(s), numbered from 0 or 1") + kRejected);
       return false;
@@ -100,7 +101,7 @@ bool readSegments(TextFields& text, const std::string& filename, const std::vect
   for (long i = 0; i < vHeader[0]; ++i) {
     size_t a(0), b(0);
     const bool bRead(text.next());
-    if (!bRead || !isRecord(text, 3 + static_cast<size_t>(vHeader[1]), firstNumber + i) ||
+    if (!bRead || !isRecord(text, 3, 3 + static_cast<size_t>(vHeader[1]), firstNumber + i) ||
         !vertexIndex(text, 1, firstNumber, vPoints.size(), a) || !vertexIndex(text, 2, firstNumber, vPoints.size(), b) || a == b) {
       console.error((bRead ? text.complaint("expected segment " + std::to_string(firstNumber + i) +
                                             " as \"<number> <vertex> <vertex>\" between two different vertices")
@@ -126,7 +127,7 @@ bool readHolesAndRegions(TextFields& text, const std::string& filename, long fir
       double x(0.0), y(0.0);
       const bool bRead(text.next());
       const bool bOk(bRead && text.fields().size() >= 3 && text.fields().size() <= (section == 0 ? 3u : 5u) &&
-                     isRecord(text, text.fields().size(), firstNumber + i) && text.number(1, x) && text.number(2, y));
+                     isRecord(text, 3, text.fields().size(), firstNumber + i) && text.number(1, x) && text.number(2, y));
       if (!bOk) {
         console.error((bRead ? text.complaint(section == 0 ? "expected a hole \"<number> <x> <y>\"" : "expected a region \"<number> <x> <y> <attribute> <area>\"")
                              : filename + " ends inside its " + (section == 0 ? "holes" : "regions")) + kRejected);
@@ -190,7 +191,7 @@ bool readEleFile(const std::string& filename, ToolInput& input, Console& console
   for (long i = 0; i < vHeader[0]; ++i) {
     size_t aCorner[3] = {0, 0, 0};
     const bool bRead(text.next());
-    bool bOk(bRead && isRecord(text, 1 + static_cast<size_t>(vHeader[1] + vHeader[2]), firstNumber + i));
+    bool bOk(bRead && isRecord(text, 4, 1 + static_cast<size_t>(vHeader[1] + vHeader[2]), firstNumber + i));
     for (size_t c = 0; bOk && c < 3; ++c) bOk = vertexIndex(text, 1 + c, firstNumber, input.vPoints.size(), aCorner[c]);
     if (!bOk) {
       console.error((bRead ? text.complaint("expected triangle " + std::to_string(firstNumber + i) + " as \"<number> <vertex> <vertex> <vertex>\"")

@@ -97,49 +97,18 @@ struct Settings {
   bool hasConstraints() const { return !vSegmentFiles.empty() || bDemoConstraints; }
 };
 
-ToolOption flag(const std::string& name, char letter, bool& target, const std::string& help) {
-  return {name, letter, "", help, [&target](const std::string&) {
-            target = true;
-            return std::string();
-          }};
-}
-
-ToolOption text(const std::string& name, const std::string& valueName, std::string& target, const std::string& help) {
-  return {name, 0, valueName, help, [&target](const std::string& value) {
-            if (value.empty()) return std::string("needs a non-empty value");
-            target = value;
-            return std::string();
-          }};
-}
-
-/// An output file: checked when it is given.
-ToolOption outputFile(const std::string& name, std::string& target, const std::string& help) {
-  return {name, 0, "FILE", help, [&target](const std::string& value) {
-            target = value;
-            return checkWritable(value);
-          }};
-}
-
-ToolOption count(const std::string& name, unsigned long maxValue, unsigned long& target, const std::string& help,
-                 bool* pGiven = nullptr) {
-  return {name, 0, "N", help, [&target, maxValue, pGiven](const std::string& value) {
-            if (pGiven != nullptr) *pGiven = true;
-            return parseCount(value, maxValue, target);
-          }};
-}
-
 std::vector<OptionGroup> coreOptions(Settings& s) {
   return {
       {"General",
-       {flag("--help", 'h', s.bShowHelp, "show this text"), flag("--version", 0, s.bShowVersion, "print the library version"),
-        flag("--quiet", 'Q', s.bQuiet, "print only warnings and errors"),
-        count("--demo", kMaxDemoPoints, s.numDemoPoints,
+       {flagOption("--help", 'h', s.bShowHelp, "show this text"), flagOption("--version", 0, s.bShowVersion, "print the library version"),
+        flagOption("--quiet", 'Q', s.bQuiet, "print only warnings and errors"),
+        countOption("--demo", kMaxDemoPoints, s.numDemoPoints,
               "number of random demo points (default 100000); given with --segments,\nthe demo points are added to the segments", &s.bDemoGiven),
-        count("--threads", 1024, s.numThreads, "threads for bulk insertion (0: all hardware threads; default 1)"),
-        flag("--single", 0, s.bSingle, "insert the points one by one instead of in bulk"),
-        count("--remove", 0x7fffffffUL, s.removeEvery,
+        countOption("--threads", 1024, s.numThreads, "threads for bulk insertion (0: all hardware threads; default 1)"),
+        flagOption("--single", 0, s.bSingle, "insert the points one by one instead of in bulk"),
+        countOption("--remove", 0x7fffffffUL, s.removeEvery,
               "remove every N-th vertex after the triangulation and the constraints;\nvertices on constraint edges are kept"),
-        flag("--check", 'C', s.bCheck,
+        flagOption("--check", 'C', s.bCheck,
              "run the exact validity check (topology, orientation, Delaunay property;\nconstraint pieces must be edges and are exempt from the "
              "Delaunay test)")}},
       {"Constraints (inserted after the points, one constraint graph per file, in the order given)",
@@ -150,21 +119,21 @@ std::vector<OptionGroup> coreOptions(Settings& s) {
            s.vSegmentFiles.push_back(value);
            return std::string();
          }},
-        flag("--demo-constraints", 0, s.bDemoConstraints,
+        flagOption("--demo-constraints", 0, s.bDemoConstraints,
              "insert two demo graphs: a closed star polygon of 1000 vertices around\n(0.5, 0.5) and 100 segments of length 0.1 crossing it"),
-        flag("--conforming", 'D', s.bConforming,
+        flagOption("--conforming", 'D', s.bConforming,
              "conforming Delaunay insertion: segments are split by extra vertices until\nevery piece is a Delaunay edge (default: constrained "
              "Delaunay)"),
-        flag("--oriented", 0, s.bOriented, "keep the direction of every segment (source to target) in its graph"),
-        text("--write-constraints", "BASE", s.constraintBase, "write the alive pieces of graph i (from 0) as BASE_c<i>_con.bin")}},
+        flagOption("--oriented", 0, s.bOriented, "keep the direction of every segment (source to target) in its graph"),
+        textOption("--write-constraints", "BASE", s.constraintBase, "write the alive pieces of graph i (from 0) as BASE_c<i>_con.bin")}},
       {"Output (FILE \"-\" writes to standard output)",
-       {text("--write-triangle", "BASE", s.triangleBase,
+       {textOption("--write-triangle", "BASE", s.triangleBase,
              "write Triangle's BASE.node, .ele, .poly, .edge and .neigh: the input vertices\nfirst in input order, added vertices after"),
-        flag("--zero-based", 'z', s.bZeroBased, "number Triangle's files from 0 (default: from 1)"),
-        outputFile("--obj", s.objFile, "write the triangles as a Wavefront OBJ file"),
-        text("--web", "DIR", s.webDir, "write a web page with a 3D viewer into DIR (serve DIR over HTTP to view it)"),
-        outputFile("--write-bin", s.binFile, "write the vertices as a binary point file"),
-        outputFile("--write-ascii", s.asciiFile, "write the vertices as a text point file")}},
+        flagOption("--zero-based", 'z', s.bZeroBased, "number Triangle's files from 0 (default: from 1)"),
+        outputFileOption("--obj", s.objFile, "write the triangles as a Wavefront OBJ file"),
+        textOption("--web", "DIR", s.webDir, "write a web page with a 3D viewer into DIR (serve DIR over HTTP to view it)"),
+        outputFileOption("--write-bin", s.binFile, "write the vertices as a binary point file"),
+        outputFileOption("--write-ascii", s.asciiFile, "write the vertices as a text point file")}},
   };
 }
 
@@ -195,22 +164,6 @@ std::string checkDemoMemory(const Settings& s) {
          " GB of memory, this machine has " + std::to_string(static_cast<long>(physical / 1e9)) + " GB";
 }
 
-}  // namespace
-
-std::string checkWritable(const std::string& name) {
-  static int numStdout(0);
-  if (name == "-") return ++numStdout > 1 ? "only one output can be \"-\" (standard output)" : "";
-  if (name.empty()) return "";
-  std::error_code error;
-  if (fs::is_directory(name, error)) return name + " is a directory, not a file";
-  const fs::path parent(fs::path(name).parent_path().empty() ? fs::path(".") : fs::path(name).parent_path());
-  if (!fs::is_directory(parent, error)) return name + " can't be written: " + parent.string() + " is not a directory";
-  if (access(parent.c_str(), W_OK) != 0 || (fs::exists(name, error) && access(name.c_str(), W_OK) != 0)) return name + " can't be written";
-  return "";
-}
-
-namespace {
-
 // A directory that exists or can be created: its nearest existing ancestor is a writable directory.
 std::string checkCreatableDirectory(const std::string& name) {
   if (name.empty()) return "";
@@ -237,7 +190,7 @@ std::string checkOutputs(const Settings& s) {
 bool loadSegmentFiles(const Settings& s, ToolInput& input, Console& console) {
   for (const std::string& filename : s.vSegmentFiles) {
     std::vector<Segment2> vSegments;
-    if (!isReadableFile(filename, console) || !readSegmentFile(filename, vSegments)) return false;
+    if (!readSegmentFile(filename, vSegments)) return false;
     if (vSegments.empty()) {
       console.error(filename + " holds no segments; the segment file is rejected");
       return false;
@@ -358,7 +311,9 @@ bool writeOutput(Console& console, const std::string& name, const std::string& w
   const std::string path(bStdout ? (fs::temp_directory_path() / ("zarn2d_" + std::to_string(getpid()) + "_stdout")).string() : name);
   console.beginStep("Writing " + what + (bStdout ? " to standard output" : " " + name));
   std::error_code error;
+  console.holdWarnings();  // a library warning about the file becomes part of the one error line
   bool bOk(write(path) && fs::is_regular_file(path, error));
+  const std::vector<std::string> vWarnings(console.releaseWarnings());
   if (bOk && bStdout) {
     std::ifstream file(path, std::ios::binary);
     console.data() << file.rdbuf();
@@ -367,9 +322,10 @@ bool writeOutput(Console& console, const std::string& name, const std::string& w
   }
   if (bStdout) fs::remove(path, error);
   if (!bOk) {
-    console.error(what + " " + name + " can't be written");
+    console.error(what + " " + name + " can't be written" + (vWarnings.empty() ? "" : " (" + vWarnings.back() + ")"));
     return false;
   }
+  for (const std::string& warning : vWarnings) console.warn(warning);
   console.endStep();
   return true;
 }
@@ -415,9 +371,10 @@ bool writeOutputs(ToolRun& run, const Settings& s) {
     bOk &= writeTriangleFiles(s.triangleBase, run.dt, vTriangles, run.input, s.bZeroBased ? 0 : 1, c);
   }
   if (!s.constraintBase.empty()) {
-    run.dt.getImpl()->getConstraintMgr()->writeConstraintsBIN(s.constraintBase);
-    std::error_code error;
-    bOk &= fs::exists(s.constraintBase + "_c0_con.bin", error) || run.vGraphs.empty();
+    bOk &= writeOutput(c, s.constraintBase + "_c0_con.bin", "constraint pieces", [&](const std::string&) {
+      run.dt.getImpl()->getConstraintMgr()->writeConstraintsBIN(s.constraintBase);
+      return true;
+    });
   }
   return bOk;
 }
