@@ -1,6 +1,6 @@
-// The C++ side of the Python benchmark (python/benchmark.py): triangulates the points of a binary
-// point file the way zarn2d.triangulate() does, and prints the median seconds of the bulk
-// insertion alone and of insertion plus getMeshArrays.
+// The C++ side of the Python benchmark (bench/bench_python.py): triangulates the points of a
+// binary point file the way zarn2d.triangulate() does (bulk insertion from a coordinate array,
+// then getMeshArrays), and prints the median seconds of the insertion alone and of both.
 //   bench_mesh_arrays POINTFILE [REPEATS]
 #include <algorithm>
 #include <chrono>
@@ -32,13 +32,14 @@ int main(int argc, char** argv) {
   }
   std::vector<Point2> vPoints;
   if (!readPointsBIN(argv[1], vPoints)) return 1;
-  for (size_t i = 0; i < vPoints.size(); ++i) vPoints[i].setCustomIndex(static_cast<int>(i));
+  std::vector<double> vCoordinates;
+  for (const Point2& p : vPoints) vCoordinates.insert(vCoordinates.end(), {p.x(), p.y()});
   const int numRepeats(argc > 2 ? std::max(1, std::atoi(argv[2])) : 5);
   std::vector<double> vInsert, vArrays;
   for (int r = 0; r < numRepeats; ++r) {
     const auto start(std::chrono::steady_clock::now());
     Zarn_2D dt(static_cast<unsigned int>(vPoints.size() + 3));
-    dt.insert(vPoints);
+    dt.insert(static_cast<int>(vPoints.size()), vCoordinates.data(), nullptr);
     vInsert.push_back(seconds(start));
     std::vector<Triangle2*> vTriangles;
     dt.getTrianglePointers(vTriangles);

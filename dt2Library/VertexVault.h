@@ -20,7 +20,13 @@ struct BulkInput {
   const Point2* aPoints;
   const double* aCoordinates;
   size_t size;
-  Point2 get(size_t i) const { return aPoints != nullptr ? aPoints[i] : Point2(aCoordinates[2 * i], aCoordinates[2 * i + 1]); }
+  /// Point i; from coordinates it carries its position i as custom index.
+  Point2 get(size_t i) const {
+    if (aPoints != nullptr) return aPoints[i];
+    Point2 p(aCoordinates[2 * i], aCoordinates[2 * i + 1]);
+    p.setCustomIndex(static_cast<int>(i));
+    return p;
+  }
 };
 
 /// One record per inserted vertex.

@@ -58,8 +58,9 @@ class ZARN2D_EXPORT Zarn_2D {
   /// As above, and vHandles receives the vertex of each input point in input order (repeated
   /// points share the vertex of their first occurrence; skipped points get null).
   void insert(const std::vector<Point2>& vInputPoints, std::vector<Point2*>& vHandles);
-  /// Bulk insertion of numPoints points given as x0, y0, x1, y1, ...; aHandles (if not null) must
-  /// hold numPoints entries and receives the vertex of point i at index i.
+  /// Bulk insertion of numPoints points given as x0, y0, x1, y1, ...; the vertex of point i
+  /// carries custom index i (getMeshArrays then keeps the input order). aHandles (if not null)
+  /// must hold numPoints entries and receives the vertex of point i at index i.
   void insert(int numPoints, double* aCoordinates, Point2** aHandles);
   /// Triangulates vPoints in a temporary triangulation (this one is not changed) and returns the
   /// seconds the bulk insertion took.

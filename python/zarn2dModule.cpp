@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <limits>
 #include <iostream>
 #include <memory>
 #include <mutex>
@@ -106,34 +107,44 @@ void finish(const Messages& messages, bool bFailed, const std::string& fallback)
 // Input checks.
 // ---------------------------------------------------------------------------------------------
 
+/// Checks that points is an N x 2 array of finite numbers (N < 2^31); returns N. Reads the
+/// array in place.
+size_t checkPointArray(const PointArray& points, const char* name) {
+  if (points.ndim() != 2 || points.shape(1) != 2) throw py::value_error(std::string(name) + " must be an N x 2 array of coordinates");
+  if (points.shape(0) > std::numeric_limits<int>::max()) throw py::value_error(std::string(name) + " holds more than 2^31 - 1 points");
+  const double* pXY(points.data());
+  for (py::ssize_t i = 0; i < 2 * points.shape(0); ++i) {
+    if (!std::isfinite(pXY[i])) throw py::value_error(std::string(name) + "[" + std::to_string(i / 2) + "] has a non-finite coordinate");
+  }
+  return static_cast<size_t>(points.shape(0));
+}
+
+Point2 pointAt(const PointArray& points, size_t i) { return Point2(points.data()[2 * i], points.data()[2 * i + 1]); }
+
 /// The rows of an N x 2 array of finite numbers as points; point i carries custom index i.
 std::vector<Point2> toPoints(const PointArray& points, const char* name) {
-  if (points.ndim() != 2 || points.shape(1) != 2) throw py::value_error(std::string(name) + " must be an N x 2 array of coordinates");
-  const auto a(points.unchecked<2>());
+  const size_t numPoints(checkPointArray(points, name));
   std::vector<Point2> vPoints;
-  vPoints.reserve(static_cast<size_t>(a.shape(0)));
-  for (py::ssize_t i = 0; i < a.shape(0); ++i) {
-    if (!std::isfinite(a(i, 0)) || !std::isfinite(a(i, 1))) {
-      throw py::value_error(std::string(name) + "[" + std::to_string(i) + "] has a non-finite coordinate");
-    }
-    vPoints.emplace_back(a(i, 0), a(i, 1));
+  vPoints.reserve(numPoints);
+  for (size_t i = 0; i < numPoints; ++i) {
+    vPoints.push_back(pointAt(points, i));
     vPoints.back().setCustomIndex(static_cast<int>(i));
   }
   return vPoints;
 }
 
-/// Segments given as K x 2 vertex indices into vPoints.
-std::vector<Segment2> toIndexSegments(const IndexArray& segments, const std::vector<Point2>& vPoints) {
+/// Segments given as K x 2 vertex indices into the rows of points.
+std::vector<Segment2> toIndexSegments(const IndexArray& segments, const PointArray& points) {
   if (segments.ndim() != 2 || segments.shape(1) != 2) throw py::value_error("segments must be a K x 2 array of vertex indices");
   const auto a(segments.unchecked<2>());
   std::vector<Segment2> vSegments;
   for (py::ssize_t k = 0; k < a.shape(0); ++k) {
-    const int64_t i(a(k, 0)), j(a(k, 1)), n(static_cast<int64_t>(vPoints.size()));
+    const int64_t i(a(k, 0)), j(a(k, 1)), n(static_cast<int64_t>(points.shape(0)));
     if (i < 0 || j < 0 || i >= n || j >= n || i == j) {
       throw py::value_error("segments[" + std::to_string(k) + "] = (" + std::to_string(i) + ", " + std::to_string(j) +
                             ") must join two different vertices among the " + std::to_string(n) + " points");
     }
-    vSegments.emplace_back(vPoints[static_cast<size_t>(i)], vPoints[static_cast<size_t>(j)]);
+    vSegments.emplace_back(pointAt(points, static_cast<size_t>(i)), pointAt(points, static_cast<size_t>(j)));
   }
   return vSegments;
 }
@@ -215,13 +226,13 @@ void copyMesh(Zarn_2D& dt, const std::vector<Triangle2*>& vTriangles, int32_t nu
   copy.mesh.vAddedVertices.clear();
 }
 
-/// The dict of triangulate(): input rows first (copied from vInput), added vertices after.
-py::dict toDict(const std::vector<Point2>& vInput, MeshCopy& copy) {
-  const py::ssize_t numRows(static_cast<py::ssize_t>(vInput.size() + copy.vAddedXY.size() / 2));
+/// The dict of triangulate(): numInput input rows first (copied from pInputXY), added vertices after.
+py::dict toDict(const double* pInputXY, size_t numInput, MeshCopy& copy) {
+  const py::ssize_t numRows(static_cast<py::ssize_t>(numInput + copy.vAddedXY.size() / 2));
   py::array_t<double> vertices({numRows, py::ssize_t(2)});
   double* pOut(vertices.mutable_data());
-  for (const Point2& p : vInput) *pOut++ = p.x(), *pOut++ = p.y();
-  std::copy(copy.vAddedXY.begin(), copy.vAddedXY.end(), pOut);
+  if (numInput > 0) std::copy(pInputXY, pInputXY + 2 * numInput, pOut);
+  std::copy(copy.vAddedXY.begin(), copy.vAddedXY.end(), pOut + 2 * numInput);
   py::dict result;
   result["vertices"] = vertices;
   result["triangles"] = toArray(std::move(copy.mesh.vTriangles), 3);
@@ -233,15 +244,16 @@ py::dict toDict(const std::vector<Point2>& vInput, MeshCopy& copy) {
 py::dict triangulate(const PointArray& points, const py::object& segments, const py::object& holes, const py::object& minAngle,
                      const py::object& maxArea, const py::object& maxEdge, bool bConforming) {
   const Bounds bounds(toBounds(minAngle, maxArea, maxEdge));
-  const std::vector<Point2> vPoints(toPoints(points, "points"));
-  std::vector<Segment2> vSegments(segments.is_none() ? std::vector<Segment2>() : toIndexSegments(segments.cast<IndexArray>(), vPoints));
+  // The points go into the library straight from the array: no copy, and point i carries custom index i.
+  const size_t numPoints(checkPointArray(points, "points"));
+  std::vector<Segment2> vSegments(segments.is_none() ? std::vector<Segment2>() : toIndexSegments(segments.cast<IndexArray>(), points));
   const std::vector<Point2> vHoles(holes.is_none() ? std::vector<Point2>() : toPoints(holes.cast<PointArray>(), "holes"));
   if (!vHoles.empty() && vSegments.empty()) throw py::value_error("holes need segments that enclose them");
   MeshCopy mesh;
   bool bConstraintFailed(false), bEnclosesNothing(false);
   const Messages messages(runLibrary([&] {
-    Zarn_2D dt(static_cast<unsigned int>(vPoints.size() + 3));
-    dt.insert(vPoints);
+    Zarn_2D dt(static_cast<unsigned int>(numPoints + 3));
+    dt.insert(static_cast<int>(numPoints), const_cast<double*>(points.data()), nullptr);
     std::vector<Triangle2*> vTriangles;
     if (!vSegments.empty()) {
       // Segments bound the domain: the part outside them and the holes are left out.
@@ -253,13 +265,13 @@ py::dict triangulate(const PointArray& points, const py::object& segments, const
     }
     if (vTriangles.empty()) dt.getTrianglePointers(vTriangles);
     if (bounds.any() && dt.is2D()) refineTriangles(dt, bounds, vTriangles);
-    copyMesh(dt, vTriangles, static_cast<int32_t>(vPoints.size()), mesh);
+    copyMesh(dt, vTriangles, static_cast<int32_t>(numPoints), mesh);
   }));
   finish(messages, bConstraintFailed, "the segments were not inserted");
   if (bEnclosesNothing && PyErr_WarnEx(PyExc_RuntimeWarning, "the segments enclose no region: all triangles are returned", 1) != 0) {
     throw py::error_already_set();
   }
-  return toDict(vPoints, mesh);
+  return toDict(points.data(), numPoints, mesh);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -461,7 +473,7 @@ class Triangulation {
       pDt->getTrianglePointers(vTriangles);
       copyMesh(*pDt, vTriangles, 0, mesh);
     }), false, "");
-    return toDict({}, mesh);
+    return toDict(nullptr, 0, mesh);
   }
 
   void writeObj(const std::string& filename) {
