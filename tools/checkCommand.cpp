@@ -14,7 +14,7 @@
 #include "Zarn_2D.h"
 #include "commands.h"
 #include "constraintInput.h"
-#include "toolOptions.h"
+#include "toolRun.h"
 
 using namespace KORA_ZARN2D;
 
@@ -136,7 +136,14 @@ int runCheckCommand(int argc, char** argv) {
   std::cout << "Intersecting pairs: " << counts.numPoint << " SIT_POINT, " << counts.numSegment << " SIT_SEGMENT";
   if (opt.bEndpoints) std::cout << ", " << counts.numEndpoint << " SIT_ENDPOINT";
   std::cout << std::endl;
-  if (!opt.psFile.empty()) checker.showIllegalSegments(opt.bEndpoints, opt.psFile);
-  if (!opt.svgFile.empty()) checker.showIllegalSegments(opt.bEndpoints, opt.svgFile);
-  return 0;
+  Console console("zarn2d check");  // the drawing's messages go to standard error
+  bool bOk(true);
+  for (const std::string& file : {opt.psFile, opt.svgFile}) {
+    if (file.empty()) continue;
+    bOk &= writeOutput(console, file, "drawing", [&](const std::string& path) {
+      checker.showIllegalSegments(opt.bEndpoints, path);
+      return true;
+    });
+  }
+  return bOk ? 0 : 1;
 }

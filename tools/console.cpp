@@ -82,7 +82,7 @@ Console::Console(const std::string& name_)
       bTerminal(isatty(STDERR_FILENO) == 1),
       stepStart(0.0),
       lastPercent(-1),
-      bHoldWarnings(false) {
+      bHold(false) {
   std::cout.rdbuf(pFilter.get());
 }
 
@@ -97,6 +97,10 @@ void Console::setQuiet(bool bQuiet_) { bQuiet = bQuiet_; }
 std::ostream& Console::data() { return *pData; }
 
 void Console::writeLine(const std::string& text) {
+  if (bHold) {
+    vHeldLines.push_back(text);
+    return;
+  }
   clearBar();
   std::cerr << text << std::endl;
 }
@@ -106,22 +110,23 @@ void Console::log(const std::string& line) {
 }
 
 void Console::warn(const std::string& text) {
-  if (bHoldWarnings) {
-    vHeldWarnings.push_back(text);
-  } else {
-    writeLine(name + ": warning: " + text);
-  }
+  if (bHold) lastHeldWarning = text;
+  writeLine(name + ": warning: " + text);
 }
 
 void Console::error(const std::string& text) { writeLine(name + ": " + text); }
 
-void Console::holdWarnings() { bHoldWarnings = true; }
+void Console::holdMessages() { bHold = true; }
 
-std::vector<std::string> Console::releaseWarnings() {
-  bHoldWarnings = false;
-  std::vector<std::string> vWarnings;
-  vWarnings.swap(vHeldWarnings);
-  return vWarnings;
+std::string Console::releaseMessages(bool bPrint) {
+  bHold = false;
+  if (bPrint) {
+    for (const std::string& line : vHeldLines) writeLine(line);
+  }
+  vHeldLines.clear();
+  std::string warning;
+  warning.swap(lastHeldWarning);
+  return warning;
 }
 
 void Console::beginStep(const std::string& name) {

@@ -27,14 +27,15 @@ class Console : public KORA_ZARN2D::MsgBase {
   std::ostream& data();
   /// Prints one log line on standard error (nothing when quiet).
   void log(const std::string& line);
-  /// Prints name + ": warning: " + text on standard error (held back while warnings are held).
+  /// Prints name + ": warning: " + text on standard error.
   void warn(const std::string& text);
   /// Prints name + ": " + text on standard error.
   void error(const std::string& text);
-  /// From now on warnings are collected instead of printed, until releaseWarnings.
-  void holdWarnings();
-  /// Ends holdWarnings and returns the warnings collected since.
-  std::vector<std::string> releaseWarnings();
+  /// From now on log lines and warnings are collected instead of printed, until releaseMessages.
+  void holdMessages();
+  /// Ends holdMessages: prints what was collected when bPrint, and returns the text of the last
+  /// warning collected ("" when none), so that a failure can name its reason on its own line.
+  std::string releaseMessages(bool bPrint);
 
   /// Names the step the following progress messages belong to and starts its stopwatch.
   void beginStep(const std::string& name);
@@ -61,6 +62,7 @@ class Console : public KORA_ZARN2D::MsgBase {
   std::string stepName;
   double stepStart;
   int lastPercent;
-  bool bHoldWarnings;
-  std::vector<std::string> vHeldWarnings;
+  bool bHold;
+  std::vector<std::string> vHeldLines;
+  std::string lastHeldWarning;
 };

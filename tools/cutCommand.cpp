@@ -220,6 +220,10 @@ int runCutCommand(int argc, char** argv) {
   std::vector<Point2> vCorners;
   std::vector<Segment2> vSegments;
   if (!readMesh(opt.meshFile, vCorners) || !readSegmentFile(opt.segmentFile, vSegments, "zarn2d cut: ")) return 1;
+  if (vCorners.empty()) {
+    complain(opt.meshFile + " holds no triangles (\"f\" lines of an OBJ file)");
+    return 1;
+  }
   std::cout << "Read " << vCorners.size() / 3 << " triangles from " << opt.meshFile << " and " << vSegments.size() << " segments from "
             << opt.segmentFile << std::endl;
 

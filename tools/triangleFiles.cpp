@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "console.h"
+#include "constraintInput.h"
 #include "textFields.h"
 
 using namespace KORA_ZARN2D;
@@ -78,8 +79,9 @@ std::string baseOf(const std::string& filename) { return filename.substr(0, file
 // Reads the vertices of base.node for a .poly without vertices or for a .ele.
 bool readCompanionNodes(const std::string& filename, std::vector<Point2>& vPoints, long& firstNumber, Console& console) {
   const std::string nodeFile(baseOf(filename) + ".node");
-  if (!isReadableFile(nodeFile, console)) {
-    console.error(filename + " needs the vertices of " + nodeFile);
+  const std::string unreadable(checkReadable(nodeFile));
+  if (!unreadable.empty()) {
+    console.error(unreadable + " (" + filename + " needs its vertices)");
     return false;
   }
   TextFields text(nodeFile, true);

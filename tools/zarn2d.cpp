@@ -61,8 +61,8 @@ const char* const kUsageTail =
     "\n"
     "Triangle's switches and their counterparts:\n"
     "  triangle -p A.poly      zarn2d A.poly --write-triangle A.1   (segments as constraints)\n"
-    "  triangle -q30           zarn2d --min-angle 30\n"
-    "  triangle -a0.01         zarn2d --max-area 0.01\n"
+    "  triangle -q30           zarn2d -q30 (--min-angle 30)\n"
+    "  triangle -a0.01         zarn2d -a0.01 (--max-area 0.01)\n"
     "  triangle -D             zarn2d -D (--conforming)\n"
     "  triangle -C             zarn2d -C (--check)\n"
     "  triangle -V             zarn2d -V (--stats)\n"
@@ -245,6 +245,9 @@ bool loadInput(const Settings& s, ToolInput& input, Console& console) {
 // The steps.
 // ---------------------------------------------------------------------------------------------
 
+// "1 point", "2 points".
+std::string counted(size_t n, const std::string& noun) { return std::to_string(n) + " " + noun + (n == 1 ? "" : "s"); }
+
 void printCounts(ToolRun& run) {
   std::string line("Vertices: " + std::to_string(run.dt.numberOfPoints()) + ", triangles: " + std::to_string(run.dt.numberOfTriangles()));
   if (!run.vGraphs.empty()) {
@@ -266,8 +269,7 @@ void triangulate(ToolRun& run, const Settings& s, int numCPU) {
     run.dt.insert(vPoints);
   }
   const size_t numMerged(vPoints.size() - run.dt.numberOfPoints());
-  run.console.endStep(std::to_string(vPoints.size()) + " points, " + std::to_string(numMerged) + " duplicate(s) merged, " +
-                      std::to_string(numCPU) + " thread(s)");
+  run.console.endStep(counted(vPoints.size(), "point") + ", " + counted(numMerged, "duplicate") + " merged, " + counted(size_t(numCPU), "thread"));
   printCounts(run);
 }
 
@@ -311,9 +313,8 @@ bool writeOutput(Console& console, const std::string& name, const std::string& w
   const std::string path(bStdout ? (fs::temp_directory_path() / ("zarn2d_" + std::to_string(getpid()) + "_stdout")).string() : name);
   console.beginStep("Writing " + what + (bStdout ? " to standard output" : " " + name));
   std::error_code error;
-  console.holdWarnings();  // a library warning about the file becomes part of the one error line
+  console.holdMessages();  // on failure, the library's reason joins the one error line
   bool bOk(write(path) && fs::is_regular_file(path, error));
-  const std::vector<std::string> vWarnings(console.releaseWarnings());
   if (bOk && bStdout) {
     std::ifstream file(path, std::ios::binary);
     console.data() << file.rdbuf();
@@ -321,20 +322,22 @@ bool writeOutput(Console& console, const std::string& name, const std::string& w
     bOk = bool(console.data());
   }
   if (bStdout) fs::remove(path, error);
+  const std::string reason(console.releaseMessages(bOk));
   if (!bOk) {
-    console.error(what + " " + name + " can't be written" + (vWarnings.empty() ? "" : " (" + vWarnings.back() + ")"));
+    console.error(what + " " + name + " can't be written" + (reason.empty() ? "" : " (" + reason + ")"));
     return false;
   }
-  for (const std::string& warning : vWarnings) console.warn(warning);
   console.endStep();
   return true;
 }
 
 namespace {
 
+const char* const kCollinear = "no triangles: the points are collinear";
+
 bool writeObj(ToolRun& run, const std::string& filename) {
   if (!run.dt.is2D()) {
-    run.console.error("no triangles to write to " + filename + ": the points are collinear");
+    run.console.warn(kCollinear);
     return false;
   }
   if (run.pRegion != nullptr) {
@@ -355,7 +358,10 @@ bool writeOutputs(ToolRun& run, const Settings& s) {
   if (!s.asciiFile.empty()) bOk &= writeOutput(c, s.asciiFile, "text point file", [&](const std::string& f) { return writePointsASCII(f.c_str(), vVertices); });
   if (!s.webDir.empty()) {
     bOk &= writeOutput(c, s.webDir + "/3d.obj", "web scene", [&](const std::string&) {
-      if (!run.dt.is2D()) return false;
+      if (!run.dt.is2D()) {
+        run.console.warn(kCollinear);
+        return false;
+      }
       if (run.pRegion != nullptr) {
         run.dt.writeWebScene(s.webDir.c_str(), run.pRegion);
       } else {

@@ -14,7 +14,7 @@ ToolExtension makeZoneExtension(bool& bZone) {
                         "bound regions, clockwise rings holes; grow: reached from X,Y without crossing a\n"
                         "constraint); prints its parts and areas; implies --oriented",
                         [pRequest, &bZone](const std::string& value) {
-                          if (!parseZoneOption(value, *pRequest)) return std::string("--zone takes inside, outside, global or grow:X,Y");
+                          if (!parseZoneOption(value, *pRequest)) return "needs inside, outside, global or grow:X,Y, not \"" + value + "\"";
                           bZone = true;
                           return std::string();
                         }};

@@ -9,28 +9,11 @@
 
 #include "ConstraintMgr.h"
 #include "Dt2.h"
+#include "toolOptions.h"
 
 using namespace KORA_ZARN2D;
 
-const char* const kZoneUsage =
-    "\n"
-    "Zones (after the constraints and removals; --zone implies --oriented):\n"
-    "  --zone inside        the triangles inside the closed rings of the constraint graphs: a\n"
-    "                       counterclockwise ring bounds a region, a clockwise ring a hole; graphs that\n"
-    "                       are not made of closed rings are left out (named on the console)\n"
-    "  --zone outside       the triangles outside them\n"
-    "  --zone global        all triangles\n"
-    "  --zone grow:X,Y      the triangles reached from the point (X, Y) without crossing a constraint\n"
-    "The tool prints the zone's regions (edge-connected parts) with their areas; --ps and --svg draw\n"
-    "the zone filled over the triangulation, --obj and --web write the zone's triangles only.\n";
-
 namespace {
-
-bool parseNumber(const std::string& text, double& value) {
-  char* end(nullptr);
-  value = std::strtod(text.c_str(), &end);
-  return !text.empty() && end == text.c_str() + text.size() && std::isfinite(value);
-}
 
 // Every vertex of the graph's directed pieces is left as often as it is entered.
 bool isMadeOfRings(ConstraintGraph2* pGraph) {
@@ -93,12 +76,11 @@ bool parseZoneOption(const std::string& value, ZoneRequest& request) {
   const size_t comma(value.find(','));
   double x(0.0), y(0.0);
   if (value.compare(0, kGrow.size(), kGrow) == 0 && comma != std::string::npos &&
-      parseNumber(value.substr(kGrow.size(), comma - kGrow.size()), x) && parseNumber(value.substr(comma + 1), y)) {
+      parseNumber(value.substr(kGrow.size(), comma - kGrow.size()), x).empty() && parseNumber(value.substr(comma + 1), y).empty()) {
     request.kind = ZoneRequest::GROW;
     request.start = Point2(x, y);
     return true;
   }
-  std::cerr << "zarn2d: --zone needs inside, outside, global or grow:X,Y, not \"" << value << "\"" << std::endl;
   return false;
 }
 
@@ -126,10 +108,4 @@ Zone2* createRequestedZone(Zarn_2D& dt, const ZoneRequest& request) {
   }
   if (pZone != nullptr) printRegions(pZone, name);
   return pZone;
-}
-
-bool drawZone(Zone2* pZone, const std::string& filename) {
-  Visualizer2 vis;
-  pZone->show(&vis, true, true);
-  return vis.write(filename);
 }

@@ -14,11 +14,7 @@ struct ZoneRequest {
   KORA_ZARN2D::Point2 start;  // GROW: the start point
 };
 
-/// The --help lines of --zone.
-extern const char* const kZoneUsage;
-
-/// Parses the value of --zone: "inside", "outside", "global" or "grow:X,Y". False, with a message
-/// on standard error, for anything else.
+/// Parses the value of --zone: "inside", "outside", "global" or "grow:X,Y"; false for anything else.
 bool parseZoneOption(const std::string& value, ZoneRequest& request);
 
 /// True when the request can be served: inside and outside need constraint graphs. Prints the
@@ -30,6 +26,3 @@ bool isZoneRequestUsable(const ZoneRequest& request, bool bHasConstraints);
 /// rings (counterclockwise boundaries, clockwise holes); others are named and left out. Null
 /// (with the library's message) when no zone can be made.
 KORA_ZARN2D::Zone2* createRequestedZone(KORA_ZARN2D::Zarn_2D& dt, const ZoneRequest& request);
-
-/// Draws the whole triangulation thin, the zone filled and the constraint pieces on top.
-bool drawZone(KORA_ZARN2D::Zone2* pZone, const std::string& filename);
