@@ -5,7 +5,6 @@
 #include <stdlib.h>
 
 #include <cmath>
-#include <deque>
 #include <fstream>
 
 #include "Zarn_2D.h"
@@ -47,41 +46,6 @@ PictureSummary summarize(const Image& image) {
   return summary;
 }
 
-// A half ring, triangulated by hand: (rings x sectors) quads, each split into two triangles.
-class HalfRing {
- public:
-  HalfRing(int rings, int sectors) {
-    for (int j = 0; j <= rings; ++j) {
-      for (int i = 0; i <= sectors; ++i) {
-        const double radius(1.0 + 2.0 * j / rings), angle(3.141592653589793 * i / sectors);
-        vPoints.emplace_back(3.0 * radius * std::cos(angle), 2.0 * radius * std::sin(angle));
-      }
-    }
-    for (int j = 0; j < rings; ++j) {
-      for (int i = 0; i < sectors; ++i) {
-        const int corner(j * (sectors + 1) + i);  // indices, not pointer steps: a deque is not contiguous
-        Point2* p00(&vPoints[corner]);
-        Point2* p10(&vPoints[corner + 1]);
-        Point2* p01(&vPoints[corner + sectors + 1]);
-        Point2* p11(&vPoints[corner + sectors + 2]);
-        add(p00, p10, p11);
-        add(p00, p11, p01);
-      }
-    }
-  }
-  const std::vector<Triangle2*>& triangles() const { return vTrianglePtrs; }
-
- private:
-  void add(Point2* a, Point2* b, Point2* c) {
-    vTriangles.emplace_back();
-    vTriangles.back().setProperties(a, b, c);
-    vTrianglePtrs.push_back(&vTriangles.back());
-  }
-  std::deque<Point2> vPoints;
-  std::deque<Triangle2> vTriangles;
-  std::vector<Triangle2*> vTrianglePtrs;
-};
-
 // Writes a copy of the page with one piece of text replaced; false when the text is not there.
 bool writeVariant(const fs::path& scene, const std::string& name, const std::string& from, const std::string& to) {
   std::string page(readFile(scene / "index.html"));
@@ -115,10 +79,18 @@ class WebSceneBrowserTest : public testing::Test {
 };
 
 TEST_F(WebSceneBrowserTest, PageShowsShadedModelOverGradientAndWireframeDiffers) {
-  const HalfRing shape(6, 16);
+  // The points of a half ring; their triangulation covers a half disc.
+  std::vector<Point2> vPoints;
+  for (int j = 0; j <= 6; ++j) {
+    for (int i = 0; i <= 16; ++i) vPoints.emplace_back(3.0 * (1.0 + j / 3.0) * std::cos(M_PI * i / 16), 2.0 * (1.0 + j / 3.0) * std::sin(M_PI * i / 16));
+  }
+  Zarn_2D dt;
+  dt.insert(vPoints);
+  std::vector<Triangle2*> vTriangles;
+  dt.getTrianglePointers(vTriangles);
   const fs::path scene(root / "scene");
   testing::internal::CaptureStdout();
-  ASSERT_TRUE(writeWebSceneFiles(scene.string().c_str(), shape.triangles()));
+  ASSERT_TRUE(writeWebSceneFiles(scene.string().c_str(), vTriangles));
   testing::internal::GetCapturedStdout();
   const std::string smoothMode("viewer.setParameter('RenderMode', 'smooth');");
   ASSERT_TRUE(writeVariant(scene, "wireframe.html", smoothMode, "viewer.setParameter('RenderMode', 'wireframe');"));
