@@ -183,3 +183,12 @@ def test_refinement_meets_the_bounds_in_the_domain():
     for triangle in zone.triangles():
         c = np.array([corner.xy for corner in triangle.corners])
         assert max(np.hypot(*(c[i] - c[(i + 1) % 3])) for i in range(3)) <= 1.0
+
+
+def test_any_array_layout_gives_the_same_mesh():
+    points = np.random.default_rng(5).random((500, 2))
+    reference = zarn2d.triangulate(points)
+    for variant in (np.asfortranarray(points), np.hstack([points, points])[:, :2], points.tolist()):
+        result = zarn2d.triangulate(variant)
+        check_mesh(result, points)
+        assert np.array_equal(result["triangles"], reference["triangles"])
