@@ -180,13 +180,15 @@ void Dt2::collectVisibleHullEdges(Triangle2* pT, int edgeIdx, const Point2& p, s
 
 void Dt2::legalize(Point2* pVtx, KoraTest& predicates, InsertionScratch& scratch) const {
   std::vector<Triangle2*>& vFlipStack(scratch.vFlipStack);
+  // Without constraint segments no edge can be a constraint: no lookup per flip.
+  const bool bConstraintEdges(!pConstraintMgr->empty());
   while (!vFlipStack.empty()) {
     Triangle2* pT(vFlipStack.back());
     vFlipStack.pop_back();
     Triangle2* pN(pT->getOppositeTriangle(0));
     if (pN == nullptr) continue;
     if (predicates.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), *pVtx) <= 0) continue;
-    if (bSuspendFlips || isConstraint(pT, 0)) continue;
+    if (bSuspendFlips || (bConstraintEdges && isConstraint(pT, 0))) continue;
     flip(pT, 0, pN, pN->getIntraTriangleIndex(pT));
     vFlipStack.push_back(pT);
     vFlipStack.push_back(pN);
