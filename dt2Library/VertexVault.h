@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "HugePages.h"
 #include "Point2.h"
 
 namespace KORA_ZARN2D {
@@ -29,6 +30,12 @@ struct IdxVtx {
   bool bActive;    // false once the vertex turned out redundant or was removed
   Point2* pVtx;    // owned by the triangulation's vertex pool
 };
+
+/// The record array: elements appended by resize() stay uninitialised until written (see
+/// createVertices), large arrays sit on huge pages.
+using RecordVector = std::vector<IdxVtx, UninitialisedAllocator<IdxVtx>>;
+/// Scratch of (key << 32 | input index) pairs for sorting, never zero-filled.
+using KeyPairVector = std::vector<uint64_t, UninitialisedAllocator<uint64_t>>;
 
 /// Answers, for the insertion and removal code, which vertex stands at a position (duplicates),
 /// which triangle lies close to a new point (start of point location) and whether the
@@ -105,7 +112,7 @@ class VertexVault {
   void sortFourWays();
   /// Creates the vertices of pairs [begin, end) in pRun (one element per pair), their records at
   /// the same indices of aRecords and their handles. Touches nothing else: one thread per range.
-  static void createVertexRange(const std::vector<uint64_t>& vPairs, size_t begin, size_t end, const BulkInput& input,
+  static void createVertexRange(const KeyPairVector& vPairs, size_t begin, size_t end, const BulkInput& input,
                                 Point2* pRun, IdxVtx* aRecords, Point2** aHandles);
   void dropTrailingInactive();
   /// Drops the position index of findVertexAt (records were reordered or deactivated).
@@ -113,7 +120,7 @@ class VertexVault {
   Triangle2* triangleOfActive(size_t idx);
   Triangle2* nearestActiveInTail(uint32_t key) const;
 
-  std::vector<IdxVtx> vIdxVtxAct;
+  RecordVector vIdxVtxAct;
   struct PositionHash {
     size_t operator()(const std::pair<double, double>& xy) const;
   };
