@@ -28,9 +28,16 @@ constexpr size_t kParallelKeysPointsPerThread = 10;
 
 bool isFinitePoint(const Point2& p) { return std::isfinite(p.x()) && std::isfinite(p.y()); }
 
-// Sorts (key << 32 | input index) pairs by key with a stable LSD radix sort over the 30 key bits,
-// so equal keys keep input order. Three passes of 10 bits; O(n) and no comparisons.
-void radixSortByKey(KeyPairVector& vPairs) {
+// Sorts (key << 32 | input index) pairs by key, equal keys in input order. Large inputs take a
+// stable LSD radix sort over the 30 key bits (three passes of 10 bits, O(n), no comparisons); below
+// kRadixSortMinPairs its bucket counters would cost more than the pairs, and sorting the whole
+// 64-bit values gives the same order.
+void sortByKey(KeyPairVector& vPairs) {
+  constexpr size_t kRadixSortMinPairs = 4096;
+  if (vPairs.size() < kRadixSortMinPairs) {
+    std::sort(vPairs.begin(), vPairs.end());
+    return;
+  }
   constexpr int kBitsPerPass = 10;
   constexpr int kBuckets = 1 << kBitsPerPass;
   KeyPairVector vTmp(vPairs.size());
@@ -365,7 +372,7 @@ size_t VertexVault::createVertices(const BulkInput& input, Point2** aHandles) {
   } else {
     computeKeys(0, numPoints);
   }
-  radixSortByKey(vPairs);
+  sortByKey(vPairs);
   // Non-finite points carry the marker key (above every 30-bit key): skip them.
   const size_t numPairs(vPairs.size());
   vPairs.erase(std::remove_if(vPairs.begin(), vPairs.end(), [](uint64_t pair) { return (pair >> 32) == UINT32_MAX; }), vPairs.end());
