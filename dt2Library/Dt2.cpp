@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <thread>
 #ifdef __GLIBC__
 #include <malloc.h>
@@ -225,12 +226,12 @@ void Dt2::registerDuplicate(Point2* pVtx, const Triangle2* pT) {
   vertexVault.addRedundant(pVtx, pCorner);
 }
 
-Triangle2* Dt2::insertVertex(Point2* pVtx, Triangle2* pStart) {
+Triangle2* Dt2::insertVertex(Point2* pVtx, Triangle2* pStart, bool bDeferDuplicate) {
   Triangle2* pT(pStart);
   int edgeIdx(-1);
   const int loc(locate(*pVtx, pT, edgeIdx));
   if (loc == LOC_ON_CORNER) {
-    registerDuplicate(pVtx, pT);
+    if (!bDeferDuplicate) registerDuplicate(pVtx, pT);
     return pT;
   }
   if (loc == LOC_INSIDE) {
@@ -277,17 +278,33 @@ Point2* Dt2::insertNear(const Point2& p, Triangle2* pHint) {
 }
 
 // Inserts every active record from firstRecord on whose vertex is not in the triangulation yet,
-// each walk starting where the previous insertion ended (consecutive records are close in
-// Hilbert order).
+// each walk starting where the previous insertion ended. The records come in Hilbert order, taken
+// in rounds: every 512th, then every 64th, every 8th, and all. Each round then fills a
+// triangulation that already spans the area, with about three flips per vertex instead of about
+// five (a plain sweep keeps meeting long triangles on the border of the part done so far), while
+// consecutive vertices of a round stay close to each other. Repeated points share one key and keep
+// their input order: the coarse rounds take only the first record of a key and leave a vertex that
+// meets an existing one to the last round, so the first occurrence becomes the vertex. Records out
+// of key order (appended by single insertions) and small sets, which have no long border to
+// speak of, get one plain round.
 void Dt2::insertRecordsFrom(size_t firstRecord, Triangle2* pStart) {
+  constexpr size_t aRoundStrides[] = {512, 64, 8, 1};
+  constexpr size_t kMinRecordsForRounds = 4096;
   const size_t numRecords(vertexVault.size());
+  const bool bRounds(numRecords - firstRecord >= kMinRecordsForRounds && vertexVault.isSortedFrom(firstRecord));
+  const size_t firstRound(bRounds ? 0 : std::size(aRoundStrides) - 1);
   Triangle2* pT(pStart);
-  for (size_t i = firstRecord; i < numRecords; ++i) {
-    const IdxVtx* pRec(vertexVault.getRecord(i));
-    if (!pRec->bActive || pRec->pVtx->getIncidentTriangle() != nullptr) continue;
-    pT = insertVertex(pRec->pVtx, pT);
-    if ((i & (kProgressInterval - 1)) == 0) {
-      publisher.setProgress(static_cast<double>(i - firstRecord) / static_cast<double>(numRecords - firstRecord));
+  for (size_t round = firstRound; round < std::size(aRoundStrides); ++round) {
+    const size_t stride(aRoundStrides[round]);
+    const bool bLastRound(stride == 1);
+    for (size_t i = firstRecord; i < numRecords; i += stride) {
+      const IdxVtx* pRec(vertexVault.getRecord(i));
+      if (!pRec->bActive || pRec->pVtx->getIncidentTriangle() != nullptr) continue;
+      if (!bLastRound && i > firstRecord && vertexVault.getRecord(i - 1)->key == pRec->key) continue;
+      pT = insertVertex(pRec->pVtx, pT, !bLastRound);
+      if (bLastRound && (i & (kProgressInterval - 1)) == 0) {
+        publisher.setProgress(static_cast<double>(i - firstRecord) / static_cast<double>(numRecords - firstRecord));
+      }
     }
   }
 }

@@ -1,6 +1,7 @@
 // VertexVault: the register of every vertex of a triangulation, ordered by Hilbert key.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -92,6 +93,10 @@ class VertexVault {
   /// alone). Returns the number of skipped points.
   size_t createVertices(const BulkInput& input, Point2** aHandles);
 
+  /// True when the records from first on are in key order. O(number of those records).
+  bool isSortedFrom(size_t first) const {
+    return first >= vIdxVtxAct.size() || std::is_sorted(vIdxVtxAct.begin() + static_cast<std::ptrdiff_t>(first), vIdxVtxAct.end(), keyLess);
+  }
   /// Records [first, size()) were created by the last createVertices call.
   size_t size() const { return vIdxVtxAct.size(); }
   const IdxVtx* getRecord(size_t i) const { return &vIdxVtxAct[i]; }
