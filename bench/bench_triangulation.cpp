@@ -1,5 +1,6 @@
 // Delaunay triangulation benchmark: bulk insertion of uniform random points (100k, 1M, 4M) and
-// of the 1000 x 1000 integer grid, single-threaded. When CGAL is available the same inputs are
+// of the 1000 x 1000 integer grid, single-threaded, and the creation and destruction of small
+// triangulations (100 and 1,000 points). When CGAL is available the same inputs are
 // triangulated by its Delaunay_triangulation_2 (exact predicates, inexact constructions; range
 // insertion, which sorts spatially) in the same run, and the time ratios are printed at the end.
 //
@@ -24,12 +25,44 @@ namespace {
 
 using namespace zarnbench;
 
+// Many small triangulations (GIS parcels, navigation meshes): each iteration creates a
+// triangulation of the first state.range(0) uniform points and destroys it again.
+void BM_ZarnSmall(benchmark::State& state) {
+  const std::vector<Point2> vPoints(makeUniformPoints(static_cast<size_t>(state.range(0))));
+  for (auto _ : state) {
+    Zarn_2D dt(static_cast<unsigned int>(vPoints.size()));
+    dt.insert(vPoints);
+    benchmark::DoNotOptimize(dt.numberOfTriangles());
+  }
+  state.SetLabel("create+destroy" + std::to_string(state.range(0)));
+}
+
+#ifdef ZARN_HAVE_CGAL
+void BM_CGALSmall(benchmark::State& state) {
+  const std::vector<Point2> vInput(makeUniformPoints(static_cast<size_t>(state.range(0))));
+  std::vector<CgalKernel::Point_2> vPoints;
+  for (const Point2& p : vInput) vPoints.emplace_back(p.x(), p.y());
+  for (auto _ : state) {
+    CgalDelaunay dt;
+    dt.insert(vPoints.begin(), vPoints.end());
+    benchmark::DoNotOptimize(dt.number_of_faces());
+  }
+  state.SetLabel("create+destroy" + std::to_string(state.range(0)));
+}
+#endif
+
 // Input sizes; 0 stands for the grid.
 void registerAll() {
   for (int64_t n : {int64_t(100000), int64_t(1000000), int64_t(4000000), int64_t(0)}) {
     benchmark::RegisterBenchmark("Zarn/DelaunayBulk", BM_Zarn)->Args({n, 1})->Unit(benchmark::kMillisecond)->UseRealTime();
 #ifdef ZARN_HAVE_CGAL
     benchmark::RegisterBenchmark("CGAL/DelaunayBulk", BM_CGAL)->Arg(n)->Unit(benchmark::kMillisecond)->UseRealTime();
+#endif
+  }
+  for (int64_t n : {int64_t(100), int64_t(1000)}) {
+    benchmark::RegisterBenchmark("Zarn/SmallCreateDestroy", BM_ZarnSmall)->Arg(n)->Unit(benchmark::kMillisecond)->UseRealTime();
+#ifdef ZARN_HAVE_CGAL
+    benchmark::RegisterBenchmark("CGAL/SmallCreateDestroy", BM_CGALSmall)->Arg(n)->Unit(benchmark::kMillisecond)->UseRealTime();
 #endif
   }
 }
@@ -41,7 +74,7 @@ void printRatios(TimeTable& table) {
   std::cout << "\nInput                 Zarn [ms]   CGAL [ms]   Zarn/CGAL" << std::endl;
   for (auto& entry : table) {
     const double zarn(entry.second[0]), cgal(entry.second[1]);
-    std::printf("%-20s %10.1f %11.1f %11.3f\n", entry.first.c_str(), zarn, cgal, cgal > 0 ? zarn / cgal : 0.0);
+    std::printf("%-20s %10.3f %11.3f %11.3f\n", entry.first.c_str(), zarn, cgal, cgal > 0 ? zarn / cgal : 0.0);
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <thread>
 #ifdef __GLIBC__
 #include <malloc.h>
@@ -25,12 +26,18 @@ constexpr size_t kProgressInterval = size_t(1) << 12;
 
 bool isFinitePoint(const Point2& p) { return std::isfinite(p.x()) && std::isfinite(p.y()); }
 
+// Below this many points the key buffers are too small to matter for the peak, and trimming would
+// only make the next allocations fault their pages in again (many small triangulations).
+constexpr size_t kTrimMinPoints = size_t(1) << 16;
+
 // The key buffers of a bulk insertion (16 bytes per point) are freed before the triangles are
 // built. glibc may have placed them on its heap (its mmap threshold adapts to earlier frees) and
 // would then keep those pages resident: hand them back so they do not add to the peak.
-void releaseFreedHeapMemory() {
+void releaseFreedHeapMemory(size_t numPoints) {
 #ifdef __GLIBC__
-  malloc_trim(0);
+  if (numPoints >= kTrimMinPoints) malloc_trim(0);
+#else
+  (void)numPoints;
 #endif
 }
 }  // namespace
@@ -180,13 +187,15 @@ void Dt2::collectVisibleHullEdges(Triangle2* pT, int edgeIdx, const Point2& p, s
 
 void Dt2::legalize(Point2* pVtx, KoraTest& predicates, InsertionScratch& scratch) const {
   std::vector<Triangle2*>& vFlipStack(scratch.vFlipStack);
+  // Without constraint segments no edge can be a constraint: no lookup per flip.
+  const bool bConstraintEdges(!pConstraintMgr->empty());
   while (!vFlipStack.empty()) {
     Triangle2* pT(vFlipStack.back());
     vFlipStack.pop_back();
     Triangle2* pN(pT->getOppositeTriangle(0));
     if (pN == nullptr) continue;
     if (predicates.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), *pVtx) <= 0) continue;
-    if (bSuspendFlips || isConstraint(pT, 0)) continue;
+    if (bSuspendFlips || (bConstraintEdges && isConstraint(pT, 0))) continue;
     flip(pT, 0, pN, pN->getIntraTriangleIndex(pT));
     vFlipStack.push_back(pT);
     vFlipStack.push_back(pN);
@@ -217,12 +226,12 @@ void Dt2::registerDuplicate(Point2* pVtx, const Triangle2* pT) {
   vertexVault.addRedundant(pVtx, pCorner);
 }
 
-Triangle2* Dt2::insertVertex(Point2* pVtx, Triangle2* pStart) {
+Triangle2* Dt2::insertVertex(Point2* pVtx, Triangle2* pStart, bool bDeferDuplicate) {
   Triangle2* pT(pStart);
   int edgeIdx(-1);
   const int loc(locate(*pVtx, pT, edgeIdx));
   if (loc == LOC_ON_CORNER) {
-    registerDuplicate(pVtx, pT);
+    if (!bDeferDuplicate) registerDuplicate(pVtx, pT);
     return pT;
   }
   if (loc == LOC_INSIDE) {
@@ -269,17 +278,33 @@ Point2* Dt2::insertNear(const Point2& p, Triangle2* pHint) {
 }
 
 // Inserts every active record from firstRecord on whose vertex is not in the triangulation yet,
-// each walk starting where the previous insertion ended (consecutive records are close in
-// Hilbert order).
+// each walk starting where the previous insertion ended. The records come in Hilbert order, taken
+// in rounds: every 512th, then every 64th, every 8th, and all. Each round then fills a
+// triangulation that already spans the area, with about three flips per vertex instead of about
+// five (a plain sweep keeps meeting long triangles on the border of the part done so far), while
+// consecutive vertices of a round stay close to each other. Repeated points share one key and keep
+// their input order: the coarse rounds take only the first record of a key and leave a vertex that
+// meets an existing one to the last round, so the first occurrence becomes the vertex. Records out
+// of key order (appended by single insertions) and small sets, which have no long border to
+// speak of, get one plain round.
 void Dt2::insertRecordsFrom(size_t firstRecord, Triangle2* pStart) {
+  constexpr size_t aRoundStrides[] = {512, 64, 8, 1};
+  constexpr size_t kMinRecordsForRounds = 4096;
   const size_t numRecords(vertexVault.size());
+  const bool bRounds(numRecords - firstRecord >= kMinRecordsForRounds && vertexVault.isSortedFrom(firstRecord));
+  const size_t firstRound(bRounds ? 0 : std::size(aRoundStrides) - 1);
   Triangle2* pT(pStart);
-  for (size_t i = firstRecord; i < numRecords; ++i) {
-    const IdxVtx* pRec(vertexVault.getRecord(i));
-    if (!pRec->bActive || pRec->pVtx->getIncidentTriangle() != nullptr) continue;
-    pT = insertVertex(pRec->pVtx, pT);
-    if ((i & (kProgressInterval - 1)) == 0) {
-      publisher.setProgress(static_cast<double>(i - firstRecord) / static_cast<double>(numRecords - firstRecord));
+  for (size_t round = firstRound; round < std::size(aRoundStrides); ++round) {
+    const size_t stride(aRoundStrides[round]);
+    const bool bLastRound(stride == 1);
+    for (size_t i = firstRecord; i < numRecords; i += stride) {
+      const IdxVtx* pRec(vertexVault.getRecord(i));
+      if (!pRec->bActive || pRec->pVtx->getIncidentTriangle() != nullptr) continue;
+      if (!bLastRound && i > firstRecord && vertexVault.getRecord(i - 1)->key == pRec->key) continue;
+      pT = insertVertex(pRec->pVtx, pT, !bLastRound);
+      if (bLastRound && (i & (kProgressInterval - 1)) == 0) {
+        publisher.setProgress(static_cast<double>(i - firstRecord) / static_cast<double>(numRecords - firstRecord));
+      }
     }
   }
 }
@@ -373,7 +398,7 @@ void Dt2::insertBulk(const BulkInput& input, Point2** aHandles) {
   if (aHandles != nullptr) std::fill(aHandles, aHandles + input.size, nullptr);
   const size_t firstNewRecord(vertexVault.size());
   const size_t numSkipped(vertexVault.createVertices(input, aHandles));
-  releaseFreedHeapMemory();
+  releaseFreedHeapMemory(input.size);
   if (numSkipped > 0) {
     reportWarning("Dt2::insertVector(..)",
                   std::to_string(numSkipped) + " point(s) with a non-finite coordinate skipped, their handles are NULL");

@@ -278,7 +278,10 @@ class Dt2 {
   bool extendBoxBy(const Point2& p);
   void rebuildKeyMapping();
   void becomeTwoDimensional();
-  Triangle2* insertVertex(Point2* pVtx, Triangle2* pStart);
+  /// Inserts pVtx with the walk starting at pStart; returns a triangle at pVtx. A vertex at the
+  /// position of an existing one is recorded as its duplicate, or, with bDeferDuplicate, left alone
+  /// (no triangle) for a later attempt.
+  Triangle2* insertVertex(Point2* pVtx, Triangle2* pStart, bool bDeferDuplicate = false);
   friend class InserterMT;
   friend class Chunk;
   /// Storage for a new triangle: the released stack or the pool (the serial scratch), else the

@@ -20,7 +20,8 @@ void Dt2::replaceNeighbour(Triangle2* pT, Triangle2* pOld, Triangle2* pNew) {
 }
 
 // (a, b, c) with neighbours (na, nb, nc) becomes (v,b,c), (v,c,a), (v,a,b). Writes pT, the two
-// new triangles and the links of nb and nc.
+// new triangles and the links of nb and nc. Of the corners only a leaves pT: a and v get a
+// triangle pointer, b and c keep theirs.
 void Dt2::splitTriangle(Triangle2* pT, Point2* pVtx, InsertionScratch& scratch) {
   Point2* a(pT->getCorner(0));
   Point2* b(pT->getCorner(1));
@@ -30,9 +31,11 @@ void Dt2::splitTriangle(Triangle2* pT, Point2* pVtx, InsertionScratch& scratch) 
   Triangle2* nc(pT->getOppositeTriangle(2));
   Triangle2* t1(newTriangle(scratch));
   Triangle2* t2(newTriangle(scratch));
-  t1->setPropertiesAndOppT(pVtx, c, a, nb, t2, pT);
-  t2->setPropertiesAndOppT(pVtx, a, b, nc, pT, t1);
-  pT->setPropertiesAndOppT(pVtx, b, c, na, t1, t2);
+  t1->setCornersAndNeighbours(pVtx, c, a, nb, t2, pT);
+  t2->setCornersAndNeighbours(pVtx, a, b, nc, pT, t1);
+  pT->setCornersAndNeighbours(pVtx, b, c, na, t1, t2);
+  pVtx->setIncidentTriangle(pT);
+  a->setIncidentTriangle(t1);
   replaceNeighbour(nb, pT, t1);
   replaceNeighbour(nc, pT, t2);
   scratch.vFlipStack.push_back(pT);
@@ -42,7 +45,8 @@ void Dt2::splitTriangle(Triangle2* pT, Point2* pVtx, InsertionScratch& scratch) 
 
 // The edge a-b opposite corner p of pT (and corner d of the neighbour, if any) is split at v:
 // (p,a,b) becomes (v,p,a), (v,b,p); the neighbour (d,b,a) becomes (v,a,d), (v,d,b). Writes both
-// triangles, the new ones and the links of the neighbours across b-p and d-b.
+// triangles, the new ones and the links of the neighbours across b-p and d-b. Of the corners only
+// b leaves the old triangles: b and v get a triangle pointer, p, a and d keep theirs.
 void Dt2::splitEdge(Triangle2* pT, int edgeIdx, Point2* pVtx, InsertionScratch& scratch) {
   Point2* p(pT->getCorner(edgeIdx));
   Point2* a(pT->getCorner(incIndexBy1(edgeIdx)));
@@ -51,9 +55,11 @@ void Dt2::splitEdge(Triangle2* pT, int edgeIdx, Point2* pVtx, InsertionScratch& 
   Triangle2* nbp(pT->getOppositeTriangle(incIndexBy1(edgeIdx)));
   Triangle2* pN(pT->getOppositeTriangle(edgeIdx));
   Triangle2* t2(newTriangle(scratch));
+  pVtx->setIncidentTriangle(pT);
+  b->setIncidentTriangle(t2);
   if (pN == nullptr) {
-    t2->setPropertiesAndOppT(pVtx, b, p, nbp, pT, nullptr);
-    pT->setPropertiesAndOppT(pVtx, p, a, npa, nullptr, t2);
+    t2->setCornersAndNeighbours(pVtx, b, p, nbp, pT, nullptr);
+    pT->setCornersAndNeighbours(pVtx, p, a, npa, nullptr, t2);
     replaceNeighbour(nbp, pT, t2);
     scratch.vFlipStack.push_back(pT);
     scratch.vFlipStack.push_back(t2);
@@ -64,10 +70,10 @@ void Dt2::splitEdge(Triangle2* pT, int edgeIdx, Point2* pVtx, InsertionScratch& 
   Triangle2* nad(pN->getOppositeTriangle(incIndexBy1(j)));
   Triangle2* ndb(pN->getOppositeTriangle(incIndexBy2(j)));
   Triangle2* t4(newTriangle(scratch));
-  t2->setPropertiesAndOppT(pVtx, b, p, nbp, pT, t4);
-  t4->setPropertiesAndOppT(pVtx, d, b, ndb, t2, pN);
-  pT->setPropertiesAndOppT(pVtx, p, a, npa, pN, t2);
-  pN->setPropertiesAndOppT(pVtx, a, d, nad, t4, pT);
+  t2->setCornersAndNeighbours(pVtx, b, p, nbp, pT, t4);
+  t4->setCornersAndNeighbours(pVtx, d, b, ndb, t2, pN);
+  pT->setCornersAndNeighbours(pVtx, p, a, npa, pN, t2);
+  pN->setCornersAndNeighbours(pVtx, a, d, nad, t4, pT);
   replaceNeighbour(nbp, pT, t2);
   replaceNeighbour(ndb, pN, t4);
   scratch.vFlipStack.push_back(pT);
@@ -96,7 +102,8 @@ void Dt2::attachOutsideHull(const std::vector<std::pair<Triangle2*, int>>& vHull
 }
 
 // pT = (v, a, b) with v at corner vIdx; pNeigh = (d, b, a) with d at neighIdx. The diagonal a-b is
-// replaced by v-d: pT becomes (v, a, d) and pNeigh becomes (v, d, b), v at corner 0 of both.
+// replaced by v-d: pT becomes (v, a, d) and pNeigh becomes (v, d, b), v at corner 0 of both. Only
+// a (now in pT alone) and b (now in pNeigh alone) may have pointed at a triangle that lost them.
 void Dt2::flip(Triangle2* pT, int vIdx, Triangle2* pNeigh, int neighIdx) {
   Point2* v(pT->getCorner(vIdx));
   Point2* a(pT->getCorner(incIndexBy1(vIdx)));
@@ -106,8 +113,10 @@ void Dt2::flip(Triangle2* pT, int vIdx, Triangle2* pNeigh, int neighIdx) {
   Triangle2* tb(pT->getOppositeTriangle(incIndexBy1(vIdx)));
   Triangle2* na(pNeigh->getOppositeTriangle(incIndexBy1(neighIdx)));
   Triangle2* nb(pNeigh->getOppositeTriangle(incIndexBy2(neighIdx)));
-  pT->setPropertiesAndOppT(v, a, d, na, pNeigh, ta);
-  pNeigh->setPropertiesAndOppT(v, d, b, nb, tb, pT);
+  pT->setCornersAndNeighbours(v, a, d, na, pNeigh, ta);
+  pNeigh->setCornersAndNeighbours(v, d, b, nb, tb, pT);
+  a->setIncidentTriangle(pT);
+  b->setIncidentTriangle(pNeigh);
   replaceNeighbour(na, pNeigh, pT);
   replaceNeighbour(tb, pT, pNeigh);
 }

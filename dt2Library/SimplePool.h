@@ -5,13 +5,11 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#ifdef __linux__
-#include <sys/mman.h>
-#endif
 #include <functional>
 #include <iostream>
 #include <vector>
 
+#include "HugePages.h"
 #include "tools.h"
 
 namespace KORA_ZARN2D {
@@ -155,7 +153,9 @@ class SimplePool {
   void startNewBlock(int32_t requestedSize) {
     const int32_t size(requestedSize < 0 ? getAutomaticBlockSize() : requestedSize);
     if (currentBlock != nullptr) vUsedCounts.push_back(getUsedCount(getNumBlocks() - 1));
-    currentBlock = static_cast<T*>(std::malloc(static_cast<size_t>(size) * sizeof(T)));
+    // Large blocks are filled front to back by millions of objects: on huge pages their first
+    // touch costs up to 512 times fewer page faults and TLB misses.
+    currentBlock = static_cast<T*>(allocateLargeAware(static_cast<size_t>(size) * sizeof(T)));
     currentIndex = -1;
     if (currentBlock == nullptr) {
       reportOutOfMemory();
@@ -165,23 +165,6 @@ class SimplePool {
     blockSizes.push_back(size);
     containers.push_back(currentBlock);
     currentBlockSize = size;
-    adviseHugePages(currentBlock, static_cast<size_t>(size) * sizeof(T));
-  }
-
-  // Large blocks are filled front to back by millions of objects: transparent huge pages cut the
-  // page faults and TLB misses of that first touch by a factor of up to 512. Only advice: the
-  // kernel may ignore it, and nothing changes where it is not available.
-  static void adviseHugePages(void* pBlock, size_t numBytes) {
-#if defined(__linux__) && defined(MADV_HUGEPAGE)
-    constexpr size_t kHugePageSize = size_t(2) << 20;
-    if (numBytes < 2 * kHugePageSize) return;
-    const uintptr_t begin((reinterpret_cast<uintptr_t>(pBlock) + kHugePageSize - 1) & ~(kHugePageSize - 1));
-    const uintptr_t end((reinterpret_cast<uintptr_t>(pBlock) + numBytes) & ~(kHugePageSize - 1));
-    if (end > begin) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
-#else
-    (void)pBlock;
-    (void)numBytes;
-#endif
   }
 
   void reportOutOfMemory() const {

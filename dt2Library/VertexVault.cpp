@@ -28,12 +28,19 @@ constexpr size_t kParallelKeysPointsPerThread = 10;
 
 bool isFinitePoint(const Point2& p) { return std::isfinite(p.x()) && std::isfinite(p.y()); }
 
-// Sorts (key << 32 | input index) pairs by key with a stable LSD radix sort over the 30 key bits,
-// so equal keys keep input order. Three passes of 10 bits; O(n) and no comparisons.
-void radixSortByKey(std::vector<uint64_t>& vPairs) {
+// Sorts (key << 32 | input index) pairs by key, equal keys in input order. Large inputs take a
+// stable LSD radix sort over the 30 key bits (three passes of 10 bits, O(n), no comparisons); below
+// kRadixSortMinPairs its bucket counters would cost more than the pairs, and sorting the whole
+// 64-bit values gives the same order.
+void sortByKey(KeyPairVector& vPairs) {
+  constexpr size_t kRadixSortMinPairs = 4096;
+  if (vPairs.size() < kRadixSortMinPairs) {
+    std::sort(vPairs.begin(), vPairs.end());
+    return;
+  }
   constexpr int kBitsPerPass = 10;
   constexpr int kBuckets = 1 << kBitsPerPass;
-  std::vector<uint64_t> vTmp(vPairs.size());
+  KeyPairVector vTmp(vPairs.size());
   for (int shift = 32; shift < 62; shift += kBitsPerPass) {
     size_t aCount[kBuckets + 1] = {0};
     for (uint64_t pair : vPairs) ++aCount[((pair >> shift) & (kBuckets - 1)) + 1];
@@ -89,7 +96,7 @@ Triangle2* VertexVault::getCloT(uint32_t key) {
     return pFakeT;
   }
   if (numSorted > 0) {
-    const std::vector<IdxVtx>::const_iterator sortedEnd(vIdxVtxAct.begin() + numSorted);
+    const RecordVector::const_iterator sortedEnd(vIdxVtxAct.begin() + numSorted);
     IdxVtx probe{key, true, nullptr};
     size_t hi(std::lower_bound(vIdxVtxAct.cbegin(), sortedEnd, probe, keyLess) - vIdxVtxAct.cbegin());
     size_t idx(hi);
@@ -115,7 +122,7 @@ Triangle2* VertexVault::getCloT(uint32_t key) {
 size_t VertexVault::getIdxOfActiveVtx(const Point2* pVtx) {
   const uint32_t key(pDt->getHC2().getKey(*pVtx));
   IdxVtx probe{key, true, nullptr};
-  const std::vector<IdxVtx>::const_iterator sortedEnd(vIdxVtxAct.begin() + numSorted);
+  const RecordVector::const_iterator sortedEnd(vIdxVtxAct.begin() + numSorted);
   const size_t first(std::lower_bound(vIdxVtxAct.cbegin(), sortedEnd, probe, keyLess) - vIdxVtxAct.cbegin());
   for (size_t i = first; i < numSorted && vIdxVtxAct[i].key == key; ++i) {
     if (vIdxVtxAct[i].pVtx == pVtx && vIdxVtxAct[i].bActive) return i;
@@ -289,8 +296,8 @@ void VertexVault::sortRecords() {
   // The unsorted tail is often in key order but for its last few records (bulk insertion creates
   // it in key order, the fake box then appends its 4 corners): then sorting those few and two
   // linear merges replace the full sort.
-  const std::vector<IdxVtx>::iterator mid(vIdxVtxAct.begin() + numSorted), end(vIdxVtxAct.end());
-  const std::vector<IdxVtx>::iterator sortedUntil(std::is_sorted_until(mid, end, keyLess));
+  const RecordVector::iterator mid(vIdxVtxAct.begin() + numSorted), end(vIdxVtxAct.end());
+  const RecordVector::iterator sortedUntil(std::is_sorted_until(mid, end, keyLess));
   if (sortedUntil != end) {
     if (sortedUntil - mid < end - sortedUntil && pDt->getNumCPU() >= kParallelSortMinThreads &&
         vIdxVtxAct.size() >= kParallelSortMinRecords) {
@@ -306,14 +313,14 @@ void VertexVault::sortRecords() {
 void VertexVault::sortFourWays() {
   // Partition around the median key, then each half around its median: four key ranges of
   // similar size, sorted concurrently.
-  const std::vector<IdxVtx>::iterator b(vIdxVtxAct.begin()), e(vIdxVtxAct.end());
-  const std::vector<IdxVtx>::iterator m(b + (e - b) / 2);
+  const RecordVector::iterator b(vIdxVtxAct.begin()), e(vIdxVtxAct.end());
+  const RecordVector::iterator m(b + (e - b) / 2);
   std::nth_element(b, m, e, keyLess);
-  const std::vector<IdxVtx>::iterator q1(b + (m - b) / 2), q3(m + (e - m) / 2);
+  const RecordVector::iterator q1(b + (m - b) / 2), q3(m + (e - m) / 2);
   std::nth_element(b, q1, m, keyLess);
   std::nth_element(m, q3, e, keyLess);
   std::vector<std::thread> vThreads;
-  const std::vector<IdxVtx>::iterator aBounds[5] = {b, q1, m, q3, e};
+  const RecordVector::iterator aBounds[5] = {b, q1, m, q3, e};
   for (int i = 0; i < 4; ++i) {
     vThreads.emplace_back([lo = aBounds[i], hi = aBounds[i + 1]] { std::sort(lo, hi, keyLess); });
   }
@@ -344,7 +351,7 @@ void VertexVault::rekeyAll() {
 
 size_t VertexVault::createVertices(const BulkInput& input, Point2** aHandles) {
   const size_t numPoints(input.size);
-  std::vector<uint64_t> vPairs(numPoints);
+  KeyPairVector vPairs(numPoints);
   const HC2& hc(pDt->getHC2());
   auto computeKeys = [&](size_t begin, size_t end) {
     for (size_t i = begin; i < end; ++i) {
@@ -365,7 +372,7 @@ size_t VertexVault::createVertices(const BulkInput& input, Point2** aHandles) {
   } else {
     computeKeys(0, numPoints);
   }
-  radixSortByKey(vPairs);
+  sortByKey(vPairs);
   // Non-finite points carry the marker key (above every 30-bit key): skip them.
   const size_t numPairs(vPairs.size());
   vPairs.erase(std::remove_if(vPairs.begin(), vPairs.end(), [](uint64_t pair) { return (pair >> 32) == UINT32_MAX; }), vPairs.end());
@@ -395,7 +402,7 @@ size_t VertexVault::createVertices(const BulkInput& input, Point2** aHandles) {
   return numPairs - vPairs.size();
 }
 
-void VertexVault::createVertexRange(const std::vector<uint64_t>& vPairs, size_t begin, size_t end, const BulkInput& input,
+void VertexVault::createVertexRange(const KeyPairVector& vPairs, size_t begin, size_t end, const BulkInput& input,
                                     Point2* pRun, IdxVtx* aRecords, Point2** aHandles) {
   constexpr size_t kPrefetchDistance = 8;  // input points are read in key order: random in memory
   for (size_t i = begin; i < end; ++i) {

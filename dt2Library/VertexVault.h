@@ -1,12 +1,14 @@
 // VertexVault: the register of every vertex of a triangulation, ordered by Hilbert key.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <mutex>
 #include <unordered_map>
 #include <vector>
 
+#include "HugePages.h"
 #include "Point2.h"
 
 namespace KORA_ZARN2D {
@@ -35,6 +37,12 @@ struct IdxVtx {
   bool bActive;    // false once the vertex turned out redundant or was removed
   Point2* pVtx;    // owned by the triangulation's vertex pool
 };
+
+/// The record array: elements appended by resize() stay uninitialised until written (see
+/// createVertices), large arrays sit on huge pages.
+using RecordVector = std::vector<IdxVtx, UninitialisedAllocator<IdxVtx>>;
+/// Scratch of (key << 32 | input index) pairs for sorting, never zero-filled.
+using KeyPairVector = std::vector<uint64_t, UninitialisedAllocator<uint64_t>>;
 
 /// Answers, for the insertion and removal code, which vertex stands at a position (duplicates),
 /// which triangle lies close to a new point (start of point location) and whether the
@@ -91,6 +99,10 @@ class VertexVault {
   /// alone). Returns the number of skipped points.
   size_t createVertices(const BulkInput& input, Point2** aHandles);
 
+  /// True when the records from first on are in key order. O(number of those records).
+  bool isSortedFrom(size_t first) const {
+    return first >= vIdxVtxAct.size() || std::is_sorted(vIdxVtxAct.begin() + static_cast<std::ptrdiff_t>(first), vIdxVtxAct.end(), keyLess);
+  }
   /// Records [first, size()) were created by the last createVertices call.
   size_t size() const { return vIdxVtxAct.size(); }
   const IdxVtx* getRecord(size_t i) const { return &vIdxVtxAct[i]; }
@@ -111,7 +123,7 @@ class VertexVault {
   void sortFourWays();
   /// Creates the vertices of pairs [begin, end) in pRun (one element per pair), their records at
   /// the same indices of aRecords and their handles. Touches nothing else: one thread per range.
-  static void createVertexRange(const std::vector<uint64_t>& vPairs, size_t begin, size_t end, const BulkInput& input,
+  static void createVertexRange(const KeyPairVector& vPairs, size_t begin, size_t end, const BulkInput& input,
                                 Point2* pRun, IdxVtx* aRecords, Point2** aHandles);
   void dropTrailingInactive();
   /// Drops the position index of findVertexAt (records were reordered or deactivated).
@@ -119,7 +131,7 @@ class VertexVault {
   Triangle2* triangleOfActive(size_t idx);
   Triangle2* nearestActiveInTail(uint32_t key) const;
 
-  std::vector<IdxVtx> vIdxVtxAct;
+  RecordVector vIdxVtxAct;
   struct PositionHash {
     size_t operator()(const std::pair<double, double>& xy) const;
   };

@@ -52,12 +52,17 @@ class ZARN2D_EXPORT Triangle2 {
     aVertexPointer[1] = p1;
     aVertexPointer[2] = p2;
   }
-  /// Sets corners and neighbours, and makes this the incident triangle of each corner.
-  void setPropertiesAndOppT(Point2* p0, Point2* p1, Point2* p2, Triangle2* t0, Triangle2* t1, Triangle2* t2) {
+  /// Sets corners and neighbours; the vertices' triangle pointers are unchanged (the caller keeps
+  /// each of them on a triangle that holds the vertex).
+  void setCornersAndNeighbours(Point2* p0, Point2* p1, Point2* p2, Triangle2* t0, Triangle2* t1, Triangle2* t2) {
     setProperties(p0, p1, p2);
     aOppTriangles[0] = t0;
     aOppTriangles[1] = t1;
     aOppTriangles[2] = t2;
+  }
+  /// Sets corners and neighbours, and makes this the incident triangle of each corner.
+  void setPropertiesAndOppT(Point2* p0, Point2* p1, Point2* p2, Triangle2* t0, Triangle2* t1, Triangle2* t2) {
+    setCornersAndNeighbours(p0, p1, p2, t0, t1, t2);
     p0->setIncidentTriangle(this);
     p1->setIncidentTriangle(this);
     p2->setIncidentTriangle(this);

@@ -295,7 +295,7 @@ TEST(Dt2Insert, CocircularPointCausesNoFlip) {
 // Every handle stands at its input position and is the handle of the first point there (known
 // by its custom index), whatever the thread count; repeats of existing vertices get theirs.
 TEST(Dt2Insert, RepeatsShareTheHandleOfTheFirstOccurrence) {
-  std::vector<Point2> vBase(concat(randomPoints(1200, 112, -1.0, 1.0), {Point2(0.0, 0.0)}));
+  std::vector<Point2> vBase(concat(randomPoints(2100, 112, -1.0, 1.0), {Point2(0.0, 0.0)}));
   std::vector<Point2> v(concat(concat(vBase, vBase), {Point2(-0.0, -0.0)}));
   shuffleWithSeed(v, 113);
   for (size_t i = 0; i < v.size(); ++i) v[i].setCustomIndex(static_cast<int>(i));

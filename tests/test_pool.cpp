@@ -71,6 +71,18 @@ TEST(SimplePool, BlocksGrowByTheRule) {
   EXPECT_EQ(maxPoolBlockSize<char>(), 100000000);
 }
 
+// A block of at least two huge pages starts on one (the kernel may then back it with them), and
+// all its elements are usable.
+TEST(SimplePool, LargeBlocksStartOnAHugePage) {
+  SimplePool<Record> pool;
+  const int32_t numElements(static_cast<int32_t>(2 * kHugePageSize / sizeof(Record)) + 1);
+  pool.init(numElements, numElements);
+  Record* pFirst(pool.alloc());
+  EXPECT_EQ(reinterpret_cast<uintptr_t>(pFirst) % kHugePageSize, 0u);
+  for (int32_t i = 1; i < numElements; ++i) *pool.alloc() = Record{1.0, 2.0, pFirst};
+  EXPECT_EQ(pool.getNumBlocks(), 1);
+}
+
 // Elements are handed out in block order, never move, and the enumeration visits exactly them.
 TEST(SimplePool, ElementsAreHandedOutInOrderAndEnumeratedExactly) {
   for (int numAllocs : {0, 1, 3, 4, 7, 100, 1000}) {
