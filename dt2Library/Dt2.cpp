@@ -27,10 +27,16 @@ bool isFinitePoint(const Point2& p) { return std::isfinite(p.x()) && std::isfini
 
 // The key buffers of a bulk insertion (16 bytes per point) are freed before the triangles are
 // built. glibc may have placed them on its heap (its mmap threshold adapts to earlier frees) and
-// would then keep those pages resident: hand them back so they do not add to the peak.
-void releaseFreedHeapMemory() {
+// would then keep those pages resident: hand them back so they do not add to the peak. Small
+// buffers are not worth it: trimming costs system calls and page faults on the next allocations,
+// which dominate the time of a small triangulation.
+constexpr size_t kMinPointsToTrim = size_t(1) << 16;
+
+void releaseFreedHeapMemory(size_t numPoints) {
 #ifdef __GLIBC__
-  malloc_trim(0);
+  if (numPoints >= kMinPointsToTrim) malloc_trim(0);
+#else
+  (void)numPoints;
 #endif
 }
 }  // namespace
@@ -373,7 +379,7 @@ void Dt2::insertBulk(const BulkInput& input, Point2** aHandles) {
   if (aHandles != nullptr) std::fill(aHandles, aHandles + input.size, nullptr);
   const size_t firstNewRecord(vertexVault.size());
   const size_t numSkipped(vertexVault.createVertices(input, aHandles));
-  releaseFreedHeapMemory();
+  releaseFreedHeapMemory(input.size);
   if (numSkipped > 0) {
     reportWarning("Dt2::insertVector(..)",
                   std::to_string(numSkipped) + " point(s) with a non-finite coordinate skipped, their handles are NULL");

@@ -30,6 +30,9 @@ constexpr double kMaxCenterShift = 0.001;
 constexpr double kMaxCenterShiftShare = 0.01;
 // The margin of forcingLimit() beyond one vertex per registered segment.
 constexpr size_t kMinCrossingBudget = 64;
+// createConstraint looks for existing vertices at the segment ends while at least half of this
+// many first probes find one.
+constexpr size_t kEndProbeSample = 32;
 constexpr double kHalfMax = 0.5 * std::numeric_limits<double>::max();
 
 // True when q (collinear with a -> b, a != b) lies on the open ray from a through b: q differs
@@ -83,12 +86,16 @@ ConstraintGraph2* Dt2::createConstraint(std::vector<Segment2>& vSegments, Constr
   // Polylines and polygons repeat every inner vertex: each distinct consecutive end is inserted
   // once (the vertex store would merge the copies anyway, at a higher price).
   std::vector<Point2> vEnds;
+  std::vector<bool> vContinuesChain;  // per end: the previous end is a neighbour along the input
   std::vector<std::pair<size_t, size_t>> vEndIndices;
   vEnds.reserve(2 * vSegments.size());
   vEndIndices.reserve(vSegments.size());
   size_t numNonFinite(0);
-  const auto indexOf = [&vEnds](const Point2& p) {
-    if (vEnds.empty() || !(vEnds.back() == p)) vEnds.push_back(p);
+  const auto indexOf = [&](const Point2& p, bool bOfSameSegment) {
+    if (vEnds.empty() || !(vEnds.back() == p)) {
+      vEnds.push_back(p);
+      vContinuesChain.push_back(bOfSameSegment);
+    }
     return vEnds.size() - 1;
   };
   for (const Segment2& seg : vSegments) {
@@ -98,19 +105,53 @@ ConstraintGraph2* Dt2::createConstraint(std::vector<Segment2>& vSegments, Constr
       ++numNonFinite;
       continue;
     }
-    const size_t first(indexOf(a));
-    vEndIndices.push_back(std::make_pair(first, indexOf(b)));
+    const size_t first(indexOf(a, false));
+    vEndIndices.push_back(std::make_pair(first, indexOf(b, true)));
   }
   if (numNonFinite > 0) {
     reportWarning(where, std::to_string(numNonFinite) + " segment(s) with a non-finite coordinate skipped");
   }
   std::vector<Point2*> vHandles;
-  insertVector(vEnds, &vHandles);
+  insertEnds(vEnds, vContinuesChain, vHandles);
   std::vector<std::pair<Point2*, Point2*>> vPairs;
   vPairs.reserve(vEndIndices.size());
   for (const std::pair<size_t, size_t>& ends : vEndIndices) vPairs.push_back(std::make_pair(vHandles[ends.first], vHandles[ends.second]));
   if (!is2D()) bConstraintsPending = true;  // inserted once the triangulation becomes 2D
   return pConstraintMgr->createConstraint(vPairs, cis, bOrientedSegments, is2D());
+}
+
+// Ends that are vertices already (the points were inserted first, as in most GIS inputs) are
+// found by a walk from the previous end along the chain; the others are inserted in bulk, in
+// Hilbert order. When the first probes mostly miss, the ends are new points: the probing stops
+// and all remaining ends go to the bulk insertion, which merges duplicates itself.
+void Dt2::insertEnds(const std::vector<Point2>& vEnds, const std::vector<bool>& vContinuesChain, std::vector<Point2*>& vHandles) {
+  vHandles.assign(vEnds.size(), nullptr);
+  size_t numProbed(0), numFound(0);
+  Triangle2* pT(nullptr);
+  for (size_t i = 0; i < vEnds.size() && is2D(); ++i) {
+    if (numProbed == kEndProbeSample && 2 * numFound < numProbed) break;
+    const Point2& p(vEnds[i]);
+    if (!bbx.isInBox(p)) continue;
+    if (pT == nullptr || !vContinuesChain[i]) pT = vertexVault.getCloT(hc.getKey(p));
+    int edgeIdx(-1);
+    ++numProbed;
+    if (locate(p, pT, edgeIdx) != LOC_ON_CORNER) continue;
+    for (int k = 0; k < 3; ++k) {
+      if (*pT->getCorner(k) == p) vHandles[i] = pT->getCorner(k);
+    }
+    ++numFound;
+  }
+  std::vector<Point2> vMissing;
+  std::vector<size_t> vMissingIndices;
+  for (size_t i = 0; i < vEnds.size(); ++i) {
+    if (vHandles[i] != nullptr) continue;
+    vMissing.push_back(vEnds[i]);
+    vMissingIndices.push_back(i);
+  }
+  if (vMissing.empty()) return;
+  std::vector<Point2*> vNewHandles;
+  insertVector(vMissing, &vNewHandles);
+  for (size_t k = 0; k < vMissing.size(); ++k) vHandles[vMissingIndices[k]] = vNewHandles[k];
 }
 
 void Dt2::applyPendingConstraints() {
@@ -140,7 +181,17 @@ void Dt2::forceSegment(ConstraintSegment2* pInitialCSeg, size_t maxNumPoints) {
     reportWarning("Dt2::newCDT_applyOneCS()", "Degenerate constraint, return");
     return;
   }
-  std::vector<ConstraintSegment2*> vStack(1, pInitialCSeg);
+  // The stack is a member kept between calls (should an insertion start another one, the inner
+  // call finds the member empty and uses a fresh vector).
+  std::vector<ConstraintSegment2*> vStack;
+  vStack.swap(vForceStack);
+  vStack.assign(1, pInitialCSeg);
+  forceStack(vStack, maxNumPoints);
+  vStack.clear();
+  vForceStack.swap(vStack);
+}
+
+void Dt2::forceStack(std::vector<ConstraintSegment2*>& vStack, size_t maxNumPoints) {
   while (!vStack.empty()) {
     ConstraintSegment2* pCSeg(vStack.back());
     vStack.pop_back();
