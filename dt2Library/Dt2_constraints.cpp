@@ -52,6 +52,72 @@ double coarsestWithin(double m, double tol) {
   return std::fabs(candidate - m) <= tol ? candidate : m;
 }
 
+// ----- Filtered intersection of two lines -----
+//
+// The crossing of line a0-a1 with line b0-b1, rounded to doubles, as the exact computation rounds
+// it (to nearest), when extended precision proves the rounding: the point is evaluated in long
+// double with a bound on its error, and a coordinate is accepted only when the whole error
+// interval lies strictly between the two rounding midpoints around its double. Unit roundoff u
+// of the long double format; every bound below is a few units larger than the classic ones.
+constexpr bool kHasExtendedPrecision = std::numeric_limits<long double>::digits >= 64 &&
+                                       std::numeric_limits<long double>::max_exponent >= 16384;
+constexpr long double kExtUnit = std::numeric_limits<long double>::epsilon() / 2;
+
+// Whether long double arithmetic really carries its digits (an emulator may compute it in double
+// precision): a one-time check whose result never changes.
+bool extendedPrecisionWorks() {
+  static const bool bWorks([] {
+    volatile long double one(1.0L);
+    return kHasExtendedPrecision && one + std::numeric_limits<long double>::epsilon() != one;
+  }());
+  return bWorks;
+}
+
+// The double nearest to the exact value v (|v - approx| <= err), or false when the interval
+// reaches a rounding midpoint.
+bool roundProven(long double approx, long double err, double& out) {
+  const double d(static_cast<double>(approx));
+  const double lo(std::nextafter(d, -std::numeric_limits<double>::infinity()));
+  const double hi(std::nextafter(d, std::numeric_limits<double>::infinity()));
+  if (!std::isfinite(lo) || !std::isfinite(hi)) return false;  // at the end of the range: the exact path decides
+  const long double margin(err + 4 * kExtUnit * std::fabs(approx));  // also covers the two subtractions
+  // The midpoints of neighbouring doubles are exact in the longer format.
+  if (!(approx - margin > (static_cast<long double>(lo) + d) / 2 && approx + margin < (static_cast<long double>(hi) + d) / 2)) return false;
+  out = d;
+  return true;
+}
+
+// One coordinate c0 + t * dir with t = num / den; errNum and errDen bound the errors of num and
+// den, errDir bounds the relative error of dir.
+bool roundPointOnLine(double c0, long double dir, long double num, long double errNum, long double den, long double errDen,
+                      double& out) {
+  const long double t(num / den);
+  const long double errT((errNum + std::fabs(t) * errDen) / (std::fabs(den) - errDen) + 2 * kExtUnit * std::fabs(t));
+  const long double product(t * dir);
+  const long double value(c0 + product);
+  const long double err((errT + 2 * kExtUnit * std::fabs(t)) * std::fabs(dir) * (1 + 8 * kExtUnit) +
+                        2 * kExtUnit * (std::fabs(product) + std::fabs(value)));
+  return roundProven(value, err, out);
+}
+
+// False when extended precision cannot prove the rounded crossing (then the exact computation
+// decides, also on parallel lines).
+bool filteredIntersection(const Point2& a0, const Point2& a1, const Point2& b0, const Point2& b1, double& x, double& y) {
+  if (!extendedPrecisionWorks()) return false;
+  using Ext = long double;
+  // Differences of doubles: relative error at most u.
+  const Ext dirAx(Ext(a1.x()) - a0.x()), dirAy(Ext(a1.y()) - a0.y());
+  const Ext dirBx(Ext(b1.x()) - b0.x()), dirBy(Ext(b1.y()) - b0.y());
+  const Ext offX(Ext(b0.x()) - a0.x()), offY(Ext(b0.y()) - a0.y());
+  // A 2x2 determinant of such differences: error at most 8u times the sum of the magnitudes.
+  const Ext den(dirAx * dirBy - dirAy * dirBx);
+  const Ext errDen(8 * kExtUnit * (std::fabs(dirAx * dirBy) + std::fabs(dirAy * dirBx)));
+  const Ext num(offX * dirBy - offY * dirBx);
+  const Ext errNum(8 * kExtUnit * (std::fabs(offX * dirBy) + std::fabs(offY * dirBx)));
+  if (!(std::fabs(den) > 2 * errDen)) return false;
+  return roundPointOnLine(a0.x(), dirAx, num, errNum, den, errDen, x) && roundPointOnLine(a0.y(), dirAy, num, errNum, den, errDen, y);
+}
+
 // (a + b) / 2 and (b - a) / 2 without overflow near the largest double (halving first there).
 double halfSum(double a, double b) { return std::fabs(a) < kHalfMax && std::fabs(b) < kHalfMax ? 0.5 * (a + b) : 0.5 * a + 0.5 * b; }
 double halfDifference(double a, double b) { return std::fabs(a) < kHalfMax && std::fabs(b) < kHalfMax ? 0.5 * (b - a) : 0.5 * b - 0.5 * a; }
@@ -452,8 +518,13 @@ Dt2::SegmentWalk Dt2::walkAlongSegment(Point2* pStart, Point2* pStop, bool bColl
 // segment, that vertex splits the segment instead.
 Dt2::SegmentWalk Dt2::crossingOf(Point2* pStart, Point2* pStop, ConstraintSegment2* pCrossed) {
   SegmentWalk walk;
+  const Point2 &a0(*pStart), &a1(*pStop), &b0(*pCrossed->getSrc()), &b1(*pCrossed->getTrg());
   double x(0.0), y(0.0);
-  const bool bOnBoth(kora.getIntersectionCoords(*pStart, *pStop, *pCrossed->getSrc(), *pCrossed->getTrg(), x, y));
+  bool bOnBoth(true);  // only read when the point equals an end, and then computed exactly
+  if (!filteredIntersection(a0, a1, b0, b1, x, y) || Point2(x, y) == a0 || Point2(x, y) == a1 || Point2(x, y) == b0 ||
+      Point2(x, y) == b1) {
+    bOnBoth = kora.getIntersectionCoords(a0, a1, b0, b1, x, y);
+  }
   const Point2 ip(x, y);
   const bool bOnCrossedEnd(ip == *pCrossed->getSrc() || ip == *pCrossed->getTrg());
   const bool bOnOwnEnd(ip == *pStart || ip == *pStop);
