@@ -110,76 +110,64 @@ void ConstraintGraph2::learnSplitDescendants(ConstraintSegment2* pCSeg) {
   onSegmentSplit(pCSeg, false);
 }
 
-// Walks the ring counterclockwise from the lowest vertex.
+// Walks the ring counterclockwise from the lowest vertex. A ring needs every vertex to touch
+// exactly two segments: after sorting the segment ends by vertex, the ends at one vertex then
+// form a pair of neighbouring entries, and each step of the walk is one look-up.
 bool ConstraintGraph2::checkAndSortPolygon(std::vector<ConstraintSegment2*>& vCSegments, std::vector<bool>& vRingReverse) {
-  if (vCSegments.size() < 3) return false;
-  // Vertex -> touching segments, as a sorted vector (a multimap without a node per entry).
-  using VertexSegment = std::pair<Point2*, ConstraintSegment2*>;
-  std::vector<VertexSegment> vVtxSegments;
-  vVtxSegments.reserve(2 * vCSegments.size());
-  Point2* pLowest(nullptr);
-  double minX(std::numeric_limits<double>::max()), minY(std::numeric_limits<double>::max());
-  for (ConstraintSegment2* pCSeg : vCSegments) {
-    for (Point2* p : {pCSeg->getSrc(), pCSeg->getTrg()}) {
-      vVtxSegments.emplace_back(p, pCSeg);
-      if (p->x() < minX || (p->x() == minX && p->y() < minY)) {
-        minX = p->x();
-        minY = p->y();
-        pLowest = p;
-      }
-    }
-  }
-  std::stable_sort(vVtxSegments.begin(), vVtxSegments.end(),
-                   [](const VertexSegment& a, const VertexSegment& b) { return a.first < b.first; });
-  const auto segmentsAt = [&vVtxSegments](Point2* p) {
-    const auto first(std::lower_bound(vVtxSegments.begin(), vVtxSegments.end(), p,
-                                      [](const VertexSegment& entry, const Point2* q) { return entry.first < q; }));
-    auto last(first);
-    while (last != vVtxSegments.end() && last->first == p) ++last;
-    return std::make_pair(first, last);
+  const size_t numSegments(vCSegments.size());
+  if (numSegments < 3) return false;
+  // End k is end k % 2 (source, target) of segment k / 2; sorted by vertex, then by k.
+  struct End {
+    Point2* pVtx;
+    size_t k;
   };
-  if (pLowest == nullptr) return false;
-  const auto atLowest(segmentsAt(pLowest));
-  if (atLowest.second - atLowest.first != 2) return false;
-  ConstraintSegment2* s0(atLowest.first->second);
-  ConstraintSegment2* s1(std::next(atLowest.first)->second);
-  Point2* a(otherEnd(s0, pLowest));
-  Point2* b(otherEnd(s1, pLowest));
+  std::vector<End> vEnds;
+  vEnds.reserve(2 * numSegments);
+  for (size_t k = 0; k < 2 * numSegments; ++k) {
+    const ConstraintSegment2* pCSeg(vCSegments[k / 2]);
+    vEnds.push_back(End{k % 2 == 0 ? pCSeg->getSrc() : pCSeg->getTrg(), k});
+  }
+  std::sort(vEnds.begin(), vEnds.end(), [](const End& a, const End& b) {
+    return a.pVtx != b.pVtx ? std::less<Point2*>()(a.pVtx, b.pVtx) : a.k < b.k;
+  });
+  std::vector<size_t> vPositionOfEnd(2 * numSegments);
+  for (size_t i = 0; i < vEnds.size(); ++i) {
+    const bool bPaired(i % 2 == 0 ? (vEnds[i + 1].pVtx == vEnds[i].pVtx) : (vEnds[i - 1].pVtx == vEnds[i].pVtx));
+    const bool bThird(i % 2 == 0 && i + 2 < vEnds.size() && vEnds[i + 2].pVtx == vEnds[i].pVtx);
+    if (!bPaired || bThird) return false;  // a vertex with one, or more than two, segments
+    vPositionOfEnd[vEnds[i].k] = i;
+  }
+  // The lowest vertex: smallest x, then smallest y.
+  size_t lowest(0);
+  for (size_t i = 2; i < vEnds.size(); i += 2) {
+    const Point2 &p(*vEnds[i].pVtx), &q(*vEnds[lowest].pVtx);
+    if (p.x() < q.x() || (p.x() == q.x() && p.y() < q.y())) lowest = i;
+  }
+  Point2* pLowest(vEnds[lowest].pVtx);
+  const size_t s0(vEnds[lowest].k / 2), s1(vEnds[lowest + 1].k / 2);
+  Point2* a(otherEnd(vCSegments[s0], pLowest));
+  Point2* b(otherEnd(vCSegments[s1], pLowest));
   const Orientation2 ori(pDt2->getPredicates().getOrientation(*b, *pLowest, *a));
   if (ori == ORIENTATION2_COLLINEAR) return false;
   std::vector<ConstraintSegment2*> vRing;
-  vRing.reserve(vCSegments.size());
+  vRing.reserve(numSegments);
   vRingReverse.clear();
-  ConstraintSegment2* pCur(ori == ORIENTATION2_CCW ? s0 : s1);
+  size_t cur(ori == ORIENTATION2_CCW ? s0 : s1);
   Point2* pNear(pLowest);
   for (;;) {
+    ConstraintSegment2* pCur(vCSegments[cur]);
     Point2* pFar(otherEnd(pCur, pNear));
     vRing.push_back(pCur);
     vRingReverse.push_back(pCur->getSrc() == pFar);
     if (pFar == pLowest) break;
-    const auto candidates(segmentsAt(pFar));
-    if (candidates.second - candidates.first != 2) return false;
-    ConstraintSegment2* pNext(nullptr);
-    int candidateNumber(0);
-    for (auto it = candidates.first; it != candidates.second; ++it) {
-      ConstraintSegment2* pCand(it->second);
-      ++candidateNumber;
-      if (pCand->getSrc() == pFar && pCand->getTrg() == pFar) {
-        reportWarning("ConstraintGraph2::checkAndSortPolygon()", candidateNumber == 1 ? "Impossible case1!" : "Impossible case2!");
-        return false;
-      }
-      if (!touches(pCand, pFar)) {
-        reportWarning("ConstraintGraph2::checkAndSortPolygon()", "Impossible case3!");
-        return false;
-      }
-      if (!touches(pCand, pNear)) pNext = pCand;
-    }
-    if (pNext == nullptr) return false;  // both candidates lead back: a ring of two segments
+    const size_t farEnd(2 * cur + (pCur->getSrc() == pFar ? 0 : 1));
+    const size_t next(vEnds[vPositionOfEnd[farEnd] ^ 1].k / 2);
+    if (touches(vCSegments[next], pNear)) return false;  // the same pair twice: a ring of two segments
     pNear = pFar;
-    pCur = pNext;
-    if (vRing.size() > vCSegments.size()) return false;
+    cur = next;
+    if (vRing.size() > numSegments) return false;
   }
-  if (vRing.size() != vCSegments.size()) return false;
+  if (vRing.size() != numSegments) return false;
   vCSegments = vRing;
   vCSegParents.swap(vRing);
   return true;
