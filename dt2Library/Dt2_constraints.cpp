@@ -209,6 +209,8 @@ void Dt2::insertEnds(const std::vector<Point2>& vEnds, const std::vector<bool>& 
   }
   std::vector<Point2> vMissing;
   std::vector<size_t> vMissingIndices;
+  vMissing.reserve(vEnds.size() - numFound);
+  vMissingIndices.reserve(vEnds.size() - numFound);
   for (size_t i = 0; i < vEnds.size(); ++i) {
     if (vHandles[i] != nullptr) continue;
     vMissing.push_back(vEnds[i]);
