@@ -49,7 +49,8 @@ void appendPiecesByCoordinates(const ConstraintSegment2* pCSeg, std::vector<Cons
   sortByCoordinates(vOut.begin() + firstNew, vOut.end());
 }
 
-ConstraintMgr::ConstraintMgr(Dt2* pDt2_) : pDt2(pDt2_), numSegments(0), numSplits(0), bSplitLogging(false) {}
+ConstraintMgr::ConstraintMgr(Dt2* pDt2_)
+    : pDt2(pDt2_), numSegments(0), bAliveAreEdges(true), numSplits(0), bSplitLogging(false) {}
 
 ConstraintMgr::~ConstraintMgr() {
   for (ConstraintGraph2* pGraph : vGraphs) delete pGraph;
@@ -108,9 +109,13 @@ ConstraintSegment2* ConstraintMgr::getOrCreateSegment(Point2* p0, Point2* p1, Co
   ZARN_ASSERT(p0<p1);
   ConstraintSegment2* pExisting(getConstraintSegment(p0, p1));
   if (pExisting != nullptr) {
-    if (pExisting->isSkipped()) pExisting->setAlive();  // asked for again: one more attempt
+    if (pExisting->isSkipped()) {  // asked for again: one more attempt
+      pExisting->setAlive();
+      bAliveAreEdges = false;
+    }
     return pExisting;
   }
+  bAliveAreEdges = false;
   ConstraintSegment2* pCSeg(newSegment(p0, p1, cis));
   ++numSegments;
   if (2 * numSegments > vSlots.size()) {
@@ -177,6 +182,7 @@ ConstraintGraph2* ConstraintMgr::createConstraint(const std::vector<std::pair<Po
   std::vector<ConstraintSegment2*> vCSegments;
   vCSegments.reserve(vPairs.size());
   reserve(2 * vPairs.size());  // room for splits too
+  const bool bEarlierAreEdges(bAliveAreEdges);
   std::vector<bool> vReverse;  // directed input: per segment, given from the higher to the lower address
   for (size_t i = 0; i < vPairs.size(); ++i) {
     if (i % progressInterval == 0) publisher.setProgress(static_cast<double>(i) / static_cast<double>(vPairs.size()));
@@ -195,7 +201,8 @@ ConstraintGraph2* ConstraintMgr::createConstraint(const std::vector<std::pair<Po
   vGraphs.push_back(pGraph);
   if (bApply) {
     ProgressPublisher::Silence silence(publisher);
-    applyTo(vCSegments);  // graph order: the ring for a polygon, else the input order
+    const bool bStable(applyTo(vCSegments));  // graph order: the ring for a polygon, else the input order
+    bAliveAreEdges = bEarlierAreEdges && bStable;
   }
   publisher.finishStep();
   return pGraph;
@@ -216,12 +223,16 @@ void ConstraintMgr::insertSegment(ConstraintSegment2* pCSeg) {
   }
 }
 
+// After a stable run every alive segment is an edge; until a segment is created or revived there
+// is nothing to insert (the run then only reports its step).
 void ConstraintMgr::apply() {
   std::vector<ConstraintSegment2*> vWork;
-  forEachSegment([&vWork](ConstraintSegment2& seg) {  // creation order: independent of addresses
-    if (seg.isAlive()) vWork.push_back(&seg);
-  });
-  applyTo(vWork);
+  if (!bAliveAreEdges) {
+    forEachSegment([&vWork](ConstraintSegment2& seg) {  // creation order: independent of addresses
+      if (seg.isAlive()) vWork.push_back(&seg);
+    });
+  }
+  bAliveAreEdges = applyTo(vWork);
 }
 
 // A pass inserts every segment of the work list that is not yet an edge. An alive segment that
@@ -234,7 +245,7 @@ void ConstraintMgr::apply() {
 // with the inverse of their distance; a vertex budget stops such a run with the accuracy error
 // instead of letting it exhaust time and memory. The pieces still waiting then are forced in as
 // constrained edges, so that every segment stands (not conforming there) or is reported skipped.
-void ConstraintMgr::applyTo(std::vector<ConstraintSegment2*> vWork) {
+bool ConstraintMgr::applyTo(std::vector<ConstraintSegment2*> vWork) {
   ProgressPublisher& publisher(pDt2->getPublisher());
   publisher.startStep("apply");
   const size_t maxNumVertices(kVertexBudgetFactor * static_cast<size_t>(pDt2->numberOfPoints()) + kVertexBudgetBase);
@@ -269,6 +280,7 @@ void ConstraintMgr::applyTo(std::vector<ConstraintSegment2*> vWork) {
     if (numSkipped > 0) reportWarning("ConstraintMgr::apply()", std::to_string(numSkipped) + " constraint segment(s) skipped, not inserted");
   }
   publisher.finishStep();
+  return bStable;
 }
 
 void ConstraintMgr::forceAll(std::vector<ConstraintSegment2*>& vWork) {

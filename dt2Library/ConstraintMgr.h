@@ -44,8 +44,9 @@ class ConstraintMgr {
   /// Inserts all alive segments, pass after pass, until no insertion splits anything (at most
   /// kMaxApplyPasses passes).
   void apply();
-  /// The passes of apply() over the given segments (and the pieces split off them).
-  void applyTo(std::vector<ConstraintSegment2*> vWork);
+  /// The passes of apply() over the given segments (and the pieces split off them). True when
+  /// the passes became stable: then every alive segment of the run stands as an edge.
+  bool applyTo(std::vector<ConstraintSegment2*> vWork);
   /// The strategy dispatch for one segment.
   void insertSegment(ConstraintSegment2* pCSeg);
   /// While apply() runs: the alive segment is inserted again in the next pass.
@@ -121,6 +122,7 @@ class ConstraintMgr {
   std::vector<SegmentBlock> vSegmentBlocks;  // owns the segments; blocks keep addresses stable
   std::vector<ConstraintSegment2*> vSlots;
   size_t numSegments;
+  bool bAliveAreEdges;  // every alive segment stands as an edge (no segment created or revived since)
   std::vector<ConstraintGraph2*> vGraphs;
   size_t numSplits;
   bool bSplitLogging;                          // while apply runs: splits are logged
