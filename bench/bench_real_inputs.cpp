@@ -5,8 +5,8 @@
 // directory and reads them back (deterministic, no download):
 //   - country.cdt: a country-like outline of 2,619 vertices and 2,619 edges, an elongated mainland
 //     ring of 2,000 vertices with a fractal (multi-octave noise) coastline and 40 islands of
-//     5 to 26 vertices each (all rings star-shaped around their centres, so they are simple and
-//     disjoint), in longitude/latitude-like coordinates;
+//     5 to 49 vertices (all rings star-shaped around their centres, so they are simple, and in
+//     separate places, so they are disjoint), in longitude/latitude-like coordinates;
 //   - county.cdt: one ring of 116 vertices (a noisy outline with a few straight runs).
 // A third case builds 10,000 triangulations of a 100-vertex polygon one after the other (the
 // fixed cost of a small triangulation: construction, points, constraint, destruction).
