@@ -28,43 +28,66 @@ bool touches(const ConstraintSegment2* pCSeg, const Point2* p) { return pCSeg->g
 
 // ----- Construction -----
 
-ConstraintGraph2::ConstraintGraph2(Dt2* pDt2_, std::vector<ConstraintSegment2*>& vCSegments,
-                                   std::map<std::pair<Point2*, Point2*>, bool> mPPReverse, ConstraintInsertionStrategy cis_)
-    : pDt2(pDt2_), pConstraintMgr(pDt2_ != nullptr ? pDt2_->getConstraintMgr() : nullptr), cis(cis_), bIsPolygon(false),
-      bOriented(true) {
-  registerAsOwner(vCSegments);
-  initCommon(vCSegments);
-  if (!bIsPolygon) vCSegParents.clear();
-  mCSegReverse.clear();
-  for (ConstraintSegment2* pCSeg : vCSegments) {
-    if (!bIsPolygon) vCSegParents.push_back(pCSeg);
+namespace {
+// The directions of a directed input, in input order, from the pair map of the public constructor.
+std::vector<bool> reverseFlagsOf(const std::vector<ConstraintSegment2*>& vCSegments,
+                                 const std::map<std::pair<Point2*, Point2*>, bool>& mPPReverse) {
+  std::vector<bool> vReverse;
+  vReverse.reserve(vCSegments.size());
+  for (const ConstraintSegment2* pCSeg : vCSegments) {
     Point2* p0(pCSeg->getSrc());
     Point2* p1(pCSeg->getTrg());
     ZARN_ASSERT(p0<p1);
     const auto q_it(mPPReverse.find(std::make_pair(p0, p1)));
     ZARN_ASSERT(q_it!=mPPReverse.end());
-    mCSegReverse[pCSeg] = q_it->second;
+    vReverse.push_back(q_it->second);
   }
+  return vReverse;
+}
+}  // namespace
+
+ConstraintGraph2::ConstraintGraph2(Dt2* pDt2_, std::vector<ConstraintSegment2*>& vCSegments,
+                                   std::map<std::pair<Point2*, Point2*>, bool> mPPReverse, ConstraintInsertionStrategy cis_)
+    : ConstraintGraph2(pDt2_, vCSegments, reverseFlagsOf(vCSegments, mPPReverse), cis_) {}
+
+// A directed polygon keeps the counterclockwise ring order, but every segment keeps the direction
+// the user gave it.
+ConstraintGraph2::ConstraintGraph2(Dt2* pDt2_, std::vector<ConstraintSegment2*>& vCSegments, const std::vector<bool>& vReverse,
+                                   ConstraintInsertionStrategy cis_)
+    : pDt2(pDt2_), pConstraintMgr(pDt2_ != nullptr ? pDt2_->getConstraintMgr() : nullptr), cis(cis_), bIsPolygon(false),
+      bOriented(true) {
+  ZARN_ASSERT(vReverse.size()==vCSegments.size());
+  registerAsOwner(vCSegments);
+  setReadingDirections(vCSegments, vReverse);
+  removeDegenerateSegments(vCSegments);
+  std::vector<bool> vRingReverse;
+  bIsPolygon = checkAndSortPolygon(vCSegments, vRingReverse);
+  if (!bIsPolygon) vCSegParents = vCSegments;
   for (ConstraintSegment2* pCSeg : vCSegments) learnSplitDescendants(pCSeg);
 }
 
 ConstraintGraph2::ConstraintGraph2(Dt2* pDt2_, std::vector<ConstraintSegment2*>& vCSegments, ConstraintInsertionStrategy cis_)
     : pDt2(pDt2_), pConstraintMgr(pDt2_ != nullptr ? pDt2_->getConstraintMgr() : nullptr), cis(cis_), bIsPolygon(false),
       bOriented(false) {
-  ZARN_ASSERT(vCSegParents.empty());
-  ZARN_ASSERT(mCSegReverse.empty());
   registerAsOwner(vCSegments);
-  initCommon(vCSegments);
-  if (!bIsPolygon) {
+  removeDegenerateSegments(vCSegments);
+  std::vector<bool> vRingReverse;
+  bIsPolygon = checkAndSortPolygon(vCSegments, vRingReverse);
+  if (bIsPolygon) {
+    setReadingDirections(vCSegments, vRingReverse);
+  } else {
     vCSegParents = vCSegments;
-    for (ConstraintSegment2* pCSeg : vCSegments) mCSegReverse.emplace(pCSeg, false);
+    setReadingDirections(vCSegments, std::vector<bool>(vCSegments.size(), false));
   }
   for (ConstraintSegment2* pCSeg : vCSegments) learnSplitDescendants(pCSeg);
 }
 
 void ConstraintGraph2::registerAsOwner(std::vector<ConstraintSegment2*>& vCSegments) {
-  mCSegReverse.reserve(2 * vCSegments.size());  // the segments and a share of split pieces
   for (ConstraintSegment2* pCSeg : vCSegments) pCSeg->addOwner(this);
+}
+
+void ConstraintGraph2::setReadingDirections(const std::vector<ConstraintSegment2*>& vCSegments, const std::vector<bool>& vReverse) {
+  for (size_t i = 0; i < vCSegments.size(); ++i) vCSegments[i]->findOwner(this)->bReverse = vReverse[i];
 }
 
 void ConstraintGraph2::removeDegenerateSegments(std::vector<ConstraintSegment2*>& vCSegments) {
@@ -74,15 +97,6 @@ void ConstraintGraph2::removeDegenerateSegments(std::vector<ConstraintSegment2*>
     return true;
   };
   vCSegments.erase(std::remove_if(vCSegments.begin(), vCSegments.end(), isDegenerate), vCSegments.end());
-}
-
-void ConstraintGraph2::initCommon(std::vector<ConstraintSegment2*>& vCSegments) {
-  removeDegenerateSegments(vCSegments);
-  bIsPolygon = checkAndSortPolygon(vCSegments);
-  if (!bIsPolygon) {
-    vCSegParents.clear();
-    mCSegReverse.clear();
-  }
 }
 
 // The pieces of a segment that was split before this graph took it over are read in the
@@ -96,79 +110,66 @@ void ConstraintGraph2::learnSplitDescendants(ConstraintSegment2* pCSeg) {
   onSegmentSplit(pCSeg, false);
 }
 
-// Walks the ring counterclockwise from the lowest vertex. On success vCSegments becomes the ring
-// and mCSegReverse holds the ring's reading directions.
-bool ConstraintGraph2::checkAndSortPolygon(std::vector<ConstraintSegment2*>& vCSegments) {
-  if (vCSegments.size() < 3) return false;
-  // Vertex -> touching segments, as a sorted vector (a multimap without a node per entry).
-  using VertexSegment = std::pair<Point2*, ConstraintSegment2*>;
-  std::vector<VertexSegment> vVtxSegments;
-  vVtxSegments.reserve(2 * vCSegments.size());
-  Point2* pLowest(nullptr);
-  double minX(std::numeric_limits<double>::max()), minY(std::numeric_limits<double>::max());
-  for (ConstraintSegment2* pCSeg : vCSegments) {
-    for (Point2* p : {pCSeg->getSrc(), pCSeg->getTrg()}) {
-      vVtxSegments.emplace_back(p, pCSeg);
-      if (p->x() < minX || (p->x() == minX && p->y() < minY)) {
-        minX = p->x();
-        minY = p->y();
-        pLowest = p;
-      }
-    }
-  }
-  std::stable_sort(vVtxSegments.begin(), vVtxSegments.end(),
-                   [](const VertexSegment& a, const VertexSegment& b) { return a.first < b.first; });
-  const auto segmentsAt = [&vVtxSegments](Point2* p) {
-    const auto first(std::lower_bound(vVtxSegments.begin(), vVtxSegments.end(), p,
-                                      [](const VertexSegment& entry, const Point2* q) { return entry.first < q; }));
-    auto last(first);
-    while (last != vVtxSegments.end() && last->first == p) ++last;
-    return std::make_pair(first, last);
+// Walks the ring counterclockwise from the lowest vertex. A ring needs every vertex to touch
+// exactly two segments: after sorting the segment ends by vertex, the ends at one vertex then
+// form a pair of neighbouring entries, and each step of the walk is one look-up.
+bool ConstraintGraph2::checkAndSortPolygon(std::vector<ConstraintSegment2*>& vCSegments, std::vector<bool>& vRingReverse) {
+  const size_t numSegments(vCSegments.size());
+  if (numSegments < 3) return false;
+  // End k is end k % 2 (source, target) of segment k / 2; sorted by vertex, then by k.
+  struct End {
+    Point2* pVtx;
+    size_t k;
   };
-  if (pLowest == nullptr) return false;
-  const auto atLowest(segmentsAt(pLowest));
-  if (atLowest.second - atLowest.first != 2) return false;
-  ConstraintSegment2* s0(atLowest.first->second);
-  ConstraintSegment2* s1(std::next(atLowest.first)->second);
-  Point2* a(otherEnd(s0, pLowest));
-  Point2* b(otherEnd(s1, pLowest));
+  std::vector<End> vEnds;
+  vEnds.reserve(2 * numSegments);
+  for (size_t k = 0; k < 2 * numSegments; ++k) {
+    const ConstraintSegment2* pCSeg(vCSegments[k / 2]);
+    vEnds.push_back(End{k % 2 == 0 ? pCSeg->getSrc() : pCSeg->getTrg(), k});
+  }
+  std::sort(vEnds.begin(), vEnds.end(), [](const End& a, const End& b) {
+    return a.pVtx != b.pVtx ? std::less<Point2*>()(a.pVtx, b.pVtx) : a.k < b.k;
+  });
+  std::vector<size_t> vPositionOfEnd(2 * numSegments);
+  for (size_t i = 0; i < vEnds.size(); ++i) {
+    const bool bPaired(i % 2 == 0 ? (vEnds[i + 1].pVtx == vEnds[i].pVtx) : (vEnds[i - 1].pVtx == vEnds[i].pVtx));
+    const bool bThird(i % 2 == 0 && i + 2 < vEnds.size() && vEnds[i + 2].pVtx == vEnds[i].pVtx);
+    if (!bPaired || bThird) return false;  // a vertex with one, or more than two, segments
+    vPositionOfEnd[vEnds[i].k] = i;
+  }
+  // The lowest vertex: smallest x, then smallest y.
+  size_t lowest(0);
+  for (size_t i = 2; i < vEnds.size(); i += 2) {
+    const Point2 &p(*vEnds[i].pVtx), &q(*vEnds[lowest].pVtx);
+    if (p.x() < q.x() || (p.x() == q.x() && p.y() < q.y())) lowest = i;
+  }
+  Point2* pLowest(vEnds[lowest].pVtx);
+  const size_t s0(vEnds[lowest].k / 2), s1(vEnds[lowest + 1].k / 2);
+  Point2* a(otherEnd(vCSegments[s0], pLowest));
+  Point2* b(otherEnd(vCSegments[s1], pLowest));
   const Orientation2 ori(pDt2->getPredicates().getOrientation(*b, *pLowest, *a));
   if (ori == ORIENTATION2_COLLINEAR) return false;
   std::vector<ConstraintSegment2*> vRing;
-  std::unordered_map<ConstraintSegment2*, bool, VertexPairHash, CSegPairEqual> mReverse;
-  ConstraintSegment2* pCur(ori == ORIENTATION2_CCW ? s0 : s1);
+  vRing.reserve(numSegments);
+  vRingReverse.clear();
+  size_t cur(ori == ORIENTATION2_CCW ? s0 : s1);
   Point2* pNear(pLowest);
   for (;;) {
+    ConstraintSegment2* pCur(vCSegments[cur]);
     Point2* pFar(otherEnd(pCur, pNear));
     vRing.push_back(pCur);
-    mReverse.emplace(pCur, pCur->getSrc() == pFar);
+    vRingReverse.push_back(pCur->getSrc() == pFar);
     if (pFar == pLowest) break;
-    const auto candidates(segmentsAt(pFar));
-    if (candidates.second - candidates.first != 2) return false;
-    ConstraintSegment2* pNext(nullptr);
-    int candidateNumber(0);
-    for (auto it = candidates.first; it != candidates.second; ++it) {
-      ConstraintSegment2* pCand(it->second);
-      ++candidateNumber;
-      if (pCand->getSrc() == pFar && pCand->getTrg() == pFar) {
-        reportWarning("ConstraintGraph2::checkAndSortPolygon()", candidateNumber == 1 ? "Impossible case1!" : "Impossible case2!");
-        return false;
-      }
-      if (!touches(pCand, pFar)) {
-        reportWarning("ConstraintGraph2::checkAndSortPolygon()", "Impossible case3!");
-        return false;
-      }
-      if (!touches(pCand, pNear)) pNext = pCand;
-    }
-    if (pNext == nullptr) return false;  // both candidates lead back: a ring of two segments
+    const size_t farEnd(2 * cur + (pCur->getSrc() == pFar ? 0 : 1));
+    const size_t next(vEnds[vPositionOfEnd[farEnd] ^ 1].k / 2);
+    if (touches(vCSegments[next], pNear)) return false;  // the same pair twice: a ring of two segments
     pNear = pFar;
-    pCur = pNext;
-    if (vRing.size() > vCSegments.size()) return false;
+    cur = next;
+    if (vRing.size() > numSegments) return false;
   }
-  if (vRing.size() != vCSegments.size()) return false;
+  if (vRing.size() != numSegments) return false;
   vCSegments = vRing;
-  vCSegParents = vRing;
-  mCSegReverse.swap(mReverse);
+  vCSegParents.swap(vRing);
   return true;
 }
 
@@ -182,8 +183,7 @@ void ConstraintGraph2::getReadingEnds(ConstraintSegment2* pCSeg, Point2*& pFrom,
 
 void ConstraintGraph2::onSegmentSplit(ConstraintSegment2* pParentCSeg, bool bRegister) {
   ZARN_ASSERT(!pParentCSeg->isAlive());
-  const auto q_it(mCSegReverse.find(pParentCSeg));
-  ZARN_ASSERT(q_it!=mCSegReverse.end());
+  ZARN_ASSERT_TEXT(pParentCSeg->findOwner(this) != nullptr, "q_it!=mCSegReverse.end()");
   ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr);
   Point2* pSplit(nullptr);
   pParentCSeg->getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
@@ -193,15 +193,17 @@ void ConstraintGraph2::onSegmentSplit(ConstraintSegment2* pParentCSeg, bool bReg
   // The child at the reading start is entered there, the other one at the split vertex.
   ConstraintSegment2* pFirst(touches(pKid0, pParentSrc) ? pKid0 : pKid1);
   ConstraintSegment2* pSecond(pFirst == pKid0 ? pKid1 : pKid0);
-  mCSegReverse[pFirst] = (pFirst->getSrc() != pParentSrc);
-  mCSegReverse[pSecond] = (pSecond->getSrc() != pSplit);
+  ConstraintSegment2::Owner* pFirstEntry(pFirst->findOwner(this));
+  ConstraintSegment2::Owner* pSecondEntry(pSecond->findOwner(this));
+  ZARN_ASSERT(pFirstEntry!=0 && pSecondEntry!=0);  // the split registered the owners on the children
+  pFirstEntry->bReverse = (pFirst->getSrc() != pParentSrc);
+  pSecondEntry->bReverse = (pSecond->getSrc() != pSplit);
   Point2 *pChild0Src, *pChild0Trg, *pChild1Src, *pChild1Trg;
   getReadingEnds(pFirst, pChild0Src, pChild0Trg);
   getReadingEnds(pSecond, pChild1Src, pChild1Trg);
   ZARN_ASSERT(pChild0Src==pParentSrc || pChild1Src==pParentSrc);
   ZARN_ASSERT(pChild0Trg==pParentTrg || pChild1Trg==pParentTrg);
   ZARN_ASSERT(pChild0Trg==pChild1Src || pChild1Trg==pChild0Src);
-  ++mSplitPointCount[pSplit];
   if (bRegister) pConstraintMgr->registerSplit(pParentCSeg, pKid0, pKid1);
   // A child that existed and was split before brings its pieces along.
   learnSplitDescendants(pKid0);
@@ -263,34 +265,40 @@ void ConstraintGraph2::getPolygonVertices(std::vector<Point2*>& vVertices) {
   getOrderedChildren(vPieces);
   for (ConstraintSegment2* pCSeg : vPieces) {
     ZARN_ASSERT(pCSeg->isAlive());
-    const auto q_it(mCSegReverse.find(pCSeg));
-    if (q_it == mCSegReverse.end()) {
+    const ConstraintSegment2::Owner* pEntry(pCSeg->findOwner(this));
+    if (pEntry == nullptr) {
       std::cout << "BUG in ConstraintGraph2::getPolygonVertices" << std::endl;
       std::cout << "ownerCG=" << static_cast<const void*>(this) << std::endl;
       std::cout << "For constraint segment pCSeg: " << static_cast<const void*>(pCSeg) << std::endl;
     }
-    ZARN_ASSERT(q_it!=mCSegReverse.end());
-    vVertices.push_back(q_it->second ? pCSeg->getTrg() : pCSeg->getSrc());
+    ZARN_ASSERT_TEXT(pEntry != nullptr, "q_it!=mCSegReverse.end()");
+    vVertices.push_back(pEntry->bReverse ? pCSeg->getTrg() : pCSeg->getSrc());
   }
 }
 
 bool ConstraintGraph2::isConstraint(ConstraintSegment2* pCSeg) const {
   if (!pCSeg->isAlive()) return false;
-  return mCSegReverse.find(pCSeg) != mCSegReverse.end();
+  if (pCSeg->findOwner(this) != nullptr) return true;
+  // A segment made outside the manager stands for the registered one of its vertex pair.
+  return isRegisteredOwnSegment(pCSeg->getSrc(), pCSeg->getTrg());
 }
 
 bool ConstraintGraph2::isConstraint(Point2* p0, Point2* p1) const {
   if (p0 == p1) return false;
   if (p1 < p0) std::swap(p0, p1);
-  ConstraintSegment2 probe(p0, p1, cis);
-  const auto q_it(mCSegReverse.find(&probe));
-  return q_it != mCSegReverse.end() && q_it->first->isAlive();
+  const ConstraintSegment2 probe(p0, p1, cis);  // advances the label counter, as documented
+  return isRegisteredOwnSegment(probe.getSrc(), probe.getTrg());
+}
+
+bool ConstraintGraph2::isRegisteredOwnSegment(Point2* p0, Point2* p1) const {
+  const ConstraintSegment2* pCSeg(pConstraintMgr != nullptr ? pConstraintMgr->getConstraintSegment(p0, p1) : nullptr);
+  return pCSeg != nullptr && pCSeg->isAlive() && pCSeg->findOwner(this) != nullptr;
 }
 
 bool ConstraintGraph2::isReverse(ConstraintSegment2* pCSeg) const {
-  const auto q_it(mCSegReverse.find(pCSeg));
-  ZARN_ASSERT(q_it!=mCSegReverse.end());
-  return q_it->second;
+  const ConstraintSegment2::Owner* pEntry(pCSeg->findOwner(this));
+  ZARN_ASSERT_TEXT(pEntry != nullptr, "q_it!=mCSegReverse.end()");
+  return pEntry->bReverse;
 }
 
 // ----- Conforming subdivision -----

@@ -49,54 +49,89 @@ void appendPiecesByCoordinates(const ConstraintSegment2* pCSeg, std::vector<Cons
   sortByCoordinates(vOut.begin() + firstNew, vOut.end());
 }
 
-ConstraintMgr::ConstraintMgr(Dt2* pDt2_) : pDt2(pDt2_), numSplits(0), bSplitLogging(false) {}
+ConstraintMgr::ConstraintMgr(Dt2* pDt2_)
+    : pDt2(pDt2_), numSegments(0), bAliveAreEdges(true), numSplits(0), bSplitLogging(false) {}
 
 ConstraintMgr::~ConstraintMgr() {
   for (ConstraintGraph2* pGraph : vGraphs) delete pGraph;
-}
-
-std::pair<Point2*, Point2*> ConstraintMgr::orderedPair(Point2* p0, Point2* p1) {
-  return p1 < p0 ? std::make_pair(p1, p0) : std::make_pair(p0, p1);
+  forEachSegment([](ConstraintSegment2& seg) { seg.~ConstraintSegment2(); });
 }
 
 // ----- Registry -----
 
-ConstraintSegment2* ConstraintMgr::getOrCreateSegment(Point2* p0, Point2* p1, ConstraintInsertionStrategy cis) {
-  if (p1 < p0) std::swap(p0, p1);
-  ZARN_ASSERT(p0<p1);
-  const std::pair<Point2*, Point2*> key(p0, p1);
-  const auto it(mSegments.find(key));
-  if (it != mSegments.end()) {
-    if (it->second->isSkipped()) it->second->setAlive();  // asked for again: one more attempt
-    return it->second;
+namespace {
+// Segment blocks grow geometrically from a small first block (small triangulations stay cheap)
+// up to a bound (large ones waste little).
+constexpr size_t kFirstSegmentBlock = 16;
+constexpr size_t kMaxSegmentBlock = size_t(1) << 16;
+constexpr size_t kMinSlots = 16;
+}  // namespace
+
+template <typename Visit>
+void ConstraintMgr::forEachSegment(Visit visit) const {
+  for (const SegmentBlock& block : vSegmentBlocks) {
+    ConstraintSegment2* aSegments(reinterpret_cast<ConstraintSegment2*>(block.aStorage.get()));
+    for (size_t i = 0; i < block.used; ++i) visit(aSegments[i]);
   }
-  sConstrainedVertices.insert(key.first);
-  sConstrainedVertices.insert(key.second);
-  dSegmentStore.emplace_back(key.first, key.second, cis);
-  ConstraintSegment2* pCSeg(&dSegmentStore.back());
-  const bool bOK(mSegments.emplace(key, pCSeg).second);
-  ZARN_ASSERT(bOK);
+}
+
+ConstraintSegment2* ConstraintMgr::newSegment(Point2* p0, Point2* p1, ConstraintInsertionStrategy cis) {
+  if (vSegmentBlocks.empty() || vSegmentBlocks.back().used == vSegmentBlocks.back().capacity) {
+    const size_t capacity(vSegmentBlocks.empty() ? kFirstSegmentBlock
+                                                 : std::min(kMaxSegmentBlock, 2 * vSegmentBlocks.back().capacity));
+    vSegmentBlocks.push_back(SegmentBlock{std::unique_ptr<SegmentStorage[]>(new SegmentStorage[capacity]), capacity, 0});
+  }
+  SegmentBlock& block(vSegmentBlocks.back());
+  ConstraintSegment2* pCSeg(new (&block.aStorage[block.used]) ConstraintSegment2(p0, p1, cis));
+  ++block.used;
   return pCSeg;
 }
 
-ConstraintSegment2* ConstraintMgr::getConstraintSegment(Point2* p0, Point2* p1) const {
-  if (p0 == p1) return nullptr;
-  const auto it(mSegments.find(orderedPair(p0, p1)));
-  return it == mSegments.end() ? nullptr : it->second;
+void ConstraintMgr::reserve(size_t numMore) {
+  if (2 * (numSegments + numMore) > vSlots.size()) growSlots(numSegments + numMore);
 }
 
-ConstraintSegment2* ConstraintMgr::getAliveSegment(Point2* p0, Point2* p1) const {
-  if (!isConstrainedVertex(p0) || !isConstrainedVertex(p1)) return nullptr;
-  ConstraintSegment2* pCSeg(getConstraintSegment(p0, p1));
-  return (pCSeg != nullptr && pCSeg->isAlive()) ? pCSeg : nullptr;
+void ConstraintMgr::growSlots(size_t minSegments) {
+  size_t numSlots(std::max(kMinSlots, vSlots.size()));
+  while (numSlots < 2 * minSegments) numSlots *= 2;
+  vSlots.assign(numSlots, nullptr);
+  forEachSegment([this](ConstraintSegment2& seg) { placeInSlots(&seg); });
+}
+
+void ConstraintMgr::placeInSlots(ConstraintSegment2* pCSeg) {
+  size_t i(slotOf(pCSeg->getSrc(), pCSeg->getTrg()));
+  while (vSlots[i] != nullptr) i = (i + 1) & slotMask();
+  vSlots[i] = pCSeg;
+}
+
+ConstraintSegment2* ConstraintMgr::getOrCreateSegment(Point2* p0, Point2* p1, ConstraintInsertionStrategy cis) {
+  if (p1 < p0) std::swap(p0, p1);
+  ZARN_ASSERT(p0<p1);
+  ConstraintSegment2* pExisting(getConstraintSegment(p0, p1));
+  if (pExisting != nullptr) {
+    if (pExisting->isSkipped()) {  // asked for again: one more attempt
+      pExisting->setAlive();
+      bAliveAreEdges = false;
+    }
+    return pExisting;
+  }
+  bAliveAreEdges = false;
+  ConstraintSegment2* pCSeg(newSegment(p0, p1, cis));
+  ++numSegments;
+  if (2 * numSegments > vSlots.size()) {
+    growSlots(numSegments);  // places the new segment too
+  } else {
+    placeInSlots(pCSeg);
+  }
+  return pCSeg;
 }
 
 template <typename Filter>
 void ConstraintMgr::collectSorted(std::vector<ConstraintSegment2*>& vCSegments, Filter filter) const {
   const size_t firstNew(vCSegments.size());
-  for (const ConstraintSegment2& seg : dSegmentStore) {
-    if (filter(seg)) vCSegments.push_back(const_cast<ConstraintSegment2*>(&seg));
-  }
+  forEachSegment([&](ConstraintSegment2& seg) {
+    if (filter(seg)) vCSegments.push_back(&seg);
+  });
   std::sort(vCSegments.begin() + static_cast<std::ptrdiff_t>(firstNew), vCSegments.end(), CSegPtrLess());
 }
 
@@ -109,12 +144,13 @@ void ConstraintMgr::getAliveAndDeadConstraintSegments(std::vector<ConstraintSegm
 }
 
 bool ConstraintMgr::isEndpointOfAliveSegment(Point2* pVtx) const {
-  if (!isConstrainedVertex(pVtx)) return false;
+  if (empty()) return false;
   if (pVtx->getIncidentTriangle() == nullptr) {  // no triangles yet: look through all segments
-    for (const ConstraintSegment2& seg : dSegmentStore) {
-      if (seg.isAlive() && (seg.getSrc() == pVtx || seg.getTrg() == pVtx)) return true;
-    }
-    return false;
+    bool bFound(false);
+    forEachSegment([&](const ConstraintSegment2& seg) {
+      bFound = bFound || (seg.isAlive() && (seg.getSrc() == pVtx || seg.getTrg() == pVtx));
+    });
+    return bFound;
   }
   // Alive segments are edges: look at the vertex's neighbours.
   std::vector<Point2*> vNeighbours;
@@ -146,7 +182,8 @@ ConstraintGraph2* ConstraintMgr::createConstraint(const std::vector<std::pair<Po
   std::vector<ConstraintSegment2*> vCSegments;
   vCSegments.reserve(vPairs.size());
   reserve(2 * vPairs.size());  // room for splits too
-  std::map<std::pair<Point2*, Point2*>, bool> mPPReverse;
+  const bool bEarlierAreEdges(bAliveAreEdges);
+  std::vector<bool> vReverse;  // directed input: per segment, given from the higher to the lower address
   for (size_t i = 0; i < vPairs.size(); ++i) {
     if (i % progressInterval == 0) publisher.setProgress(static_cast<double>(i) / static_cast<double>(vPairs.size()));
     Point2* pSrc(vPairs[i].first);
@@ -158,14 +195,14 @@ ConstraintGraph2* ConstraintMgr::createConstraint(const std::vector<std::pair<Po
     }
     ConstraintSegment2* pCSeg(getOrCreateSegment(pSrc, pTrg, cis));
     vCSegments.push_back(pCSeg);
-    if (bOriented) mPPReverse[orderedPair(pSrc, pTrg)] = (pTrg < pSrc);
+    vReverse.push_back(pTrg < pSrc);
   }
-  ConstraintGraph2* pGraph(bOriented ? new ConstraintGraph2(pDt2, vCSegments, mPPReverse, cis)
-                                     : new ConstraintGraph2(pDt2, vCSegments, cis));
+  ConstraintGraph2* pGraph(bOriented ? new ConstraintGraph2(pDt2, vCSegments, vReverse, cis) : new ConstraintGraph2(pDt2, vCSegments, cis));
   vGraphs.push_back(pGraph);
   if (bApply) {
     ProgressPublisher::Silence silence(publisher);
-    applyTo(vCSegments);  // graph order: the ring for a polygon, else the input order
+    const bool bStable(applyTo(vCSegments));  // graph order: the ring for a polygon, else the input order
+    bAliveAreEdges = bEarlierAreEdges && bStable;
   }
   publisher.finishStep();
   return pGraph;
@@ -186,12 +223,16 @@ void ConstraintMgr::insertSegment(ConstraintSegment2* pCSeg) {
   }
 }
 
+// After a stable run every alive segment is an edge; until a segment is created or revived there
+// is nothing to insert (the run then only reports its step).
 void ConstraintMgr::apply() {
   std::vector<ConstraintSegment2*> vWork;
-  for (ConstraintSegment2& seg : dSegmentStore) {  // creation order: independent of addresses
-    if (seg.isAlive()) vWork.push_back(&seg);
+  if (!bAliveAreEdges) {
+    forEachSegment([&vWork](ConstraintSegment2& seg) {  // creation order: independent of addresses
+      if (seg.isAlive()) vWork.push_back(&seg);
+    });
   }
-  applyTo(vWork);
+  bAliveAreEdges = applyTo(vWork);
 }
 
 // A pass inserts every segment of the work list that is not yet an edge. An alive segment that
@@ -204,7 +245,7 @@ void ConstraintMgr::apply() {
 // with the inverse of their distance; a vertex budget stops such a run with the accuracy error
 // instead of letting it exhaust time and memory. The pieces still waiting then are forced in as
 // constrained edges, so that every segment stands (not conforming there) or is reported skipped.
-void ConstraintMgr::applyTo(std::vector<ConstraintSegment2*> vWork) {
+bool ConstraintMgr::applyTo(std::vector<ConstraintSegment2*> vWork) {
   ProgressPublisher& publisher(pDt2->getPublisher());
   publisher.startStep("apply");
   const size_t maxNumVertices(kVertexBudgetFactor * static_cast<size_t>(pDt2->numberOfPoints()) + kVertexBudgetBase);
@@ -239,6 +280,7 @@ void ConstraintMgr::applyTo(std::vector<ConstraintSegment2*> vWork) {
     if (numSkipped > 0) reportWarning("ConstraintMgr::apply()", std::to_string(numSkipped) + " constraint segment(s) skipped, not inserted");
   }
   publisher.finishStep();
+  return bStable;
 }
 
 void ConstraintMgr::forceAll(std::vector<ConstraintSegment2*>& vWork) {

@@ -1,11 +1,10 @@
 // ConstraintMgr: the registry of a triangulation's constraint segments and graphs.
 #pragma once
 
-#include <deque>
-#include <map>
+#include <cstdint>
+#include <memory>
 #include <string>
-#include <unordered_map>
-#include <unordered_set>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -45,8 +44,9 @@ class ConstraintMgr {
   /// Inserts all alive segments, pass after pass, until no insertion splits anything (at most
   /// kMaxApplyPasses passes).
   void apply();
-  /// The passes of apply() over the given segments (and the pieces split off them).
-  void applyTo(std::vector<ConstraintSegment2*> vWork);
+  /// The passes of apply() over the given segments (and the pieces split off them). True when
+  /// the passes became stable: then every alive segment of the run stands as an edge.
+  bool applyTo(std::vector<ConstraintSegment2*> vWork);
   /// The strategy dispatch for one segment.
   void insertSegment(ConstraintSegment2* pCSeg);
   /// While apply() runs: the alive segment is inserted again in the next pass.
@@ -57,20 +57,29 @@ class ConstraintMgr {
   void registerSplit(ConstraintSegment2* pParentCSeg, ConstraintSegment2* pCSeg0, ConstraintSegment2* pCSeg1);
 
   /// Room for numMore further segments in the registry.
-  void reserve(size_t numMore) { mSegments.reserve(mSegments.size() + numMore); }
-  /// The alive segment of the vertex pair (any order), or null. Cheap when a vertex is not constrained.
-  ConstraintSegment2* getAliveSegment(Point2* p0, Point2* p1) const;
-  /// The registered segment of the pair (any order), alive or dead, or null.
-  ConstraintSegment2* getConstraintSegment(Point2* p0, Point2* p1) const;
+  void reserve(size_t numMore);
+  /// The alive segment of the vertex pair (any order), or null. O(1): one hash probe sequence.
+  ConstraintSegment2* getAliveSegment(Point2* p0, Point2* p1) const {
+    ConstraintSegment2* pCSeg(getConstraintSegment(p0, p1));
+    return (pCSeg != nullptr && pCSeg->isAlive()) ? pCSeg : nullptr;
+  }
+  /// The registered segment of the pair (any order), alive or dead, or null. O(1).
+  ConstraintSegment2* getConstraintSegment(Point2* p0, Point2* p1) const {
+    if (numSegments == 0 || p0 == p1) return nullptr;
+    if (p1 < p0) std::swap(p0, p1);
+    for (size_t i = slotOf(p0, p1);; i = (i + 1) & slotMask()) {
+      ConstraintSegment2* pCSeg(vSlots[i]);
+      if (pCSeg == nullptr || (pCSeg->getSrc() == p0 && pCSeg->getTrg() == p1)) return pCSeg;
+    }
+  }
   void getAliveConstraintSegments(std::vector<ConstraintSegment2*>& vCSegments) const;
   void getAliveAndDeadConstraintSegments(std::vector<ConstraintSegment2*>& vCSegments) const;
   /// True when some alive segment ends at pVtx.
   bool isEndpointOfAliveSegment(Point2* pVtx) const;
-  bool isConstrainedVertex(const Point2* pVtx) const { return sConstrainedVertices.count(pVtx) != 0; }
-  bool empty() const { return mSegments.empty(); }
+  bool empty() const { return numSegments == 0; }
   const std::vector<ConstraintGraph2*>& getGraphs() const { return vGraphs; }
   /// Number of registered segments, alive or not.
-  size_t numberOfSegments() const { return mSegments.size(); }
+  size_t numberOfSegments() const { return numSegments; }
   /// Number of splits registered so far.
   size_t numberOfSplits() const { return numSplits; }
 
@@ -83,15 +92,37 @@ class ConstraintMgr {
   /// Forces the alive segments of vWork (and the pieces of the dead ones) in as edges.
   void forceAll(std::vector<ConstraintSegment2*>& vWork);
   void getAlivePiecesOfGraph(const ConstraintGraph2* pGraph, std::vector<ConstraintSegment2*>& vPieces) const;
-  static std::pair<Point2*, Point2*> orderedPair(Point2* p0, Point2* p1);
   /// Appends the registered segments that pass the filter, ordered by their vertex pairs.
   template <typename Filter>
   void collectSorted(std::vector<ConstraintSegment2*>& vCSegments, Filter filter) const;
+  /// Visits every registered segment in creation order.
+  template <typename Visit>
+  void forEachSegment(Visit visit) const;
+  /// Constructs a segment in the block storage.
+  ConstraintSegment2* newSegment(Point2* p0, Point2* p1, ConstraintInsertionStrategy cis);
+
+  // The registry is an open-addressing hash table (linear probing, at most half full) of the
+  // segments, keyed by their address-ordered vertex pairs.
+  size_t slotMask() const { return vSlots.size() - 1; }
+  size_t slotOf(const Point2* p0, const Point2* p1) const {
+    const uint64_t h(VertexPairHash()(p0, p1) * 0xBF58476D1CE4E5B9ull);
+    return static_cast<size_t>(h >> 32) & slotMask();
+  }
+  void growSlots(size_t minSegments);
+  void placeInSlots(ConstraintSegment2* pCSeg);
+
+  using SegmentStorage = std::aligned_storage_t<sizeof(ConstraintSegment2), alignof(ConstraintSegment2)>;
+  struct SegmentBlock {
+    std::unique_ptr<SegmentStorage[]> aStorage;
+    size_t capacity;
+    size_t used;
+  };
 
   Dt2* pDt2;
-  std::deque<ConstraintSegment2> dSegmentStore;  // owns the segments; a deque keeps addresses stable
-  std::unordered_map<std::pair<Point2*, Point2*>, ConstraintSegment2*, VertexPairHash> mSegments;
-  std::unordered_set<const Point2*> sConstrainedVertices;
+  std::vector<SegmentBlock> vSegmentBlocks;  // owns the segments; blocks keep addresses stable
+  std::vector<ConstraintSegment2*> vSlots;
+  size_t numSegments;
+  bool bAliveAreEdges;  // every alive segment stands as an edge (no segment created or revived since)
   std::vector<ConstraintGraph2*> vGraphs;
   size_t numSplits;
   bool bSplitLogging;                          // while apply runs: splits are logged

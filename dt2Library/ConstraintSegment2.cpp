@@ -19,7 +19,8 @@ constexpr double kUnsetAdjacentArea = 1.7976931348623157e308;
 }  // namespace
 
 ConstraintSegment2::ConstraintSegment2(Point2* p0_, Point2* p1_, ConstraintInsertionStrategy cis_)
-    : label(nextSegmentLabel++), p0(p0_), p1(p1_), cis(cis_), bAlive(true), adjacentArea(kUnsetAdjacentArea) {
+    : label(nextSegmentLabel++), firstOwner{nullptr, false}, p0(p0_), p1(p1_), cis(cis_), bAlive(true), aChildren{nullptr, nullptr},
+      adjacentArea(kUnsetAdjacentArea) {
   ZARN_ASSERT(p0<p1);
 }
 
@@ -28,16 +29,44 @@ bool ConstraintSegment2::operator<(const ConstraintSegment2& other) const {
   return p1 < other.p1;
 }
 
+ConstraintSegment2::Owner* ConstraintSegment2::findOwner(const ConstraintGraph2* pGraph) {
+  if (firstOwner.pGraph == pGraph) return pGraph != nullptr ? &firstOwner : nullptr;
+  for (Owner& owner : vMoreOwners) {
+    if (owner.pGraph == pGraph) return &owner;
+  }
+  return nullptr;
+}
+
+const ConstraintSegment2::Owner* ConstraintSegment2::findOwner(const ConstraintGraph2* pGraph) const {
+  return const_cast<ConstraintSegment2*>(this)->findOwner(pGraph);
+}
+
+template <typename Visit>
+void ConstraintSegment2::forEachOwner(Visit visit) const {
+  if (firstOwner.pGraph == nullptr) return;
+  visit(firstOwner.pGraph);
+  for (const Owner& owner : vMoreOwners) visit(owner.pGraph);
+}
+
 void ConstraintSegment2::addOwner(ConstraintGraph2* pOwner) {
-  const auto pos(std::lower_bound(sOwners.begin(), sOwners.end(), pOwner));
-  if (pos == sOwners.end() || *pos != pOwner) sOwners.insert(pos, pOwner);
+  if (findOwner(pOwner) == nullptr) {
+    const Owner entry{pOwner, false};
+    if (firstOwner.pGraph == nullptr) {
+      firstOwner = entry;
+    } else if (std::less<ConstraintGraph2*>()(pOwner, firstOwner.pGraph)) {
+      vMoreOwners.insert(vMoreOwners.begin(), firstOwner);
+      firstOwner = entry;
+    } else {
+      const auto pos(std::lower_bound(vMoreOwners.begin(), vMoreOwners.end(), entry, [](const Owner& a, const Owner& b) {
+        return std::less<ConstraintGraph2*>()(a.pGraph, b.pGraph);
+      }));
+      vMoreOwners.insert(pos, entry);
+    }
+  }
   if (isAlive() || isSkipped()) return;
-  ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr);
-  Point2* pSplit(nullptr);
-  getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
-  ZARN_ASSERT(pKid0!=0 && pKid1!=0);
-  pKid0->addOwner(pOwner);
-  pKid1->addOwner(pOwner);
+  ZARN_ASSERT_TEXT(aChildren[0] != nullptr && aChildren[1] != nullptr, "pKid0!=0 && pKid1!=0");
+  aChildren[0]->addOwner(pOwner);
+  aChildren[1]->addOwner(pOwner);
 }
 
 void ConstraintSegment2::getChildrenAndSplitPoint(ConstraintSegment2*& pKid0, ConstraintSegment2*& pKid1, Point2*& pSplit) {
@@ -45,9 +74,9 @@ void ConstraintSegment2::getChildrenAndSplitPoint(ConstraintSegment2*& pKid0, Co
     reportWarning("ConstraintSegment2::getChildrenAndSplitPoint()", "*this is still alive!");
     return;
   }
-  if (vChildren.size() != 2) return;  // held dead but never split: there is nothing to report
-  pKid0 = vChildren[0];
-  pKid1 = vChildren[1];
+  if (!hasChildren()) return;  // held dead but never split: there is nothing to report
+  pKid0 = aChildren[0];
+  pKid1 = aChildren[1];
   pSplit = nullptr;
   const auto isVertexOfKid1 = [pKid1](const Point2* p) { return p == pKid1->p0 || p == pKid1->p1; };
   if (isVertexOfKid1(pKid0->p0)) {
@@ -61,8 +90,8 @@ void ConstraintSegment2::getChildrenAndSplitPoint(ConstraintSegment2*& pKid0, Co
 
 void ConstraintSegment2::getChildrenRec(std::vector<ConstraintSegment2*>& vOut) const {
   if (isSkipped()) return;
-  ZARN_ASSERT(vChildren.size()==2);
-  for (ConstraintSegment2* pKid : vChildren) {
+  ZARN_ASSERT_TEXT(hasChildren(), "vChildren.size()==2");
+  for (ConstraintSegment2* pKid : aChildren) {
     if (pKid->isAlive()) {
       vOut.push_back(pKid);
     } else {
@@ -72,31 +101,31 @@ void ConstraintSegment2::getChildrenRec(std::vector<ConstraintSegment2*>& vOut) 
 }
 
 Dt2* ConstraintSegment2::getOwnerTriangulation() const {
-  ZARN_ASSERT(!sOwners.empty());
-  Dt2* pOwnerDt(sOwners.front()->getDt2());
+  ZARN_ASSERT_TEXT(firstOwner.pGraph != nullptr, "!sOwners.empty()");
+  Dt2* pOwnerDt(firstOwner.pGraph->getDt2());
   ZARN_ASSERT(pOwnerDt!=0);
   return pOwnerDt;
 }
 
 void ConstraintSegment2::attachChildren(Dt2* pDt2, Point2* pSplit) {
   ConstraintMgr* pMgr(pDt2->getConstraintMgr());
-  vChildren.push_back(pMgr->getOrCreateSegment(p0, pSplit, cis));
-  vChildren.push_back(pMgr->getOrCreateSegment(p1, pSplit, cis));
-  for (ConstraintGraph2* pOwner : sOwners) {
-    vChildren[0]->addOwner(pOwner);
-    vChildren[1]->addOwner(pOwner);
-  }
+  aChildren[0] = pMgr->getOrCreateSegment(p0, pSplit, cis);
+  aChildren[1] = pMgr->getOrCreateSegment(p1, pSplit, cis);
+  forEachOwner([this](ConstraintGraph2* pOwner) {
+    aChildren[0]->addOwner(pOwner);
+    aChildren[1]->addOwner(pOwner);
+  });
   bool bFirstOwner(true);
-  for (ConstraintGraph2* pOwner : sOwners) {
+  forEachOwner([this, &bFirstOwner](ConstraintGraph2* pOwner) {
     pOwner->onSegmentSplit(this, bFirstOwner);
     bFirstOwner = false;
-  }
+  });
 }
 
 Point2* ConstraintSegment2::insertAndSplit(const Point2& p) {
   ZARN_ASSERT(bAlive);
-  ZARN_ASSERT(vChildren.empty());
-  ZARN_ASSERT(!sOwners.empty());
+  ZARN_ASSERT_TEXT(!hasChildren(), "vChildren.empty()");
+  ZARN_ASSERT_TEXT(firstOwner.pGraph != nullptr, "!sOwners.empty()");
   Dt2* pOwnerDt(getOwnerTriangulation());
   // Held dead while p goes in: the insertion then splits the edge as a plain edge.
   bAlive = false;
@@ -109,7 +138,7 @@ Point2* ConstraintSegment2::insertAndSplit(const Point2& p) {
   attachChildren(pOwnerDt, pSplit);
   pOwnerDt->legalizeFormerConstraintEdge(p0, p1);
   ConstraintMgr* pMgr(pOwnerDt->getConstraintMgr());
-  std::vector<ConstraintSegment2*> vWork(vChildren);
+  std::vector<ConstraintSegment2*> vWork(aChildren, aChildren + 2);
   sortByCoordinates(vWork.begin(), vWork.end());
   while (!vWork.empty()) {
     ConstraintSegment2* pCSeg(vWork.back());
@@ -127,7 +156,7 @@ Point2* ConstraintSegment2::insertAndSplit(const Point2& p) {
 bool ConstraintSegment2::splitAndRemovePrev(const Point2& p) {
   Point2* pSplit(insertAndSplit(p));
   if (pSplit == nullptr) return false;
-  ZARN_ASSERT(!sOwners.empty());
+  ZARN_ASSERT_TEXT(firstOwner.pGraph != nullptr, "!sOwners.empty()");
   const double dx(pSplit->x() - p0->x());
   const double dy(pSplit->y() - p0->y());
   getOwnerTriangulation()->removeInnerVerticesNear(*pSplit, dx * dx + dy * dy);
@@ -138,7 +167,7 @@ bool ConstraintSegment2::split_combinatorialOnly(Point2* pSplit) {
   ZARN_ASSERT(pSplit!=0);
   ZARN_ASSERT(isAlive());
   ZARN_ASSERT(p0!=pSplit && p1!=pSplit);
-  ZARN_ASSERT(!sOwners.empty());
+  ZARN_ASSERT_TEXT(firstOwner.pGraph != nullptr, "!sOwners.empty()");
   attachChildren(getOwnerTriangulation(), pSplit);
   return true;
 }
@@ -149,7 +178,7 @@ std::ostream& operator<<(std::ostream& stream, const ConstraintSegment2& seg) {
   if (seg.isAlive()) {
     stream << " [alive]" << std::endl;
   } else {
-    stream << " [DEAD, numChildren=" << static_cast<unsigned int>(seg.vChildren.size()) << "]" << std::endl;
+    stream << " [DEAD, numChildren=" << (seg.hasChildren() ? 2u : 0u) << "]" << std::endl;
   }
   const double dx(seg.p1->x() - seg.p0->x());
   const double dy(seg.p1->y() - seg.p0->y());

@@ -333,6 +333,10 @@ class Dt2 {
   /// Inserts constraints created while the triangulation was not yet 2D, once it is.
   void applyPendingConstraints();
   void insertOneConstrainedSegment(ConstraintSegment2* pCSeg, std::vector<ConstraintSegment2*>& vStack);
+  /// forceSegment's loop: pops segments until the stack is empty.
+  void forceStack(std::vector<ConstraintSegment2*>& vStack, size_t maxNumPoints);
+  /// The vertices at the ends (input order): existing vertices where found, else newly inserted.
+  void insertEnds(const std::vector<Point2>& vEnds, const std::vector<bool>& vContinuesChain, std::vector<Point2*>& vHandles);
   /// Marks the segment skipped (counted) unless it already stands as an edge.
   void skipUnlessEdge(ConstraintSegment2* pCSeg);
   void forceUnsplittable(ConstraintSegment2* pCSeg);
@@ -441,6 +445,7 @@ class Dt2 {
   std::vector<Triangle2*> vPocketTriangles;
   std::vector<std::pair<Point2*, Point2*>> vSpikeEdges;
   std::vector<ConstraintSegment2*> vDisplacedConstraints;
+  std::vector<ConstraintSegment2*> vForceStack;
   RefinementReport lastRefinementReport;
   size_t refinementVertexBudget = kDefaultRefinementVertexBudget;
 };

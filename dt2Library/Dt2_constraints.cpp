@@ -30,6 +30,9 @@ constexpr double kMaxCenterShift = 0.001;
 constexpr double kMaxCenterShiftShare = 0.01;
 // The margin of forcingLimit() beyond one vertex per registered segment.
 constexpr size_t kMinCrossingBudget = 64;
+// createConstraint looks for existing vertices at the segment ends while at least half of this
+// many first probes find one.
+constexpr size_t kEndProbeSample = 32;
 constexpr double kHalfMax = 0.5 * std::numeric_limits<double>::max();
 
 // True when q (collinear with a -> b, a != b) lies on the open ray from a through b: q differs
@@ -47,6 +50,72 @@ double coarsestWithin(double m, double tol) {
   const double spacing(std::ldexp(1.0, static_cast<int>(std::floor(std::log2(tol)))));
   const double candidate(std::round(m / spacing) * spacing);
   return std::fabs(candidate - m) <= tol ? candidate : m;
+}
+
+// ----- Filtered intersection of two lines -----
+//
+// The crossing of line a0-a1 with line b0-b1, rounded to doubles, as the exact computation rounds
+// it (to nearest), when extended precision proves the rounding: the point is evaluated in long
+// double with a bound on its error, and a coordinate is accepted only when the whole error
+// interval lies strictly between the two rounding midpoints around its double. Unit roundoff u
+// of the long double format; every bound below is a few units larger than the classic ones.
+constexpr bool kHasExtendedPrecision = std::numeric_limits<long double>::digits >= 64 &&
+                                       std::numeric_limits<long double>::max_exponent >= 16384;
+constexpr long double kExtUnit = std::numeric_limits<long double>::epsilon() / 2;
+
+// Whether long double arithmetic really carries its digits (an emulator may compute it in double
+// precision): a one-time check whose result never changes.
+bool extendedPrecisionWorks() {
+  static const bool bWorks([] {
+    volatile long double one(1.0L);
+    return kHasExtendedPrecision && one + std::numeric_limits<long double>::epsilon() != one;
+  }());
+  return bWorks;
+}
+
+// The double nearest to the exact value v (|v - approx| <= err), or false when the interval
+// reaches a rounding midpoint.
+bool roundProven(long double approx, long double err, double& out) {
+  const double d(static_cast<double>(approx));
+  const double lo(std::nextafter(d, -std::numeric_limits<double>::infinity()));
+  const double hi(std::nextafter(d, std::numeric_limits<double>::infinity()));
+  if (!std::isfinite(lo) || !std::isfinite(hi)) return false;  // at the end of the range: the exact path decides
+  const long double margin(err + 4 * kExtUnit * std::fabs(approx));  // also covers the two subtractions
+  // The midpoints of neighbouring doubles are exact in the longer format.
+  if (!(approx - margin > (static_cast<long double>(lo) + d) / 2 && approx + margin < (static_cast<long double>(hi) + d) / 2)) return false;
+  out = d;
+  return true;
+}
+
+// One coordinate c0 + t * dir with t = num / den; errNum and errDen bound the errors of num and
+// den, errDir bounds the relative error of dir.
+bool roundPointOnLine(double c0, long double dir, long double num, long double errNum, long double den, long double errDen,
+                      double& out) {
+  const long double t(num / den);
+  const long double errT((errNum + std::fabs(t) * errDen) / (std::fabs(den) - errDen) + 2 * kExtUnit * std::fabs(t));
+  const long double product(t * dir);
+  const long double value(c0 + product);
+  const long double err((errT + 2 * kExtUnit * std::fabs(t)) * std::fabs(dir) * (1 + 8 * kExtUnit) +
+                        2 * kExtUnit * (std::fabs(product) + std::fabs(value)));
+  return roundProven(value, err, out);
+}
+
+// False when extended precision cannot prove the rounded crossing (then the exact computation
+// decides, also on parallel lines).
+bool filteredIntersection(const Point2& a0, const Point2& a1, const Point2& b0, const Point2& b1, double& x, double& y) {
+  if (!extendedPrecisionWorks()) return false;
+  using Ext = long double;
+  // Differences of doubles: relative error at most u.
+  const Ext dirAx(Ext(a1.x()) - a0.x()), dirAy(Ext(a1.y()) - a0.y());
+  const Ext dirBx(Ext(b1.x()) - b0.x()), dirBy(Ext(b1.y()) - b0.y());
+  const Ext offX(Ext(b0.x()) - a0.x()), offY(Ext(b0.y()) - a0.y());
+  // A 2x2 determinant of such differences: error at most 8u times the sum of the magnitudes.
+  const Ext den(dirAx * dirBy - dirAy * dirBx);
+  const Ext errDen(8 * kExtUnit * (std::fabs(dirAx * dirBy) + std::fabs(dirAy * dirBx)));
+  const Ext num(offX * dirBy - offY * dirBx);
+  const Ext errNum(8 * kExtUnit * (std::fabs(offX * dirBy) + std::fabs(offY * dirBx)));
+  if (!(std::fabs(den) > 2 * errDen)) return false;
+  return roundPointOnLine(a0.x(), dirAx, num, errNum, den, errDen, x) && roundPointOnLine(a0.y(), dirAy, num, errNum, den, errDen, y);
 }
 
 // (a + b) / 2 and (b - a) / 2 without overflow near the largest double (halving first there).
@@ -83,12 +152,16 @@ ConstraintGraph2* Dt2::createConstraint(std::vector<Segment2>& vSegments, Constr
   // Polylines and polygons repeat every inner vertex: each distinct consecutive end is inserted
   // once (the vertex store would merge the copies anyway, at a higher price).
   std::vector<Point2> vEnds;
+  std::vector<bool> vContinuesChain;  // per end: the previous end is a neighbour along the input
   std::vector<std::pair<size_t, size_t>> vEndIndices;
   vEnds.reserve(2 * vSegments.size());
   vEndIndices.reserve(vSegments.size());
   size_t numNonFinite(0);
-  const auto indexOf = [&vEnds](const Point2& p) {
-    if (vEnds.empty() || !(vEnds.back() == p)) vEnds.push_back(p);
+  const auto indexOf = [&](const Point2& p, bool bOfSameSegment) {
+    if (vEnds.empty() || !(vEnds.back() == p)) {
+      vEnds.push_back(p);
+      vContinuesChain.push_back(bOfSameSegment);
+    }
     return vEnds.size() - 1;
   };
   for (const Segment2& seg : vSegments) {
@@ -98,19 +171,55 @@ ConstraintGraph2* Dt2::createConstraint(std::vector<Segment2>& vSegments, Constr
       ++numNonFinite;
       continue;
     }
-    const size_t first(indexOf(a));
-    vEndIndices.push_back(std::make_pair(first, indexOf(b)));
+    const size_t first(indexOf(a, false));
+    vEndIndices.push_back(std::make_pair(first, indexOf(b, true)));
   }
   if (numNonFinite > 0) {
     reportWarning(where, std::to_string(numNonFinite) + " segment(s) with a non-finite coordinate skipped");
   }
   std::vector<Point2*> vHandles;
-  insertVector(vEnds, &vHandles);
+  insertEnds(vEnds, vContinuesChain, vHandles);
   std::vector<std::pair<Point2*, Point2*>> vPairs;
   vPairs.reserve(vEndIndices.size());
   for (const std::pair<size_t, size_t>& ends : vEndIndices) vPairs.push_back(std::make_pair(vHandles[ends.first], vHandles[ends.second]));
   if (!is2D()) bConstraintsPending = true;  // inserted once the triangulation becomes 2D
   return pConstraintMgr->createConstraint(vPairs, cis, bOrientedSegments, is2D());
+}
+
+// Ends that are vertices already (the points were inserted first, as in most GIS inputs) are
+// found by a walk from the previous end along the chain; the others are inserted in bulk, in
+// Hilbert order. When the first probes mostly miss, the ends are new points: the probing stops
+// and all remaining ends go to the bulk insertion, which merges duplicates itself.
+void Dt2::insertEnds(const std::vector<Point2>& vEnds, const std::vector<bool>& vContinuesChain, std::vector<Point2*>& vHandles) {
+  vHandles.assign(vEnds.size(), nullptr);
+  size_t numProbed(0), numFound(0);
+  Triangle2* pT(nullptr);
+  for (size_t i = 0; i < vEnds.size() && is2D(); ++i) {
+    if (numProbed == kEndProbeSample && 2 * numFound < numProbed) break;
+    const Point2& p(vEnds[i]);
+    if (!bbx.isInBox(p)) continue;
+    if (pT == nullptr || !vContinuesChain[i]) pT = vertexVault.getCloT(hc.getKey(p));
+    int edgeIdx(-1);
+    ++numProbed;
+    if (locate(p, pT, edgeIdx) != LOC_ON_CORNER) continue;
+    for (int k = 0; k < 3; ++k) {
+      if (*pT->getCorner(k) == p) vHandles[i] = pT->getCorner(k);
+    }
+    ++numFound;
+  }
+  std::vector<Point2> vMissing;
+  std::vector<size_t> vMissingIndices;
+  vMissing.reserve(vEnds.size() - numFound);
+  vMissingIndices.reserve(vEnds.size() - numFound);
+  for (size_t i = 0; i < vEnds.size(); ++i) {
+    if (vHandles[i] != nullptr) continue;
+    vMissing.push_back(vEnds[i]);
+    vMissingIndices.push_back(i);
+  }
+  if (vMissing.empty()) return;
+  std::vector<Point2*> vNewHandles;
+  insertVector(vMissing, &vNewHandles);
+  for (size_t k = 0; k < vMissing.size(); ++k) vHandles[vMissingIndices[k]] = vNewHandles[k];
 }
 
 void Dt2::applyPendingConstraints() {
@@ -140,7 +249,17 @@ void Dt2::forceSegment(ConstraintSegment2* pInitialCSeg, size_t maxNumPoints) {
     reportWarning("Dt2::newCDT_applyOneCS()", "Degenerate constraint, return");
     return;
   }
-  std::vector<ConstraintSegment2*> vStack(1, pInitialCSeg);
+  // The stack is a member kept between calls (should an insertion start another one, the inner
+  // call finds the member empty and uses a fresh vector).
+  std::vector<ConstraintSegment2*> vStack;
+  vStack.swap(vForceStack);
+  vStack.assign(1, pInitialCSeg);
+  forceStack(vStack, maxNumPoints);
+  vStack.clear();
+  vForceStack.swap(vStack);
+}
+
+void Dt2::forceStack(std::vector<ConstraintSegment2*>& vStack, size_t maxNumPoints) {
   while (!vStack.empty()) {
     ConstraintSegment2* pCSeg(vStack.back());
     vStack.pop_back();
@@ -401,8 +520,13 @@ Dt2::SegmentWalk Dt2::walkAlongSegment(Point2* pStart, Point2* pStop, bool bColl
 // segment, that vertex splits the segment instead.
 Dt2::SegmentWalk Dt2::crossingOf(Point2* pStart, Point2* pStop, ConstraintSegment2* pCrossed) {
   SegmentWalk walk;
+  const Point2 &a0(*pStart), &a1(*pStop), &b0(*pCrossed->getSrc()), &b1(*pCrossed->getTrg());
   double x(0.0), y(0.0);
-  const bool bOnBoth(kora.getIntersectionCoords(*pStart, *pStop, *pCrossed->getSrc(), *pCrossed->getTrg(), x, y));
+  bool bOnBoth(true);  // only read when the point equals an end, and then computed exactly
+  if (!filteredIntersection(a0, a1, b0, b1, x, y) || Point2(x, y) == a0 || Point2(x, y) == a1 || Point2(x, y) == b0 ||
+      Point2(x, y) == b1) {
+    bOnBoth = kora.getIntersectionCoords(a0, a1, b0, b1, x, y);
+  }
   const Point2 ip(x, y);
   const bool bOnCrossedEnd(ip == *pCrossed->getSrc() || ip == *pCrossed->getTrg());
   const bool bOnOwnEnd(ip == *pStart || ip == *pStop);

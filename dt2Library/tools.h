@@ -20,3 +20,12 @@ namespace KORA_ZARN2D {
       ::KORA_ZARN2D::assertionFailed(#condition, __FILE__, __LINE__);                  \
     }                                                                                  \
   } while (false)
+
+/// ZARN_ASSERT reporting the given condition text instead of the source text: for a documented
+/// condition on data that is stored in another form than the text names it.
+#define ZARN_ASSERT_TEXT(condition, conditionText)                                     \
+  do {                                                                                 \
+    if (__builtin_expect(!(condition), 0)) {                                           \
+      ::KORA_ZARN2D::assertionFailed(conditionText, __FILE__, __LINE__);               \
+    }                                                                                  \
+  } while (false)

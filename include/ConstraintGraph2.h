@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <map>
 #include <string>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -27,15 +26,6 @@ struct ZARN2D_EXPORT VertexPairHash {
     return static_cast<size_t>((a * 0x9E3779B97F4A7C15ull) ^ (b + (b >> 17)));
   }
   size_t operator()(const std::pair<Point2*, Point2*>& key) const { return (*this)(key.first, key.second); }
-  /// Segment pointers hash by their vertex pair, so that a probe segment finds the stored one.
-  size_t operator()(const ConstraintSegment2* pCSeg) const { return (*this)(pCSeg->getSrc(), pCSeg->getTrg()); }
-};
-
-/// Equality of segment pointers by vertex pair (the counterpart of VertexPairHash).
-struct ZARN2D_EXPORT CSegPairEqual {
-  bool operator()(const ConstraintSegment2* a, const ConstraintSegment2* b) const {
-    return a->getSrc() == b->getSrc() && a->getTrg() == b->getTrg();
-  }
 };
 
 /// The constraint segments that one createConstraint call inserts together: a polyline, a closed
@@ -94,23 +84,34 @@ class ZARN2D_EXPORT ConstraintGraph2 {
   void onSegmentSplit(ConstraintSegment2* pParentCSeg, bool bRegister);
 
  private:
-  void initCommon(std::vector<ConstraintSegment2*>& vCSegments);
+  friend class ConstraintMgr;
+
+  /// For the constraint manager: a directed graph; vReverse[i] tells whether vCSegments[i] is
+  /// read from getTrg() to getSrc().
+  ConstraintGraph2(Dt2* pDt2, std::vector<ConstraintSegment2*>& vCSegments, const std::vector<bool>& vReverse,
+                   ConstraintInsertionStrategy cis);
+
   void registerAsOwner(std::vector<ConstraintSegment2*>& vCSegments);
   void removeDegenerateSegments(std::vector<ConstraintSegment2*>& vCSegments);
-  bool checkAndSortPolygon(std::vector<ConstraintSegment2*>& vCSegments);
+  /// On success vCSegments and vCSegParents become the counterclockwise ring and vRingReverse
+  /// the ring's reading directions.
+  bool checkAndSortPolygon(std::vector<ConstraintSegment2*>& vCSegments, std::vector<bool>& vRingReverse);
+  void setReadingDirections(const std::vector<ConstraintSegment2*>& vCSegments, const std::vector<bool>& vReverse);
   /// Records the directions of the pieces below an already split segment of the input.
   void learnSplitDescendants(ConstraintSegment2* pCSeg);
   void getOrderedChildren(std::vector<ConstraintSegment2*>& vPieces);
   void appendOrderedPieces(ConstraintSegment2* pCSeg, std::vector<ConstraintSegment2*>& vPieces);
   void getReadingEnds(ConstraintSegment2* pCSeg, Point2*& pFrom, Point2*& pTo) const;
+  /// True when the registered segment of the pair is alive and belongs to this graph.
+  bool isRegisteredOwnSegment(Point2* p0, Point2* p1) const;
 
+  // The reading direction of every segment of the graph (original or split off) is kept in the
+  // segment's owner entry for this graph.
   Dt2* pDt2;
   ConstraintMgr* pConstraintMgr;
   ConstraintInsertionStrategy cis;
   std::vector<ConstraintSegment2*> vCSegParents;
   bool bIsPolygon;
-  std::unordered_map<ConstraintSegment2*, bool, VertexPairHash, CSegPairEqual> mCSegReverse;
-  std::unordered_map<Point2*, int> mSplitPointCount;
   bool bOriented;
 };
 

@@ -37,12 +37,14 @@ class ZARN2D_EXPORT ConstraintSegment2 {
   Point2* getTrg() const { return p1; }
   ConstraintInsertionStrategy getCIS() const { return cis; }
   /// True when the alive flag is set and the segment has no children: it stands as one edge.
-  bool isAlive() const { return bAlive && vChildren.empty(); }
+  bool isAlive() const { return bAlive && !hasChildren(); }
   /// True for a segment the insertion gave up on (numerically hopeless crossings): it is not an
   /// edge, has no children and is no constraint; the insertion reported it.
-  bool isSkipped() const { return !bAlive && vChildren.empty(); }
+  bool isSkipped() const { return !bAlive && !hasChildren(); }
   /// The number of constraint graphs that contain this segment or one of its ancestors.
-  unsigned int getNumberOfOwners() const { return static_cast<unsigned int>(sOwners.size()); }
+  unsigned int getNumberOfOwners() const {
+    return firstOwner.pGraph == nullptr ? 0u : static_cast<unsigned int>(1 + vMoreOwners.size());
+  }
   /// An area the mesh generator attaches to the segment; initially the largest finite double.
   double getAdjacentArea() const { return adjacentArea; }
   void setAdjacentArea(double area) { adjacentArea = area; }
@@ -80,19 +82,35 @@ class ZARN2D_EXPORT ConstraintSegment2 {
 
  private:
   friend ZARN2D_EXPORT std::ostream& operator<<(std::ostream& stream, const ConstraintSegment2& seg);
+  friend class ConstraintGraph2;
+
+  /// One owning graph and the direction in which that graph reads the segment.
+  struct Owner {
+    ConstraintGraph2* pGraph;
+    bool bReverse;  // read from p1 to p0
+  };
 
   Dt2* getOwnerTriangulation() const;
   /// Step shared by both split operations: get-or-create the children, register the owners on
   /// them and notify every owner (the first one also registers the split with the manager).
   void attachChildren(Dt2* pDt2, Point2* pSplit);
+  bool hasChildren() const { return aChildren[0] != nullptr; }
+  /// The entry of pGraph among the owners, or null. O(number of owners).
+  Owner* findOwner(const ConstraintGraph2* pGraph);
+  const Owner* findOwner(const ConstraintGraph2* pGraph) const;
+  /// Visits the owners in address order.
+  template <typename Visit>
+  void forEachOwner(Visit visit) const;
 
   int label;
-  std::vector<ConstraintGraph2*> sOwners;  // a set: sorted by address, no duplicates (usually one entry)
+  // The owners sorted by graph address without duplicates: nearly always one, held inline.
+  Owner firstOwner;
+  std::vector<Owner> vMoreOwners;
   Point2* p0;
   Point2* p1;
   ConstraintInsertionStrategy cis;
   bool bAlive;
-  std::vector<ConstraintSegment2*> vChildren;
+  ConstraintSegment2* aChildren[2];  // both null, or the two children after a split
   double adjacentArea;
 };
 

@@ -334,6 +334,26 @@ TEST_P(ConstraintInsertion, StormsOfRandomCrossingSegments) {
   }
 }
 
+// Two crossing segments at scales from 2^-500 to 2^500 (half of them nearly parallel, some far
+// from the origin): the crossing vertex is exactly the exact intersection rounded to nearest,
+// whichever way the insertion computed it.
+TEST(ConstrainedInsertion, CrossingVertexIsTheRoundedExactIntersection) {
+  std::mt19937_64 rng(105);
+  std::uniform_real_distribution<double> unit(-0.9, 0.9);
+  KoraTest exact;
+  for (int i = 0; i < 200; ++i) {
+    const double s(std::ldexp(1.0, static_cast<int>(rng() % 1001) - 500)), cx(i % 3 == 0 ? 1e5 * s * unit(rng) : 0.0);
+    const double d(i % 2 == 0 ? 1e-12 : 0.5), ya0(unit(rng)), ya1(unit(rng));
+    const Point2 a0(cx - s, s * ya0), a1(cx + s, s * ya1), b0(cx - s, s * (ya0 + d)), b1(cx + s, s * (ya1 - d));
+    Zarn_2D dt;
+    create(dt, {Segment2(a0, a1), Segment2(b0, b1)}, CIS_CONSTRAINED_DELAUNAY);
+    double x(0.0), y(0.0);
+    exact.getIntersectionCoords(a0, a1, b0, b1, x, y);
+    EXPECT_NE(vertexAt(dt, x, y), nullptr) << i;
+    EXPECT_EQ(dt.numberOfPoints(), 5u) << i;
+  }
+}
+
 // 64 segments through the origin, each from a point to its exact negation: the origin is their
 // one exact common point.
 TEST_P(ConstraintInsertion, StarThroughARepresentablePoint) {
