@@ -240,15 +240,6 @@ TEST(Dt2Insert, ThreadCountsGiveTheSameTriangulation) {
   }
 }
 
-TEST(Dt2Insert, MillionPointGrid) {
-  if (DT2TEST_SANITIZED) GTEST_SKIP() << "too large for a sanitizer build";
-  const std::vector<Point2> v(gridPoints(1000, 1000));
-  Zarn_2D dt(static_cast<unsigned>(v.size()));
-  dt.insert(v);
-  EXPECT_EQ(dt.numberOfTriangles(), 2u * 999u * 999u);
-  EXPECT_TRUE(isDelaunayTriangulationOf(dt, v));
-}
-
 // ----- The collinear phase, ties -------------------------------------------------------------
 
 TEST(Dt2Insert, CollinearPointsStayLowerDimensionalAndKeepTheirHandles) {

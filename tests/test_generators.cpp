@@ -107,13 +107,6 @@ TEST(RandomNumbers, ValuesLieOnTheGridOfTheRange) {
   EXPECT_GT(*std::max_element(vNumbers.begin(), vNumbers.end()), 5.0 - 0.01);
 }
 
-TEST(RandomNumbers, OutputIsResizedNotAppended) {
-  std::vector<double> vNumbers(10, -1.0);
-  generateRandomNumbers(3, 0, 1, vNumbers, 5);
-  ASSERT_EQ(vNumbers.size(), 3u);
-  for (double value : vNumbers) EXPECT_GE(value, 0.0);
-}
-
 TEST(RandomPoints, FirstHalfGivesXSecondHalfGivesY) {
   std::vector<double> vNumbers;
   generateRandomNumbers(2 * 6, 10, 20, vNumbers, 11);
@@ -280,17 +273,6 @@ TEST(SineSegments, SnappingAndRectifying) {
   EXPECT_EQ(vChain[0].getTrg().y(), 3.0);
   EXPECT_EQ(vChain[2].getTrg().y(), 3.0);  // |sin(3 pi / 2)| + 2
   EXPECT_DOUBLE_EQ(vChain[1].getTrg().y(), 2.0);
-}
-
-TEST(SineSegments, SwapXYMirrorsAtTheDiagonal) {
-  std::vector<Segment2> vPlain, vSwapped;
-  generateSineSegments(37, 3, 1.0, -2.0, 0.25, 4.0, false, vPlain);
-  generateSineSegments(37, 3, 1.0, -2.0, 0.25, 4.0, true, vSwapped);
-  ASSERT_EQ(vPlain.size(), vSwapped.size());
-  for (std::size_t i = 0; i < vPlain.size(); ++i) {
-    EXPECT_EQ(vSwapped[i].getSrc(), Point2(vPlain[i].getSrc().y(), vPlain[i].getSrc().x()));
-    EXPECT_EQ(vSwapped[i].getTrg(), Point2(vPlain[i].getTrg().y(), vPlain[i].getTrg().x()));
-  }
 }
 
 }  // namespace
