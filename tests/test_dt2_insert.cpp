@@ -227,19 +227,6 @@ TEST(Dt2Insert, EveryPointSetEveryWay) {
   }
 }
 
-// Large enough for the parallel key computation and the four-way sort of the vertex store.
-TEST(Dt2Insert, ThreadCountsGiveTheSameTriangulation) {
-  const std::vector<Point2> v(randomPoints(DT2TEST_SANITIZED ? 12000 : 30000, 103, 0.0, 1.0));
-  std::vector<TriangleKey> one;
-  for (int numCPU : {1, 2, 4, 7}) {
-    Zarn_2D dt;
-    dt.setNumCPU(numCPU);
-    dt.insert(v);
-    if (numCPU == 1) one = triangleSignature(dt);
-    EXPECT_TRUE(triangleSignature(dt) == one) << numCPU;
-  }
-}
-
 // ----- The collinear phase, ties -------------------------------------------------------------
 
 TEST(Dt2Insert, CollinearPointsStayLowerDimensionalAndKeepTheirHandles) {
