@@ -27,29 +27,6 @@ bool keysAscending(const VertexVault& vault) {
 
 uint32_t keyOf(Zarn_2D& dt, const Point2& p) { return dt.getImpl()->getHC2().getKey(p); }
 
-uint32_t maxKey(const VertexVault& vault) {
-  uint32_t k(0);
-  for (size_t i = 0; i < vault.size(); ++i) k = std::max(k, vault.getRecord(i)->key);
-  return k;
-}
-
-// Random points in the unit square whose key is below the given key: if the store re-sorts,
-// such a record cannot stay at the end of the array.
-std::vector<Point2> pointsWithKeyBelow(Zarn_2D& dt, uint32_t limit, size_t n, unsigned seed) {
-  std::vector<Point2> v;
-  for (const Point2& p : randomPoints(20 * n, seed, 0.0, 1.0)) {
-    if (v.size() < n && keyOf(dt, p) < limit) v.push_back(p);
-  }
-  return v;
-}
-
-// Inserts one point; true when its record is the last one of the store (no re-sort happened).
-bool insertStaysAtTheEnd(Zarn_2D& dt, const Point2& p) {
-  Point2* pV(dt.insert(p));
-  const VertexVault& vault(vaultOf(dt));
-  return vault.getRecord(vault.size() - 1)->pVtx == pV;
-}
-
 }  // namespace
 
 // ----- Start triangles -----------------------------------------------------------------------
@@ -197,30 +174,3 @@ TEST(VertexVault, RedundantVertexMissingFromTheHandlesIsAnAssertion) {
 }
 
 // ----- Sorting ------------------------------------------------------------------------------
-
-TEST(VertexVault, SingleInsertionsResortWhenTheTailExceedsThirtyFivePercent) {
-  Zarn_2D dt;
-  dt.insert(randomPoints(100, 610, 0.0, 1.0));
-  ASSERT_EQ(vaultOf(dt).size(), 100u);
-  ASSERT_TRUE(keysAscending(vaultOf(dt)));
-  const std::vector<Point2> vMore(pointsWithKeyBelow(dt, maxKey(vaultOf(dt)), 36, 611));
-  ASSERT_EQ(vMore.size(), 36u);
-  for (size_t i = 0; i < 35; ++i) EXPECT_TRUE(insertStaysAtTheEnd(dt, vMore[i])) << "record " << 101 + i;
-  EXPECT_FALSE(insertStaysAtTheEnd(dt, vMore[35]));  // 136 records > 1.35 * 100
-  EXPECT_TRUE(keysAscending(vaultOf(dt)));
-}
-
-TEST(VertexVault, ManyRemovalsResortAtTheNextInsertion) {
-  // More than half of the sorted records and more than 1000 removed: the next insertion sorts.
-  Zarn_2D dt;
-  std::vector<Point2*> vHandles;
-  dt.insert(randomPoints(2400, 612, 0.0, 1.0), vHandles);
-  ASSERT_TRUE(keysAscending(vaultOf(dt)));
-  const std::vector<Point2> vMore(pointsWithKeyBelow(dt, maxKey(vaultOf(dt)), 2, 613));
-  for (size_t i = 0; i < 1200; ++i) dt.remove(vHandles[2 * i]);
-  EXPECT_TRUE(insertStaysAtTheEnd(dt, vMore[0]));  // 1200 is not more than half of 2400
-  dt.remove(vHandles[1]);
-  EXPECT_FALSE(insertStaysAtTheEnd(dt, vMore[1]));
-  EXPECT_TRUE(keysAscending(vaultOf(dt)));
-  EXPECT_EQ(dt.numberOfPoints(), 1201u);
-}
