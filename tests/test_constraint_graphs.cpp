@@ -710,65 +710,50 @@ int32_t int32At(const std::string& bytes, size_t offset) {
 
 }  // namespace
 
-TEST_F(TwoGraphs, BinaryDumpHoldsTheAlivePiecesOfEachGraph) {
+// Both dumps write one file per graph holding its alive pieces, coordinates exact: the binary
+// one (type 21, count, reserved word, then the records) and the tab-separated text.
+TEST_F(TwoGraphs, DumpsHoldTheAlivePiecesOfEachGraphExactly) {
   TempDir dir;
   const std::string base((dir.path / "x").string());
-  const std::string out(zarn_test::captureStdout([&] { pMgr->writeConstraintsBIN(base); }));
+  const std::string out(zarn_test::captureStdout([&] {
+    pMgr->writeConstraintsBIN(base);
+    pMgr->writeConstraints(base);
+  }));
   const std::vector<ConstraintGraph2*> vGraphs{pSquare, pCross};
   for (size_t i = 0; i < vGraphs.size(); ++i) {
-    const std::string filename(base + "_c" + std::to_string(i) + "_con.bin");
-    SCOPED_TRACE(filename);
-    ASSERT_TRUE(std::filesystem::exists(filename)) << out;
     const std::vector<ConstraintSegment2*> vPieces(dumpOrder(vGraphs[i]));
     EXPECT_EQ(vPieces.size(), pieces(vGraphs[i]).size());
-    const std::string bytes(zarn_test::readFile(filename));
+    const std::string binName(base + "_c" + std::to_string(i) + "_con.bin"), textName(base + "_c" + std::to_string(i) + ".con");
+    const std::string bytes(zarn_test::readFile(binName));
     ASSERT_EQ(bytes.size(), 12 + 32 * vPieces.size());
     EXPECT_EQ(int32At(bytes, 0), 21);
     EXPECT_EQ(int32At(bytes, 4), static_cast<int32_t>(vPieces.size()));
     EXPECT_EQ(int32At(bytes, 8), 0);
     std::vector<Segment2> vRead;
-    ASSERT_TRUE(readSegmentsBIN(filename.c_str(), vRead));
+    ASSERT_TRUE(readSegmentsBIN(binName.c_str(), vRead));
+    const std::vector<std::string> vLines(splitLines(zarn_test::readFile(textName)));
     ASSERT_EQ(vRead.size(), vPieces.size());
-    for (size_t k = 0; k < vRead.size(); ++k) {
-      EXPECT_TRUE(sameXY(vRead[k].getSrc(), *vPieces[k]->getSrc())) << k;
-      EXPECT_TRUE(sameXY(vRead[k].getTrg(), *vPieces[k]->getTrg())) << k;
+    ASSERT_EQ(vLines.size(), vPieces.size());
+    for (size_t k = 0; k < vPieces.size(); ++k) {
+      const double aExpected[4] = {vPieces[k]->getSrc()->x(), vPieces[k]->getSrc()->y(), vPieces[k]->getTrg()->x(), vPieces[k]->getTrg()->y()};
+      const double aBinary[4] = {vRead[k].getSrc().x(), vRead[k].getSrc().y(), vRead[k].getTrg().x(), vRead[k].getTrg().y()};
+      std::istringstream iss(vLines[k]);
+      std::string field;
+      for (size_t j = 0; j < 4; ++j) {
+        EXPECT_EQ(aBinary[j], aExpected[j]) << k;
+        ASSERT_TRUE(std::getline(iss, field, '\t')) << vLines[k];
+        size_t numUsed(0);
+        EXPECT_EQ(std::stod(field, &numUsed), aExpected[j]) << vLines[k];
+        EXPECT_EQ(numUsed, field.size()) << vLines[k];
+      }
+      EXPECT_FALSE(std::getline(iss, field, '\t')) << vLines[k];
     }
-    EXPECT_NE(out.find("writes " + std::to_string(vPieces.size()) + " child segments to " + filename + "\n"), std::string::npos)
-        << out;
+    for (const std::string& name : {binName, textName}) {
+      EXPECT_NE(out.find("writes " + std::to_string(vPieces.size()) + " child segments to " + name + "\n"), std::string::npos) << out;
+    }
   }
   EXPECT_EQ(dumpOrder(pSquare).size(), 6u);  // four sides, two of them split
   EXPECT_EQ(dumpOrder(pCross).size(), 2u);
   EXPECT_FALSE(std::filesystem::exists(base + "_c2_con.bin"));
-  EXPECT_FALSE(std::filesystem::exists(base + "_c0.con"));
-}
-
-TEST_F(TwoGraphs, TextDumpHoldsTabSeparatedCoordinatesThatReadBackExactly) {
-  TempDir dir;
-  const std::string base((dir.path / "dump").string());
-  const std::string out(zarn_test::captureStdout([&] { pMgr->writeConstraints(base); }));
-  const std::vector<ConstraintGraph2*> vGraphs{pSquare, pCross};
-  for (size_t i = 0; i < vGraphs.size(); ++i) {
-    const std::string filename(base + "_c" + std::to_string(i) + ".con");
-    SCOPED_TRACE(filename);
-    const std::vector<ConstraintSegment2*> vPieces(dumpOrder(vGraphs[i]));
-    EXPECT_NE(out.find("writes " + std::to_string(vPieces.size()) + " child segments to " + filename + "\n"), std::string::npos)
-        << out;
-    const std::vector<std::string> vLines(splitLines(zarn_test::readFile(filename)));
-    ASSERT_EQ(vLines.size(), vPieces.size());
-    for (size_t k = 0; k < vLines.size(); ++k) {
-      std::vector<std::string> vFields;
-      std::string field;
-      std::istringstream iss(vLines[k]);
-      while (std::getline(iss, field, '\t')) vFields.push_back(field);
-      ASSERT_EQ(vFields.size(), 4u) << vLines[k];
-      const double aExpected[4] = {vPieces[k]->getSrc()->x(), vPieces[k]->getSrc()->y(), vPieces[k]->getTrg()->x(),
-                                   vPieces[k]->getTrg()->y()};
-      for (size_t j = 0; j < 4; ++j) {
-        size_t numUsed(0);
-        EXPECT_EQ(std::stod(vFields[j], &numUsed), aExpected[j]) << vLines[k];
-        EXPECT_EQ(numUsed, vFields[j].size()) << vLines[k];
-      }
-    }
-  }
   EXPECT_FALSE(std::filesystem::exists(base + "_c2.con"));
 }
