@@ -540,4 +540,83 @@ inline ::testing::AssertionResult isEdgeChain(const Zarn_2D& dt, const std::vect
   return ::testing::AssertionSuccess();
 }
 
+// ----- Helpers of the constraint tests ---------------------------------------------------------
+
+/// createConstraint with its console output captured; the graph goes to *ppGraph when asked.
+inline std::string create(Zarn_2D& dt, std::vector<Segment2> vSegments, ConstraintInsertionStrategy cis, ConstraintGraph2** ppGraph = nullptr) {
+  ::testing::internal::CaptureStdout();
+  ConstraintGraph2* pGraph(dt.createConstraint(vSegments, cis, false));
+  if (ppGraph != nullptr) *ppGraph = pGraph;
+  return ::testing::internal::GetCapturedStdout();
+}
+
+inline std::vector<ConstraintSegment2*> aliveSegments(const Zarn_2D& dt) {
+  std::vector<ConstraintSegment2*> v;
+  dt.getAliveConstraintSegments(v);
+  return v;
+}
+
+inline std::vector<ConstraintSegment2*> allSegments(const Zarn_2D& dt) {
+  std::vector<ConstraintSegment2*> v;
+  dt.getAliveAndDeadConstraintSegments(v);
+  return v;
+}
+
+/// The vertex at exactly (x, y), or null.
+inline Point2* vertexAt(const Zarn_2D& dt, double x, double y) {
+  std::vector<Point2*> v;
+  dt.getVertexPointers(v);
+  for (Point2* p : v) {
+    if (p->x() == x && p->y() == y) return p;
+  }
+  return nullptr;
+}
+
+/// isConstraint for vertex pairs, triangle edges and vertices agrees with the alive segments, and
+/// a dead segment whose vertices happen to be adjacent is no constraint.
+inline ::testing::AssertionResult isConstraintAgrees(const Zarn_2D& dt) {
+  std::set<detail::EdgeKey> sAlive;
+  std::set<const Point2*> sEnds;
+  for (ConstraintSegment2* pCSeg : aliveSegments(dt)) {
+    sAlive.insert(detail::edgeKey(pCSeg->getSrc(), pCSeg->getTrg()));
+    sEnds.insert(pCSeg->getSrc());
+    sEnds.insert(pCSeg->getTrg());
+  }
+  std::vector<Triangle2*> vT;
+  dt.getTrianglePointers(vT);
+  for (Triangle2* pT : vT) {
+    for (int i = 0; i < 3; ++i) {
+      Point2* a(pT->getCorner(incIndexBy1(i)));
+      Point2* b(pT->getCorner(incIndexBy2(i)));
+      const bool bWant(sAlive.count(detail::edgeKey(a, b)) > 0);
+      if (dt.isConstraint(pT, i) != bWant || dt.isConstraint(a, b) != bWant || dt.isConstraint(b, a) != bWant) {
+        return ::testing::AssertionFailure() << "isConstraint disagrees for the edge " << *a << " - " << *b << " (alive: " << bWant << ")";
+      }
+    }
+  }
+  std::vector<Point2*> vV;
+  dt.getVertexPointers(vV);
+  for (Point2* p : vV) {
+    if (dt.isConstraint(p) != (sEnds.count(p) > 0)) return ::testing::AssertionFailure() << "isConstraint disagrees for the vertex " << *p;
+  }
+  for (ConstraintSegment2* pCSeg : allSegments(dt)) {
+    if (!pCSeg->isAlive() && dt.isConstraint(pCSeg->getSrc(), pCSeg->getTrg())) {
+      return ::testing::AssertionFailure() << "a dead segment counts as a constraint: " << *pCSeg;
+    }
+  }
+  return ::testing::AssertionSuccess();
+}
+
+/// The library's validity check, the exact oracle and the isConstraint queries, after a mutation.
+inline ::testing::AssertionResult validCdt(Zarn_2D& dt, const std::vector<Point2>& vPoints, const std::vector<Segment2>& vSegments,
+                                           double maxUlpsOffLine = 4.0) {
+  CdtCheckOptions options;
+  options.maxUlpsOffLine = maxUlpsOffLine;
+  const ::testing::AssertionResult library(dt2test::libraryCheckValidity(dt));
+  if (!library) return library;
+  const ::testing::AssertionResult exact(isConstrainedDelaunay(dt, vPoints, vSegments, options));
+  if (!exact) return exact;
+  return isConstraintAgrees(dt);
+}
+
 }  // namespace cdttest

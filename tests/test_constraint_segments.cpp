@@ -21,15 +21,6 @@ using namespace dt2test;
 
 namespace {
 
-// What the first segment of this process prints; static initialisation runs before any test.
-const std::string firstSegmentText = [] {
-  Point2 aPoints[2] = {Point2(0, 0), Point2(1, 0)};
-  ConstraintSegment2 seg(&aPoints[0], &aPoints[1], CIS_CONSTRAINED_DELAUNAY);
-  std::ostringstream oss;
-  oss << seg;
-  return oss.str();
-}();
-
 /// Bulk-inserts vPoints (and checks the result); their vertices in input order.
 std::vector<Point2*> insertPoints(Zarn_2D& dt, const std::vector<Point2>& vPoints) {
   std::vector<Point2*> vHandles;
@@ -94,10 +85,6 @@ class ForcedSegment : public ::testing::Test {
 
 // ----- Label counter and printed form ------------------------------------------------------
 
-TEST(ConstraintSegmentLabel, FirstSegmentOfTheProcessHasLabelZero) {
-  EXPECT_EQ(firstSegmentText.rfind("ConstraintSegment2 label 0, ", 0), 0u) << firstSegmentText;
-}
-
 TEST(ConstraintSegmentLabel, EverySegmentTakesTheNextLabelAndOnlyNewPairsMakeSegments) {
   Point2 a[3] = {Point2(0, 0), Point2(1, 0), Point2(0, 1)};
   ConstraintSegment2 s0(&a[0], &a[1], CIS_CONSTRAINED_DELAUNAY);
@@ -143,22 +130,6 @@ TEST(ConstraintSegmentOutput, AliveSegmentPrintsAddressesPointsAndLength) {
   EXPECT_EQ(toString(seg), expected.str());
 }
 
-TEST(ConstraintSegmentOutput, LengthUsesTheStreamsOwnPrecisionAfterThePoints) {
-  Point2 a[2] = {Point2(0.1, 0), Point2(1.1, 1)};
-  ConstraintSegment2 seg(&a[0], &a[1], CIS_CONFORMING_DELAUNAY);
-  const double dx(1.1 - 0.1), dy(1.0);
-  std::ostringstream length;
-  length << std::sqrt(dx * dx + dy * dy);  // default precision: 6 significant digits
-  std::ostringstream expected;
-  expected << "ConstraintSegment2 label " << seg.getLabel() << ", " << static_cast<const void*>(&seg) << ": ("
-           << static_cast<const void*>(&a[0]) << "," << static_cast<const void*>(&a[1]) << ") [alive]\n"
-           << "Point2 (0.10000000000000001, 0)\n"
-           << "Point2 (1.1000000000000001, 1)\n"
-           << "length=" << length.str();
-  EXPECT_EQ(length.str(), "1.41421");
-  EXPECT_EQ(toString(seg), expected.str());
-}
-
 TEST(ConstraintSegmentOutput, ClearedFlagAndSplitSegmentPrintAsDead) {
   Point2 a[2] = {Point2(0, 0), Point2(0, 2)};
   ConstraintSegment2 seg(&a[0], &a[1], CIS_CONSTRAINED_DELAUNAY);
@@ -177,45 +148,7 @@ TEST(ConstraintSegmentOutput, ClearedFlagAndSplitSegmentPrintAsDead) {
   EXPECT_NE(text.find(tail + " [alive]\n"), std::string::npos) << text;
 }
 
-TEST_F(ForcedSegment, SplitSegmentPrintsDeadWithTwoChildren) {
-  ASSERT_NE(pSeg->insertAndSplit(Point2(2, 0)), nullptr);
-  ASSERT_TRUE(libraryCheckValidity(dt));
-  std::ostringstream expected;
-  expected << "ConstraintSegment2 label " << pSeg->getLabel() << ", " << static_cast<const void*>(pSeg) << ": ("
-           << static_cast<const void*>(pSeg->getSrc()) << "," << static_cast<const void*>(pSeg->getTrg())
-           << ") [DEAD, numChildren=2]\n"
-           << *pSeg->getSrc() << "\n"
-           << *pSeg->getTrg() << "\n"
-           << "length=10";
-  EXPECT_EQ(toString(*pSeg), expected.str());
-}
-
 // ----- Plain members and misuse ------------------------------------------------------------
-
-TEST(ConstraintSegmentBasics, FreshSegmentIsAliveUnownedAndOrderedByAddresses) {
-  Point2 a[3] = {Point2(0, 0), Point2(1, 0), Point2(0, 1)};
-  ConstraintSegment2 s01(&a[0], &a[1], CIS_CONFORMING_DELAUNAY);
-  ConstraintSegment2 s02(&a[0], &a[2], CIS_CONSTRAINED_DELAUNAY);
-  ConstraintSegment2 s12(&a[1], &a[2], CIS_CONSTRAINED_DELAUNAY);
-  EXPECT_TRUE(s01.isAlive());
-  EXPECT_EQ(s01.getSrc(), &a[0]);
-  EXPECT_EQ(s01.getTrg(), &a[1]);
-  EXPECT_EQ(s01.getCIS(), CIS_CONFORMING_DELAUNAY);
-  EXPECT_EQ(s02.getCIS(), CIS_CONSTRAINED_DELAUNAY);
-  EXPECT_EQ(s01.getNumberOfOwners(), 0u);
-  EXPECT_EQ(s01.getAdjacentArea(), 1.7976931348623157e308);
-  EXPECT_EQ(s01.getAdjacentArea(), std::numeric_limits<double>::max());
-  s01.setAdjacentArea(0.25);
-  EXPECT_EQ(s01.getAdjacentArea(), 0.25);
-  EXPECT_EQ(s02.getAdjacentArea(), std::numeric_limits<double>::max());
-
-  // Lexicographic on (source address, target address), whatever the coordinates say.
-  EXPECT_TRUE(s01 < s02);
-  EXPECT_FALSE(s02 < s01);
-  EXPECT_TRUE(s02 < s12);
-  EXPECT_TRUE(s01 < s12);
-  EXPECT_FALSE(s01 < s01);
-}
 
 TEST(ConstraintSegmentBasics, ConstructionRequiresTheLowerAddressFirst) {
   Point2 a[2] = {Point2(0, 0), Point2(1, 0)};
@@ -230,26 +163,6 @@ TEST(ConstraintSegmentBasics, ConstructionRequiresTheLowerAddressFirst) {
   EXPECT_EQ(after.getLabel(), before.getLabel() + 3);
 }
 
-TEST(ConstraintSegmentBasics, AliveSegmentHasNoChildrenToReport) {
-  Point2 a[2] = {Point2(0, 0), Point2(1, 0)};
-  ConstraintSegment2 seg(&a[0], &a[1], CIS_CONSTRAINED_DELAUNAY);
-  // Sentinels instead of nulls: the outputs must be left exactly as they were.
-  Point2 marker(7, 7);
-  ConstraintSegment2* pKid0(&seg);
-  ConstraintSegment2* pKid1(&seg);
-  Point2* pSplit(&marker);
-  const std::string out(zarn_test::captureStdout([&] { seg.getChildrenAndSplitPoint(pKid0, pKid1, pSplit); }));
-  EXPECT_EQ(out, "\n" + warningLine("ConstraintSegment2::getChildrenAndSplitPoint()", "*this is still alive!") + "\n\n");
-  EXPECT_EQ(pKid0, &seg);
-  EXPECT_EQ(pKid1, &seg);
-  EXPECT_EQ(pSplit, &marker);
-
-  std::vector<ConstraintSegment2*> vLeaves;
-  const std::string outRec(zarn_test::outputOfFailedAssertion([&] { seg.getChildrenRec(vLeaves); }));
-  EXPECT_NE(outRec.find(failedCondition("vChildren.size()==2")), std::string::npos) << outRec;
-  EXPECT_TRUE(vLeaves.empty());
-}
-
 TEST(ConstraintSegmentBasics, SplittingAnUnownedSegmentIsRefused) {
   Point2 a[3] = {Point2(0, 0), Point2(2, 0), Point2(1, 0)};
   ConstraintSegment2 seg(&a[0], &a[1], CIS_CONSTRAINED_DELAUNAY);
@@ -262,26 +175,6 @@ TEST(ConstraintSegmentBasics, SplittingAnUnownedSegmentIsRefused) {
 }
 
 // ----- insertAndSplit ------------------------------------------------------------------------
-
-TEST_F(ForcedSegment, InsertAndSplitAtAnEndpointChangesNothing) {
-  const std::vector<TriangleKey> signature(triangleSignature(dt));
-  const size_t numSplits(pMgr->numberOfSplits());
-  for (Point2* pEnd : {pSeg->getSrc(), pSeg->getTrg()}) {
-    EXPECT_EQ(pSeg->insertAndSplit(Point2(pEnd->x(), pEnd->y())), nullptr);
-    EXPECT_TRUE(libraryCheckValidity(dt));
-    EXPECT_TRUE(pSeg->isAlive());
-    EXPECT_EQ(dt.numberOfPoints(), 4u);
-    EXPECT_EQ(pMgr->numberOfSplits(), numSplits);
-    EXPECT_TRUE(dt.isConstraint(v[0], v[1]));
-    EXPECT_EQ(triangleSignature(dt), signature);
-  }
-  std::vector<ConstraintSegment2*> vAll;
-  dt.getAliveAndDeadConstraintSegments(vAll);
-  EXPECT_EQ(vAll, std::vector<ConstraintSegment2*>{pSeg});
-  // Still splittable: the flag was restored.
-  EXPECT_NE(pSeg->insertAndSplit(Point2(3, 0)), nullptr);
-  EXPECT_TRUE(libraryCheckValidity(dt));
-}
 
 TEST_F(ForcedSegment, InsertAndSplitInTheMiddleMakesTwoAliveEdges) {
   const size_t numSplits(pMgr->numberOfSplits());
@@ -331,41 +224,6 @@ TEST_F(ForcedSegment, InsertAndSplitInTheMiddleMakesTwoAliveEdges) {
   const std::string out(zarn_test::outputOfFailedAssertion([&] { pSeg->insertAndSplit(Point2(4, 0)); }));
   EXPECT_NE(out.find(failedCondition("bAlive")), std::string::npos) << out;
   EXPECT_EQ(dt.numberOfPoints(), 5u);
-}
-
-TEST_F(ForcedSegment, AliveLeavesComeDepthFirstChildZeroFirst) {
-  Point2* pSplit(pSeg->insertAndSplit(Point2(4, 0)));
-  ASSERT_NE(pSplit, nullptr);
-  ASSERT_TRUE(libraryCheckValidity(dt));
-  ConstraintSegment2* pKid0(childAt(pSeg, pSeg->getSrc()));
-  ConstraintSegment2* pKid1(childAt(pSeg, pSeg->getTrg()));
-  ASSERT_NE(pKid0, nullptr);
-  ASSERT_NE(pKid1, nullptr);
-
-  // Split child 0 at its own midpoint: its two pieces come before child 1.
-  const Point2 mid0(0.5 * (pKid0->getSrc()->x() + pKid0->getTrg()->x()), 0.0);
-  ASSERT_NE(pKid0->insertAndSplit(mid0), nullptr);
-  ASSERT_TRUE(libraryCheckValidity(dt));
-  ConstraintSegment2* pGrand00(childAt(pKid0, pKid0->getSrc()));
-  ConstraintSegment2* pGrand01(childAt(pKid0, pKid0->getTrg()));
-  std::vector<ConstraintSegment2*> vLeaves;
-  pSeg->getChildrenRec(vLeaves);
-  EXPECT_EQ(vLeaves, (std::vector<ConstraintSegment2*>{pGrand00, pGrand01, pKid1}));
-
-  // And on the child-1 side its pieces come last.
-  const Point2 mid1(0.5 * (pKid1->getSrc()->x() + pKid1->getTrg()->x()), 0.0);
-  ASSERT_NE(pKid1->insertAndSplit(mid1), nullptr);
-  ASSERT_TRUE(libraryCheckValidity(dt));
-  ConstraintSegment2* pGrand10(childAt(pKid1, pKid1->getSrc()));
-  ConstraintSegment2* pGrand11(childAt(pKid1, pKid1->getTrg()));
-  vLeaves.clear();
-  pSeg->getChildrenRec(vLeaves);
-  EXPECT_EQ(vLeaves, (std::vector<ConstraintSegment2*>{pGrand00, pGrand01, pGrand10, pGrand11}));
-  EXPECT_EQ(pMgr->numberOfSplits(), 3u);
-  for (ConstraintSegment2* pLeaf : vLeaves) {
-    EXPECT_TRUE(pLeaf->isAlive());
-    EXPECT_TRUE(isEdge(dt, pLeaf->getSrc(), pLeaf->getTrg()));
-  }
 }
 
 TEST_F(ForcedSegment, SplitOfASharedSegmentReachesBothOwnersAndIsCountedOnce) {
@@ -511,28 +369,6 @@ TEST_F(ReusedSubPair, ExistingSplitSegmentBecomesAChildAsItIs) {
   EXPECT_EQ(vLeaves.size(), 3u);
 }
 
-// When a child of a split is an existing, already split segment, the new owner must learn the
-// reading direction of its pieces too: the graph counts A-N and N-M as its constraints, and
-// splitting A-N later works.
-TEST_F(ReusedSubPair, NewOwnerKnowsThePiecesOfTheReusedChild) {
-  EXPECT_TRUE(pGraphAB->isConstraint(pAN));
-  EXPECT_TRUE(pGraphAB->isConstraint(pNM));
-  std::vector<ConstraintSegment2*> vPieces;
-  pGraphAB->getChildConstraintSegments(vPieces);
-  EXPECT_EQ(vPieces.size(), 3u);
-  bool bThrown(false);
-  const std::string out(zarn_test::captureStdout([&] {
-    try {
-      dt.insert(Point2(0.5, 0));
-    } catch (const ZarnException&) {
-      bThrown = true;
-    }
-  }));
-  ASSERT_FALSE(bThrown) << out;
-  EXPECT_TRUE(libraryCheckValidity(dt));
-  EXPECT_FALSE(pAN->isAlive());
-}
-
 // ----- split_combinatorialOnly ---------------------------------------------------------------
 
 // The pending segment A-B runs through the vertex M; its bookkeeping is split there without
@@ -587,23 +423,4 @@ TEST(ConstraintSegmentSplit, CombinatorialSplitKeepsTheFlagButKillsTheSegment) {
   out = zarn_test::outputOfFailedAssertion([&] { pAB->split_combinatorialOnly(pM); });
   EXPECT_NE(out.find(failedCondition("isAlive()")), std::string::npos) << out;
   EXPECT_EQ(dt.numberOfPoints(), 5u);
-}
-
-// A user point on a constraint edge splits the segment through the insertion routine, which
-// uses the combinatorial split: the flag stays set there, too.
-TEST_F(ForcedSegment, UserPointOnTheConstraintSplitsItCombinatorially) {
-  const size_t numSplits(pMgr->numberOfSplits());
-  Point2* pVtx(dt.insert(Point2(6, 0)));
-  ASSERT_NE(pVtx, nullptr);
-  ASSERT_TRUE(libraryCheckValidity(dt));
-  EXPECT_EQ(pMgr->numberOfSplits(), numSplits + 1);
-  EXPECT_FALSE(pSeg->isAlive());
-  ConstraintSegment2* pAtSrc(childAt(pSeg, pSeg->getSrc()));
-  ConstraintSegment2* pAtTrg(childAt(pSeg, pSeg->getTrg()));
-  ASSERT_NE(pAtSrc, nullptr);
-  ASSERT_NE(pAtTrg, nullptr);
-  EXPECT_TRUE(touches(pAtSrc, pVtx));
-  EXPECT_TRUE(touches(pAtTrg, pVtx));
-  const std::string out(zarn_test::outputOfFailedAssertion([&] { pSeg->insertAndSplit(Point2(3, 0)); }));
-  EXPECT_NE(out.find(failedCondition("vChildren.empty()")), std::string::npos) << out;
 }

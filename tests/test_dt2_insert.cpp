@@ -227,28 +227,6 @@ TEST(Dt2Insert, EveryPointSetEveryWay) {
   }
 }
 
-// Large enough for the parallel key computation and the four-way sort of the vertex store.
-TEST(Dt2Insert, ThreadCountsGiveTheSameTriangulation) {
-  const std::vector<Point2> v(randomPoints(DT2TEST_SANITIZED ? 12000 : 30000, 103, 0.0, 1.0));
-  std::vector<TriangleKey> one;
-  for (int numCPU : {1, 2, 4, 7}) {
-    Zarn_2D dt;
-    dt.setNumCPU(numCPU);
-    dt.insert(v);
-    if (numCPU == 1) one = triangleSignature(dt);
-    EXPECT_TRUE(triangleSignature(dt) == one) << numCPU;
-  }
-}
-
-TEST(Dt2Insert, MillionPointGrid) {
-  if (DT2TEST_SANITIZED) GTEST_SKIP() << "too large for a sanitizer build";
-  const std::vector<Point2> v(gridPoints(1000, 1000));
-  Zarn_2D dt(static_cast<unsigned>(v.size()));
-  dt.insert(v);
-  EXPECT_EQ(dt.numberOfTriangles(), 2u * 999u * 999u);
-  EXPECT_TRUE(isDelaunayTriangulationOf(dt, v));
-}
-
 // ----- The collinear phase, ties -------------------------------------------------------------
 
 TEST(Dt2Insert, CollinearPointsStayLowerDimensionalAndKeepTheirHandles) {

@@ -199,17 +199,3 @@ TEST(Dt2Parallel, ConstraintsCreatedBeforeThePointsAreApplied) {
   EXPECT_EQ(mSignature[2], mSignature[1]);
   EXPECT_EQ(mSignature[8], mSignature[1]);
 }
-
-TEST(Dt2Parallel, ProgressIsPublishedUpToComplete) {
-  struct Recorder : MsgBase {
-    std::vector<double> vProgress;
-    void update(MsgType, const std::string&, double progress) override { vProgress.push_back(progress); }
-  } rec;
-  Zarn_2D dt;
-  dt.setNumCPU(2);
-  dt.subscribe(MSG_PROGRESS, &rec);
-  dt.insert(randomPoints(60000, 1430));
-  ASSERT_GT(rec.vProgress.size(), 3u);  // more than start and end
-  EXPECT_TRUE(std::is_sorted(rec.vProgress.begin(), rec.vProgress.end()));
-  EXPECT_EQ(rec.vProgress.back(), 1.0);
-}

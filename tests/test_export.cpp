@@ -78,13 +78,6 @@ const char* const kSceneFiles[] = {"index.html", "jsc3d.js", "jsc3d.ctm.js", "js
 
 // ----- OBJ ----------------------------------------------------------------------------------------
 
-TEST_F(ExportTest, ObjOfOneTriangleListsThreeVerticesAndFaceOneTwoThree) {
-  Mesh mesh;
-  mesh.triangle(mesh.point(0, 0), mesh.point(2, 0), mesh.point(0.5, 1));
-  ASSERT_TRUE(writeObjFile((root / "one.obj").string(), mesh.triangles()));
-  EXPECT_EQ(readFile(root / "one.obj"), "v 0 0 0 \nv 2 0 0 \nv 0.5 1 0 \nf 1 2 3\n");
-}
-
 TEST_F(ExportTest, ObjWritesSharedVerticesOnceInOrderOfFirstUse) {
   Mesh mesh;
   Point2* a(mesh.point(0, 0));
@@ -155,33 +148,6 @@ TEST_F(ExportTest, WebSceneWritesPageScriptsAndMesh) {
   for (const char* name : kSceneFiles) EXPECT_TRUE(fs::is_regular_file(scene / name)) << name;
   EXPECT_EQ(readFile(scene / "index.html"), readFile(webSourceDir() / "index.html"));
   EXPECT_EQ(readFile(scene / "3d.obj"), "v 0 0 0 \nv 1 0 0 \nv 0 1 0 \nf 1 2 3\n");
-}
-
-TEST_F(ExportTest, WebSceneTwiceOverwritesEveryFile) {
-  Mesh first;
-  first.triangle(first.point(0, 0), first.point(1, 0), first.point(0, 1));
-  Mesh second;
-  second.triangle(second.point(5, 5), second.point(6, 5), second.point(5, 7));
-  const fs::path scene(root / "scene");
-  testing::internal::CaptureStdout();
-  ASSERT_TRUE(writeWebSceneFiles(scene.string().c_str(), first.triangles()));
-  for (const char* name : kSceneFiles) writeText(scene / name, "stale");
-  ASSERT_TRUE(writeWebSceneFiles(scene.string().c_str(), second.triangles()));
-  testing::internal::GetCapturedStdout();
-
-  for (const char* name : {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js"}) {
-    EXPECT_EQ(readFile(scene / name), readFile(webSourceDir() / name)) << name;
-  }
-  EXPECT_EQ(readFile(scene / "3d.obj"), "v 5 5 0 \nv 6 5 0 \nv 5 7 0 \nf 1 2 3\n");
-}
-
-TEST_F(ExportTest, WebSceneCreatesNestedDirectories) {
-  const fs::path scene(root / "a" / "b" / "c");
-  testing::internal::CaptureStdout();
-  ASSERT_TRUE(writeWebSceneFiles(scene.string().c_str(), {}));
-  testing::internal::GetCapturedStdout();
-  EXPECT_TRUE(fs::is_regular_file(scene / "3d.obj"));
-  EXPECT_TRUE(fs::is_regular_file(scene / "jsc3d.touch.js"));
 }
 
 TEST_F(ExportTest, WebSceneBelowARegularFileWarnsAndWritesNothing) {

@@ -53,48 +53,7 @@ TEST(Facade, SetNumCPU) {
   EXPECT_EQ(dt.getImpl()->getNumCPU(), 1000);
 }
 
-TEST(Facade, ZeroCapacityHintBehavesLikeThree) {
-  const std::vector<Point2> v(randomPoints(700, 501, -1.0, 1.0));
-  Zarn_2D dtZero(0), dtThree(3), dtLarge(100000);
-  for (Zarn_2D* pDt : {&dtZero, &dtThree, &dtLarge}) {
-    for (size_t i = 0; i < 200; ++i) pDt->insert(v[i]);
-    pDt->insert(std::vector<Point2>(v.begin() + 200, v.end()));
-  }
-  EXPECT_DELAUNAY_OF(dtZero, v);
-  EXPECT_EQ(triangleSignature(dtZero), triangleSignature(dtThree));
-  EXPECT_EQ(triangleSignature(dtZero), triangleSignature(dtLarge));
-}
-
 // ----- Own checks and their texts ----------------------------------------------------------
-
-// A null zone and an angle above 30 degrees are refused on standard error. The angle is checked
-// before the zone is used: an address that is never dereferenced stands in for a zone.
-TEST(Facade, RefineRejectsANullZoneAndAnAngleAboveThirtyDegrees) {
-  Zarn_2D dt;
-  dt.insert(randomPoints(20, 503));
-  int notAZone(0);
-  struct Case {
-    Zone2* pZone;
-    double angle;
-    const char* err;
-  };
-  for (const Case& c : {Case{nullptr, 20.0, "\nWarning: Zarn_2D::refine(..) has been called with pZone==NULL\n\n"},
-                        Case{reinterpret_cast<Zone2*>(&notAZone), 30.000001, "\nWarning: Zarn_2D::refine(..), minAngleDegree can't be >30\n\n"}}) {
-    std::string out;
-    EXPECT_EQ(captureStderr([&] { out = captureStdout([&] { dt.refine(c.pZone, c.angle, 0.001, 1.0); }); }), c.err);
-    EXPECT_EQ(out, "");
-    EXPECT_EQ(dt.numberOfPoints(), 20u);
-  }
-}
-
-TEST(Facade, InternalBackDoor) {
-  Zarn_2D dt;
-  EXPECT_EQ(captureStdout([&] { dt.internal(-7, -1000, "anything"); }), "internal debug is disbled in your version\n");
-  EXPECT_EQ(captureStdout([&] { dt.internal(-7, -2000, ""); }), "internal debug is disbled in your version\n");
-  EXPECT_EQ(captureStdout([&] { dt.internal(-7, 5, "anything"); }), "");
-  EXPECT_EQ(captureStdout([&] { dt.internal(7, -1000, "anything"); }), "");
-  EXPECT_EQ(captureStdout([&] { dt.internal(-1000, -7, "anything"); }), "");
-}
 
 // ----- Timing helper -----------------------------------------------------------------------
 
@@ -158,34 +117,7 @@ TEST(FacadeMessages, SubscribingTwiceGivesOneCallbackPerMessage) {
   EXPECT_TRUE(stranger.vMessages.empty() && warnings.vMessages.empty());
 }
 
-TEST(FacadeMessages, BulkInsertionEndsWithCompleteProgress) {
-  for (int numCPU : {1, 2}) {
-    Zarn_2D dt;
-    dt.setNumCPU(numCPU);
-    Recorder rec;
-    dt.subscribe(MSG_PROGRESS, &rec);
-    dt.insert(randomPoints(3000, 508));
-    ASSERT_FALSE(rec.vMessages.empty());
-    for (const Recorder::Message& m : rec.vMessages) {
-      EXPECT_GE(m.progress, 0.0);
-      EXPECT_LE(m.progress, 1.0);
-    }
-    EXPECT_EQ(rec.vMessages.back().text, "insertVector");
-    EXPECT_EQ(rec.vMessages.back().progress, 1.0);
-  }
-}
-
 // ----- Small forwards and the version -----------------------------------------------------
-
-TEST(Facade, Orientation) {
-  Zarn_2D dt;
-  EXPECT_EQ(dt.getOrientation(Point2(0, 0), Point2(1, 0), Point2(0, 1)), ORIENTATION2_CCW);
-  EXPECT_EQ(dt.getOrientation(Point2(0, 0), Point2(0, 1), Point2(1, 0)), ORIENTATION2_CW);
-  EXPECT_EQ(dt.getOrientation(Point2(0.1, 0.1), Point2(0.2, 0.2), Point2(0.3, 0.3)), ORIENTATION2_COLLINEAR);
-  // Needs the exact stage: a point one unit in the last place off the line y = x.
-  EXPECT_EQ(dt.getOrientation(Point2(0.1, 0.1), Point2(0.3, 0.3), Point2(0.2, std::nextafter(0.2, 1.0))), ORIENTATION2_CCW);
-  EXPECT_EQ(dt.numberOfPoints(), 0u);
-}
 
 TEST(Facade, OrientationFromSeveralThreadsAtOnce) {
   // Nearly collinear triples need the exact stage; four threads use it concurrently and must
@@ -217,12 +149,4 @@ TEST(Facade, OrientationFromSeveralThreadsAtOnce) {
   }
   for (std::thread& t : vThreads) t.join();
   EXPECT_EQ(vMismatches, std::vector<int>(4, 0));
-}
-
-TEST(Facade, Version) {
-  EXPECT_EQ(getZarn2DVersion(), "Zarn 2D, RELEASE, v1.78");
-  EXPECT_EQ(getMajorVersionNumber(), 1);
-  EXPECT_EQ(getMinorVersionNumber(), 78);
-  EXPECT_EQ(getRevisionNumber(), 473);
-  EXPECT_TRUE(isRelease());
 }

@@ -131,18 +131,6 @@ TEST_F(Files, PointRoundTripIsBitExactAndAppends) {
   EXPECT_EQ(vRead[1].getIncidentTriangle(), nullptr);
 }
 
-TEST_F(Files, PointFileOfType30DropsZAndIgnoresTheReservedWord) {
-  Bytes vBytes(header(30, 2, 12345));
-  appendDoubles(vBytes, {1, 2, 99, -3, -4, 98});
-  ASSERT_EQ(vBytes.size(), 60u);
-  writeBytes("p30.bin", vBytes);
-  std::vector<Point2> vRead;
-  ASSERT_TRUE(readPointsBIN(path("p30.bin").c_str(), vRead));
-  ASSERT_EQ(vRead.size(), 2u);
-  expectSamePoint(vRead[0], Point2(1, 2));
-  expectSamePoint(vRead[1], Point2(-3, -4));
-}
-
 TEST_F(Files, ForeignFileTypesAreRejectedAndLeaveTheVectorAlone) {
   Bytes vSegmentFile(header(21, 1));
   appendDoubles(vSegmentFile, {1, 2, 3, 4});
@@ -212,36 +200,6 @@ TEST_F(Files, MissingRecordsArriveAsZeros) {
   EXPECT_EQ(vRead.size(), 3u);
 }
 
-TEST_F(Files, CountFarBeyondTheFileSizeStillReadsEveryRecord) {
-  const std::int32_t count(1 << 20);
-  Bytes vBytes(header(21, count));
-  appendDoubles(vBytes, {1, 2, 3, 4});
-  writeBytes("absurd.bin", vBytes);
-  std::vector<Segment2> vRead;
-  ASSERT_TRUE(readSegmentsBIN(path("absurd.bin").c_str(), vRead));
-  ASSERT_EQ(vRead.size(), static_cast<std::size_t>(count));
-  expectSamePoint(vRead[0].getTrg(), Point2(3, 4));
-  expectSamePoint(vRead[1].getSrc(), Point2(0, 0));
-  expectSamePoint(vRead.back().getTrg(), Point2(0, 0));
-}
-
-TEST_F(Files, NegativeOrZeroCountReadsNothing) {
-  for (std::int32_t count : {0, -1, std::numeric_limits<std::int32_t>::min()}) {
-    Bytes vBytes(header(20, count));
-    appendDoubles(vBytes, {1, 2});
-    writeBytes("p.bin", vBytes);
-    vBytes = header(31, count);
-    appendDoubles(vBytes, {1, 2, 3, 4, 5, 6});
-    writeBytes("s.bin", vBytes);
-    std::vector<Point2> vPoints;
-    std::vector<Segment2> vSegments;
-    EXPECT_TRUE(readPointsBIN(path("p.bin").c_str(), vPoints));
-    EXPECT_TRUE(readSegmentsBIN(path("s.bin").c_str(), vSegments));
-    EXPECT_TRUE(vPoints.empty());
-    EXPECT_TRUE(vSegments.empty());
-  }
-}
-
 // ----- Binary segment files ------------------------------------------------------------------
 
 TEST_F(Files, SegmentFileLayoutAndRoundTrip) {
@@ -263,30 +221,7 @@ TEST_F(Files, SegmentFileLayoutAndRoundTrip) {
   }
 }
 
-TEST_F(Files, SegmentFileOfType31DropsZ) {
-  Bytes vBytes(header(31, 2));
-  appendDoubles(vBytes, {1, 2, 90, 3, 4, 91, 5, 6, 92, 7, 8, 93});
-  ASSERT_EQ(vBytes.size(), 12u + 2 * 48);
-  writeBytes("s31.bin", vBytes);
-  std::vector<Segment2> vRead;
-  ASSERT_TRUE(readSegmentsBIN(path("s31.bin").c_str(), vRead));
-  ASSERT_EQ(vRead.size(), 2u);
-  expectSamePoint(vRead[0].getSrc(), Point2(1, 2));
-  expectSamePoint(vRead[0].getTrg(), Point2(3, 4));
-  expectSamePoint(vRead[1].getSrc(), Point2(5, 6));
-  expectSamePoint(vRead[1].getTrg(), Point2(7, 8));
-}
-
 // ----- ASCII point files ---------------------------------------------------------------------
-
-TEST_F(Files, AsciiPointsHaveEighteenSignificantDigits) {
-  std::vector<Point2> vPoints{Point2(0.1, -2), Point2(1e300, 0.5)};
-  ASSERT_TRUE(writePointsASCII(path("p.txt").c_str(), vPoints));
-  EXPECT_EQ(readText("p.txt"), "0.100000000000000006 -2\n1.00000000000000005e+300 0.5\n");
-  std::vector<Point2*> vPointers{&vPoints[0], &vPoints[1]};
-  ASSERT_TRUE(writePointsASCII(path("q.txt").c_str(), vPointers));
-  EXPECT_EQ(readText("q.txt"), readText("p.txt"));
-}
 
 TEST_F(Files, AsciiRoundTripIsExact) {
   std::mt19937_64 engine(3);

@@ -107,28 +107,6 @@ TEST(RandomNumbers, ValuesLieOnTheGridOfTheRange) {
   EXPECT_GT(*std::max_element(vNumbers.begin(), vNumbers.end()), 5.0 - 0.01);
 }
 
-TEST(RandomNumbers, OutputIsResizedNotAppended) {
-  std::vector<double> vNumbers(10, -1.0);
-  generateRandomNumbers(3, 0, 1, vNumbers, 5);
-  ASSERT_EQ(vNumbers.size(), 3u);
-  for (double value : vNumbers) EXPECT_GE(value, 0.0);
-}
-
-TEST(RandomPoints, FirstHalfGivesXSecondHalfGivesY) {
-  std::vector<double> vNumbers;
-  generateRandomNumbers(2 * 6, 10, 20, vNumbers, 11);
-  Point2 stale(0, 0);
-  stale.setCustomIndex(4);
-  std::vector<Point2> vPoints(9, stale);
-  generateRandomPoints(6, 10, 20, vPoints, 11);
-  ASSERT_EQ(vPoints.size(), 6u);
-  for (std::size_t i = 0; i < 6; ++i) {
-    EXPECT_EQ(vPoints[i].x(), vNumbers[i]);
-    EXPECT_EQ(vPoints[i].y(), vNumbers[6 + i]);
-    EXPECT_EQ(vPoints[i].getCustomIndex(), -1);
-  }
-}
-
 // ----- Circle --------------------------------------------------------------------------------
 
 TEST(Circle, FourPointsAtTheTruncatedQuarterAngles) {
@@ -212,24 +190,6 @@ TEST(RandomSegments, InsideTheBoxAndNoLongerThanMaxLength) {
   }
 }
 
-// The same seed gives the same output, another seed another; seed 0 takes the clock.
-TEST(Generators, SeedsAreReproducible) {
-  std::vector<double> vFirst, vSecond, vOther, vClock0, vClock1;
-  generateRandomNumbers(50, 0, 1, vFirst, 7);
-  generateRandomNumbers(50, 0, 1, vOther, 8);
-  generateRandomNumbers(50, 0, 1, vSecond, 7);
-  generateRandomNumbers(50, 0, 1, vClock0, 0);
-  generateRandomNumbers(50, 0, 1, vClock1, 0);
-  EXPECT_TRUE(vFirst == vSecond && vFirst != vOther && vClock0 != vClock1);
-  std::vector<Segment2> vPolygon1, vPolygon2, vPolygon3, vSegments1, vSegments2;
-  generateRandomPolygon(30, 0, 1, vPolygon1, 9);
-  generateRandomPolygon(30, 0, 1, vPolygon2, 9);
-  generateRandomPolygon(30, 0, 1, vPolygon3, 10);
-  generateRandomSegments(40, 0, 1, 0.2, vSegments1, 21);
-  generateRandomSegments(40, 0, 1, 0.2, vSegments2, 21);
-  EXPECT_TRUE(vPolygon1 == vPolygon2 && vPolygon1 != vPolygon3 && vSegments1 == vSegments2);
-}
-
 TEST(Generators, BadArgumentsFailTheirAssertions) {
   std::vector<double> vNumbers;
   std::vector<Point2> vPoints;
@@ -280,17 +240,6 @@ TEST(SineSegments, SnappingAndRectifying) {
   EXPECT_EQ(vChain[0].getTrg().y(), 3.0);
   EXPECT_EQ(vChain[2].getTrg().y(), 3.0);  // |sin(3 pi / 2)| + 2
   EXPECT_DOUBLE_EQ(vChain[1].getTrg().y(), 2.0);
-}
-
-TEST(SineSegments, SwapXYMirrorsAtTheDiagonal) {
-  std::vector<Segment2> vPlain, vSwapped;
-  generateSineSegments(37, 3, 1.0, -2.0, 0.25, 4.0, false, vPlain);
-  generateSineSegments(37, 3, 1.0, -2.0, 0.25, 4.0, true, vSwapped);
-  ASSERT_EQ(vPlain.size(), vSwapped.size());
-  for (std::size_t i = 0; i < vPlain.size(); ++i) {
-    EXPECT_EQ(vSwapped[i].getSrc(), Point2(vPlain[i].getSrc().y(), vPlain[i].getSrc().x()));
-    EXPECT_EQ(vSwapped[i].getTrg(), Point2(vPlain[i].getTrg().y(), vPlain[i].getTrg().x()));
-  }
 }
 
 }  // namespace

@@ -46,29 +46,6 @@ const std::string kInvalidBitLength("\n      [Zarn2D-Message] HC2::HC2(..), ERRO
 
 }  // namespace
 
-TEST(HC2, KeysOfTheQuadrantCentresOfTheUnitBoxIncreaseAlongTheCurve) {
-  const HC2 hc(0.0, 0.0, 1.0, 1.0, 30);
-  EXPECT_EQ(hc.getKey(Point2(0.0, 0.0)), 0u);
-  EXPECT_EQ(hc.getKey(Point2(0.25, 0.25)), 134217728u);
-  EXPECT_EQ(hc.getKey(Point2(0.25, 0.75)), 402653184u);
-  EXPECT_EQ(hc.getKey(Point2(0.75, 0.75)), 671088640u);
-  EXPECT_EQ(hc.getKey(Point2(0.75, 0.25)), 850045610u);
-}
-
-TEST(HC2, DefaultConstructionIsTheUnitBoxWith30Bits) {
-  const HC2 hcDefault;
-  const HC2 hcUnit(0.0, 0.0, 1.0, 1.0, 30);
-  EXPECT_EQ(hcDefault.getBitLength(), 30u);
-  EXPECT_EQ(hcDefault.getSide(), 32768u);
-  EXPECT_EQ(hcDefault.getKey(0.6, 0.3), hcUnit.getKey(0.6, 0.3));
-}
-
-TEST(HC2, PointOnTheUpperBoxEdgeIsKeyedLikeTheLowerEdge) {
-  const HC2 hc(0.0, 0.0, 1.0, 1.0, 30);
-  EXPECT_EQ(hc.getKey(1.0, 0.0), hc.getKey(0.0, 0.0));
-  EXPECT_EQ(hc.getKey(0.3, 1.0), hc.getKey(0.3, 0.0));
-}
-
 TEST(HC2, OddOrTooLongBitLengthIsReportedAndReplaced) {
   EXPECT_EQ(capturedInit(31), kInvalidBitLength);
   EXPECT_EQ(capturedInit(34), kInvalidBitLength);
@@ -84,12 +61,6 @@ TEST(HC2, OddOrTooLongBitLengthIsReportedAndReplaced) {
   EXPECT_EQ(hc34.getBitLength(), 32u);
   const HC2 hc30(0.0, 0.0, 1.0, 1.0, 30);
   EXPECT_EQ(hc31.getKey(0.7, 0.2), hc30.getKey(0.7, 0.2));
-}
-
-TEST(HC2, BoxWithoutExtentInOneAxisKeysByTheOtherAxisOnly) {
-  const HC2 hcFlat(0.0, 5.0, 1.0, 5.0, 30);
-  const HC2 hcUnit(0.0, 0.0, 1.0, 1.0, 30);
-  for (double x : {0.0, 0.1, 0.5, 0.9}) EXPECT_EQ(hcFlat.getKey(x, 5.0), hcUnit.getKey(x, 0.0)) << x;
 }
 
 TEST(HC2, ThreeLevelWalkEqualsTheLevelByLevelCurveForEveryBitLength) {

@@ -251,6 +251,27 @@ TEST(CutTriangles, RandomCutsOverRandomPoints) {
   }
 }
 
+// Protected cuts a few 1e-13 apart at tiny angles: their rounded stations lie beside the edges
+// they cross, so later cuts re-triangulate slivers around the pieces of earlier ones. Every
+// protected piece must stay an edge (the library's check and the exact one agree).
+TEST(CutTriangles, ProtectedCutsAtTinyAnglesKeepEveryEarlierPiece) {
+  for (unsigned seed = 1; seed <= 12; ++seed) {
+    SCOPED_TRACE(seed);
+    Zarn_2D dt(0);
+    dt.insert(dt2test::randomPoints(40, seed));
+    std::mt19937 rng(seed);
+    std::uniform_int_distribution<int> offset(-40, 40);
+    for (int i = 0; i < 10; ++i) {
+      dt.cutTriangles(Point2(0.02, 0.5 + 1e-13 * offset(rng)), Point2(0.98, 0.5 + 1e-13 * offset(rng)), true);
+      ASSERT_TRUE(dt2test::isValidTriangulation(dt));
+      ASSERT_TRUE(dt2test::libraryCheckValidity(dt, false)) << "after cut " << i;
+      for (const ConstraintSegment2* pCSeg : cdttest::aliveSegments(dt)) {
+        ASSERT_TRUE(cdttest::isEdgeChain(dt, {pCSeg->getSrc(), pCSeg->getTrg()})) << "after cut " << i;
+      }
+    }
+  }
+}
+
 TEST(CutTriangles, BeforeTwoDimensionalAndBadSegmentsWarn) {
   Zarn_2D dt(0);
   std::vector<Segment2> vCuts(1, Segment2(Point2(0, 0), Point2(1, 1)));

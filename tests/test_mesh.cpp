@@ -478,21 +478,6 @@ TEST(RefCand3Rules, EdgeBlockingByLocationCode) {
   EXPECT_NE(out.find("bug, unexpected case"), std::string::npos);
 }
 
-TEST(MeshGenParamsCopies, OwnTheirLockedSets) {
-  OneTriangle t(Point2(0, 0), Point2(1, 0), Point2(0, 1), nullptr, true);
-  std::unique_ptr<MeshGenParams> pOriginal(paramsWithoutZone());
-  pOriginal->addLockedConstraint(t.dt.getConstraintSegment(t.pA, t.pB));
-  pOriginal->minAngleDegree = 25.0;
-  MeshGenParams copy(*pOriginal);
-  std::unique_ptr<MeshGenParams> pAssigned(paramsWithoutZone());
-  *pAssigned = *pOriginal;
-  copy.addLockedConstraint(t.dt.getConstraintSegment(t.pB, t.pC));
-  EXPECT_EQ(pOriginal->pLockedConstraints->size(), 1u);
-  EXPECT_EQ(copy.pLockedConstraints->size(), 2u);
-  EXPECT_NE(pAssigned->pLockedConstraints, pOriginal->pLockedConstraints);
-  EXPECT_EQ(pAssigned->minAngleDegree, 25.0);
-}
-
 TEST(ZoneQuality, ExemptsSmallAnglesBetweenConstraintsAndDrawsOffenders) {
   Meshing spikeMesh(spike(5.0));
   EXPECT_TRUE(spikeMesh.dt.checkZoneQuality(spikeMesh.pZone, 30.0, "", AcceptExperimentalFeature()));  // 5 degrees between two constraints

@@ -20,13 +20,6 @@ struct Record {
   void* p;
 };
 
-std::vector<int32_t> blockSizesAfter(int numAllocs, int32_t firstBlock, int32_t maxBlock) {
-  SimplePool<Record> pool;
-  pool.init(firstBlock, maxBlock);
-  for (int i = 0; i < numAllocs; ++i) pool.alloc();
-  return pool.getBlockSizes();
-}
-
 // Creates and destroys a pool of single-element blocks; returns what the destructor printed.
 std::string destructorOutputFor(int numBlocks, int messageThreshold, PoolOutOfMemoryAction action) {
   std::unique_ptr<SimplePool<char>> pPool(new SimplePool<char>(messageThreshold, action));
@@ -52,24 +45,6 @@ struct Gigantic {
 };
 
 }  // namespace
-
-// The second block is half the first (at least one), then blocks double up to the cap.
-TEST(SimplePool, BlocksGrowByTheRule) {
-  struct Case {
-    int numAllocs;
-    int32_t firstBlock, maxBlock;
-    std::vector<int32_t> vSizes;
-  };
-  for (const Case& c : {Case{3 + 1 + 2 + 4 + 1, 3, 1000, {3, 1, 2, 4, 8}}, Case{1 + 1 + 2 + 1, 1, 1000, {1, 1, 2, 4}},
-                        Case{10 + 5 + 7 + 7 + 1, 10, 7, {10, 5, 7, 7, 7}}}) {
-    EXPECT_EQ(blockSizesAfter(c.numAllocs, c.firstBlock, c.maxBlock), c.vSizes) << c.firstBlock;
-  }
-  struct TwentyFourBytes {
-    char bytes[24];
-  };
-  EXPECT_EQ(maxPoolBlockSize<TwentyFourBytes>(), 4166666);  // one hundred megabytes of elements
-  EXPECT_EQ(maxPoolBlockSize<char>(), 100000000);
-}
 
 // A block of at least two huge pages starts on one (the kernel may then back it with them), and
 // all its elements are usable.

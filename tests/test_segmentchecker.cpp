@@ -155,31 +155,6 @@ TEST(SegmentChecker, EveryConfigurationIsClassifiedAlikeInAllOrdersAndDirections
   }
 }
 
-TEST(SegmentChecker, NearlyCollinearTouchingIsDecidedExactly) {
-  // The endpoint of b lies on a, or one unit in the last place above or below a's line; the
-  // rounded determinants cannot tell these apart.
-  SegmentChecker checker;
-  const Segment2 a(seg(0.5, 0.5, 24, 24));
-  EXPECT_EQ(symmetricType(checker, a, seg(12, 12, 30, 0)), SIT_POINT);
-  EXPECT_EQ(symmetricType(checker, a, seg(12, ulpsAway(12, 1), 30, 0)), SIT_POINT);  // crosses just right of 12
-  EXPECT_EQ(symmetricType(checker, a, seg(12, ulpsAway(12, -1), 30, 0)), SIT_NONE);
-  // Collinear within the rounding of the filter: (0.1, 0.3) * k are not exactly on one line.
-  const Segment2 b(seg(0.1, 0.3, 0.3, 0.9));
-  const SegmentIntersectionType expected(referenceType(b, seg(0.1, 0.3, 0.2, 0.6)));
-  EXPECT_EQ(symmetricType(checker, b, seg(0.1, 0.3, 0.2, 0.6)), expected);
-  const Segment2 far(seg(1e15, 3e15, 3e15, 9e15));  // a large range makes the filter coarse
-  SegmentChecker coarse(std::vector<Segment2*>{const_cast<Segment2*>(&far)});
-  EXPECT_EQ(symmetricType(coarse, a, seg(12, ulpsAway(12, -1), 30, 0)), SIT_NONE);
-  EXPECT_EQ(symmetricType(coarse, a, seg(12, ulpsAway(12, 1), 30, 0)), SIT_POINT);
-}
-
-TEST(SegmentChecker, TheSameObjectTwiceIsASegmentOverlap) {
-  Segment2 s(seg(0, 0, 1, 1)), point(seg(2, 2, 2, 2));
-  SegmentChecker checker;
-  EXPECT_EQ(checker.getIntersectionType(&s, &s), SIT_SEGMENT);
-  EXPECT_EQ(checker.getIntersectionType(&point, &point), SIT_SEGMENT);
-}
-
 // ----- Searches -------------------------------------------------------------------------------
 
 TEST(SegmentChecker, EndpointContactsAreIllegalOnlyOnRequest) {
@@ -190,16 +165,6 @@ TEST(SegmentChecker, EndpointContactsAreIllegalOnlyOnRequest) {
   EXPECT_EQ(vIllegal, (std::vector<Segment2*>{&d, &c}));  // the T only, in index order
   checker.getIllegalSegments(true, vIllegal);
   EXPECT_EQ(vIllegal, (std::vector<Segment2*>{&d, &a, &c, &b}));
-}
-
-TEST(SegmentChecker, ASegmentGivenTwiceIsListedOnce) {
-  Segment2 a(seg(0, 0, 1, 0)), b(seg(5, 5, 6, 6));
-  SegmentChecker checker(std::vector<Segment2*>{&b, &a, &b, &b});
-  std::vector<Segment2*> vIllegal;
-  checker.getIllegalSegments(false, vIllegal);
-  EXPECT_EQ(vIllegal, std::vector<Segment2*>{&b});
-  EXPECT_EQ(checker.getIndex(&b), 0);
-  EXPECT_EQ(checker.getIndex(&a), 1);
 }
 
 TEST(SegmentChecker, NullAndNonFiniteSegmentsKeepTheirIndexButAreNotChecked) {
@@ -350,19 +315,6 @@ TEST(SegmentChecker, TypeTexts) {
   EXPECT_EQ(SegmentChecker::getIntersectionTypeString(SIT_POINT), "SIT_POINT");
   EXPECT_EQ(SegmentChecker::getIntersectionTypeString(SIT_ENDPOINT), "SIT_ENDPOINT");
   EXPECT_EQ(SegmentChecker::getIntersectionTypeString(static_cast<SegmentIntersectionType>(5)), "UNKNOWN SIT");
-}
-
-TEST(SegmentChecker, IndexAndSegmentAccess) {
-  Segment2 a(seg(0, 0, 1, 1)), b(seg(2, 2, 3, 3)), stranger(seg(0, 0, 1, 1));
-  SegmentChecker checker(std::vector<Segment2*>{&a, &b});
-  EXPECT_EQ(checker.getIndex(&b), 1);
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(checker.getIndex(&stranger), -1);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), errorLine("SegmentChecker::getIndex()", "No such segment"));
-  testing::internal::CaptureStdout();
-  EXPECT_THROW(checker.getSegment(2), ZarnException);
-  const std::string output(testing::internal::GetCapturedStdout());
-  EXPECT_NE(output.find("Zarn, , ERROR: Condition [ i<pSCD->vSegments.size() failed ]\n"), std::string::npos) << output;
 }
 
 TEST(SegmentChecker, ShowOperationsPrintTheirCountsAndWriteTheDrawing) {

@@ -27,48 +27,9 @@ bool keysAscending(const VertexVault& vault) {
 
 uint32_t keyOf(Zarn_2D& dt, const Point2& p) { return dt.getImpl()->getHC2().getKey(p); }
 
-uint32_t maxKey(const VertexVault& vault) {
-  uint32_t k(0);
-  for (size_t i = 0; i < vault.size(); ++i) k = std::max(k, vault.getRecord(i)->key);
-  return k;
-}
-
-// Random points in the unit square whose key is below the given key: if the store re-sorts,
-// such a record cannot stay at the end of the array.
-std::vector<Point2> pointsWithKeyBelow(Zarn_2D& dt, uint32_t limit, size_t n, unsigned seed) {
-  std::vector<Point2> v;
-  for (const Point2& p : randomPoints(20 * n, seed, 0.0, 1.0)) {
-    if (v.size() < n && keyOf(dt, p) < limit) v.push_back(p);
-  }
-  return v;
-}
-
-// Inserts one point; true when its record is the last one of the store (no re-sort happened).
-bool insertStaysAtTheEnd(Zarn_2D& dt, const Point2& p) {
-  Point2* pV(dt.insert(p));
-  const VertexVault& vault(vaultOf(dt));
-  return vault.getRecord(vault.size() - 1)->pVtx == pV;
-}
-
 }  // namespace
 
 // ----- Start triangles -----------------------------------------------------------------------
-
-TEST(VertexVault, CloseTriangleForKeysBelowAndAboveAllKeys) {
-  Zarn_2D dt;
-  dt.insert(randomPoints(500, 601, 0.0, 1.0));
-  VertexVault& vault(vaultOf(dt));
-  ASSERT_TRUE(keysAscending(vault));
-  const size_t last(vault.size() - 1);
-  ASSERT_TRUE(vault.getRecord(0)->bActive);
-  ASSERT_TRUE(vault.getRecord(last)->bActive);
-  EXPECT_TRUE(vault.getCloT(0)->hasVertex(vault.getRecord(0)->pVtx));
-  EXPECT_TRUE(vault.getCloT(UINT32_MAX)->hasVertex(vault.getRecord(last)->pVtx));
-  // An exact key gives its own vertex.
-  for (size_t i = 0; i < vault.size(); i += 37) {
-    EXPECT_TRUE(vault.getCloT(vault.getRecord(i)->key)->hasVertex(vault.getRecord(i)->pVtx)) << i;
-  }
-}
 
 TEST(VertexVault, CloseTriangleTakesTheNearerKeyAndTheLowerOneOnATie) {
   Zarn_2D dt;
@@ -142,23 +103,6 @@ TEST(VertexVault, CloseTriangleFromTheUnsortedTailWhenNoSortedRecordIsLeft) {
   EXPECT_DELAUNAY_OF(dt, v);
 }
 
-TEST(VertexVault, RecordIndexOfEveryActiveVertex) {
-  Zarn_2D dt;
-  dt.insert(randomPoints(300, 603, 0.0, 1.0));
-  for (const Point2& p : randomPoints(50, 604, 0.2, 0.8)) dt.insert(p);  // an unsorted tail
-  VertexVault& vault(vaultOf(dt));
-  std::vector<Point2*> vVertices;
-  dt.getVertexPointers(vVertices);
-  ASSERT_EQ(vVertices.size(), 350u);
-  for (Point2* p : vVertices) {
-    const size_t idx(vault.getIdxOfActiveVtx(p));
-    ASSERT_LT(idx, vault.size());
-    EXPECT_EQ(vault.getRecord(idx)->pVtx, p);
-    EXPECT_TRUE(vault.getRecord(idx)->bActive);
-    EXPECT_TRUE(vault.isActiveVertex(p));
-  }
-}
-
 // ----- Duplicates ---------------------------------------------------------------------------
 
 TEST(VertexVault, CleanDuplicatesInTheCollinearPhase) {
@@ -229,79 +173,4 @@ TEST(VertexVault, RedundantVertexMissingFromTheHandlesIsAnAssertion) {
   EXPECT_NE(out.find("Condition [ mRedundant2UniqueVtx.size()==numFoundInHandles failed ]"), std::string::npos) << out;
 }
 
-TEST(VertexVault, RecordingTheSameRedundantVertexTwiceIsAnAssertion) {
-  Zarn_2D dt;
-  std::vector<Point2*> vHandles;
-  dt.insert(randomPoints(20, 607, 0.0, 1.0), vHandles);
-  Dt2& impl(*dt.getImpl());
-  Point2* pRedundant(impl.createVertex(*vHandles[2]));
-  impl.vertexVault.addRedundant(pRedundant, vHandles[2]);
-  testing::internal::CaptureStdout();
-  EXPECT_THROW(impl.vertexVault.addRedundant(pRedundant, vHandles[2]), ZarnException);
-  const std::string out(testing::internal::GetCapturedStdout());
-  EXPECT_NE(out.find("Condition [ bInserted failed ]"), std::string::npos) << out;
-}
-
 // ----- Sorting ------------------------------------------------------------------------------
-
-TEST(VertexVault, RecordsAreSortedAfterBulkInsertion) {
-  for (int numCPU : {1, 2, 4}) {
-    Zarn_2D dt;
-    dt.setNumCPU(numCPU);
-    dt.insert(randomPoints(DT2TEST_SANITIZED ? 11000 : 15000, 608, -1.0, 1.0));  // four-way sort with 4 threads
-    EXPECT_TRUE(keysAscending(vaultOf(dt))) << "numCPU=" << numCPU;
-    // A second bulk into the same box.
-    dt.insert(randomPoints(12000, 609, -0.5, 0.5));
-    EXPECT_TRUE(keysAscending(vaultOf(dt))) << "numCPU=" << numCPU;
-    EXPECT_EQ(dt.numberOfPoints(), vaultOf(dt).getNumActive() + 0u);
-  }
-}
-
-TEST(VertexVault, SingleInsertionsResortWhenTheTailExceedsThirtyFivePercent) {
-  Zarn_2D dt;
-  dt.insert(randomPoints(100, 610, 0.0, 1.0));
-  ASSERT_EQ(vaultOf(dt).size(), 100u);
-  ASSERT_TRUE(keysAscending(vaultOf(dt)));
-  const std::vector<Point2> vMore(pointsWithKeyBelow(dt, maxKey(vaultOf(dt)), 36, 611));
-  ASSERT_EQ(vMore.size(), 36u);
-  for (size_t i = 0; i < 35; ++i) EXPECT_TRUE(insertStaysAtTheEnd(dt, vMore[i])) << "record " << 101 + i;
-  EXPECT_FALSE(insertStaysAtTheEnd(dt, vMore[35]));  // 136 records > 1.35 * 100
-  EXPECT_TRUE(keysAscending(vaultOf(dt)));
-}
-
-TEST(VertexVault, ManyRemovalsResortAtTheNextInsertion) {
-  // More than half of the sorted records and more than 1000 removed: the next insertion sorts.
-  Zarn_2D dt;
-  std::vector<Point2*> vHandles;
-  dt.insert(randomPoints(2400, 612, 0.0, 1.0), vHandles);
-  ASSERT_TRUE(keysAscending(vaultOf(dt)));
-  const std::vector<Point2> vMore(pointsWithKeyBelow(dt, maxKey(vaultOf(dt)), 2, 613));
-  for (size_t i = 0; i < 1200; ++i) dt.remove(vHandles[2 * i]);
-  EXPECT_TRUE(insertStaysAtTheEnd(dt, vMore[0]));  // 1200 is not more than half of 2400
-  dt.remove(vHandles[1]);
-  EXPECT_FALSE(insertStaysAtTheEnd(dt, vMore[1]));
-  EXPECT_TRUE(keysAscending(vaultOf(dt)));
-  EXPECT_EQ(dt.numberOfPoints(), 1201u);
-}
-
-TEST(VertexVault, RemovalsBelowTheMinimumCountDoNotResort) {
-  // More than half removed, but not more than 1000.
-  Zarn_2D dt;
-  std::vector<Point2*> vHandles;
-  dt.insert(randomPoints(1000, 614, 0.0, 1.0), vHandles);
-  const std::vector<Point2> vMore(pointsWithKeyBelow(dt, maxKey(vaultOf(dt)), 1, 615));
-  for (size_t i = 0; i < 700; ++i) dt.remove(vHandles[i]);
-  EXPECT_TRUE(insertStaysAtTheEnd(dt, vMore[0]));
-}
-
-TEST(VertexVault, TwoDimensionalPhaseIsNeverLeft) {
-  Zarn_2D dt;
-  std::vector<Point2*> vHandles;
-  dt.insert({Point2(0, 0), Point2(4, 0), Point2(0, 4), Point2(4, 4), Point2(1, 1)}, vHandles);
-  ASSERT_TRUE(vaultOf(dt).bFullDimensional);
-  dt.remove(vHandles[4]);
-  dt.remove(vHandles[3]);
-  EXPECT_TRUE(vaultOf(dt).bFullDimensional);
-  EXPECT_TRUE(dt.is2D());
-  EXPECT_EQ(vaultOf(dt).getNumActive(), 3);
-}

@@ -184,24 +184,6 @@ TEST_F(VisualizerTest, DrawingFillsThePrintableWidthAndIsCentred) {
   EXPECT_NEAR(vDiscs[1][1] - vDiscs[0][1], 523.0 / 2.0, 1e-3);  // uniform scale
 }
 
-TEST_F(VisualizerTest, EmptyAndSinglePointDrawingsAreValid) {
-  Visualizer2 vis;
-  ASSERT_TRUE(vis.write((root / "empty.ps").string()));
-  ASSERT_TRUE(vis.write((root / "empty.svg").string()));
-  const std::string ps(readFile(root / "empty.ps"));
-  EXPECT_EQ(ps.rfind("%!PS", 0), 0u);
-  EXPECT_NE(ps.find("\nshowpage\n"), std::string::npos);
-  std::string problem;
-  EXPECT_TRUE(hasBalancedTags(readFile(root / "empty.svg"), problem)) << problem;
-
-  vis.addPoint(Point2(1e300, -1e300));
-  ASSERT_TRUE(vis.write((root / "one.ps").string()));
-  const std::vector<std::vector<double>> vDiscs(operands(readFile(root / "one.ps"), "D"));
-  ASSERT_EQ(vDiscs.size(), 1u);
-  EXPECT_NEAR(vDiscs[0][0], 297.5, 1e-3);
-  EXPECT_NEAR(vDiscs[0][1], 421.0, 1e-3);
-}
-
 TEST_F(VisualizerTest, BadInputIsIgnoredWithAWarning) {
   Visualizer2 vis;
   testing::internal::CaptureStdout();
@@ -227,19 +209,6 @@ TEST_F(VisualizerTest, UnwritableFileGivesWarningAndFalse) {
   EXPECT_FALSE(vis.write(bad));
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "\n      [Zarn2D-Message] Visualizer2::writeSvg(), WARNING: Can't write " + bad + "\n\n");
-}
-
-TEST(ColorTest, ClampsComponentsAndWidthAndMixesTowardsWhite) {
-  const Color c(1.5, -0.5, NAN, -2.0);
-  EXPECT_EQ(c.getR(), 1.0);
-  EXPECT_EQ(c.getG(), 0.0);
-  EXPECT_EQ(c.getB(), 0.0);
-  EXPECT_EQ(c.getWidth(), 0.0);
-  EXPECT_EQ(c.toHex(), "#ff0000");
-  EXPECT_EQ(Color(CBLACK).lighter(0.5).toHex(), "#808080");
-  EXPECT_EQ(Color(CBLUE, 2.0).lighter(1.0), Color(1, 1, 1, 2.0));
-  EXPECT_NE(Color(CRED), Color(CORANGE));
-  EXPECT_EQ(Label("x", Point2(0, 0), Color(), -3).getSize(), 8.0);
 }
 
 }  // namespace

@@ -118,50 +118,6 @@ TEST(Zones, InsideAndOutsidePartitionTheGlobalZone) {
               pGlobal->getArea2D(), 1e-9 * pGlobal->getArea2D());
 }
 
-// Rings inside rings: A (outer), B a hole in A, C an island in B. Given as separate graphs,
-// with the hole clockwise, the inside zone is (A minus B) plus C; the same set is the symmetric
-// difference of the three counterclockwise inside zones.
-TEST(Zones, NestedRingsAgreeWithSymmetricDifferences) {
-  Scene scene(1500, 5);
-  const Ring a(square(100, 100, 900, 900)), b(square(250, 250, 750, 750)), c(square(400, 400, 600, 600));
-  ConstraintGraph2* pA(scene.addRing(a));
-  ConstraintGraph2* pBcw(scene.addRing(reversed(b)));
-  ConstraintGraph2* pC(scene.addRing(c));
-  const TriangleSet expected(scene.where([&](const Triangle2* pT) { return (insideOf(a)(pT) && !insideOf(b)(pT)) || insideOf(c)(pT); }));
-  EXPECT_EQ(trianglesOf(scene.dt.createZone({pA, pBcw, pC}, ZL_INSIDE)), expected);
-  ConstraintGraph2* pBccw(scene.addRing(b));
-  Zone2* pZoneB(scene.dt.createZone(pBccw, ZL_INSIDE));
-  Zone2* pXor(zoneSymmetricDifference(zoneSymmetricDifference(scene.dt.createZone(pA, ZL_INSIDE), pZoneB), scene.dt.createZone(pC, ZL_INSIDE)));
-  EXPECT_EQ(trianglesOf(pXor), expected);
-  EXPECT_EQ(trianglesOf(scene.dt.createZone({pA, pBcw, pC}, ZL_OUTSIDE)).size(), scene.all().size() - expected.size());
-}
-
-// Shared ring edges start no search. Two squares side by side: the outside of both is everything
-// else (the right side of the shared edge lies inside the other square). A hole that touches its
-// outer ring from inside: the touching edges run both ways, and both of their left sides are wrong.
-TEST(Zones, SharedRingEdgesStartNoSearch) {
-  const Ring left(square(200, 200, 500, 800)), right(square(500, 200, 800, 800));
-  const Ring outer(square(100, 100, 900, 900)), corner(square(100, 100, 500, 500));
-  struct Case {
-    const char* name;
-    std::vector<Ring> vRings;
-    ZoneLocation zoneLoc;
-    std::function<bool(const Triangle2*)> rule;
-  };
-  const Case aCases[] = {
-      {"side by side, inside", {left, right}, ZL_INSIDE, [&](const Triangle2* pT) { return insideOf(left)(pT) || insideOf(right)(pT); }},
-      {"side by side, outside", {left, right}, ZL_OUTSIDE, [&](const Triangle2* pT) { return !insideOf(left)(pT) && !insideOf(right)(pT); }},
-      {"hole at the corner, inside", {outer, reversed(corner)}, ZL_INSIDE,
-       [&](const Triangle2* pT) { return insideOf(outer)(pT) && !insideOf(corner)(pT); }},
-  };
-  for (const Case& c : aCases) {
-    SCOPED_TRACE(c.name);
-    Scene scene(1000, 9);
-    for (const Ring& ring : c.vRings) scene.addRing(ring);
-    EXPECT_EQ(trianglesOf(scene.dt.createZone(scene.vGraphs, c.zoneLoc)), scene.where(c.rule));
-  }
-}
-
 // ----- Set operations ----------------------------------------------------------------------
 
 TEST(Zones, SetOperationsMatchSetAlgebra) {
