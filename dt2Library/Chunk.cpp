@@ -20,18 +20,18 @@ Chunk::Chunk(Dt2& dt_, uint32_t ownMark, Triangle2* pStart) : dt(dt_), pLast(pSt
   kora.setRange(dt.getPredicates().getRange());
 }
 
-void Chunk::run(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner, size_t c, const std::vector<Triangle2*>& vAnchors,
+void Chunk::run(const RecordRange& records, const Partitioner& partitioner, size_t c, const std::vector<Triangle2*>& vAnchors,
                 std::atomic<size_t>& numDone, size_t numTotal, ProgressPublisher* pPublisher) {
   size_t numSinceReport(0);
   // After a deferral, the records of the same key are deferred too: of several equal points the
   // first must be inserted first.
   size_t deferredKey(SIZE_MAX);
   for (size_t i = partitioner.chunkBegin(c); i < partitioner.chunkEnd(c); ++i) {
-    if (partitioner.isSample(i)) continue;
-    Point2* pVtx(vRecords[i].pVtx);
-    if (vRecords[i].key == deferredKey || !insert(pVtx, vAnchors[partitioner.sampleSlot(i)])) {
+    if (partitioner.isSample(i) || !isPendingRecord(records[i])) continue;
+    Point2* pVtx(records[i].pVtx);
+    if (records[i].key == deferredKey || !insert(pVtx, vAnchors[partitioner.sampleSlot(i)])) {
       vDeferred.push_back(pVtx);
-      deferredKey = vRecords[i].key;
+      deferredKey = records[i].key;
     }
     if (++numSinceReport == kProgressInterval) {
       const size_t done(numDone.fetch_add(numSinceReport, std::memory_order_relaxed) + numSinceReport);
@@ -68,7 +68,7 @@ bool Chunk::insert(Point2* pVtx, Triangle2* pAnchor) {
   } else {
     dt.splitEdge(pT, edgeIdx, pVtx, scratch);
   }
-  dt.legalize(pVtx, kora, scratch);
+  flipThroughZone();
   pLast = pVtx->getIncidentTriangle();
   return true;
 }
@@ -95,6 +95,23 @@ bool Chunk::ownsConflictZone(Triangle2* pT, int edgeIdx, const Point2& p) {
     }
   }
   return true;
+}
+
+// Lawson's flips after the split replace exactly the conflict zone: the triangle beyond the edge
+// opposite the new vertex is always one the insertion has not touched yet, and it is flipped if
+// and only if its circumcircle holds the vertex strictly, that is, if it is in the zone. So the
+// zone found by ownsConflictZone decides every flip without a second in-circle test.
+void Chunk::flipThroughZone() {
+  std::vector<Triangle2*>& vFlipStack(scratch.vFlipStack);
+  while (!vFlipStack.empty()) {
+    Triangle2* pT(vFlipStack.back());
+    vFlipStack.pop_back();
+    Triangle2* pN(pT->getOppositeTriangle(0));
+    if (pN == nullptr || std::find(vZone.begin(), vZone.end(), pN) == vZone.end()) continue;
+    Dt2::flip(pT, 0, pN, pN->getIntraTriangleIndex(pT));
+    vFlipStack.push_back(pT);
+    vFlipStack.push_back(pN);
+  }
 }
 
 }  // namespace KORA_ZARN2D

@@ -175,7 +175,7 @@ void Dt2::collectVisibleHullEdges(Triangle2* pT, int edgeIdx, const Point2& p, s
     Triangle2* pCur(pT);
     Point2* pPivot(pT->getCorner(bForward ? incIndexBy2(edgeIdx) : incIndexBy1(edgeIdx)));
     for (;;) {
-      const int j(hullEdgeAt(pPivot, pCur, bForward));
+      const int j(hullEdgeAtRemembered(pPivot, pCur, bForward));
       Point2* pSrc(pCur->getCorner(incIndexBy1(j)));
       Point2* pTrg(pCur->getCorner(incIndexBy2(j)));
       if (kora.getOrientationInRange(*pTrg, *pSrc, p) != ORIENTATION2_CCW) break;
@@ -183,6 +183,21 @@ void Dt2::collectVisibleHullEdges(Triangle2* pT, int edgeIdx, const Point2& p, s
       pPivot = bForward ? pTrg : pSrc;
     }
   }
+}
+
+// A remembered edge still is the hull edge at the pivot if its triangle has no neighbour there
+// and the pivot is its source (forwards) or target (backwards): a hull vertex has one of each.
+// Triangle records are never handed back to the system, so reading a stale one is safe.
+int Dt2::hullEdgeAtRemembered(Point2* pPivot, Triangle2*& pCur, bool bForward) {
+  HullEdgeHint& hint(aHullEdgeHints[bForward ? 1 : 0]);
+  if (hint.pPivot == pPivot && hint.pT->isAlive() && hint.pT->getOppositeTriangle(hint.idx) == nullptr &&
+      hint.pT->getCorner(bForward ? incIndexBy1(hint.idx) : incIndexBy2(hint.idx)) == pPivot) {
+    pCur = hint.pT;
+    return hint.idx;
+  }
+  const int j(hullEdgeAt(pPivot, pCur, bForward));
+  hint = HullEdgeHint{pPivot, pCur, j};
+  return j;
 }
 
 void Dt2::legalize(Point2* pVtx, KoraTest& predicates, InsertionScratch& scratch) const {
@@ -261,6 +276,7 @@ Point2* Dt2::insertNear(const Point2& p, Triangle2* pHint) {
     Point2* pVtx(createVertex(p));
     vertexVault.add(hc.getKey(*pVtx), pVtx);
     if (vertexVault.spansTriangleWith(*pVtx)) {  // the held vertices are collinear: only p can change that
+      vertexVault.updateSorting(true);  // Hilbert order keeps the walks along the line short
       becomeTwoDimensional();
       applyPendingConstraints();
     }
@@ -315,15 +331,22 @@ void Dt2::insertRecordsInParallel(size_t firstRecord, bool bConstraintEdges) {
     insertRecordsFrom(firstRecord, vertexVault.getFakeCorner(0)->getIncidentTriangle());
     return;
   }
-  std::vector<IdxVtx> vRecords;
-  for (size_t i = firstRecord; i < vertexVault.size(); ++i) {
-    const IdxVtx* pRec(vertexVault.getRecord(i));
-    if (pRec->bActive && pRec->pVtx->getIncidentTriangle() == nullptr) vRecords.push_back(*pRec);
-  }
-  // Records that existed before the call come first in their own key order.
+  // The new records are usually in key order already, followed by the fake box's corners: then
+  // the workers read them in place (a copy of millions of records costs more than it saves).
+  size_t end(vertexVault.size());
+  while (end > firstRecord && !isPendingRecord(*vertexVault.getRecord(end - 1))) --end;
+  if (end == firstRecord) return;
+  const RecordRange inPlace{vertexVault.getRecord(firstRecord), end - firstRecord};
   const auto keyLess = [](const IdxVtx& a, const IdxVtx& b) { return a.key < b.key; };
-  if (!std::is_sorted(vRecords.begin(), vRecords.end(), keyLess)) std::stable_sort(vRecords.begin(), vRecords.end(), keyLess);
-  InserterMT(*this, numCPU).run(vRecords);
+  if (std::is_sorted(inPlace.pBegin, inPlace.pBegin + inPlace.num, keyLess)) {
+    InserterMT(*this, numCPU).run(inPlace);
+    return;
+  }
+  std::vector<IdxVtx> vRecords;
+  std::copy_if(inPlace.pBegin, inPlace.pBegin + inPlace.num, std::back_inserter(vRecords), isPendingRecord);
+  // Records that existed before the call come first in their own key order.
+  std::stable_sort(vRecords.begin(), vRecords.end(), keyLess);
+  InserterMT(*this, numCPU).run(RecordRange{vRecords.data(), vRecords.size()});
 }
 
 void Dt2::becomeTwoDimensional() {
