@@ -264,6 +264,18 @@ Triangle2* Dt2::insertVertex(Point2* pVtx, Triangle2* pStart, bool bDeferDuplica
   return pVtx->getIncidentTriangle();
 }
 
+// The vertex store indexes single insertions only in batches: until the next re-sort its nearest
+// indexed vertex may lie far from p, while points inserted one by one often follow each other.
+// So the vertex inserted just before (the store's last record but one) competes as a start.
+Triangle2* Dt2::startTriangleNear(const Point2& p, uint32_t key) {
+  Triangle2* pT(vertexVault.getCloT(key));
+  if (vertexVault.size() < 2) return pT;
+  const IdxVtx* pPrev(vertexVault.getRecord(vertexVault.size() - 2));
+  Triangle2* pPrevT(pPrev->bActive ? pPrev->pVtx->getIncidentTriangle() : nullptr);
+  if (pPrevT == nullptr) return pT;
+  return sqDistance(*pPrev->pVtx, p) < sqDistance(*pT->getCorner(0), p) ? pPrevT : pT;
+}
+
 Point2* Dt2::insertNear(const Point2& p, Triangle2* pHint) {
   if (!isFinitePoint(p)) {
     reportWarning("Dt2::insert(..)", "A point with a non-finite coordinate was rejected");
@@ -285,7 +297,7 @@ Point2* Dt2::insertNear(const Point2& p, Triangle2* pHint) {
   Point2* pVtx(createVertex(p));
   const uint32_t key(hc.getKey(*pVtx));
   vertexVault.add(key, pVtx);
-  insertVertex(pVtx, pHint != nullptr ? pHint : vertexVault.getCloT(key));
+  insertVertex(pVtx, pHint != nullptr ? pHint : startTriangleNear(*pVtx, key));
   if (vertexVault.dupIsClean()) {
     vertexVault.updateSorting(false);
     return pVtx;

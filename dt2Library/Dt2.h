@@ -308,6 +308,9 @@ class Dt2 {
   /// one beyond the same end of the hull would otherwise turn around the same high-degree hull
   /// vertex each time (a vertex off a line of vertices has them all as neighbours).
   int hullEdgeAtRemembered(Point2* pPivot, Triangle2*& pCur, bool bForward);
+  /// Where the walk to a new single vertex p (Hilbert key key) starts: at the store's nearest
+  /// indexed vertex or at the vertex inserted just before, whichever is nearer to p.
+  Triangle2* startTriangleNear(const Point2& p, uint32_t key);
 
   // Constraint insertion (Dt2_constraints.cpp)
   /// The outcome of a walk along a segment.
