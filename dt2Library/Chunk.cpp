@@ -74,23 +74,28 @@ bool Chunk::insert(Point2* pVtx, Triangle2* pAnchor) {
 }
 
 // The triangles whose circumcircle holds p strictly form a connected zone around the triangle(s)
-// holding p; Lawson's flips replace exactly (a part of) it and relink the triangles around it.
+// holding p; Lawson's flips replace exactly it and relink the triangles around it. The zone has
+// no vertex inside (the insertion keeps every vertex), so its triangles are linked like a tree:
+// the search reaches each from one parent and only has to skip the way back. (Were that ever
+// wrong, the zone would grow to kMaxZone and the point would go to the serial insertion.)
 bool Chunk::ownsConflictZone(Triangle2* pT, int edgeIdx, const Point2& p) {
   vZone.assign(1, pT);
+  vParents.assign(1, nullptr);
   if (edgeIdx >= 0) {
     Triangle2* pN(pT->getOppositeTriangle(edgeIdx));
     if (pN == nullptr || !owns(pN)) return false;
     vZone.push_back(pN);
+    vParents = {pN, pT};
   }
   for (size_t k = 0; k < vZone.size(); ++k) {
     for (int i = 0; i < 3; ++i) {
       Triangle2* pN(vZone[k]->getOppositeTriangle(i));
-      if (pN == nullptr) continue;
+      if (pN == nullptr || pN == vParents[k]) continue;
       if (!owns(pN)) return false;
-      if (std::find(vZone.begin(), vZone.end(), pN) != vZone.end()) continue;
       if (kora.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), p) > 0) {
         if (vZone.size() == kMaxZone) return false;
         vZone.push_back(pN);
+        vParents.push_back(vZone[k]);
       }
     }
   }

@@ -67,7 +67,8 @@ class Chunk {
   InsertionScratch scratch;
   Triangle2* pLast;
   std::vector<Point2*> vDeferred;
-  std::vector<Triangle2*> vZone;  // scratch of ownsConflictZone
+  std::vector<Triangle2*> vZone;     // scratch of ownsConflictZone: the zone
+  std::vector<Triangle2*> vParents;  // and the triangle from which each was reached
 };
 
 }  // namespace KORA_ZARN2D
