@@ -12,6 +12,7 @@ constexpr size_t kProgressInterval = size_t(1) << 12;
 // Conflict zones are a handful of triangles; a huge one (many cocircular points) is left to the
 // serial insertion rather than searched linearly.
 constexpr size_t kMaxZone = 256;
+constexpr size_t kCoarseStride = 4;
 }  // namespace
 
 Chunk::Chunk(Dt2& dt_, uint32_t ownMark, Triangle2* pStart) : dt(dt_), pLast(pStart) {
@@ -20,24 +21,40 @@ Chunk::Chunk(Dt2& dt_, uint32_t ownMark, Triangle2* pStart) : dt(dt_), pLast(pSt
   kora.setRange(dt.getPredicates().getRange());
 }
 
+// The records go in two rounds, as in the serial insertion: every kCoarseStride-th record of the
+// chunk first, then the others, so that most points land in a triangulation that already spans
+// their surroundings (fewer flips than a plain sweep along the Hilbert curve). A record with the
+// key of a neighbour waits for the second round, where equal points go in their input order.
+bool Chunk::isInCoarseRound(const RecordRange& records, const Partitioner& partitioner, size_t c, size_t i) {
+  const bool bAloneWithItsKey((i == 0 || records[i - 1].key != records[i].key) &&
+                              (i + 1 == records.size() || records[i + 1].key != records[i].key));
+  return (i - partitioner.chunkBegin(c)) % kCoarseStride == 0 && bAloneWithItsKey && !partitioner.isSample(i);
+}
+
 void Chunk::run(const RecordRange& records, const Partitioner& partitioner, size_t c, const std::vector<Triangle2*>& vAnchors,
                 std::atomic<size_t>& numDone, size_t numTotal, ProgressPublisher* pPublisher) {
   size_t numSinceReport(0);
-  // After a deferral, the records of the same key are deferred too: of several equal points the
-  // first must be inserted first.
-  size_t deferredKey(SIZE_MAX);
-  for (size_t i = partitioner.chunkBegin(c); i < partitioner.chunkEnd(c); ++i) {
-    if (partitioner.isSample(i) || !isPendingRecord(records[i])) continue;
+  const auto insertOrDefer = [&](size_t i, bool bDefer) {
     Point2* pVtx(records[i].pVtx);
-    if (records[i].key == deferredKey || !insert(pVtx, vAnchors[partitioner.sampleSlot(i)])) {
-      vDeferred.push_back(pVtx);
-      deferredKey = records[i].key;
-    }
+    const bool bDeferred(bDefer || !insert(pVtx, vAnchors[partitioner.sampleSlot(i)]));
+    if (bDeferred) vDeferred.push_back(pVtx);
     if (++numSinceReport == kProgressInterval) {
       const size_t done(numDone.fetch_add(numSinceReport, std::memory_order_relaxed) + numSinceReport);
       if (pPublisher != nullptr) pPublisher->setProgress(static_cast<double>(done) / static_cast<double>(numTotal));
       numSinceReport = 0;
     }
+    return bDeferred;
+  };
+  const size_t begin(partitioner.chunkBegin(c)), end(partitioner.chunkEnd(c));
+  for (size_t i = begin; i < end; i += kCoarseStride) {
+    if (isInCoarseRound(records, partitioner, c, i) && isPendingRecord(records[i])) insertOrDefer(i, false);
+  }
+  // After a deferral, the records of the same key are deferred too: of several equal points the
+  // first must be inserted first.
+  size_t deferredKey(SIZE_MAX);
+  for (size_t i = begin; i < end; ++i) {
+    if (partitioner.isSample(i) || isInCoarseRound(records, partitioner, c, i) || !isPendingRecord(records[i])) continue;
+    if (insertOrDefer(i, records[i].key == deferredKey)) deferredKey = records[i].key;
   }
   numDone.fetch_add(numSinceReport, std::memory_order_relaxed);
 }

@@ -49,6 +49,8 @@ class Chunk {
 
  private:
   bool owns(const Triangle2* pT) const { return pT == nullptr || pT->getMark() == scratch.ownMark; }
+  /// True when record i of chunk c goes in the first of the chunk's two rounds.
+  static bool isInCoarseRound(const RecordRange& records, const Partitioner& partitioner, size_t c, size_t i);
   /// Inserts pVtx if everything its insertion changes is this chunk's: true when inserted or found
   /// to be a duplicate, false when deferred.
   bool insert(Point2* pVtx, Triangle2* pAnchor);
