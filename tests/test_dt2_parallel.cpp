@@ -156,22 +156,14 @@ TEST(Dt2Parallel, ThreadCountsAgreeWithOneThread) {
 }
 
 TEST(Dt2Parallel, BatchesIntoAnExistingTriangulation) {
-  const std::vector<Point2> v(randomPoints(12000, 1410, -1.0, 1.0));
+  std::vector<Point2> vAll(randomPoints(12000, 1410, -1.0, 1.0));
+  for (size_t i = 8000; i < vAll.size(); ++i) vAll[i] = Point2(vAll[i].x() * 3.0, vAll[i].y() * 3.0);  // the last batch grows the box
+  Zarn_2D dtRef;
+  dtRef.insert(vAll);
   for (int numCPU : {2, 8}) {
     Zarn_2D dt;
     dt.setNumCPU(numCPU);
-    // A first batch, then two more, the last one growing the box.
-    for (size_t begin : {0u, 4000u, 8000u}) {
-      std::vector<Point2> vBatch(v.begin() + begin, v.begin() + begin + 4000);
-      if (begin == 8000) {
-        for (Point2& p : vBatch) p = Point2(p.x() * 3.0, p.y() * 3.0);
-      }
-      dt.insert(vBatch);
-    }
-    std::vector<Point2> vAll(v.begin(), v.begin() + 8000);
-    for (size_t i = 8000; i < v.size(); ++i) vAll.emplace_back(v[i].x() * 3.0, v[i].y() * 3.0);
-    Zarn_2D dtRef;
-    dtRef.insert(vAll);
+    for (size_t begin : {0u, 4000u, 8000u}) dt.insert(std::vector<Point2>(vAll.begin() + begin, vAll.begin() + begin + 4000));
     EXPECT_EQ(triangleSignature(dt), triangleSignature(dtRef)) << "numCPU=" << numCPU;
     EXPECT_DELAUNAY_OF(dt, vAll);
   }

@@ -51,6 +51,22 @@ TriangleKey keyOf(const Point2& a, const Point2& b, const Point2& c) {
   return k;
 }
 
+// The triangles that none of the segments meets: cutting them in must leave these as they are.
+std::vector<TriangleKey> untouchedBy(const Zarn_2D& dt, const std::vector<Segment2>& vSegments) {
+  std::vector<TriangleKey> vKept;
+  for (const Triangle2* pT : trianglesOf(dt)) {
+    if (std::none_of(vSegments.begin(), vSegments.end(), [pT](const Segment2& s) { return cdttest::segmentMeetsTriangle(s.getSrc(), s.getTrg(), *pT); })) {
+      vKept.push_back(keyOf(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2)));
+    }
+  }
+  return vKept;
+}
+
+void expectStillThere(const Zarn_2D& dt, const std::vector<TriangleKey>& vKept) {
+  const std::vector<TriangleKey> vAfter(dt2test::triangleSignature(dt));
+  for (const TriangleKey& key : vKept) EXPECT_TRUE(hasTriangle(vAfter, key)) << "a triangle away from the cuts changed";
+}
+
 // Each piece lies in one triangle: its ends and its midpoint are in the same closed triangle.
 ::testing::AssertionResult piecesInSingleTriangles(const Zarn_2D& dt, const std::vector<Segment2>& vPieces) {
   const std::vector<Triangle2*> vT(trianglesOf(dt));
@@ -144,20 +160,14 @@ TEST_P(GridSegments, CutMakesTheSegmentEdgesAndKeepsTrianglesAwayFromIt) {
     const Segment2 seg(scaled(c.seg, scale));
     Zarn_2D dt(0);
     makeGrid(dt, scale);
-    const std::vector<Triangle2*> vBefore(trianglesOf(dt));
-    std::vector<TriangleKey> vKept;
-    for (const Triangle2* pT : vBefore) {
-      if (!cdttest::segmentMeetsTriangle(seg.getSrc(), seg.getTrg(), *pT)) {
-        vKept.push_back(keyOf(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2)));
-      }
-    }
+    const size_t numBefore(dt.numberOfTriangles());
+    const std::vector<TriangleKey> vKept(untouchedBy(dt, {seg}));
     dt.cutTriangles(seg.getSrc(), seg.getTrg(), bProtect);
     ASSERT_TRUE(dt2test::isValidTriangulation(dt));
     ASSERT_TRUE(dt2test::libraryCheckValidity(dt, false));
-    const std::vector<TriangleKey> vAfter(dt2test::triangleSignature(dt));
-    for (const TriangleKey& key : vKept) EXPECT_TRUE(hasTriangle(vAfter, key)) << "a triangle away from the cut changed";
+    expectStillThere(dt, vKept);
     if (c.first == c.last) {
-      EXPECT_EQ(vBefore.size(), vAfter.size());
+      EXPECT_EQ(numBefore, dt.numberOfTriangles());
       continue;
     }
     const std::vector<Point2*> vOn(cdttest::verticesAlong(dt, seg, scaled(c.first, scale), scaled(c.last, scale)));
@@ -227,18 +237,12 @@ TEST(CutTriangles, RandomCutsOverRandomPoints) {
     std::mt19937 rng(seed);
     std::uniform_real_distribution<double> coord(-0.2, 1.2);
     for (int i = 0; i < 12; ++i) vCuts.push_back(Segment2(Point2(coord(rng), coord(rng)), Point2(coord(rng), coord(rng))));
-    std::vector<TriangleKey> vKept;
-    for (const Triangle2* pT : trianglesOf(dt)) {
-      if (std::none_of(vCuts.begin(), vCuts.end(), [pT](const Segment2& s) { return cdttest::segmentMeetsTriangle(s.getSrc(), s.getTrg(), *pT); })) {
-        vKept.push_back(keyOf(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2)));
-      }
-    }
+    const std::vector<TriangleKey> vKept(untouchedBy(dt, vCuts));
     std::vector<Segment2> vNew(vCuts.begin() + 1, vCuts.end());
     dt.cutTriangles(vNew, bProtect);
     ASSERT_TRUE(dt2test::isValidTriangulation(dt));
     ASSERT_TRUE(dt2test::libraryCheckValidity(dt, false));
-    const std::vector<TriangleKey> vAfter(dt2test::triangleSignature(dt));
-    for (const TriangleKey& key : vKept) EXPECT_TRUE(hasTriangle(vAfter, key)) << "a triangle away from the cuts changed";
+    expectStillThere(dt, vKept);
     for (const bool bLater : {false, true}) {
       for (const Segment2& seg : vCuts) {
         if (!cdttest::isInConvexPolygon(vHull, seg.getSrc()) || !cdttest::isInConvexPolygon(vHull, seg.getTrg())) continue;
@@ -450,16 +454,8 @@ TEST_P(CookieCutter, ZoneIsThePolygonClippedToTheTriangulation) {
     std::vector<Triangle2*> vZone(trianglesOf(pZone));
     EXPECT_EQ(mpq_class(c.area), cdttest::exactArea(vZone));
     std::sort(vZone.begin(), vZone.end());
-    const std::vector<Point2> vPolygon(c.vCorners);
     for (Triangle2* pT : trianglesOf(dt)) {
-      const Point2 centroid((pT->getCorner(0)->x() + pT->getCorner(1)->x() + pT->getCorner(2)->x()) / 3,
-                            (pT->getCorner(0)->y() + pT->getCorner(1)->y() + pT->getCorner(2)->y()) / 3);
-      bool bInside(false);  // crossing number, exact
-      for (size_t i = 0; i < vPolygon.size(); ++i) {
-        const Point2& a(vPolygon[i]);
-        const Point2& b(vPolygon[(i + 1) % vPolygon.size()]);
-        if ((a.y() > centroid.y()) != (b.y() > centroid.y()) && dt2test::exactOrientation(a, b, centroid) == (b.y() > a.y() ? 1 : -1)) bInside = !bInside;
-      }
+      const bool bInside(dt2test::windingNumberAtCentroid(c.vCorners, pT) != 0);
       EXPECT_EQ(bInside, std::binary_search(vZone.begin(), vZone.end(), pT));
     }
     std::vector<Edge2> vBoundary;

@@ -3,28 +3,22 @@
 // with and without points), the pieces it writes, the demo constraints, and zones.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <regex>
 
 #include "ConstraintMgr.h"
 #include "Dt2.h"
 #include "Zarn_2D.h"
-#include "tool_test_support.h"
+#include "file_test_support.h"
 
 using namespace KORA_ZARN2D;
 
 namespace {
 
-/// What the tool prints after the constraint step (and after a removal with constraints).
-struct ConstraintCounts {
-  unsigned long vertices = 0, triangles = 0, graphs = 0, alive = 0, split = 0;
-  bool operator==(const ConstraintCounts& o) const {
-    return vertices == o.vertices && triangles == o.triangles && graphs == o.graphs && alive == o.alive && split == o.split;
-  }
-};
-
-std::ostream& operator<<(std::ostream& os, const ConstraintCounts& c) {
-  return os << "{V " << c.vertices << ", T " << c.triangles << ", graphs " << c.graphs << ", alive " << c.alive << ", split " << c.split << "}";
-}
+/// What the tool prints after the constraint step (and after a removal with constraints): the
+/// numbers of vertices, triangles, constraint graphs, alive constraint pieces and split segments.
+using ConstraintCounts = std::array<unsigned long, 5>;
+enum { kVertices, kTriangles, kGraphs, kAlive, kSplit };
 
 /// Every "Vertices: ..." line that carries the constraint counts, in output order.
 std::vector<ConstraintCounts> parseCounts(const std::string& err) {
@@ -95,7 +89,7 @@ TEST_F(ToolConstraints, CountsAndPiecesMatchTheLibrary) {
   // One file per graph, together every alive piece.
   std::vector<Segment2> vPieces;
   for (const char* file : {"tool_c0_con.bin", "tool_c1_con.bin"}) EXPECT_TRUE(readSegmentsBIN(path(file).c_str(), vPieces)) << file;
-  EXPECT_EQ(vPieces.size(), libraryCounts(vPoints, {vRandom, kTextSegments}, CIS_CONSTRAINED_DELAUNAY).alive);
+  EXPECT_EQ(vPieces.size(), libraryCounts(vPoints, {vRandom, kTextSegments}, CIS_CONSTRAINED_DELAUNAY)[kAlive]);
 }
 
 TEST_F(ToolConstraints, DemoConstraintsAreValidDrawnAndSurviveRemoval) {
@@ -106,17 +100,17 @@ TEST_F(ToolConstraints, DemoConstraintsAreValidDrawnAndSurviveRemoval) {
   // split itself; the removal keeps every piece.
   const std::vector<ConstraintCounts> vCounts(parseCounts(r.err));
   ASSERT_EQ(vCounts.size(), 2u) << r.err;
-  EXPECT_EQ(vCounts[0].graphs, 2u);
-  EXPECT_GE(vCounts[0].split, 100u);
-  EXPECT_EQ(vCounts[0].alive, 1100u + vCounts[0].split);
+  EXPECT_EQ(vCounts[0][kGraphs], 2u);
+  EXPECT_GE(vCounts[0][kSplit], 100u);
+  EXPECT_EQ(vCounts[0][kAlive], 1100u + vCounts[0][kSplit]);
   std::smatch m;
   ASSERT_TRUE(std::regex_search(r.err, m, std::regex("Removal \\(removed (\\d+) vertices, \\d+ constraint vertices kept\\)"))) << r.err;
-  EXPECT_EQ(vCounts[1].vertices, vCounts[0].vertices - std::stoul(m[1]));
-  EXPECT_EQ(vCounts[1].alive, vCounts[0].alive);
+  EXPECT_EQ(vCounts[1][kVertices], vCounts[0][kVertices] - std::stoul(m[1]));
+  EXPECT_EQ(vCounts[1][kAlive], vCounts[0][kAlive]);
   // The pieces are drawn red on top of the triangles: one line per alive piece.
-  const std::string svg(zarn_test::readFile(path("demo.svg")));
+  const std::string svg(read("demo.svg"));
   const std::regex red("<line [^>]*stroke=\"" + Color(CRED).toHex() + "\"");
-  EXPECT_EQ(static_cast<unsigned long>(std::distance(std::sregex_iterator(svg.begin(), svg.end(), red), std::sregex_iterator())), vCounts[0].alive);
+  EXPECT_EQ(static_cast<unsigned long>(std::distance(std::sregex_iterator(svg.begin(), svg.end(), red), std::sregex_iterator())), vCounts[0][kAlive]);
   EXPECT_GT(svg.rfind("<line "), svg.rfind("<polygon "));
 }
 
@@ -136,7 +130,7 @@ TEST_F(ToolConstraints, ZonesOfARingWithAHole) {
     std::smatch m;
     ASSERT_TRUE(std::regex_search(r.err, m, std::regex(std::string("Zone ") + c.name + ": (\\d+) triangles in 1 region\\(s\\), area ([0-9.e-]+)"))) << r.err;
     EXPECT_NEAR(std::stod(m[2]), c.area, 1e-12) << c.zone;
-    const std::string obj(zarn_test::readFile(path("zone.obj")));
+    const std::string obj(read("zone.obj"));
     EXPECT_EQ(static_cast<unsigned long>(std::count(obj.begin(), obj.end(), 'f')), std::stoul(m[1])) << c.zone;
   }
 }

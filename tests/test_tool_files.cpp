@@ -12,11 +12,13 @@
 #include <vector>
 
 #include "Zarn_2D.h"
-#include "tool_test_support.h"
+#include "file_test_support.h"
 
 using namespace KORA_ZARN2D;
 
 namespace {
+
+using zarn_test::countOf;
 
 class ToolFiles : public zarn_test::ToolTest {};
 
@@ -30,28 +32,9 @@ std::vector<std::pair<unsigned long, unsigned long>> countLines(const std::strin
   return vCounts;
 }
 
-size_t countOf(const std::string& text, const std::string& what) {
-  size_t n(0);
-  for (size_t pos = text.find(what); pos != std::string::npos; pos = text.find(what, pos + 1)) ++n;
-  return n;
-}
-
-/// The rows of a Triangle file after its header line, each as its numbers.
-std::vector<std::vector<double>> rowsOf(const std::string& content) {
-  std::vector<std::vector<double>> vRows;
-  std::istringstream in(content);
-  std::string line;
-  std::getline(in, line);
-  while (std::getline(in, line)) {
-    std::istringstream fields(line);
-    std::vector<double> vRow;
-    for (double value; fields >> value;) vRow.push_back(value);
-    if (!vRow.empty()) vRows.push_back(vRow);
-  }
-  return vRows;
-}
-
-}  // namespace
+// A 10 x 10 square with a 2 x 2 square hole and a vertex outside it.
+const char* const kSquareWithHole = "9 2 0 0\n1 0 0\n2 10 0\n3 10 10\n4 0 10\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n9 20 5\n"
+                                    "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n";
 
 TEST_F(ToolFiles, GoodTextFormatsAreReadWithWhatWasSkippedSaid) {
   struct Case {
@@ -90,7 +73,8 @@ TEST_F(ToolFiles, FailuresEndWithStatusOneAndOneLine) {
       {"g.node", "3 2 0 0\n1 0 0\n2 1 0\n"}, {"h.node", "2 2 0 0\n1 0 0\n3 1 0\n"}, {"i.node", "2 3 0 0\n1 0 0 0\n2 1 0 0\n"},
       {"j.poly", "3 2 0 0\n1 0 0\n2 1 0\n3 0 1\n1 0\n1 1 4\n0\n"}, {"k.poly", "3 2 0 0\n1 0 0\n2 1 0\n3 0 1\n0 0\n0\n7\n"},
       {"l.ele", "1 3 0\n1 1 2 3\n"}, {"m.bin", truncated}, {"n.txt", std::string("\x7f" "ELF\x02\x01\x01\0\0\0\n\x03\0>\0", 15)},
-      {"s.txt", "0 0 1 1\n# fine\n\n0 1 1 x\n"}, {"t.txt", "# nothing\n"}};
+      {"s.txt", "0 0 1 1\n# fine\n\n0 1 1 x\n"}, {"t.txt", "# nothing\n"}, {"sq.txt", "0 0 1 0\n1 0 1 1\n1 1 0 1\n0 1 0 0\n"},
+      {"line.txt", "0 0 1 0\n1 0 2 0\n"}, {"tri.obj", "v 0 0 0\nv 4 0 0\nv 0 4 0\nf 1 2 3\n"}, {"bad.obj", "v 0 0\nv 1 0\nf 1 2 7\n"}};
   for (const auto& file : aFiles) writeText(file.first, file.second);
   struct Case {
     std::string arguments, error;
@@ -135,6 +119,16 @@ TEST_F(ToolFiles, FailuresEndWithStatusOneAndOneLine) {
       {"check seg.txt --svg /proc/x.svg", "/proc/x.svg can't be written", false},
       {"check .", "zarn2d check: . is a directory, not a file\n", true},
       {"cut n.txt seg.txt", "zarn2d cut: n.txt holds no triangles", true},
+      {"cut missing.obj seg.txt", "zarn2d cut: missing.obj can't be read\n", true},
+      {"cut bad.obj seg.txt", "zarn2d cut: bad.obj, line 3: vertex index 7 out of range\n", true},
+      {"cut tri.obj", "zarn2d cut: missing file arguments (see --help)\n", true},
+      {"cut tri.obj sq.txt --frobnicate", "zarn2d cut: unknown option --frobnicate (see --help)\n", true},
+      {"mesh sq.txt -q 35", "zarn2d mesh: --min-angle: must be above 0 and at most 30\n", true},
+      {"mesh missing.poly", "zarn2d mesh: missing.poly can't be read\n", true},
+      {"mesh .", "zarn2d mesh: . is a directory, not a file\n", true},
+      {"mesh j.poly", "zarn2d mesh: j.poly, line 6: expected segment 1 as", true},
+      {"mesh line.txt", "zarn2d mesh: the segments enclose no area: nothing to mesh\n", true},
+      {"mesh sq.txt sq.txt", "zarn2d mesh: too many file arguments (see --help)\n", true},
   };
   for (const Case& c : aCases) {
     const zarn_test::ToolResult r(run(c.arguments));
@@ -161,11 +155,8 @@ TEST_F(ToolFiles, TriangleFilesKeepInputOrderAndAgreeWithTheLibrary) {
   EXPECT_NE(r.err.find("A hole point lies outside the triangulation and is ignored"), std::string::npos) << r.err;
   EXPECT_NE(r.err.find("the segments enclose no region"), std::string::npos) << r.err;
 
-  const std::vector<std::vector<double>> vNodes(rowsOf(zarn_test::readFile(path("A.1.node"))));
-  const std::vector<std::vector<double>> vTriangles(rowsOf(zarn_test::readFile(path("A.1.ele"))));
-  const std::vector<std::vector<double>> vNeighbours(rowsOf(zarn_test::readFile(path("A.1.neigh"))));
-  const std::vector<std::vector<double>> vEdges(rowsOf(zarn_test::readFile(path("A.1.edge"))));
-  const std::vector<std::vector<double>> vPoly(rowsOf(zarn_test::readFile(path("A.1.poly"))));
+  const zarn_test::Rows vNodes(rows("A.1.node")), vTriangles(rows("A.1.ele")), vNeighbours(rows("A.1.neigh")), vEdges(rows("A.1.edge")),
+      vPoly(rows("A.1.poly"));
   const double aInput[6][2] = {{0, 0}, {4, 0}, {4, 4}, {0, 4}, {1, 3}, {4, 0}};
   ASSERT_EQ(vNodes.size(), 6u);  // no vertex was added
   for (size_t i = 0; i < 6; ++i) EXPECT_EQ(vNodes[i], (std::vector<double>{double(i + 1), aInput[i][0], aInput[i][1]})) << i;
@@ -206,9 +197,9 @@ TEST_F(ToolFiles, TriangleFilesKeepInputOrderAndAgreeWithTheLibrary) {
   // -z numbers everything from 0; the written .node reads back as the same vertices.
   const zarn_test::ToolResult zero(run("A.1.node -z --write-triangle B"));
   ASSERT_EQ(zero.exitCode, 0) << zero.err;
-  const std::vector<std::vector<double>> vZero(rowsOf(zarn_test::readFile(path("B.ele"))));
+  const zarn_test::Rows vZero(rows("B.ele"));
   ASSERT_EQ(vZero.size(), vTriangles.size());
-  EXPECT_EQ(rowsOf(zarn_test::readFile(path("B.node")))[5], (std::vector<double>{5, 4, 0}));
+  EXPECT_EQ(rows("B.node")[5], (std::vector<double>{5, 4, 0}));
 }
 
 TEST_F(ToolFiles, SteinerVerticesFollowTheInputAndEleEdgesAreKept) {
@@ -217,10 +208,10 @@ TEST_F(ToolFiles, SteinerVerticesFollowTheInputAndEleEdgesAreKept) {
   writeText("X.poly", "0 2 0 0\n2 0\n0 0 2\n1 1 3\n");
   const zarn_test::ToolResult r(run("X.poly --write-triangle Y -z"));
   ASSERT_EQ(r.exitCode, 0) << r.err;
-  const std::vector<std::vector<double>> vNodes(rowsOf(zarn_test::readFile(path("Y.node"))));
+  const zarn_test::Rows vNodes(rows("Y.node"));
   ASSERT_EQ(vNodes.size(), 5u);
   EXPECT_EQ(vNodes[4], (std::vector<double>{4, 1, 1}));
-  EXPECT_EQ(rowsOf(zarn_test::readFile(path("Y.poly")))[0], (std::vector<double>{4, 0}));  // four pieces
+  EXPECT_EQ(rows("Y.poly")[0], (std::vector<double>{4, 0}));  // four pieces
   // The .ele read back (with its .node) keeps every triangle: its edges are constraints.
   const zarn_test::ToolResult back(run("Y.ele --check"));
   ASSERT_EQ(back.exitCode, 0) << back.err;
@@ -272,11 +263,10 @@ TEST_F(ToolFiles, StatisticsSurviveExtremeCoordinates) {
   EXPECT_EQ(r.err.find("nan"), std::string::npos) << r.err;
 }
 
-// A 10 x 10 square with a 2 x 2 square hole and a vertex outside it: the domain (area 96) is
+// The square with a hole: the domain (area 96) is
 // shown, written and refined; the outside vertex is used by no triangle.
 TEST_F(ToolFiles, PolyDomainLeavesOutTheOutsideAndTheHolesAndIsRefinedWithinBounds) {
-  writeText("A.poly", "9 2 0 0\n1 0 0\n2 10 0\n3 10 10\n4 0 10\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n9 20 5\n"
-                      "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n");
+  writeText("A.poly", kSquareWithHole);
   for (const std::string refine : {"", " -q25 --max-area 2"}) {
     const zarn_test::ToolResult r(run("A.poly --check --stats --write-triangle B --obj a.obj" + refine));
     ASSERT_EQ(r.exitCode, 0) << r.err;
@@ -285,18 +275,15 @@ TEST_F(ToolFiles, PolyDomainLeavesOutTheOutsideAndTheHolesAndIsRefinedWithinBoun
     ASSERT_TRUE(std::regex_search(r.err, m, std::regex("triangles: (\\d+), edges: \\d+, constraint pieces: \\d+\n  area: ([0-9.e+-]+), triangle area min/max: [0-9.e+-]+ / ([0-9.e+-]+)"))) << r.err;
     EXPECT_NEAR(std::stod(m[2]), 96.0, 1e-9);
     EXPECT_LE(std::stod(m[3]), refine.empty() ? 100.0 : 2.0);
-    const std::vector<std::vector<double>> vTriangles(rowsOf(zarn_test::readFile(path("B.ele"))));
+    const zarn_test::Rows vTriangles(rows("B.ele"));
     EXPECT_EQ(vTriangles.size(), std::stoul(m[1]));
     for (const std::vector<double>& row : vTriangles) EXPECT_TRUE(row[1] != 9 && row[2] != 9 && row[3] != 9) << "a triangle uses the outside vertex";
-    const std::string obj(zarn_test::readFile(path("a.obj")));
+    const std::string obj(read("a.obj"));
     EXPECT_EQ(static_cast<unsigned long>(std::count(obj.begin(), obj.end(), 'f')), vTriangles.size());
     ASSERT_TRUE(std::regex_search(r.err, m, std::regex("angle min/max: ([0-9.e+-]+) /"))) << r.err;
     EXPECT_GE(std::stod(m[1]), refine.empty() ? 0.0 : 25.0);
   }
 }
-
-namespace {
-
 
 /// The d attribute of the path with the given class.
 std::string pathOf(const std::string& html, const std::string& cssClass) {
@@ -306,14 +293,11 @@ std::string pathOf(const std::string& html, const std::string& cssClass) {
   return html.substr(begin, html.find('"', begin) - begin);
 }
 
-}  // namespace
-
 TEST_F(ToolFiles, HtmlViewerIsSelfContainedWithTrueCounts) {
-  writeText("A.poly", "9 2 0 0\n1 0 0\n2 10 0\n3 10 10\n4 0 10\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n9 20 5\n"
-                      "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n");
+  writeText("A.poly", kSquareWithHole);
   const zarn_test::ToolResult r(run("A.poly --min-angle 25 --html view.html --vertices"));
   ASSERT_EQ(r.exitCode, 0) << r.err;
-  const std::string html(zarn_test::readFile(path("view.html")));
+  const std::string html(read("view.html"));
   EXPECT_EQ(countOf(html, "src="), 0u);
   EXPECT_EQ(countOf(html, "href="), 0u);
   std::smatch match;
@@ -339,12 +323,14 @@ TEST_F(ToolFiles, LargeDrawingsAreThinnedUnlessAWindowIsAsked) {
   ASSERT_EQ(big.exitCode, 0) << big.err;
   EXPECT_TRUE(std::regex_search(big.err, std::regex("big.svg shows 1 in 3 of 1\\d{5} triangles \\(more than 50000\\)"))) << big.err;
   // A filled triangle is drawn as its fill and its outline: two polygons.
-  EXPECT_LE(countOf(zarn_test::readFile(path("big.svg")), "<polygon "), 2 * 50000u);
+  EXPECT_LE(countOf(read("big.svg"), "<polygon "), 2 * 50000u);
   const zarn_test::ToolResult part(run("--demo 60000 --svg=part.svg --window=0.4,0.4,0.5,0.5"));
   ASSERT_EQ(part.exitCode, 0) << part.err;
   EXPECT_EQ(part.err.find("shows 1 in"), std::string::npos) << part.err;
-  const size_t numDrawn(countOf(zarn_test::readFile(path("part.svg")), "<polygon "));
+  const size_t numDrawn(countOf(read("part.svg"), "<polygon "));
   EXPECT_GT(numDrawn, 2 * 1000u);  // about 1% of 120000 triangles
   EXPECT_LT(numDrawn, 2 * 3000u);
   EXPECT_EQ(run("--demo 10 --window 1,0,0,1 --svg w.svg").exitCode, 1);
 }
+
+}  // namespace

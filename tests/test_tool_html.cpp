@@ -7,7 +7,7 @@
 #include <regex>
 
 #include "browser_test_support.h"
-#include "tool_test_support.h"
+#include "file_test_support.h"
 
 namespace {
 
@@ -42,12 +42,12 @@ TEST_F(ToolHtml, ViewerShowsTheZoneFilledAndTheConstraintsRed) {
     ASSERT_EQ(r.exitCode, 0) << r.err;
     std::smatch m;
     ASSERT_TRUE(std::regex_search(r.err, m, std::regex("Zone \\w+: (\\d+) triangles"))) << r.err;
-    const std::string html(zarn_test::readFile(path(page)));
+    const std::string html(read(page));
     EXPECT_NE(html.find("region: " + m[1].str() + "<br>"), std::string::npos) << html.substr(html.find("legend"));
     EXPECT_NE(html.find("constraint pieces: 8<br>"), std::string::npos);
     zarn_test::Image image;
     std::string log;
-    ASSERT_TRUE(zarn_test::takeScreenshot("file://" + path(page), dir, aZones[k], image, log)) << log;
+    ASSERT_TRUE(zarn_test::takeScreenshot(path(page), dir, aZones[k], image, log)) << log;
     aColours[k] = countColours(image);
   }
   // The ring's inside (area 0.32) fills about eight times the hole (0.04); the hole sits in the

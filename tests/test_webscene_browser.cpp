@@ -1,14 +1,13 @@
-// The web scene as a person sees it: headless Chromium loads the page over a loopback HTTP
-// server and takes screenshots, which are checked for the model's colour over the background
-// gradient. Skipped when /usr/bin/chromium is not installed.
+// The web scene as a person sees it: headless Chromium loads the page and takes screenshots,
+// which are checked for the model's colour over the background gradient. Skipped when
+// /usr/bin/chromium is not installed.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <cmath>
-#include <fstream>
 
 #include "Zarn_2D.h"
 #include "browser_test_support.h"
+#include "file_test_support.h"
 #include "webExport.h"
 
 using namespace KORA_ZARN2D;
@@ -19,66 +18,47 @@ namespace {
 // What a person would notice: how many pixels show the model's gold, their mean colour, and how
 // many show the dark end of the background gradient.
 struct PictureSummary {
-  std::size_t numModelPixels = 0;
-  double meanR = 0, meanG = 0, meanB = 0;
-  std::size_t numDarkBackgroundPixels = 0;
+  std::size_t numModelPixels = 0, numDarkBackgroundPixels = 0;
+  double meanR = 0, meanG = 0;
 };
 
 PictureSummary summarize(const Image& image) {
   PictureSummary summary;
   for (std::size_t i = 0; i + 2 < image.vRgb.size(); i += 3) {
     const int r(image.vRgb[i]), g(image.vRgb[i + 1]), b(image.vRgb[i + 2]);
-    const bool bGold(r > 50 && r >= g && g > b && (r - b) > 0.6 * r && 60.0 * (g - b) / (r - b) > 35.0 &&
-                     60.0 * (g - b) / (r - b) < 60.0);
-    if (bGold) {
+    if (r > 50 && r >= g && g > b && (r - b) > 0.6 * r && 60.0 * (g - b) / (r - b) > 35.0 && 60.0 * (g - b) / (r - b) < 60.0) {
       ++summary.numModelPixels;
       summary.meanR += r;
       summary.meanG += g;
-      summary.meanB += b;
     }
     if (std::abs(r - 0x38) < 12 && std::abs(g - 0x38) < 12 && std::abs(b - 0x40) < 12) ++summary.numDarkBackgroundPixels;
   }
-  if (summary.numModelPixels > 0) {
-    summary.meanR /= summary.numModelPixels;
-    summary.meanG /= summary.numModelPixels;
-    summary.meanB /= summary.numModelPixels;
-  }
+  summary.meanR /= std::max<std::size_t>(summary.numModelPixels, 1);
+  summary.meanG /= std::max<std::size_t>(summary.numModelPixels, 1);
   return summary;
 }
 
-// Writes a copy of the page with one piece of text replaced; false when the text is not there.
-bool writeVariant(const fs::path& scene, const std::string& name, const std::string& from, const std::string& to) {
-  std::string page(readFile(scene / "index.html"));
-  const std::size_t at(page.find(from));
-  if (at == std::string::npos) return false;
-  page.replace(at, from.size(), to);
-  std::ofstream(scene / name, std::ios::binary) << page;
-  return true;
-}
-
-class WebSceneBrowserTest : public testing::Test {
+class WebSceneBrowser : public TempDirTest {
  protected:
   void SetUp() override {
     if (!fs::exists(kChromium)) GTEST_SKIP() << "no " << kChromium;
-    std::string pattern((fs::temp_directory_path() / "zarn_browser_XXXXXX").string());
-    ASSERT_NE(mkdtemp(&pattern[0]), nullptr);
-    root = pattern;
+    TempDirTest::SetUp();
   }
-  void TearDown() override {
-    if (!root.empty()) fs::remove_all(root);
-  }
-
-  Image screenshot(int port, const std::string& page) {
+  // A copy of the page with one piece of text replaced, as it looks in the browser.
+  PictureSummary showVariant(const std::string& name, const std::string& from, const std::string& to) {
+    std::string page(read("scene/index.html"));
+    const std::size_t at(page.find(from));
+    EXPECT_NE(at, std::string::npos) << from;
+    if (at != std::string::npos) page.replace(at, from.size(), to);
+    writeText("scene/" + name, page);
     Image image;
     std::string log;
-    EXPECT_TRUE(takeScreenshot("http://127.0.0.1:" + std::to_string(port) + "/" + page, root, page, image, log)) << page << log;
-    return image;
+    EXPECT_TRUE(takeScreenshot(dir / "scene" / name, dir, name, image, log)) << name << log;
+    return summarize(image);
   }
-
-  fs::path root;
 };
 
-TEST_F(WebSceneBrowserTest, PageShowsShadedModelOverGradientAndWireframeDiffers) {
+TEST_F(WebSceneBrowser, PageShowsShadedModelOverGradientAndWireframeDiffers) {
   // The points of a half ring; their triangulation covers a half disc.
   std::vector<Point2> vPoints;
   for (int j = 0; j <= 6; ++j) {
@@ -88,22 +68,13 @@ TEST_F(WebSceneBrowserTest, PageShowsShadedModelOverGradientAndWireframeDiffers)
   dt.insert(vPoints);
   std::vector<Triangle2*> vTriangles;
   dt.getTrianglePointers(vTriangles);
-  const fs::path scene(root / "scene");
-  testing::internal::CaptureStdout();
-  ASSERT_TRUE(writeWebSceneFiles(scene.string().c_str(), vTriangles));
-  testing::internal::GetCapturedStdout();
+  captureStdout([&] { EXPECT_TRUE(writeWebSceneFiles(path("scene").c_str(), vTriangles)); });
+  fileReplicate("jsc3d.webgl.js", path("scene").c_str());
   const std::string smoothMode("viewer.setParameter('RenderMode', 'smooth');");
-  ASSERT_TRUE(writeVariant(scene, "wireframe.html", smoothMode, "viewer.setParameter('RenderMode', 'wireframe');"));
-  fileReplicate("jsc3d.webgl.js", scene.string().c_str());
-  ASSERT_TRUE(writeVariant(scene, "webgl.html", "<script type=\"text/javascript\" src=\"jsc3d.touch.js\"></script>",
-                           "<script type=\"text/javascript\" src=\"jsc3d.webgl.js\"></script>"));
-
-  const LoopbackServer server(scene);
-  ASSERT_GT(server.getPort(), 0);
-  const PictureSummary smooth(summarize(screenshot(server.getPort(), "index.html")));
-  const PictureSummary wireframe(summarize(screenshot(server.getPort(), "wireframe.html")));
-  const PictureSummary webgl(summarize(screenshot(server.getPort(), "webgl.html")));
-
+  const PictureSummary smooth(showVariant("smooth.html", smoothMode, smoothMode));
+  const PictureSummary wireframe(showVariant("wireframe.html", smoothMode, "viewer.setParameter('RenderMode', 'wireframe');"));
+  const PictureSummary webgl(showVariant("webgl.html", "<script type=\"text/javascript\" src=\"jsc3d.touch.js\"></script>",
+                                         "<script type=\"text/javascript\" src=\"jsc3d.webgl.js\"></script>"));
   // A filled model of a good size, lit but not brighter than its colour #CAA618 (202, 166, 24).
   EXPECT_GT(smooth.numModelPixels, 20000u);
   EXPECT_LE(smooth.meanR, 203.0);
@@ -115,8 +86,7 @@ TEST_F(WebSceneBrowserTest, PageShowsShadedModelOverGradientAndWireframeDiffers)
   EXPECT_LT(wireframe.numModelPixels * 3, smooth.numModelPixels);
   EXPECT_GT(wireframe.numDarkBackgroundPixels, 1000u);
   // With the WebGL renderer (or its fallback when WebGL is unavailable) the picture is the same.
-  EXPECT_NEAR(static_cast<double>(webgl.numModelPixels), static_cast<double>(smooth.numModelPixels),
-              0.05 * smooth.numModelPixels);
+  EXPECT_NEAR(static_cast<double>(webgl.numModelPixels), static_cast<double>(smooth.numModelPixels), 0.05 * smooth.numModelPixels);
 }
 
 }  // namespace

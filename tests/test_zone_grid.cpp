@@ -21,32 +21,30 @@ Corners cornersOf(const Triangle2* pT) {
   return c;
 }
 
-// The integer grid [0, 20]^2 (a few points moved off it) with a counterclockwise square ring
+// The integer grid [0, 20]^2 (one point may be moved off it) with a counterclockwise square ring
 // from (5, 5) to (15, 15), optionally a constraint diagonal inside it, and the zone inside it.
 struct GridScene {
   Zarn_2D dt;
   std::vector<Point2> vPoints;
   std::vector<Segment2> vSegments;
   Zone2* pZone = nullptr;
-  GridScene(const std::vector<Point2>& vMoved, const std::vector<Segment2>& vExtraSegments) {
+  GridScene(const Point2* pMoved, const std::vector<Segment2>& vExtra) : vSegments(ringSegments()) {
     for (int i = 0; i <= kSide; ++i) {
       for (int j = 0; j <= kSide; ++j) vPoints.emplace_back(i, j);
     }
-    for (const Point2& moved : vMoved) {
-      for (Point2& p : vPoints) {
-        if (std::round(moved.x()) == p.x() && std::round(moved.y()) == p.y()) p = moved;
-      }
-    }
+    if (pMoved != nullptr) vPoints[size_t(std::round(pMoved->x()) * (kSide + 1) + std::round(pMoved->y()))] = *pMoved;
     dt.insert(vPoints);
-    const Point2 a(5, 5), b(15, 5), c(15, 15), d(5, 15);
-    std::vector<Segment2> vRing{Segment2(a, b), Segment2(b, c), Segment2(c, d), Segment2(d, a)};
+    std::vector<Segment2> vRing(vSegments);
     pZone = dt.createZone(dt.createConstraint(vRing, CIS_CONSTRAINED_DELAUNAY, true), ZL_INSIDE);
-    vSegments = vRing;
-    if (!vExtraSegments.empty()) {
-      std::vector<Segment2> vExtra(vExtraSegments);
-      dt.createConstraint(vExtra, CIS_CONSTRAINED_DELAUNAY, false);
+    if (!vExtra.empty()) {
+      std::vector<Segment2> vCopy(vExtra);
+      dt.createConstraint(vCopy, CIS_CONSTRAINED_DELAUNAY, false);
       vSegments.insert(vSegments.end(), vExtra.begin(), vExtra.end());
     }
+  }
+  static std::vector<Segment2> ringSegments() {
+    const Point2 a(5, 5), b(15, 5), c(15, 15), d(5, 15);
+    return {Segment2(a, b), Segment2(b, c), Segment2(c, d), Segment2(d, a)};
   }
   std::set<Corners> outsideTriangles() {
     std::vector<Triangle2*> vAll, vIn;
@@ -85,7 +83,7 @@ TEST(ZoneUnifyGrid, DiagonalsTurnOneWayInsideTheZoneOnly) {
   };
   const Case aCases[] = {{"free cells", {}, true}, {"one constraint diagonal", {Segment2(Point2(8, 9), Point2(9, 8))}, false}};
   for (const Case& c : aCases) {
-    GridScene scene({}, c.vExtra);
+    GridScene scene(nullptr, c.vExtra);
     const std::set<Corners> sOutsideBefore(scene.outsideTriangles());
     const std::set<std::pair<Point2, Point2>> sBefore(scene.diagonals());
     ASSERT_FALSE(std::all_of(sBefore.begin(), sBefore.end(), runsLowerLeftToUpperRight)) << "nothing to unify";
@@ -103,7 +101,8 @@ TEST(ZoneUnifyGrid, DiagonalsTurnOneWayInsideTheZoneOnly) {
 
 TEST(ZoneUnifyGrid, ToleranceZeroFlipsOnlyExactlyCocircularCells) {
   // (10, 10) moved by 1e-9: its four cells are no longer cocircular and keep their Delaunay diagonal.
-  GridScene scene({Point2(10.0 + 1e-9, 10.0)}, {});
+  const Point2 moved(10.0 + 1e-9, 10.0);
+  GridScene scene(&moved, {});
   const auto touchesMoved = [](const std::pair<Point2, Point2>& d) {  // a diagonal of one of its cells
     return std::min(d.first.x(), d.second.x()) >= 9 && std::max(d.first.x(), d.second.x()) <= 11.5 &&
            std::min(d.first.y(), d.second.y()) >= 9 && std::max(d.first.y(), d.second.y()) <= 11.5;
@@ -129,7 +128,7 @@ TEST(ZoneUnifyGrid, ToleranceZeroFlipsOnlyExactlyCocircularCells) {
 }
 
 TEST(ZoneDebug, PictureAndReportOfAResultZone) {
-  GridScene scene({}, {});
+  GridScene scene(nullptr, {});
   Zone2* pResult(zoneDifference(scene.dt.createZone(nullptr, ZL_GLOBAL), scene.pZone));
   const std::string report(zarn_test::captureStdout([&] { pResult->debug("zone_debug.svg"); }));
   EXPECT_NE(report.find("2 operand(s), 600 triangle(s)"), std::string::npos) << report;
