@@ -72,6 +72,7 @@ TEST_F(ToolCut, WritesTheZoneOfEitherMeshFormat) {
   const zarn_test::ToolResult open(run("cut m.obj open.txt"));
   EXPECT_EQ(1, open.exitCode);
   EXPECT_NE(std::string::npos, open.err.find("zarn2d cut: no zone: the segments must form one simple closed polygon\n")) << open.err;
+  EXPECT_EQ(std::string::npos, open.err.find("warning")) << open.err;  // one line for one problem
   const zarn_test::ToolResult help(run("cut --help"));  // its other failures are checked with the tool's others
   EXPECT_EQ(0, help.exitCode);
   EXPECT_NE(std::string::npos, help.out.find("zarn2d cut MESH SEGMENTFILE [options]"));

@@ -248,7 +248,9 @@ int runCutCommand(int argc, char** argv) {
     dt.cutTriangles(vSegments, !opt.bUnprotected);
     dt.getTrianglePointers(vResult);
   } else {
+    console.holdMessages();  // a failure is reported on one line, in the tool's words
     Zone2* pZone(dt.createZone_cookieCutter(vSegments, !opt.bUnprotected));
+    console.releaseMessages(pZone != nullptr);
     if (pZone == nullptr) {
       complain("no zone: the segments must form one simple closed polygon");
       return 1;
