@@ -41,15 +41,8 @@ struct Scene {
   std::vector<Step> vSteps;
 };
 
-inline Step bulk(std::vector<Point2> v) {
-  Step s{Step::INSERT_BULK, std::move(v), {}};
-  return s;
-}
-
-inline Step constrain(std::vector<Segment2> v) {
-  Step s{Step::CONSTRAIN, {}, std::move(v)};
-  return s;
-}
+inline Step bulk(std::vector<Point2> v) { return Step{Step::INSERT_BULK, std::move(v), {}}; }
+inline Step constrain(std::vector<Segment2> v) { return Step{Step::CONSTRAIN, {}, std::move(v)}; }
 
 /// The messages with which the library says that it left part of a constraint insertion undone.
 inline bool reportsGivingUp(const std::string& out) {
@@ -188,12 +181,7 @@ using Rng = std::mt19937_64;
 inline double uniform(Rng& rng, double lo, double hi) { return std::uniform_real_distribution<double>(lo, hi)(rng); }
 inline int uniformInt(Rng& rng, int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); }
 
-/// x moved by k units in the last place (k may be negative).
-inline double ulpsAway(double x, int k) {
-  for (; k > 0; --k) x = std::nextafter(x, HUGE_VAL);
-  for (; k < 0; ++k) x = std::nextafter(x, -HUGE_VAL);
-  return x;
-}
+using dt2test::ulpsAway;
 
 inline std::vector<Point2> randomPointsIn(Rng& rng, size_t n, double lo, double hi) {
   std::vector<Point2> v;
@@ -204,12 +192,17 @@ inline std::vector<Point2> randomPointsIn(Rng& rng, size_t n, double lo, double 
   return v;
 }
 
-/// A few random points and the segments, as one scene.
-inline Scene pointsThenSegments(Rng& rng, std::vector<Segment2> vSegments, double lo = 0.0, double hi = 1.0, size_t numPoints = 12) {
+/// The points in bulk, then the segments in one call.
+inline Scene pointsAndSegments(std::vector<Point2> vPoints, std::vector<Segment2> vSegments) {
   Scene scene;
-  scene.vSteps.push_back(bulk(randomPointsIn(rng, numPoints, lo, hi)));
+  scene.vSteps.push_back(bulk(std::move(vPoints)));
   scene.vSteps.push_back(constrain(std::move(vSegments)));
   return scene;
+}
+
+/// A few random points and the segments, as one scene.
+inline Scene pointsThenSegments(Rng& rng, std::vector<Segment2> vSegments, double lo = 0.0, double hi = 1.0, size_t numPoints = 12) {
+  return pointsAndSegments(randomPointsIn(rng, numPoints, lo, hi), std::move(vSegments));
 }
 
 /// Segments along one line whose ends lie within a few tens of ulps of it.
@@ -322,10 +315,7 @@ inline Scene throughVertexAtTinyScale(Rng& rng) {
     const int dx(uniformInt(rng, -3, 3)), dy(uniformInt(rng, -3, 3));
     v.emplace_back(Point2(mid.x() - dx * unit, mid.y() - dy * unit), Point2(mid.x() + dx * unit, mid.y() + dy * unit));
   }
-  Scene scene;
-  scene.vSteps.push_back(bulk(vPoints));
-  scene.vSteps.push_back(constrain(v));
-  return scene;
+  return pointsAndSegments(vPoints, v);
 }
 
 /// A dozen segments between small integer points.
@@ -334,10 +324,7 @@ inline Scene smallIntegerSegments(Rng& rng) {
   for (int i = 0; i < 6; ++i) vPoints.emplace_back(uniformInt(rng, -5, 5), uniformInt(rng, -5, 5));
   std::vector<Segment2> v;
   for (int i = 0; i < 12; ++i) v.emplace_back(Point2(uniformInt(rng, -5, 5), uniformInt(rng, -5, 5)), Point2(uniformInt(rng, -5, 5), uniformInt(rng, -5, 5)));
-  Scene scene;
-  scene.vSteps.push_back(bulk(vPoints));
-  scene.vSteps.push_back(constrain(v));
-  return scene;
+  return pointsAndSegments(vPoints, v);
 }
 
 /// Points and segments whose coordinates are small multiples of the smallest subnormal.
@@ -348,10 +335,7 @@ inline Scene subnormalCoordinates(Rng& rng) {
   for (int i = 0; i < 8; ++i) vPoints.push_back(point());
   std::vector<Segment2> v;
   for (int i = uniformInt(rng, 2, 8); i > 0; --i) v.emplace_back(point(), point());
-  Scene scene;
-  scene.vSteps.push_back(bulk(vPoints));
-  scene.vSteps.push_back(constrain(v));
-  return scene;
+  return pointsAndSegments(vPoints, v);
 }
 
 /// Coordinates of wildly different magnitudes in one input, up to near the largest double.
@@ -366,10 +350,7 @@ inline Scene mixedExtremeScales(Rng& rng) {
   for (int i = 0; i < 10; ++i) vPoints.push_back(point());
   std::vector<Segment2> v;
   for (int i = uniformInt(rng, 1, 6); i > 0; --i) v.emplace_back(point(), point());
-  Scene scene;
-  scene.vSteps.push_back(bulk(vPoints));
-  scene.vSteps.push_back(constrain(v));
-  return scene;
+  return pointsAndSegments(vPoints, v);
 }
 
 /// Point insertions, removals, constraints (applied at once or later) and applies, interleaved.

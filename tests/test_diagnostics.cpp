@@ -24,20 +24,7 @@ namespace {
 
 using zarn_test::captureStdout;
 using zarn_test::readFile;
-
-
-std::vector<std::string> splitLines(const std::string& text) {
-  std::vector<std::string> vLines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) vLines.push_back(line);
-  return vLines;
-}
-
-
-// Runs action, which must fail an assertion, and returns what it printed.
-std::string captureFailedAssertion(const std::function<void()>& action) {
-  return captureStdout([&action] { EXPECT_THROW(action(), ZarnException); });
-}
+using zarn_test::splitLines;
 
 int gFalseAssertionLine = 0;
 void failOnFalse() {
@@ -47,21 +34,18 @@ void failOnFalse() {
 
 void failOnSize(const std::vector<int>& vEdge) { ZARN_ASSERT(vEdge.size()==1); }
 
-TEST(Messages, ErrorAndWarningPutTheTaggedLineBetweenBlankLines) {
+// Error and warning put the tagged line between blank lines; info carries the tag only without a location.
+TEST(Messages, ErrorWarningAndInfoLines) {
   EXPECT_EQ(captureStdout([] { reportError("Dt2::remove(..)", "vertex not found"); }),
             "\n      [Zarn2D-Message] Dt2::remove(..), ERROR: vertex not found\n\n");
   EXPECT_EQ(captureStdout([] { reportWarning("isVisible", "degenerate input"); }),
             "\n      [Zarn2D-Message] isVisible, WARNING: degenerate input\n\n");
-}
-
-TEST(Messages, InfoCarriesTheTagOnlyWithoutLocation) {
   EXPECT_EQ(captureStdout([] { reportInfo("", "all done"); }), "\n      [Zarn2D-Message] INFO: all done\n\n");
-  EXPECT_EQ(captureStdout([] { reportInfo("Zarn_2D::refine()", "all done"); }),
-            "\n      Zarn_2D::refine(), INFO: all done\n\n");
+  EXPECT_EQ(captureStdout([] { reportInfo("Zarn_2D::refine()", "all done"); }), "\n      Zarn_2D::refine(), INFO: all done\n\n");
 }
 
 TEST(Assertion, FailurePrintsErrorLineLogLineAndLocationThenThrows) {
-  const std::vector<std::string> vLines(splitLines(captureFailedAssertion(failOnFalse)));
+  const std::vector<std::string> vLines(splitLines(zarn_test::outputOfFailedAssertion(failOnFalse)));
   const std::vector<std::string> vExpected{"",
                                            "      [Zarn2D-Message] Zarn, , ERROR: Condition [ false failed ]",
                                            "",
@@ -69,28 +53,24 @@ TEST(Assertion, FailurePrintsErrorLineLogLineAndLocationThenThrows) {
                                            std::string("      ") + __FILE__ + ":" + std::to_string(gFalseAssertionLine)};
   EXPECT_EQ(vLines, vExpected);
   EXPECT_EQ(readFile("ZARN_LOG.txt"), "Zarn, Condition [ false failed ]\n");
-}
-
-TEST(Assertion, LogFileHoldsOnlyTheLastFailure) {
-  captureFailedAssertion(failOnFalse);
-  const std::string output(captureFailedAssertion([] { failOnSize(std::vector<int>(3)); }));
-  EXPECT_NE(output.find("      [Zarn2D-Message] Zarn, , ERROR: Condition [ vEdge.size()==1 failed ]\n"),
-            std::string::npos);
-  EXPECT_EQ(readFile("ZARN_LOG.txt"), "Zarn, Condition [ vEdge.size()==1 failed ]\n");
-}
-
-TEST(Assertion, ExceptionTextIsFixed) {
   const std::string expectedStart(
       "\n  ZARN EXCEPTION due to a bug _or_ wrong usage of Zarn. If you think it is a \n  bug then please report "
       "this incident and it will be fixed quickly: ");
-  try {
-    testing::internal::CaptureStdout();
-    failOnFalse();
-    FAIL() << "no exception";
-  } catch (const std::exception& exception) {
-    testing::internal::GetCapturedStdout();
-    EXPECT_EQ(std::string(exception.what()).substr(0, expectedStart.size()), expectedStart);
-  }
+  captureStdout([&] {
+    try {
+      failOnFalse();
+    } catch (const std::exception& exception) {
+      EXPECT_EQ(std::string(exception.what()).substr(0, expectedStart.size()), expectedStart);
+    }
+  });
+}
+
+TEST(Assertion, LogFileHoldsOnlyTheLastFailure) {
+  zarn_test::outputOfFailedAssertion(failOnFalse);
+  const std::string output(zarn_test::outputOfFailedAssertion([] { failOnSize(std::vector<int>(3)); }));
+  EXPECT_NE(output.find("      [Zarn2D-Message] Zarn, , ERROR: Condition [ vEdge.size()==1 failed ]\n"),
+            std::string::npos);
+  EXPECT_EQ(readFile("ZARN_LOG.txt"), "Zarn, Condition [ vEdge.size()==1 failed ]\n");
 }
 
 // Runs action with a scratch directory as the working directory.

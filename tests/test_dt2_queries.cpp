@@ -8,6 +8,7 @@
 #include <random>
 #include <vector>
 
+#include "cdt_test_support.h"
 #include "dt2_test_support.h"
 #include "test_support.h"
 
@@ -15,22 +16,6 @@ using namespace KORA_ZARN2D;
 using namespace dt2test;
 
 namespace {
-
-// Closed triangle test, exact.
-bool containsClosed(const Triangle2* pT, const Point2& p) {
-  for (int i = 0; i < 3; ++i) {
-    if (exactOrientation(*pT->getCorner(incIndexBy1(i)), *pT->getCorner(incIndexBy2(i)), p) < 0) return false;
-  }
-  return true;
-}
-
-// Inside or on the border of the convex polygon given by its counterclockwise corners.
-bool insideHull(const std::vector<Point2>& vCorners, const Point2& p) {
-  for (size_t i = 0; i < vCorners.size(); ++i) {
-    if (exactOrientation(vCorners[i], vCorners[(i + 1) % vCorners.size()], p) < 0) return false;
-  }
-  return true;
-}
 
 std::vector<Point2*> vertexPointers(const Zarn_2D& dt) {
   std::vector<Point2*> v;
@@ -93,12 +78,12 @@ void expectCounterclockwiseStar(Zarn_2D& dt, Point2* pV) {
 /// Locate answers with a triangle that holds q exactly when q is in the closed hull.
 void expectLocated(Zarn_2D& dt, const std::vector<Point2>& vHull, const Point2& q) {
   Triangle2* pT(dt.locate(q));
-  if (!insideHull(vHull, q)) {
+  if (!cdttest::isInConvexPolygon(vHull, q)) {
     EXPECT_EQ(pT, nullptr) << q;
     return;
   }
   ASSERT_NE(pT, nullptr) << q;
-  EXPECT_TRUE(containsClosed(pT, q)) << q;
+  EXPECT_TRUE(cdttest::isInTriangleUpTo(*pT, q, 0.0)) << q;
 }
 
 struct QuerySet {

@@ -2,9 +2,7 @@
 // own checks, the timing helper, message subscription and the version text.
 #include <gtest/gtest.h>
 
-#include <array>
 #include <functional>
-#include <random>
 #include <string>
 #include <thread>
 #include <utility>
@@ -115,38 +113,4 @@ TEST(FacadeMessages, SubscribingTwiceGivesOneCallbackPerMessage) {
   EXPECT_EQ(twice.vMessages.size(), numBefore);
   EXPECT_GT(once.vMessages.size(), numOnceBefore);
   EXPECT_TRUE(stranger.vMessages.empty() && warnings.vMessages.empty());
-}
-
-// ----- Small forwards and the version -----------------------------------------------------
-
-TEST(Facade, OrientationFromSeveralThreadsAtOnce) {
-  // Nearly collinear triples need the exact stage; four threads use it concurrently and must
-  // all agree with the rational reference.
-  std::vector<std::array<Point2, 3>> vTriples;
-  std::mt19937_64 rng(509);
-  std::uniform_real_distribution<double> dist(-1.0, 1.0);
-  for (int i = 0; i < 4000; ++i) {
-    const Point2 a(dist(rng), dist(rng)), b(dist(rng), dist(rng));
-    const double t(dist(rng));
-    vTriples.push_back({a, b, Point2(a.x() + t * (b.x() - a.x()), a.y() + t * (b.y() - a.y()))});
-  }
-  std::vector<Orientation2> vWant;
-  for (const std::array<Point2, 3>& tr : vTriples) {
-    const int s(exactOrientation(tr[0], tr[1], tr[2]));
-    vWant.push_back(s > 0 ? ORIENTATION2_CCW : (s < 0 ? ORIENTATION2_CW : ORIENTATION2_COLLINEAR));
-  }
-  Zarn_2D dt;
-  std::vector<int> vMismatches(4, 0);
-  std::vector<std::thread> vThreads;
-  for (int k = 0; k < 4; ++k) {
-    vThreads.emplace_back([&, k] {
-      for (int round = 0; round < 5; ++round) {
-        for (size_t i = 0; i < vTriples.size(); ++i) {
-          vMismatches[k] += dt.getOrientation(vTriples[i][0], vTriples[i][1], vTriples[i][2]) != vWant[i];
-        }
-      }
-    });
-  }
-  for (std::thread& t : vThreads) t.join();
-  EXPECT_EQ(vMismatches, std::vector<int>(4, 0));
 }

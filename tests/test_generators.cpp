@@ -14,6 +14,7 @@
 #include "Segment2.h"
 #include "ZarnException.h"
 #include "freeFunctions.h"
+#include "cdt_test_support.h"
 #include "test_support.h"
 
 namespace KORA_ZARN2D {
@@ -21,46 +22,8 @@ namespace {
 
 using zarn_test::captureStdout;
 
-
-void expectAssertion(const std::function<void()>& action, const std::string& conditionText) {
-  const std::string output(captureStdout([&action] { EXPECT_THROW(action(), ZarnException); }));
-  EXPECT_NE(output.find("      [Zarn2D-Message] Zarn, , ERROR: Condition [ " + conditionText + " failed ]\n"),
-            std::string::npos)
-      << output;
-}
-
-// ----- Exact segment geometry for the checks -------------------------------------------------
-
-Orientation2 orientation(const Point2& a, const Point2& b, const Point2& c) { return getOrientation2(&a, &b, &c); }
-
-// p is known to be collinear with a and b: is it on the closed segment?
-bool isWithin(const Point2& a, const Point2& b, const Point2& p) {
-  return std::min(a.x(), b.x()) <= p.x() && p.x() <= std::max(a.x(), b.x()) && std::min(a.y(), b.y()) <= p.y() &&
-         p.y() <= std::max(a.y(), b.y());
-}
-
-bool isOnSegment(const Point2& a, const Point2& b, const Point2& p) {
-  return orientation(a, b, p) == ORIENTATION2_COLLINEAR && isWithin(a, b, p);
-}
-
-// Closed segments ab and cd share at least one point.
-bool doIntersect(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
-  const Orientation2 o1(orientation(a, b, c)), o2(orientation(a, b, d));
-  const Orientation2 o3(orientation(c, d, a)), o4(orientation(c, d, b));
-  const bool bProper(o1 != ORIENTATION2_COLLINEAR && o2 != ORIENTATION2_COLLINEAR && o1 != o2 &&
-                     o3 != ORIENTATION2_COLLINEAR && o4 != ORIENTATION2_COLLINEAR && o3 != o4);
-  return bProper || isOnSegment(a, b, c) || isOnSegment(a, b, d) || isOnSegment(c, d, a) || isOnSegment(c, d, b);
-}
-
-TEST(SegmentCheckHelper, RecognisesCrossingTouchingAndDisjointSegments) {
-  const Point2 a(0, 0), b(2, 2), c(0, 2), d(2, 0), e(1, 1), f(3, 3), g(0, 1);
-  EXPECT_TRUE(doIntersect(a, b, c, d));
-  EXPECT_TRUE(doIntersect(a, b, e, c));   // touching at an interior point
-  EXPECT_TRUE(doIntersect(a, e, b, e));   // sharing an end
-  EXPECT_TRUE(doIntersect(a, b, e, f));   // collinear overlap
-  EXPECT_FALSE(doIntersect(a, e, b, f));  // collinear, disjoint
-  EXPECT_FALSE(doIntersect(g, c, e, d));
-}
+// p on the closed segment a-b, exactly.
+bool isOnSegment(const Point2& a, const Point2& b, const Point2& p) { return cdttest::closedSegmentsMeet(a, b, p, p); }
 
 // Every pair of non-adjacent edges is disjoint; adjacent edges share only their common vertex.
 void expectSimpleRing(const std::vector<Segment2>& vRing) {
@@ -72,7 +35,7 @@ void expectSimpleRing(const std::vector<Segment2>& vRing) {
     ASSERT_FALSE(isOnSegment(next.getSrc(), next.getTrg(), edge.getSrc())) << "edge " << i;
     for (std::size_t j = i + 2; j < n; ++j) {
       if (i == 0 && j == n - 1) continue;  // the closing edge is adjacent to the first
-      ASSERT_FALSE(doIntersect(edge.getSrc(), edge.getTrg(), vRing[j].getSrc(), vRing[j].getTrg()))
+      ASSERT_FALSE(cdttest::closedSegmentsMeet(edge.getSrc(), edge.getTrg(), vRing[j].getSrc(), vRing[j].getTrg()))
           << "edges " << i << " and " << j;
     }
   }
@@ -166,7 +129,7 @@ TEST_P(RandomPolygon, IsASimpleCounterclockwiseRingInsideTheBox) {
                                             [](const Segment2& a, const Segment2& b) { return a.getSrc() < b.getSrc(); }) -
                            vRing.begin());
   const Segment2& incoming(vRing[(lowest + vRing.size() - 1) % vRing.size()]);
-  EXPECT_EQ(orientation(incoming.getSrc(), vRing[lowest].getSrc(), vRing[lowest].getTrg()), ORIENTATION2_CCW);
+  EXPECT_EQ(dt2test::exactOrientation(incoming.getSrc(), vRing[lowest].getSrc(), vRing[lowest].getTrg()), 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Shapes, RandomPolygon,
@@ -206,7 +169,7 @@ TEST(Generators, BadArgumentsFailTheirAssertions) {
       {[&] { generateRandomSegments(0, 0, 1, 0.2, vSegments, 1); }, "siz>=2"},
       {[&] { generateSineSegments(0, 1, 0, 0, 1, 1, false, vSegments); }, "numSegments>0"},
       {[&] { generateSineSegments(-3, 1, 0, 0, 1, 1, false, vSegments); }, "numSegments>0"}};
-  for (const auto& c : vCases) expectAssertion(c.first, c.second);
+  for (const auto& c : vCases) zarn_test::expectFailedCondition(c.second, c.first);
 }
 
 // ----- Sine chains ---------------------------------------------------------------------------

@@ -16,6 +16,7 @@
 
 #include "KoraTest.h"
 #include "ZarnException.h"
+#include "cdt_test_support.h"
 #include "dt2_test_support.h"
 #include "freeFunctions.h"
 
@@ -68,18 +69,7 @@ bool referenceIntersection(const Point2& a0, const Point2& a1, const Point2& b0,
   return true;
 }
 
-bool referenceOnClosedSegment(const Point2& a, const Point2& b, const Point2& r) {
-  return exactOrientation(a, b, r) == 0 && std::min(a.x(), b.x()) <= r.x() && r.x() <= std::max(a.x(), b.x()) &&
-         std::min(a.y(), b.y()) <= r.y() && r.y() <= std::max(a.y(), b.y());
-}
-
 // ----- Input generators -----------------------------------------------------------------------
-
-double nudge(double value, int ulps) {
-  for (; ulps > 0; --ulps) value = std::nextafter(value, HUGE_VAL);
-  for (; ulps < 0; ++ulps) value = std::nextafter(value, -HUGE_VAL);
-  return value;
-}
 
 /// Triples whose third point lies a few ulps around a point near or on the line through the first two:
 /// even rounds take a random point of the line, odd rounds an exactly collinear lattice point.
@@ -98,7 +88,7 @@ std::vector<std::vector<Point2>> nearlyCollinearTriples(double scale, std::mt199
     const double t(bLattice ? multiple(rng) : parameter(rng));  // integer multiples stay exact on the lattice
     const double x(p0.x() + t * (p1.x() - p0.x())), y(p0.y() + t * (p1.y() - p0.y()));
     for (int ulpsX = -2; ulpsX <= 2; ++ulpsX) {
-      for (int ulpsY = -2; ulpsY <= 2; ++ulpsY) vTriples.push_back({p0, p1, Point2(nudge(x, ulpsX), nudge(y, ulpsY))});
+      for (int ulpsY = -2; ulpsY <= 2; ++ulpsY) vTriples.push_back({p0, p1, Point2(dt2test::ulpsAway(x, ulpsX), dt2test::ulpsAway(y, ulpsY))});
     }
   }
   return vTriples;
@@ -114,7 +104,7 @@ std::vector<std::vector<Point2>> nearlyCocircularQuadruples(double scale, std::m
     std::vector<Point2> vOnCircle;
     for (double a : vAngles) vOnCircle.emplace_back(scale * std::cos(a), scale * std::sin(a));
     for (int ulps = -3; ulps <= 3; ++ulps) {
-      vQuadruples.push_back({vOnCircle[0], vOnCircle[1], vOnCircle[2], Point2(nudge(vOnCircle[3].x(), ulps), vOnCircle[3].y())});
+      vQuadruples.push_back({vOnCircle[0], vOnCircle[1], vOnCircle[2], Point2(dt2test::ulpsAway(vOnCircle[3].x(), ulps), vOnCircle[3].y())});
     }
   }
   return vQuadruples;
@@ -189,30 +179,12 @@ TEST(Orientation, MatchesTheRationalReferenceAtEveryScale) {
 
 TEST(Orientation, HugeCoordinatesNeverOverflowIntoAWrongSign) {
   const double big(1e300);
-  const Point2 p0(-big, -big), p1(big, big), below(big, nudge(big, -1)), above(nudge(big, -1), big);
+  const Point2 p0(-big, -big), p1(big, big), below(big, dt2test::ulpsAway(big, -1)), above(dt2test::ulpsAway(big, -1), big);
   EXPECT_EQ(getOrientation2(&p0, &p1, &below), ORIENTATION2_CW);
   EXPECT_EQ(getOrientation2(&p0, &p1, &above), ORIENTATION2_CCW);
   const Point2 q0(-DBL_MAX, DBL_MAX), q1(DBL_MAX, -DBL_MAX), q2(0, 0), q3(DBL_MIN, 0);
   EXPECT_EQ(getOrientation2_mt(&q0, &q1, &q2), ORIENTATION2_COLLINEAR);
   EXPECT_EQ(getOrientation2_mt(&q0, &q1, &q3), ORIENTATION2_CCW);
-}
-
-TEST(Orientation, RandomInputIsDecidedByTheFilterAlone) {
-  std::mt19937 rng(3);
-  std::uniform_real_distribution<double> coordinate(-1.0, 1.0);
-  KoraTest predicates;
-  int numTested(0);
-  for (int i = 0; i < 20000; ++i) {
-    const Point2 p0(coordinate(rng), coordinate(rng)), p1(coordinate(rng), coordinate(rng)), p2(coordinate(rng), coordinate(rng));
-    const mpq_class det((mpq_class(p1.x()) - p0.x()) * (mpq_class(p2.y()) - p0.y()) -
-                        (mpq_class(p1.y()) - p0.y()) * (mpq_class(p2.x()) - p0.x()));
-    if (abs(det) < 1e-12) continue;  // leave the near-degenerate ones to the other tests
-    ++numTested;
-    ASSERT_EQ(predicates.getOrientation(p0, p1, p2), toOrientation(sgn(det)));
-  }
-  EXPECT_GT(numTested, 19000);
-  EXPECT_EQ(predicates.getStageCounts().orientationInterval, 0u);
-  EXPECT_EQ(predicates.getStageCounts().orientationExact, 0u);
 }
 
 TEST(Orientation, TheIntervalStageDecidesWhatAWideFilterRejects) {
@@ -278,15 +250,19 @@ TEST(Orientation, CallerRoundingModeIsRestoredOnEveryPath) {
   }
 }
 
+// The free function and the facade's forward, from four threads at once on input that needs the
+// exact stage.
 TEST(Orientation, ThreadSafeVariantAgreesUnderConcurrentUse) {
   std::mt19937 rng(11);
   const std::vector<std::vector<Point2>> vTriples(nearlyCollinearTriples(1.0, rng));
+  Zarn_2D dt;
   std::vector<int> vMismatches(4, 0);
   std::vector<std::thread> vThreads;
   for (int t = 0; t < 4; ++t) {
-    vThreads.emplace_back([&vTriples, &vMismatches, t] {
+    vThreads.emplace_back([&, t] {
       for (const std::vector<Point2>& v : vTriples) {
-        vMismatches[t] += getOrientation2_mt(&v[0], &v[1], &v[2]) != toOrientation(exactOrientation(v[0], v[1], v[2]));
+        const Orientation2 expected(toOrientation(exactOrientation(v[0], v[1], v[2])));
+        vMismatches[t] += (getOrientation2_mt(&v[0], &v[1], &v[2]) != expected) + (dt.getOrientation(v[0], v[1], v[2]) != expected);
       }
     });
   }
@@ -307,6 +283,7 @@ TEST(Orientation, NullAndNonFiniteArgumentsFailAssertions) {
   expectAssertion(finiteText, "KoraTest.cpp", [&] { predicates.getOrientation(p, Point2(3, 1), infinite); });
   EXPECT_EQ(predicates.getRange(), 0.0);  // the failed call left the filter usable
   expectAssertion(finiteText, "KoraTest.cpp", [&] { predicates.getOrientation(p, Point2(3, 1), notANumber); });
+  expectAssertion(finiteText, "KoraTest.cpp", [&] { predicates.inCircle(Point2(0, 0), Point2(1, 0), Point2(0, 1), Point2(std::nan(""), 0.5)); });
 }
 
 // ----- In-circle ------------------------------------------------------------------------------
@@ -336,29 +313,28 @@ TEST(InCircle, MatchesTheRationalReferenceAtEveryScale) {
   }
 }
 
-TEST(InCircle, RandomInputIsDecidedByTheFilterAlone) {
+// Random input in general position: the filter alone decides both predicates.
+TEST(Predicates, RandomInputIsDecidedByTheFilterAlone) {
   std::mt19937 rng(29);
   std::uniform_real_distribution<double> coordinate(-1.0, 1.0);
   KoraTest predicates;
-  int numTested(0);
+  int numOrientationsTested(0);
   for (int i = 0; i < 20000; ++i) {
     Point2 c0(coordinate(rng), coordinate(rng)), c1(coordinate(rng), coordinate(rng)), c2(coordinate(rng), coordinate(rng));
     const Point2 p(coordinate(rng), coordinate(rng));
+    const mpq_class det((mpq_class(c1.x()) - c0.x()) * (mpq_class(c2.y()) - c0.y()) - (mpq_class(c1.y()) - c0.y()) * (mpq_class(c2.x()) - c0.x()));
+    if (abs(det) >= 1e-12) {  // leave the near-degenerate ones to the other tests
+      ++numOrientationsTested;
+      ASSERT_EQ(predicates.getOrientation(c0, c1, c2), toOrientation(sgn(det)));
+    }
     if (exactOrientation(c0, c1, c2) < 0) std::swap(c1, c2);
     const int expected(exactInCircle(c0, c1, c2, p));
+    ASSERT_NE(expected, 0);
     ASSERT_EQ(predicates.inCircle(c0, c1, c2, p), expected);
-    numTested += expected != 0;
   }
-  EXPECT_EQ(numTested, 20000);
-  EXPECT_EQ(predicates.getStageCounts().inCircleInterval, 0u);
-  EXPECT_EQ(predicates.getStageCounts().inCircleExact, 0u);
-}
-
-TEST(InCircle, NonFiniteCoordinatesFailAnAssertion) {
-  KoraTest predicates;
-  const Point2 a(0, 0), b(1, 0), c(0, 1);
-  expectAssertion("std::isfinite(p.x()) && std::isfinite(p.y())", "KoraTest.cpp",
-                  [&] { predicates.inCircle(a, b, c, Point2(std::nan(""), 0.5)); });
+  EXPECT_GT(numOrientationsTested, 19000);
+  const KoraTest::StageCounts counts(predicates.getStageCounts());
+  EXPECT_EQ(counts.orientationInterval + counts.orientationExact + counts.inCircleInterval + counts.inCircleExact, 0u);
 }
 
 // ----- Intersection ---------------------------------------------------------------------------
@@ -377,7 +353,7 @@ TEST(Intersection, CoordinatesAreRoundedToTheNearestDouble) {
     ASSERT_EQ(x, referenceNearest(exactX));
     ASSERT_EQ(y, referenceNearest(exactY));
     const Point2 rounded(x, y);
-    ASSERT_EQ(bOnBoth, referenceOnClosedSegment(a0, a1, rounded) && referenceOnClosedSegment(b0, b1, rounded));
+    ASSERT_EQ(bOnBoth, cdttest::closedSegmentsMeet(a0, a1, rounded, rounded) && cdttest::closedSegmentsMeet(b0, b1, rounded, rounded));
   }
 }
 

@@ -9,6 +9,7 @@
 #include <functional>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "ZarnException.h"
 
@@ -19,6 +20,14 @@ inline std::string captureStdout(const std::function<void()>& action) {
   testing::internal::CaptureStdout();
   action();
   return testing::internal::GetCapturedStdout();
+}
+
+/// The lines of text, without their line ends.
+inline std::vector<std::string> splitLines(const std::string& text) {
+  std::vector<std::string> v;
+  std::istringstream iss(text);
+  for (std::string line; std::getline(iss, line);) v.push_back(line);
+  return v;
 }
 
 /// Runs action and returns what it wrote to standard error.
@@ -48,6 +57,14 @@ inline std::string outputOfFailedAssertion(const std::function<void()>& action) 
     }
   }));
   EXPECT_TRUE(bThrown) << "no ZarnException; output:\n" << out;
+  return out;
+}
+
+/// Runs action, expects it to fail the assertion whose condition reads conditionText, and returns
+/// what it printed.
+inline std::string expectFailedCondition(const std::string& conditionText, const std::function<void()>& action) {
+  const std::string out(outputOfFailedAssertion(action));
+  EXPECT_NE(out.find("      [Zarn2D-Message] Zarn, , ERROR: Condition [ " + conditionText + " failed ]\n"), std::string::npos) << out;
   return out;
 }
 

@@ -1,5 +1,5 @@
-// Triangle2 measures and circumcentres, Edge2, and the walk around the star of a vertex on small
-// hand-built meshes.
+// Triangle2 measures and circumcentres, Edge2, and the walk around the star of a vertex in small
+// triangulations.
 #include <gtest/gtest.h>
 #include <gmpxx.h>
 
@@ -7,10 +7,8 @@
 #include <cmath>
 #include <functional>
 #include <limits>
-#include <map>
-#include <memory>
+#include <algorithm>
 #include <random>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -19,73 +17,39 @@
 #include "TriangleAroundVertexIterator.h"
 #include "ZarnException.h"
 #include "freeFunctions.h"
+#include "Zarn_2D.h"
 #include "test_support.h"
 
 using namespace KORA_ZARN2D;
 
 namespace {
 
-using zarn_test::captureStdout;
 
-// Owns points and triangles; links neighbours through shared edges like a triangulation does.
-class Mesh {
- public:
-  explicit Mesh(const std::vector<Point2>& vCoords) {
-    for (const Point2& c : vCoords) vPoints.emplace_back(new Point2(c.x(), c.y()));
+// The triangles around pV, sorted counterclockwise by the direction of their barycentres from pV
+// (an independent order: the direction angles are far apart in these small stars).
+std::vector<Triangle2*> sortedAround(const Zarn_2D& dt, const Point2* pV) {
+  std::vector<Triangle2*> vAll, vT;
+  dt.getTrianglePointers(vAll);
+  for (Triangle2* pT : vAll) {
+    if (pT->hasVertex(pV)) vT.push_back(pT);
   }
-  // Corners a, b, c counterclockwise; each corner's incident triangle becomes this one.
-  Triangle2* addTriangle(int a, int b, int c) {
-    vTriangles.emplace_back(new Triangle2());
-    Triangle2* pT(vTriangles.back().get());
-    pT->setPropertiesAndOppT(vertex(a), vertex(b), vertex(c), nullptr, nullptr, nullptr);
-    for (int i = 0; i < 3; ++i) linkAcrossEdge(pT, i);
-    return pT;
-  }
-  Point2* vertex(int i) const { return vPoints[i].get(); }
+  const auto angle = [pV](const Triangle2* pT) { return std::atan2(pT->getBarycenter().y() - pV->y(), pT->getBarycenter().x() - pV->x()); };
+  std::sort(vT.begin(), vT.end(), [&](const Triangle2* a, const Triangle2* b) { return angle(a) < angle(b); });
+  return vT;
+}
 
- private:
-  void linkAcrossEdge(Triangle2* pT, int i) {
-    const Point2* pSrc(pT->getCorner(incIndexBy1(i)));
-    const Point2* pTrg(pT->getCorner(incIndexBy2(i)));
-    const auto it(mDirectedEdges.find(std::make_pair(pTrg, pSrc)));
-    if (it != mDirectedEdges.end()) {
-      pT->setOppTriangle(i, it->second.first);
-      it->second.first->setOppTriangle(it->second.second, pT);
-    }
-    mDirectedEdges[std::make_pair(pSrc, pTrg)] = std::make_pair(pT, i);
+// The origin and numRing points on the unit circle from fromDegree in steps of stepDegree: with a full
+// circle the origin is an inner vertex, with an arc of less than 180 degrees a hull vertex.
+std::vector<Point2*> originAndArc(Zarn_2D& dt, int numRing, double fromDegree, double stepDegree) {
+  std::vector<Point2> v{Point2(0.0, 0.0)};
+  for (int i = 0; i < numRing; ++i) {
+    const double angle((fromDegree + i * stepDegree) * M_PI / 180.0);
+    v.emplace_back(std::cos(angle), std::sin(angle));
   }
-
-  std::vector<std::unique_ptr<Point2>> vPoints;
-  std::vector<std::unique_ptr<Triangle2>> vTriangles;
-  std::map<std::pair<const Point2*, const Point2*>, std::pair<Triangle2*, int>> mDirectedEdges;
-};
-
-// A fan of numTriangles triangles around vertex 0 at the origin; ring vertices 1..numRing on the
-// unit circle, counterclockwise. The centre's corner index differs between the triangles.
-// numTriangles == numRing closes the fan (inner vertex), fewer leave a gap (hull vertex).
-struct Fan {
-  Fan(int numRing, int numTriangles) : mesh(ringCoordinates(numRing)) {
-    for (int i = 0; i < numTriangles; ++i) {
-      const int a(1 + i), b(1 + (i + 1) % numRing);
-      switch (i % 3) {
-        case 0: vT.push_back(mesh.addTriangle(0, a, b)); break;
-        case 1: vT.push_back(mesh.addTriangle(a, b, 0)); break;
-        default: vT.push_back(mesh.addTriangle(b, 0, a)); break;
-      }
-    }
-  }
-  static std::vector<Point2> ringCoordinates(int numRing) {
-    std::vector<Point2> vCoords{Point2(0.0, 0.0)};
-    for (int i = 0; i < numRing; ++i) {
-      const double angle(2.0 * M_PI * i / numRing);
-      vCoords.emplace_back(std::cos(angle), std::sin(angle));
-    }
-    return vCoords;
-  }
-  Mesh mesh;
-  std::vector<Triangle2*> vT;  // counterclockwise around the centre
-};
-
+  std::vector<Point2*> vHandles;
+  dt.insert(v, vHandles);
+  return vHandles;
+}
 
 // Exposes the two circumcentre constructions separately.
 class CircumcentreProbe : public Triangle2 {
@@ -274,26 +238,28 @@ TEST(Triangle2Dual, SecondConstructionIsAccurateRelativeToTheRadiusForThinTriang
 // ----- Edges --------------------------------------------------------------------------------------
 
 TEST(Edge2Test, NeighbourSeesTheSameEdgeReversed) {
-  Mesh mesh({Point2(0, 0), Point2(1, 0), Point2(1, 1), Point2(0, 1)});
-  Triangle2* pLower(mesh.addTriangle(0, 1, 2));
-  Triangle2* pUpper(mesh.addTriangle(2, 3, 0));
-  const Edge2 diagonal(pLower, 1);  // from corner 2 to corner 0
+  Zarn_2D dt;
+  dt.insert(std::vector<Point2>{Point2(0, 0), Point2(1, 0), Point2(1.1, 1), Point2(0, 1)});
+  std::vector<Triangle2*> vT;
+  dt.getTrianglePointers(vT);
+  ASSERT_EQ(vT.size(), 2u);
+  Triangle2* pT(vT[0]);
+  const int i(pT->getIntraTriangleIndex(vT[1]));
+  const Edge2 diagonal(pT, i);
   Point2 *pSrc(nullptr), *pTrg(nullptr);
   diagonal.getPoints(pSrc, pTrg);
-  EXPECT_EQ(pSrc, mesh.vertex(2));
-  EXPECT_EQ(pTrg, mesh.vertex(0));
-
+  EXPECT_EQ(pSrc, pT->getCorner(incIndexBy1(i)));
+  EXPECT_EQ(pTrg, pT->getCorner(incIndexBy2(i)));
   Triangle2 *pT0(nullptr), *pT1(nullptr);
   int i0(-5), i1(-5);
   diagonal.getTriangles(pT0, pT1, i0, i1);
-  EXPECT_EQ(pT0, pLower);
-  EXPECT_EQ(i0, 1);
-  ASSERT_EQ(pT1, pUpper);
+  EXPECT_EQ(pT0, pT);
+  EXPECT_EQ(i0, i);
+  ASSERT_EQ(pT1, vT[1]);
   const Edge2 twin(pT1, i1);
   EXPECT_EQ(twin.getSrc(), pTrg);
   EXPECT_EQ(twin.getTrg(), pSrc);
-
-  Edge2(pLower, 2).getTriangles(pT0, pT1, i0, i1);  // the hull edge (0, 1)
+  Edge2(pT, incIndexBy1(i)).getTriangles(pT0, pT1, i0, i1);  // a hull edge
   EXPECT_EQ(pT1, nullptr);
   EXPECT_EQ(i1, -1);
 }
@@ -301,52 +267,57 @@ TEST(Edge2Test, NeighbourSeesTheSameEdgeReversed) {
 // ----- Walking around a vertex ----------------------------------------------------------------
 
 TEST(TriangleAroundVertex, InnerVertexCyclesCounterclockwiseAndBackwards) {
-  Fan fan(6, 6);
-  Point2* pCentre(fan.mesh.vertex(0));
-  TriangleAroundVertexIterator it(pCentre, fan.vT[2]);
+  Zarn_2D dt;
+  Point2* pCentre(originAndArc(dt, 6, 10.0, 60.0)[0]);
+  const std::vector<Triangle2*> vT(sortedAround(dt, pCentre));
+  ASSERT_EQ(vT.size(), 6u);
+  TriangleAroundVertexIterator it(pCentre, vT[2]);
   for (int step = 1; step <= 6; ++step) {
-    EXPECT_EQ(it.previewNextTriangle(), fan.vT[(2 + step) % 6]);
+    EXPECT_EQ(it.previewNextTriangle(), vT[(2 + step) % 6]);
     ++it;
-    ASSERT_EQ(*it, fan.vT[(2 + step) % 6]) << step;
+    ASSERT_EQ(*it, vT[(2 + step) % 6]) << step;
   }
   for (int step = 1; step <= 6; ++step) {
-    EXPECT_EQ(it.previewPrevTriangle(), fan.vT[(2 - step + 6) % 6]);
+    EXPECT_EQ(it.previewPrevTriangle(), vT[(2 - step + 6) % 6]);
     --it;
-    ASSERT_EQ(*it, fan.vT[(2 - step + 6) % 6]) << step;
+    ASSERT_EQ(*it, vT[(2 - step + 6) % 6]) << step;
   }
 }
 
 TEST(TriangleAroundVertex, HullVertexPassesTheGapOnceAndWrapsAround) {
-  Fan fan(6, 4);  // triangles 0..3 around the centre, a gap between 3 and 0
-  Point2* pCentre(fan.mesh.vertex(0));
-  const std::vector<Triangle2*> vForward{fan.vT[2], fan.vT[3], nullptr, fan.vT[0], fan.vT[1], fan.vT[2]};
-  TriangleAroundVertexIterator it(pCentre, fan.vT[1]);
+  Zarn_2D dt;
+  Point2* pCentre(originAndArc(dt, 5, 10.0, 40.0)[0]);
+  const std::vector<Triangle2*> vT(sortedAround(dt, pCentre));  // 4 triangles, the gap after the last
+  ASSERT_EQ(vT.size(), 4u);
+  const std::vector<Triangle2*> vForward{vT[2], vT[3], nullptr, vT[0], vT[1], vT[2]};
+  TriangleAroundVertexIterator it(pCentre, vT[1]);
   for (Triangle2* pExpected : vForward) {
     EXPECT_EQ(it.previewNextTriangle(), pExpected);
     ++it;
     ASSERT_EQ(*it, pExpected);
   }
   // k + 1 = 5 steps back return to the start, mirroring the forward walk.
-  const std::vector<Triangle2*> vBackward{fan.vT[1], fan.vT[0], nullptr, fan.vT[3], fan.vT[2]};
+  const std::vector<Triangle2*> vBackward{vT[1], vT[0], nullptr, vT[3], vT[2]};
   for (Triangle2* pExpected : vBackward) {
     EXPECT_EQ(it.previewPrevTriangle(), pExpected);
     --it;
     ASSERT_EQ(*it, pExpected);
   }
   // One step back from the gap returns to the triangle before it.
-  TriangleAroundVertexIterator atGap(pCentre, fan.vT[3]);
+  TriangleAroundVertexIterator atGap(pCentre, vT[3]);
   ++atGap;
   ASSERT_EQ(*atGap, nullptr);
-  EXPECT_EQ(atGap.previewNextTriangle(), fan.vT[0]);
-  EXPECT_EQ(*--atGap, fan.vT[3]);
+  EXPECT_EQ(atGap.previewNextTriangle(), vT[0]);
+  EXPECT_EQ(*--atGap, vT[3]);
 }
 
 TEST(TriangleAroundVertex, VertexWithoutTriangleOrForeignStartThrows) {
-  Fan fan(5, 5);
+  Zarn_2D dt;
+  originAndArc(dt, 5, 0.0, 72.0);
+  std::vector<Triangle2*> vT;
+  dt.getTrianglePointers(vT);
   Point2 loose(3.0, 3.0);
-  std::string output(captureStdout([&] { EXPECT_THROW(TriangleAroundVertexIterator it(&loose), ZarnException); }));
-  EXPECT_NE(output.find("Condition [ pVtx != nullptr && pVtx->getIncidentTriangle() != nullptr failed ]"),
-            std::string::npos);
-  output = captureStdout([&] { EXPECT_THROW(TriangleAroundVertexIterator it(&loose, fan.vT[0]), ZarnException); });
+  zarn_test::expectFailedCondition("pVtx != nullptr && pVtx->getIncidentTriangle() != nullptr", [&] { TriangleAroundVertexIterator it(&loose); });
+  const std::string output(zarn_test::outputOfFailedAssertion([&] { TriangleAroundVertexIterator it(&loose, vT[0]); }));
   EXPECT_NE(output.find("failed ]"), std::string::npos);
 }
