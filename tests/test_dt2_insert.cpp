@@ -140,6 +140,22 @@ std::vector<Point2> lineThenOffPoint() {
   return v;
 }
 
+// One by one, these orders once made long walks or turned around a vertex of growing degree: one
+// point, then a sorted line; three lines, one after the other.
+std::vector<Point2> offPointThenSortedLine() {
+  std::vector<Point2> v{Point2(0.5, 100.0)};
+  for (int x = -60; x <= 60; ++x) v.emplace_back(x, 3.0 * x - 7.0);
+  return v;
+}
+
+std::vector<Point2> threeLinesOneAfterTheOther() {
+  std::vector<Point2> v;
+  for (int line = 0; line < 3; ++line) {
+    for (int y = 0; y < 40; ++y) v.emplace_back(line, y);
+  }
+  return v;
+}
+
 struct PointSet {
   const char* name;
   std::function<std::vector<Point2>()> make;
@@ -172,6 +188,8 @@ const std::vector<PointSet>& pointSets() {
       {"1e-100 and 1e100", [] { return concat(randomPoints(500, 163, -1e-100, 1e-100), randomPoints(500, 164, -1e100, 1e100)); }, false, false, 0},
       {"mixed scales", mixedScales, true, false, 0},
       {"line then off point", lineThenOffPoint, false, false, 81 - 1},
+      {"off point then sorted line", offPointThenSortedLine, true, false, 121 - 1},
+      {"three lines one after the other", threeLinesOneAfterTheOther, true, false, 0},
       {"one point off a long line", [] { return thinShape(0); }, false, false, 0},
       {"two parallel lines", [] { return thinShape(1); }, false, false, 0},
       {"convex chain", [] { return thinShape(2); }, false, false, 0},
