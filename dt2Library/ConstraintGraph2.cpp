@@ -110,12 +110,77 @@ void ConstraintGraph2::learnSplitDescendants(ConstraintSegment2* pCSeg) {
   onSegmentSplit(pCSeg, false);
 }
 
-// Walks the ring counterclockwise from the lowest vertex. A ring needs every vertex to touch
-// exactly two segments: after sorting the segment ends by vertex, the ends at one vertex then
-// form a pair of neighbouring entries, and each step of the walk is one look-up.
+namespace {
+enum class ChainVerdict { RING, NO_RING, UNKNOWN };
+
+// Most inputs list a ring in order: each segment shares a vertex with the next one. One pass then
+// decides. Segments 0..k-1 that return to the start vertex form a closed walk, which holds a cycle
+// (or uses a segment twice): with k < n the graph is no single ring. A walk through all n
+// segments that does not return is no ring either. One that returns at the last segment is a ring
+// when its vertices are distinct. UNKNOWN when some segment does not continue the walk.
+// vWalk receives the walk's vertices w0..wn-1 (segment i joins wi and wi+1).
+ChainVerdict classifyChain(const std::vector<ConstraintSegment2*>& vCSegments, std::vector<Point2*>& vWalk) {
+  const size_t numSegments(vCSegments.size());
+  const ConstraintSegment2* pFirst(vCSegments[0]);
+  Point2* pStart(touches(vCSegments[1], pFirst->getTrg()) ? pFirst->getSrc() : pFirst->getTrg());
+  vWalk.assign(1, pStart);
+  Point2* pCur(otherEnd(pFirst, pStart));
+  for (size_t i = 1; i < numSegments; ++i) {
+    if (pCur == pStart) return ChainVerdict::NO_RING;
+    if (!touches(vCSegments[i], pCur)) return ChainVerdict::UNKNOWN;
+    vWalk.push_back(pCur);
+    pCur = otherEnd(vCSegments[i], pCur);
+  }
+  if (pCur != pStart) return ChainVerdict::NO_RING;
+  std::vector<Point2*> vSorted(vWalk);
+  std::sort(vSorted.begin(), vSorted.end());
+  return std::adjacent_find(vSorted.begin(), vSorted.end()) == vSorted.end() ? ChainVerdict::RING : ChainVerdict::NO_RING;
+}
+
+bool isLower(const Point2& p, const Point2& q) { return p.x() < q.x() || (p.x() == q.x() && p.y() < q.y()); }
+}  // namespace
+
+// The ring starts at the lowest vertex and runs counterclockwise.
 bool ConstraintGraph2::checkAndSortPolygon(std::vector<ConstraintSegment2*>& vCSegments, std::vector<bool>& vRingReverse) {
   const size_t numSegments(vCSegments.size());
   if (numSegments < 3) return false;
+  std::vector<Point2*> vWalk;
+  const ChainVerdict verdict(classifyChain(vCSegments, vWalk));
+  if (verdict == ChainVerdict::NO_RING) return false;
+  if (verdict == ChainVerdict::UNKNOWN) return checkAndSortUnorderedPolygon(vCSegments, vRingReverse);
+  size_t lowest(0);
+  for (size_t i = 1; i < numSegments; ++i) {
+    if (isLower(*vWalk[i], *vWalk[lowest])) lowest = i;
+  }
+  // Segment lowest leaves the lowest vertex forwards, segment lowest-1 backwards; the walk runs
+  // forwards when the forward neighbour comes first counterclockwise.
+  const size_t before((lowest + numSegments - 1) % numSegments);
+  Point2* pAhead(vWalk[(lowest + 1) % numSegments]);
+  Point2* pBehind(vWalk[before]);
+  const bool bFirstIsAhead(lowest < before);
+  const Orientation2 ori(bFirstIsAhead ? pDt2->getPredicates().getOrientation(*pBehind, *vWalk[lowest], *pAhead)
+                                       : pDt2->getPredicates().getOrientation(*pAhead, *vWalk[lowest], *pBehind));
+  if (ori == ORIENTATION2_COLLINEAR) return false;
+  const bool bForwards((ori == ORIENTATION2_CCW) == bFirstIsAhead);
+  std::vector<ConstraintSegment2*> vRing;
+  vRing.reserve(numSegments);
+  vRingReverse.clear();
+  for (size_t step = 0; step < numSegments; ++step) {
+    const size_t i(bForwards ? (lowest + step) % numSegments : (before + numSegments - step) % numSegments);
+    Point2* pFar(bForwards ? vWalk[(i + 1) % numSegments] : vWalk[i]);
+    vRing.push_back(vCSegments[i]);
+    vRingReverse.push_back(vCSegments[i]->getSrc() == pFar);
+  }
+  vCSegments = vRing;
+  vCSegParents.swap(vRing);
+  return true;
+}
+
+// Walks the ring counterclockwise from the lowest vertex. A ring needs every vertex to touch
+// exactly two segments: after sorting the segment ends by vertex, the ends at one vertex then
+// form a pair of neighbouring entries, and each step of the walk is one look-up.
+bool ConstraintGraph2::checkAndSortUnorderedPolygon(std::vector<ConstraintSegment2*>& vCSegments, std::vector<bool>& vRingReverse) {
+  const size_t numSegments(vCSegments.size());
   // End k is end k % 2 (source, target) of segment k / 2; sorted by vertex, then by k.
   struct End {
     Point2* pVtx;
@@ -140,8 +205,7 @@ bool ConstraintGraph2::checkAndSortPolygon(std::vector<ConstraintSegment2*>& vCS
   // The lowest vertex: smallest x, then smallest y.
   size_t lowest(0);
   for (size_t i = 2; i < vEnds.size(); i += 2) {
-    const Point2 &p(*vEnds[i].pVtx), &q(*vEnds[lowest].pVtx);
-    if (p.x() < q.x() || (p.x() == q.x() && p.y() < q.y())) lowest = i;
+    if (isLower(*vEnds[i].pVtx, *vEnds[lowest].pVtx)) lowest = i;
   }
   Point2* pLowest(vEnds[lowest].pVtx);
   const size_t s0(vEnds[lowest].k / 2), s1(vEnds[lowest + 1].k / 2);

@@ -181,7 +181,7 @@ ConstraintGraph2* ConstraintMgr::createConstraint(const std::vector<std::pair<Po
   const size_t progressInterval(std::max<size_t>(vPairs.size() / kProgressSteps, 1));
   std::vector<ConstraintSegment2*> vCSegments;
   vCSegments.reserve(vPairs.size());
-  reserve(2 * vPairs.size());  // room for splits too
+  reserve(vPairs.size());
   const bool bEarlierAreEdges(bAliveAreEdges);
   std::vector<bool> vReverse;  // directed input: per segment, given from the higher to the lower address
   for (size_t i = 0; i < vPairs.size(); ++i) {
