@@ -87,7 +87,7 @@ void ConstraintGraph2::registerAsOwner(std::vector<ConstraintSegment2*>& vCSegme
 }
 
 void ConstraintGraph2::setReadingDirections(const std::vector<ConstraintSegment2*>& vCSegments, const std::vector<bool>& vReverse) {
-  for (size_t i = 0; i < vCSegments.size(); ++i) vCSegments[i]->findOwner(this)->bReverse = vReverse[i];
+  for (size_t i = 0; i < vCSegments.size(); ++i) *vCSegments[i]->findReverseFlag(this) = vReverse[i];
 }
 
 void ConstraintGraph2::removeDegenerateSegments(std::vector<ConstraintSegment2*>& vCSegments) {
@@ -247,7 +247,7 @@ void ConstraintGraph2::getReadingEnds(ConstraintSegment2* pCSeg, Point2*& pFrom,
 
 void ConstraintGraph2::onSegmentSplit(ConstraintSegment2* pParentCSeg, bool bRegister) {
   ZARN_ASSERT(!pParentCSeg->isAlive());
-  ZARN_ASSERT_TEXT(pParentCSeg->findOwner(this) != nullptr, "q_it!=mCSegReverse.end()");
+  ZARN_ASSERT_TEXT(pParentCSeg->findReverseFlag(this) != nullptr, "q_it!=mCSegReverse.end()");
   ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr);
   Point2* pSplit(nullptr);
   pParentCSeg->getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
@@ -257,11 +257,11 @@ void ConstraintGraph2::onSegmentSplit(ConstraintSegment2* pParentCSeg, bool bReg
   // The child at the reading start is entered there, the other one at the split vertex.
   ConstraintSegment2* pFirst(touches(pKid0, pParentSrc) ? pKid0 : pKid1);
   ConstraintSegment2* pSecond(pFirst == pKid0 ? pKid1 : pKid0);
-  ConstraintSegment2::Owner* pFirstEntry(pFirst->findOwner(this));
-  ConstraintSegment2::Owner* pSecondEntry(pSecond->findOwner(this));
-  ZARN_ASSERT(pFirstEntry!=0 && pSecondEntry!=0);  // the split registered the owners on the children
-  pFirstEntry->bReverse = (pFirst->getSrc() != pParentSrc);
-  pSecondEntry->bReverse = (pSecond->getSrc() != pSplit);
+  bool* pFirstReverse(pFirst->findReverseFlag(this));
+  bool* pSecondReverse(pSecond->findReverseFlag(this));
+  ZARN_ASSERT(pFirstReverse!=0 && pSecondReverse!=0);  // the split registered the owners on the children
+  *pFirstReverse = (pFirst->getSrc() != pParentSrc);
+  *pSecondReverse = (pSecond->getSrc() != pSplit);
   Point2 *pChild0Src, *pChild0Trg, *pChild1Src, *pChild1Trg;
   getReadingEnds(pFirst, pChild0Src, pChild0Trg);
   getReadingEnds(pSecond, pChild1Src, pChild1Trg);
@@ -329,20 +329,20 @@ void ConstraintGraph2::getPolygonVertices(std::vector<Point2*>& vVertices) {
   getOrderedChildren(vPieces);
   for (ConstraintSegment2* pCSeg : vPieces) {
     ZARN_ASSERT(pCSeg->isAlive());
-    const ConstraintSegment2::Owner* pEntry(pCSeg->findOwner(this));
-    if (pEntry == nullptr) {
+    const bool* pReverse(pCSeg->findReverseFlag(this));
+    if (pReverse == nullptr) {
       std::cout << "BUG in ConstraintGraph2::getPolygonVertices" << std::endl;
       std::cout << "ownerCG=" << static_cast<const void*>(this) << std::endl;
       std::cout << "For constraint segment pCSeg: " << static_cast<const void*>(pCSeg) << std::endl;
     }
-    ZARN_ASSERT_TEXT(pEntry != nullptr, "q_it!=mCSegReverse.end()");
-    vVertices.push_back(pEntry->bReverse ? pCSeg->getTrg() : pCSeg->getSrc());
+    ZARN_ASSERT_TEXT(pReverse != nullptr, "q_it!=mCSegReverse.end()");
+    vVertices.push_back(*pReverse ? pCSeg->getTrg() : pCSeg->getSrc());
   }
 }
 
 bool ConstraintGraph2::isConstraint(ConstraintSegment2* pCSeg) const {
   if (!pCSeg->isAlive()) return false;
-  if (pCSeg->findOwner(this) != nullptr) return true;
+  if (pCSeg->findReverseFlag(this) != nullptr) return true;
   // A segment made outside the manager stands for the registered one of its vertex pair.
   return isRegisteredOwnSegment(pCSeg->getSrc(), pCSeg->getTrg());
 }
@@ -356,13 +356,13 @@ bool ConstraintGraph2::isConstraint(Point2* p0, Point2* p1) const {
 
 bool ConstraintGraph2::isRegisteredOwnSegment(Point2* p0, Point2* p1) const {
   const ConstraintSegment2* pCSeg(pConstraintMgr != nullptr ? pConstraintMgr->getConstraintSegment(p0, p1) : nullptr);
-  return pCSeg != nullptr && pCSeg->isAlive() && pCSeg->findOwner(this) != nullptr;
+  return pCSeg != nullptr && pCSeg->isAlive() && pCSeg->findReverseFlag(this) != nullptr;
 }
 
 bool ConstraintGraph2::isReverse(ConstraintSegment2* pCSeg) const {
-  const ConstraintSegment2::Owner* pEntry(pCSeg->findOwner(this));
-  ZARN_ASSERT_TEXT(pEntry != nullptr, "q_it!=mCSegReverse.end()");
-  return pEntry->bReverse;
+  const bool* pReverse(pCSeg->findReverseFlag(this));
+  ZARN_ASSERT_TEXT(pReverse != nullptr, "q_it!=mCSegReverse.end()");
+  return *pReverse;
 }
 
 // ----- Conforming subdivision -----

@@ -184,8 +184,11 @@ ConstraintGraph2* ConstraintMgr::createConstraint(const std::vector<std::pair<Po
   reserve(vPairs.size());
   const bool bEarlierAreEdges(bAliveAreEdges);
   std::vector<bool> vReverse;  // directed input: per segment, given from the higher to the lower address
-  for (size_t i = 0; i < vPairs.size(); ++i) {
-    if (i % progressInterval == 0) publisher.setProgress(static_cast<double>(i) / static_cast<double>(vPairs.size()));
+  for (size_t i = 0, nextProgress = 0; i < vPairs.size(); ++i) {
+    if (i == nextProgress) {
+      publisher.setProgress(static_cast<double>(i) / static_cast<double>(vPairs.size()));
+      nextProgress += progressInterval;
+    }
     Point2* pSrc(vPairs[i].first);
     Point2* pTrg(vPairs[i].second);
     if (pSrc == pTrg) {
