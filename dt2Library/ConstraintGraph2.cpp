@@ -123,15 +123,16 @@ ChainVerdict classifyChain(const std::vector<ConstraintSegment2*>& vCSegments, s
   const size_t numSegments(vCSegments.size());
   const ConstraintSegment2* pFirst(vCSegments[0]);
   Point2* pStart(touches(vCSegments[1], pFirst->getTrg()) ? pFirst->getSrc() : pFirst->getTrg());
-  vWalk.assign(1, pStart);
   Point2* pCur(otherEnd(pFirst, pStart));
   for (size_t i = 1; i < numSegments; ++i) {
     if (pCur == pStart) return ChainVerdict::NO_RING;
     if (!touches(vCSegments[i], pCur)) return ChainVerdict::UNKNOWN;
-    vWalk.push_back(pCur);
     pCur = otherEnd(vCSegments[i], pCur);
   }
   if (pCur != pStart) return ChainVerdict::NO_RING;
+  vWalk.reserve(numSegments);
+  vWalk.push_back(pStart);
+  for (size_t i = 0; i + 1 < numSegments; ++i) vWalk.push_back(otherEnd(vCSegments[i], vWalk.back()));
   std::vector<Point2*> vSorted(vWalk);
   std::sort(vSorted.begin(), vSorted.end());
   return std::adjacent_find(vSorted.begin(), vSorted.end()) == vSorted.end() ? ChainVerdict::RING : ChainVerdict::NO_RING;

@@ -75,12 +75,17 @@ void ConstraintMgr::forEachSegment(Visit visit) const {
   }
 }
 
+size_t ConstraintMgr::roomInBlock() const {
+  return vSegmentBlocks.empty() ? 0 : vSegmentBlocks.back().capacity - vSegmentBlocks.back().used;
+}
+
+void ConstraintMgr::startSegmentBlock(size_t capacity) {
+  capacity = std::min(kMaxSegmentBlock, std::max(kFirstSegmentBlock, capacity));
+  vSegmentBlocks.push_back(SegmentBlock{std::unique_ptr<SegmentStorage[]>(new SegmentStorage[capacity]), capacity, 0});
+}
+
 ConstraintSegment2* ConstraintMgr::newSegment(Point2* p0, Point2* p1, ConstraintInsertionStrategy cis) {
-  if (vSegmentBlocks.empty() || vSegmentBlocks.back().used == vSegmentBlocks.back().capacity) {
-    const size_t capacity(vSegmentBlocks.empty() ? kFirstSegmentBlock
-                                                 : std::min(kMaxSegmentBlock, 2 * vSegmentBlocks.back().capacity));
-    vSegmentBlocks.push_back(SegmentBlock{std::unique_ptr<SegmentStorage[]>(new SegmentStorage[capacity]), capacity, 0});
-  }
+  if (roomInBlock() == 0) startSegmentBlock(vSegmentBlocks.empty() ? 0 : 2 * vSegmentBlocks.back().capacity);
   SegmentBlock& block(vSegmentBlocks.back());
   ConstraintSegment2* pCSeg(new (&block.aStorage[block.used]) ConstraintSegment2(p0, p1, cis));
   ++block.used;
@@ -88,6 +93,7 @@ ConstraintSegment2* ConstraintMgr::newSegment(Point2* p0, Point2* p1, Constraint
 }
 
 void ConstraintMgr::reserve(size_t numMore) {
+  if (roomInBlock() < numMore) startSegmentBlock(numMore);  // one block for the whole input where possible
   if (2 * (numSegments + numMore) > vSlots.size()) growSlots(numSegments + numMore);
 }
 

@@ -100,6 +100,10 @@ class ConstraintMgr {
   void forEachSegment(Visit visit) const;
   /// Constructs a segment in the block storage.
   ConstraintSegment2* newSegment(Point2* p0, Point2* p1, ConstraintInsertionStrategy cis);
+  /// The number of segments the newest block still takes.
+  size_t roomInBlock() const;
+  /// Appends a block for capacity segments (at least a small first block, at most a bound).
+  void startSegmentBlock(size_t capacity);
 
   // The registry is an open-addressing hash table (linear probing, at most half full) of the
   // segments, keyed by their address-ordered vertex pairs.
