@@ -247,8 +247,10 @@ void ConstraintMgr::apply() {
 // A pass inserts every segment of the work list that is not yet an edge. An alive segment that
 // is an edge stays one (constraint edges are never flipped, and a vertex put on one splits it),
 // so the next pass needs only the pieces of the segments split in this one: split by their own
-// insertion, or as the crossing partner of another segment. A segment found dead in the work
-// list was split as such a partner before its turn; its pieces join the current pass.
+// insertion, or as the crossing partner of another segment. Splits made while a segment is
+// forced in (the constrained strategy) are left out: that insertion has made every piece an edge
+// already. A segment found dead in the work list was split as such a partner before its turn;
+// its pieces join the current pass.
 //
 // Conforming insertion of nearly parallel constraints needs a number of vertices that grows
 // with the inverse of their distance; a vertex budget stops such a run with the accuracy error

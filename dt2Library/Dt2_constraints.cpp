@@ -278,6 +278,7 @@ void Dt2::forceSegment(ConstraintSegment2* pInitialCSeg, size_t maxNumPoints) {
   std::vector<ConstraintSegment2*> vStack;
   vStack.swap(vForceStack);
   vStack.assign(1, pInitialCSeg);
+  const ConstraintMgr::ResolvedSplits resolved(*pConstraintMgr);
   forceStack(vStack, maxNumPoints);
   vStack.clear();
   vForceStack.swap(vStack);
