@@ -210,7 +210,7 @@ ConstraintGraph2* ConstraintMgr::createConstraint(const std::vector<std::pair<Po
   vGraphs.push_back(pGraph);
   if (bApply) {
     ProgressPublisher::Silence silence(publisher);
-    const bool bStable(applyTo(vCSegments));  // graph order: the ring for a polygon, else the input order
+    const bool bStable(applyTo(std::move(vCSegments)));  // graph order: the ring for a polygon, else the input order
     bAliveAreEdges = bEarlierAreEdges && bStable;
   }
   publisher.finishStep();

@@ -205,7 +205,7 @@ void Dt2::findOrInsertEnds(const std::vector<Segment2>& vSegments, std::vector<s
         const bool bContinuesChain(end == 1);  // the previous end is the other end of this segment
         Point2* pNear(bContinuesChain ? pPrevHandle : nullptr);
         pPrevHandle = nullptr;
-        if (bProbing && bbx.isInBox(p)) {
+        if (bProbing && (pNear != nullptr || bbx.isInBox(p))) {
           ++numProbed;
           pPrevHandle = findVertexAt(p, bContinuesChain, pNear, pT);
         }
