@@ -87,7 +87,7 @@ void ConstraintGraph2::registerAsOwner(std::vector<ConstraintSegment2*>& vCSegme
 }
 
 void ConstraintGraph2::setReadingDirections(const std::vector<ConstraintSegment2*>& vCSegments, const std::vector<bool>& vReverse) {
-  for (size_t i = 0; i < vCSegments.size(); ++i) vCSegments[i]->findOwner(this)->bReverse = vReverse[i];
+  for (size_t i = 0; i < vCSegments.size(); ++i) *vCSegments[i]->findReverseFlag(this) = vReverse[i];
 }
 
 void ConstraintGraph2::removeDegenerateSegments(std::vector<ConstraintSegment2*>& vCSegments) {
@@ -110,12 +110,78 @@ void ConstraintGraph2::learnSplitDescendants(ConstraintSegment2* pCSeg) {
   onSegmentSplit(pCSeg, false);
 }
 
-// Walks the ring counterclockwise from the lowest vertex. A ring needs every vertex to touch
-// exactly two segments: after sorting the segment ends by vertex, the ends at one vertex then
-// form a pair of neighbouring entries, and each step of the walk is one look-up.
+namespace {
+enum class ChainVerdict { RING, NO_RING, UNKNOWN };
+
+// Most inputs list a ring in order: each segment shares a vertex with the next one. One pass then
+// decides. Segments 0..k-1 that return to the start vertex form a closed walk, which holds a cycle
+// (or uses a segment twice): with k < n the graph is no single ring. A walk through all n
+// segments that does not return is no ring either. One that returns at the last segment is a ring
+// when its vertices are distinct. UNKNOWN when some segment does not continue the walk.
+// vWalk receives the walk's vertices w0..wn-1 (segment i joins wi and wi+1).
+ChainVerdict classifyChain(const std::vector<ConstraintSegment2*>& vCSegments, std::vector<Point2*>& vWalk) {
+  const size_t numSegments(vCSegments.size());
+  const ConstraintSegment2* pFirst(vCSegments[0]);
+  Point2* pStart(touches(vCSegments[1], pFirst->getTrg()) ? pFirst->getSrc() : pFirst->getTrg());
+  Point2* pCur(otherEnd(pFirst, pStart));
+  for (size_t i = 1; i < numSegments; ++i) {
+    if (pCur == pStart) return ChainVerdict::NO_RING;
+    if (!touches(vCSegments[i], pCur)) return ChainVerdict::UNKNOWN;
+    pCur = otherEnd(vCSegments[i], pCur);
+  }
+  if (pCur != pStart) return ChainVerdict::NO_RING;
+  vWalk.reserve(numSegments);
+  vWalk.push_back(pStart);
+  for (size_t i = 0; i + 1 < numSegments; ++i) vWalk.push_back(otherEnd(vCSegments[i], vWalk.back()));
+  std::vector<Point2*> vSorted(vWalk);
+  std::sort(vSorted.begin(), vSorted.end());
+  return std::adjacent_find(vSorted.begin(), vSorted.end()) == vSorted.end() ? ChainVerdict::RING : ChainVerdict::NO_RING;
+}
+
+bool isLower(const Point2& p, const Point2& q) { return p.x() < q.x() || (p.x() == q.x() && p.y() < q.y()); }
+}  // namespace
+
+// The ring starts at the lowest vertex and runs counterclockwise.
 bool ConstraintGraph2::checkAndSortPolygon(std::vector<ConstraintSegment2*>& vCSegments, std::vector<bool>& vRingReverse) {
   const size_t numSegments(vCSegments.size());
   if (numSegments < 3) return false;
+  std::vector<Point2*> vWalk;
+  const ChainVerdict verdict(classifyChain(vCSegments, vWalk));
+  if (verdict == ChainVerdict::NO_RING) return false;
+  if (verdict == ChainVerdict::UNKNOWN) return checkAndSortUnorderedPolygon(vCSegments, vRingReverse);
+  size_t lowest(0);
+  for (size_t i = 1; i < numSegments; ++i) {
+    if (isLower(*vWalk[i], *vWalk[lowest])) lowest = i;
+  }
+  // Segment lowest leaves the lowest vertex forwards, segment lowest-1 backwards; the walk runs
+  // forwards when the forward neighbour comes first counterclockwise.
+  const size_t before((lowest + numSegments - 1) % numSegments);
+  Point2* pAhead(vWalk[(lowest + 1) % numSegments]);
+  Point2* pBehind(vWalk[before]);
+  const bool bFirstIsAhead(lowest < before);
+  const Orientation2 ori(bFirstIsAhead ? pDt2->getPredicates().getOrientation(*pBehind, *vWalk[lowest], *pAhead)
+                                       : pDt2->getPredicates().getOrientation(*pAhead, *vWalk[lowest], *pBehind));
+  if (ori == ORIENTATION2_COLLINEAR) return false;
+  const bool bForwards((ori == ORIENTATION2_CCW) == bFirstIsAhead);
+  std::vector<ConstraintSegment2*> vRing;
+  vRing.reserve(numSegments);
+  vRingReverse.clear();
+  for (size_t step = 0; step < numSegments; ++step) {
+    const size_t i(bForwards ? (lowest + step) % numSegments : (before + numSegments - step) % numSegments);
+    Point2* pFar(bForwards ? vWalk[(i + 1) % numSegments] : vWalk[i]);
+    vRing.push_back(vCSegments[i]);
+    vRingReverse.push_back(vCSegments[i]->getSrc() == pFar);
+  }
+  vCSegments = vRing;
+  vCSegParents.swap(vRing);
+  return true;
+}
+
+// Walks the ring counterclockwise from the lowest vertex. A ring needs every vertex to touch
+// exactly two segments: after sorting the segment ends by vertex, the ends at one vertex then
+// form a pair of neighbouring entries, and each step of the walk is one look-up.
+bool ConstraintGraph2::checkAndSortUnorderedPolygon(std::vector<ConstraintSegment2*>& vCSegments, std::vector<bool>& vRingReverse) {
+  const size_t numSegments(vCSegments.size());
   // End k is end k % 2 (source, target) of segment k / 2; sorted by vertex, then by k.
   struct End {
     Point2* pVtx;
@@ -140,8 +206,7 @@ bool ConstraintGraph2::checkAndSortPolygon(std::vector<ConstraintSegment2*>& vCS
   // The lowest vertex: smallest x, then smallest y.
   size_t lowest(0);
   for (size_t i = 2; i < vEnds.size(); i += 2) {
-    const Point2 &p(*vEnds[i].pVtx), &q(*vEnds[lowest].pVtx);
-    if (p.x() < q.x() || (p.x() == q.x() && p.y() < q.y())) lowest = i;
+    if (isLower(*vEnds[i].pVtx, *vEnds[lowest].pVtx)) lowest = i;
   }
   Point2* pLowest(vEnds[lowest].pVtx);
   const size_t s0(vEnds[lowest].k / 2), s1(vEnds[lowest + 1].k / 2);
@@ -183,7 +248,7 @@ void ConstraintGraph2::getReadingEnds(ConstraintSegment2* pCSeg, Point2*& pFrom,
 
 void ConstraintGraph2::onSegmentSplit(ConstraintSegment2* pParentCSeg, bool bRegister) {
   ZARN_ASSERT(!pParentCSeg->isAlive());
-  ZARN_ASSERT_TEXT(pParentCSeg->findOwner(this) != nullptr, "q_it!=mCSegReverse.end()");
+  ZARN_ASSERT_TEXT(pParentCSeg->findReverseFlag(this) != nullptr, "q_it!=mCSegReverse.end()");
   ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr);
   Point2* pSplit(nullptr);
   pParentCSeg->getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
@@ -193,11 +258,11 @@ void ConstraintGraph2::onSegmentSplit(ConstraintSegment2* pParentCSeg, bool bReg
   // The child at the reading start is entered there, the other one at the split vertex.
   ConstraintSegment2* pFirst(touches(pKid0, pParentSrc) ? pKid0 : pKid1);
   ConstraintSegment2* pSecond(pFirst == pKid0 ? pKid1 : pKid0);
-  ConstraintSegment2::Owner* pFirstEntry(pFirst->findOwner(this));
-  ConstraintSegment2::Owner* pSecondEntry(pSecond->findOwner(this));
-  ZARN_ASSERT(pFirstEntry!=0 && pSecondEntry!=0);  // the split registered the owners on the children
-  pFirstEntry->bReverse = (pFirst->getSrc() != pParentSrc);
-  pSecondEntry->bReverse = (pSecond->getSrc() != pSplit);
+  bool* pFirstReverse(pFirst->findReverseFlag(this));
+  bool* pSecondReverse(pSecond->findReverseFlag(this));
+  ZARN_ASSERT(pFirstReverse!=0 && pSecondReverse!=0);  // the split registered the owners on the children
+  *pFirstReverse = (pFirst->getSrc() != pParentSrc);
+  *pSecondReverse = (pSecond->getSrc() != pSplit);
   Point2 *pChild0Src, *pChild0Trg, *pChild1Src, *pChild1Trg;
   getReadingEnds(pFirst, pChild0Src, pChild0Trg);
   getReadingEnds(pSecond, pChild1Src, pChild1Trg);
@@ -265,20 +330,20 @@ void ConstraintGraph2::getPolygonVertices(std::vector<Point2*>& vVertices) {
   getOrderedChildren(vPieces);
   for (ConstraintSegment2* pCSeg : vPieces) {
     ZARN_ASSERT(pCSeg->isAlive());
-    const ConstraintSegment2::Owner* pEntry(pCSeg->findOwner(this));
-    if (pEntry == nullptr) {
+    const bool* pReverse(pCSeg->findReverseFlag(this));
+    if (pReverse == nullptr) {
       std::cout << "BUG in ConstraintGraph2::getPolygonVertices" << std::endl;
       std::cout << "ownerCG=" << static_cast<const void*>(this) << std::endl;
       std::cout << "For constraint segment pCSeg: " << static_cast<const void*>(pCSeg) << std::endl;
     }
-    ZARN_ASSERT_TEXT(pEntry != nullptr, "q_it!=mCSegReverse.end()");
-    vVertices.push_back(pEntry->bReverse ? pCSeg->getTrg() : pCSeg->getSrc());
+    ZARN_ASSERT_TEXT(pReverse != nullptr, "q_it!=mCSegReverse.end()");
+    vVertices.push_back(*pReverse ? pCSeg->getTrg() : pCSeg->getSrc());
   }
 }
 
 bool ConstraintGraph2::isConstraint(ConstraintSegment2* pCSeg) const {
   if (!pCSeg->isAlive()) return false;
-  if (pCSeg->findOwner(this) != nullptr) return true;
+  if (pCSeg->findReverseFlag(this) != nullptr) return true;
   // A segment made outside the manager stands for the registered one of its vertex pair.
   return isRegisteredOwnSegment(pCSeg->getSrc(), pCSeg->getTrg());
 }
@@ -292,13 +357,13 @@ bool ConstraintGraph2::isConstraint(Point2* p0, Point2* p1) const {
 
 bool ConstraintGraph2::isRegisteredOwnSegment(Point2* p0, Point2* p1) const {
   const ConstraintSegment2* pCSeg(pConstraintMgr != nullptr ? pConstraintMgr->getConstraintSegment(p0, p1) : nullptr);
-  return pCSeg != nullptr && pCSeg->isAlive() && pCSeg->findOwner(this) != nullptr;
+  return pCSeg != nullptr && pCSeg->isAlive() && pCSeg->findReverseFlag(this) != nullptr;
 }
 
 bool ConstraintGraph2::isReverse(ConstraintSegment2* pCSeg) const {
-  const ConstraintSegment2::Owner* pEntry(pCSeg->findOwner(this));
-  ZARN_ASSERT_TEXT(pEntry != nullptr, "q_it!=mCSegReverse.end()");
-  return pEntry->bReverse;
+  const bool* pReverse(pCSeg->findReverseFlag(this));
+  ZARN_ASSERT_TEXT(pReverse != nullptr, "q_it!=mCSegReverse.end()");
+  return *pReverse;
 }
 
 // ----- Conforming subdivision -----

@@ -75,12 +75,17 @@ void ConstraintMgr::forEachSegment(Visit visit) const {
   }
 }
 
+size_t ConstraintMgr::roomInBlock() const {
+  return vSegmentBlocks.empty() ? 0 : vSegmentBlocks.back().capacity - vSegmentBlocks.back().used;
+}
+
+void ConstraintMgr::startSegmentBlock(size_t capacity) {
+  capacity = std::min(kMaxSegmentBlock, std::max(kFirstSegmentBlock, capacity));
+  vSegmentBlocks.push_back(SegmentBlock{std::unique_ptr<SegmentStorage[]>(new SegmentStorage[capacity]), capacity, 0});
+}
+
 ConstraintSegment2* ConstraintMgr::newSegment(Point2* p0, Point2* p1, ConstraintInsertionStrategy cis) {
-  if (vSegmentBlocks.empty() || vSegmentBlocks.back().used == vSegmentBlocks.back().capacity) {
-    const size_t capacity(vSegmentBlocks.empty() ? kFirstSegmentBlock
-                                                 : std::min(kMaxSegmentBlock, 2 * vSegmentBlocks.back().capacity));
-    vSegmentBlocks.push_back(SegmentBlock{std::unique_ptr<SegmentStorage[]>(new SegmentStorage[capacity]), capacity, 0});
-  }
+  if (roomInBlock() == 0) startSegmentBlock(vSegmentBlocks.empty() ? 0 : 2 * vSegmentBlocks.back().capacity);
   SegmentBlock& block(vSegmentBlocks.back());
   ConstraintSegment2* pCSeg(new (&block.aStorage[block.used]) ConstraintSegment2(p0, p1, cis));
   ++block.used;
@@ -88,6 +93,7 @@ ConstraintSegment2* ConstraintMgr::newSegment(Point2* p0, Point2* p1, Constraint
 }
 
 void ConstraintMgr::reserve(size_t numMore) {
+  if (roomInBlock() < numMore) startSegmentBlock(numMore);  // one block for the whole input where possible
   if (2 * (numSegments + numMore) > vSlots.size()) growSlots(numSegments + numMore);
 }
 
@@ -181,11 +187,14 @@ ConstraintGraph2* ConstraintMgr::createConstraint(const std::vector<std::pair<Po
   const size_t progressInterval(std::max<size_t>(vPairs.size() / kProgressSteps, 1));
   std::vector<ConstraintSegment2*> vCSegments;
   vCSegments.reserve(vPairs.size());
-  reserve(2 * vPairs.size());  // room for splits too
+  reserve(vPairs.size());
   const bool bEarlierAreEdges(bAliveAreEdges);
   std::vector<bool> vReverse;  // directed input: per segment, given from the higher to the lower address
-  for (size_t i = 0; i < vPairs.size(); ++i) {
-    if (i % progressInterval == 0) publisher.setProgress(static_cast<double>(i) / static_cast<double>(vPairs.size()));
+  for (size_t i = 0, nextProgress = 0; i < vPairs.size(); ++i) {
+    if (i == nextProgress) {
+      publisher.setProgress(static_cast<double>(i) / static_cast<double>(vPairs.size()));
+      nextProgress += progressInterval;
+    }
     Point2* pSrc(vPairs[i].first);
     Point2* pTrg(vPairs[i].second);
     if (pSrc == pTrg) {
@@ -201,7 +210,7 @@ ConstraintGraph2* ConstraintMgr::createConstraint(const std::vector<std::pair<Po
   vGraphs.push_back(pGraph);
   if (bApply) {
     ProgressPublisher::Silence silence(publisher);
-    const bool bStable(applyTo(vCSegments));  // graph order: the ring for a polygon, else the input order
+    const bool bStable(applyTo(std::move(vCSegments)));  // graph order: the ring for a polygon, else the input order
     bAliveAreEdges = bEarlierAreEdges && bStable;
   }
   publisher.finishStep();
@@ -238,8 +247,10 @@ void ConstraintMgr::apply() {
 // A pass inserts every segment of the work list that is not yet an edge. An alive segment that
 // is an edge stays one (constraint edges are never flipped, and a vertex put on one splits it),
 // so the next pass needs only the pieces of the segments split in this one: split by their own
-// insertion, or as the crossing partner of another segment. A segment found dead in the work
-// list was split as such a partner before its turn; its pieces join the current pass.
+// insertion, or as the crossing partner of another segment. Splits made while a segment is
+// forced in (the constrained strategy) are left out: that insertion has made every piece an edge
+// already. A segment found dead in the work list was split as such a partner before its turn;
+// its pieces join the current pass.
 //
 // Conforming insertion of nearly parallel constraints needs a number of vertices that grows
 // with the inverse of their distance; a vertex budget stops such a run with the accuracy error

@@ -55,6 +55,19 @@ class ConstraintMgr {
   }
   /// Records one split; called once per split by the first owner's split handler.
   void registerSplit(ConstraintSegment2* pParentCSeg, ConstraintSegment2* pCSeg0, ConstraintSegment2* pCSeg1);
+  /// While it lives, splits are made by an insertion that inserts every piece itself (forcing a
+  /// segment in): apply() need not carry them into its next pass.
+  class ResolvedSplits {
+   public:
+    explicit ResolvedSplits(ConstraintMgr& mgr_) : mgr(mgr_), bWasLogging(mgr_.bSplitLogging) { mgr.bSplitLogging = false; }
+    ~ResolvedSplits() { mgr.bSplitLogging = bWasLogging; }
+    ResolvedSplits(const ResolvedSplits&) = delete;
+    ResolvedSplits& operator=(const ResolvedSplits&) = delete;
+
+   private:
+    ConstraintMgr& mgr;
+    bool bWasLogging;
+  };
 
   /// Room for numMore further segments in the registry.
   void reserve(size_t numMore);
@@ -100,6 +113,10 @@ class ConstraintMgr {
   void forEachSegment(Visit visit) const;
   /// Constructs a segment in the block storage.
   ConstraintSegment2* newSegment(Point2* p0, Point2* p1, ConstraintInsertionStrategy cis);
+  /// The number of segments the newest block still takes.
+  size_t roomInBlock() const;
+  /// Appends a block for capacity segments (at least a small first block, at most a bound).
+  void startSegmentBlock(size_t capacity);
 
   // The registry is an open-addressing hash table (linear probing, at most half full) of the
   // segments, keyed by their address-ordered vertex pairs.

@@ -19,8 +19,8 @@ constexpr double kUnsetAdjacentArea = 1.7976931348623157e308;
 }  // namespace
 
 ConstraintSegment2::ConstraintSegment2(Point2* p0_, Point2* p1_, ConstraintInsertionStrategy cis_)
-    : label(nextSegmentLabel++), firstOwner{nullptr, false}, p0(p0_), p1(p1_), cis(cis_), bAlive(true), aChildren{nullptr, nullptr},
-      adjacentArea(kUnsetAdjacentArea) {
+    : label(nextSegmentLabel++), cis(cis_), p0(p0_), p1(p1_), aChildren{nullptr, nullptr}, adjacentArea(kUnsetAdjacentArea),
+      pFirstOwner(nullptr), bFirstOwnerReverse(false), bAlive(true) {
   ZARN_ASSERT(p0<p1);
 }
 
@@ -29,38 +29,44 @@ bool ConstraintSegment2::operator<(const ConstraintSegment2& other) const {
   return p1 < other.p1;
 }
 
-ConstraintSegment2::Owner* ConstraintSegment2::findOwner(const ConstraintGraph2* pGraph) {
-  if (firstOwner.pGraph == pGraph) return pGraph != nullptr ? &firstOwner : nullptr;
-  for (Owner& owner : vMoreOwners) {
-    if (owner.pGraph == pGraph) return &owner;
+bool* ConstraintSegment2::findReverseFlag(const ConstraintGraph2* pGraph) {
+  if (pGraph == nullptr) return nullptr;
+  if (pFirstOwner == pGraph) return &bFirstOwnerReverse;
+  if (pMoreOwners == nullptr) return nullptr;
+  for (Owner& owner : *pMoreOwners) {
+    if (owner.pGraph == pGraph) return &owner.bReverse;
   }
   return nullptr;
 }
 
-const ConstraintSegment2::Owner* ConstraintSegment2::findOwner(const ConstraintGraph2* pGraph) const {
-  return const_cast<ConstraintSegment2*>(this)->findOwner(pGraph);
+const bool* ConstraintSegment2::findReverseFlag(const ConstraintGraph2* pGraph) const {
+  return const_cast<ConstraintSegment2*>(this)->findReverseFlag(pGraph);
 }
 
 template <typename Visit>
 void ConstraintSegment2::forEachOwner(Visit visit) const {
-  if (firstOwner.pGraph == nullptr) return;
-  visit(firstOwner.pGraph);
-  for (const Owner& owner : vMoreOwners) visit(owner.pGraph);
+  if (pFirstOwner == nullptr) return;
+  visit(pFirstOwner);
+  if (pMoreOwners == nullptr) return;
+  for (const Owner& owner : *pMoreOwners) visit(owner.pGraph);
 }
 
 void ConstraintSegment2::addOwner(ConstraintGraph2* pOwner) {
-  if (findOwner(pOwner) == nullptr) {
-    const Owner entry{pOwner, false};
-    if (firstOwner.pGraph == nullptr) {
-      firstOwner = entry;
-    } else if (std::less<ConstraintGraph2*>()(pOwner, firstOwner.pGraph)) {
-      vMoreOwners.insert(vMoreOwners.begin(), firstOwner);
-      firstOwner = entry;
+  if (findReverseFlag(pOwner) == nullptr) {
+    if (pFirstOwner == nullptr) {
+      pFirstOwner = pOwner;
+      bFirstOwnerReverse = false;
     } else {
-      const auto pos(std::lower_bound(vMoreOwners.begin(), vMoreOwners.end(), entry, [](const Owner& a, const Owner& b) {
+      if (pMoreOwners == nullptr) pMoreOwners.reset(new OwnerList());
+      Owner entry{pOwner, false};
+      if (std::less<ConstraintGraph2*>()(pOwner, pFirstOwner)) {  // the new one goes first
+        std::swap(entry.pGraph, pFirstOwner);
+        std::swap(entry.bReverse, bFirstOwnerReverse);
+      }
+      const auto pos(std::lower_bound(pMoreOwners->begin(), pMoreOwners->end(), entry, [](const Owner& a, const Owner& b) {
         return std::less<ConstraintGraph2*>()(a.pGraph, b.pGraph);
       }));
-      vMoreOwners.insert(pos, entry);
+      pMoreOwners->insert(pos, entry);
     }
   }
   if (isAlive() || isSkipped()) return;
@@ -101,8 +107,8 @@ void ConstraintSegment2::getChildrenRec(std::vector<ConstraintSegment2*>& vOut) 
 }
 
 Dt2* ConstraintSegment2::getOwnerTriangulation() const {
-  ZARN_ASSERT_TEXT(firstOwner.pGraph != nullptr, "!sOwners.empty()");
-  Dt2* pOwnerDt(firstOwner.pGraph->getDt2());
+  ZARN_ASSERT_TEXT(pFirstOwner != nullptr, "!sOwners.empty()");
+  Dt2* pOwnerDt(pFirstOwner->getDt2());
   ZARN_ASSERT(pOwnerDt!=0);
   return pOwnerDt;
 }
@@ -125,7 +131,7 @@ void ConstraintSegment2::attachChildren(Dt2* pDt2, Point2* pSplit) {
 Point2* ConstraintSegment2::insertAndSplit(const Point2& p) {
   ZARN_ASSERT(bAlive);
   ZARN_ASSERT_TEXT(!hasChildren(), "vChildren.empty()");
-  ZARN_ASSERT_TEXT(firstOwner.pGraph != nullptr, "!sOwners.empty()");
+  ZARN_ASSERT_TEXT(pFirstOwner != nullptr, "!sOwners.empty()");
   Dt2* pOwnerDt(getOwnerTriangulation());
   // Held dead while p goes in: the insertion then splits the edge as a plain edge.
   bAlive = false;
@@ -156,7 +162,7 @@ Point2* ConstraintSegment2::insertAndSplit(const Point2& p) {
 bool ConstraintSegment2::splitAndRemovePrev(const Point2& p) {
   Point2* pSplit(insertAndSplit(p));
   if (pSplit == nullptr) return false;
-  ZARN_ASSERT_TEXT(firstOwner.pGraph != nullptr, "!sOwners.empty()");
+  ZARN_ASSERT_TEXT(pFirstOwner != nullptr, "!sOwners.empty()");
   const double dx(pSplit->x() - p0->x());
   const double dy(pSplit->y() - p0->y());
   getOwnerTriangulation()->removeInnerVerticesNear(*pSplit, dx * dx + dy * dy);
@@ -167,7 +173,7 @@ bool ConstraintSegment2::split_combinatorialOnly(Point2* pSplit) {
   ZARN_ASSERT(pSplit!=0);
   ZARN_ASSERT(isAlive());
   ZARN_ASSERT(p0!=pSplit && p1!=pSplit);
-  ZARN_ASSERT_TEXT(firstOwner.pGraph != nullptr, "!sOwners.empty()");
+  ZARN_ASSERT_TEXT(pFirstOwner != nullptr, "!sOwners.empty()");
   attachChildren(getOwnerTriangulation(), pSplit);
   return true;
 }

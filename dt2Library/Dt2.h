@@ -342,8 +342,11 @@ class Dt2 {
   void insertOneConstrainedSegment(ConstraintSegment2* pCSeg, std::vector<ConstraintSegment2*>& vStack);
   /// forceSegment's loop: pops segments until the stack is empty.
   void forceStack(std::vector<ConstraintSegment2*>& vStack, size_t maxNumPoints);
-  /// The vertices at the ends (input order): existing vertices where found, else newly inserted.
-  void insertEnds(const std::vector<Point2>& vEnds, const std::vector<bool>& vContinuesChain, std::vector<Point2*>& vHandles);
+  /// The vertex pairs of the finite segments (input order): existing vertices where found, else
+  /// newly inserted ones.
+  void findOrInsertEnds(const std::vector<Segment2>& vSegments, std::vector<std::pair<Point2*, Point2*>>& vPairs);
+  /// The vertex at p, or null (see findOrInsertEnds).
+  Point2* findVertexAt(const Point2& p, bool bContinuesChain, const Point2* pNear, Triangle2*& pT);
   /// Marks the segment skipped (counted) unless it already stands as an edge.
   void skipUnlessEdge(ConstraintSegment2* pCSeg);
   void forceUnsplittable(ConstraintSegment2* pCSeg);

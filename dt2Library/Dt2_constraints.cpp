@@ -143,83 +143,107 @@ Point2 centerWithShift(const Point2& p0, const Point2& p1) {
 
 // ----- Entry points -----
 
+namespace {
+bool isFiniteSegment(const Segment2& seg) {
+  const Point2 &a(seg.getSrc()), &b(seg.getTrg());
+  return std::isfinite(a.x()) && std::isfinite(a.y()) && std::isfinite(b.x()) && std::isfinite(b.y());
+}
+
+// The neighbour of pVtx at the position of p, or null. O(degree of pVtx), no geometry.
+Point2* neighbourAt(const Point2* pVtx, const Point2& p) {
+  Point2* pFound(nullptr);
+  Dt2::findAround(pVtx, [&pFound, &p](Triangle2* pT, int k) {
+    for (Point2* q : {pT->getCorner(incIndexBy1(k)), pT->getCorner(incIndexBy2(k))}) {
+      if (*q == p) pFound = q;
+    }
+    return pFound != nullptr;
+  });
+  return pFound;
+}
+}  // namespace
+
 ConstraintGraph2* Dt2::createConstraint(std::vector<Segment2>& vSegments, ConstraintInsertionStrategy cis, bool bOrientedSegments) {
   const char* const where("Dt2::createConstraint(..)");
   if (vSegments.empty()) {
     reportWarning(where, "vSegments is empty, returning NULL");
     return nullptr;
   }
-  // Polylines and polygons repeat every inner vertex: each distinct consecutive end is inserted
-  // once (the vertex store would merge the copies anyway, at a higher price).
-  std::vector<Point2> vEnds;
-  std::vector<bool> vContinuesChain;  // per end: the previous end is a neighbour along the input
-  std::vector<std::pair<size_t, size_t>> vEndIndices;
-  vEnds.reserve(2 * vSegments.size());
-  vEndIndices.reserve(vSegments.size());
-  size_t numNonFinite(0);
-  const auto indexOf = [&](const Point2& p, bool bOfSameSegment) {
-    if (vEnds.empty() || !(vEnds.back() == p)) {
-      vEnds.push_back(p);
-      vContinuesChain.push_back(bOfSameSegment);
-    }
-    return vEnds.size() - 1;
-  };
-  for (const Segment2& seg : vSegments) {
-    const Point2& a(seg.getSrc());
-    const Point2& b(seg.getTrg());
-    if (!std::isfinite(a.x()) || !std::isfinite(a.y()) || !std::isfinite(b.x()) || !std::isfinite(b.y())) {
-      ++numNonFinite;
-      continue;
-    }
-    const size_t first(indexOf(a, false));
-    vEndIndices.push_back(std::make_pair(first, indexOf(b, true)));
-  }
+  const size_t numNonFinite(static_cast<size_t>(std::count_if(vSegments.begin(), vSegments.end(), [](const Segment2& seg) {
+    return !isFiniteSegment(seg);
+  })));
   if (numNonFinite > 0) {
     reportWarning(where, std::to_string(numNonFinite) + " segment(s) with a non-finite coordinate skipped");
   }
-  std::vector<Point2*> vHandles;
-  insertEnds(vEnds, vContinuesChain, vHandles);
   std::vector<std::pair<Point2*, Point2*>> vPairs;
-  vPairs.reserve(vEndIndices.size());
-  for (const std::pair<size_t, size_t>& ends : vEndIndices) vPairs.push_back(std::make_pair(vHandles[ends.first], vHandles[ends.second]));
+  findOrInsertEnds(vSegments, vPairs);
   if (!is2D()) bConstraintsPending = true;  // inserted once the triangulation becomes 2D
   return pConstraintMgr->createConstraint(vPairs, cis, bOrientedSegments, is2D());
 }
 
-// Ends that are vertices already (the points were inserted first, as in most GIS inputs) are
-// found by a walk from the previous end along the chain; the others are inserted in bulk, in
-// Hilbert order. When the first probes mostly miss, the ends are new points: the probing stops
-// and all remaining ends go to the bulk insertion, which merges duplicates itself.
-void Dt2::insertEnds(const std::vector<Point2>& vEnds, const std::vector<bool>& vContinuesChain, std::vector<Point2*>& vHandles) {
-  vHandles.assign(vEnds.size(), nullptr);
-  size_t numProbed(0), numFound(0);
+// The vertex pairs of the finite segments, in input order. Ends that are vertices already (the
+// points were inserted first, as in most GIS inputs) are found next to the previous end of the
+// chain: among its neighbours, else by a walk from it. The others are inserted in bulk, in
+// Hilbert order. When the first probes mostly miss, the ends are new points: the probing stops and
+// all remaining ends go to the bulk insertion, which merges duplicates itself. Polylines and
+// polygons repeat every inner vertex: an end equal to the previous one is looked up only once.
+void Dt2::findOrInsertEnds(const std::vector<Segment2>& vSegments, std::vector<std::pair<Point2*, Point2*>>& vPairs) {
+  vPairs.reserve(vSegments.size());
+  std::vector<Point2> vMissing;                         // the distinct consecutive ends to insert
+  std::vector<std::pair<size_t, size_t>> vPendingEnds;  // (2 * pair + end, index in vMissing)
+  const Point2* pPrevEnd(nullptr);
+  Point2* pPrevHandle(nullptr);  // null while the previous end is missing
   Triangle2* pT(nullptr);
-  for (size_t i = 0; i < vEnds.size() && is2D(); ++i) {
-    if (numProbed == kEndProbeSample && 2 * numFound < numProbed) break;
-    const Point2& p(vEnds[i]);
-    if (!bbx.isInBox(p)) continue;
-    if (pT == nullptr || !vContinuesChain[i]) pT = vertexVault.getCloT(hc.getKey(p));
-    int edgeIdx(-1);
-    ++numProbed;
-    if (locate(p, pT, edgeIdx) != LOC_ON_CORNER) continue;
-    for (int k = 0; k < 3; ++k) {
-      if (*pT->getCorner(k) == p) vHandles[i] = pT->getCorner(k);
+  size_t numProbed(0), numFound(0);
+  bool bProbing(is2D());
+  for (const Segment2& seg : vSegments) {
+    if (!isFiniteSegment(seg)) continue;
+    vPairs.emplace_back(nullptr, nullptr);
+    for (int end = 0; end < 2; ++end) {
+      const Point2& p(end == 0 ? seg.getSrc() : seg.getTrg());
+      if (pPrevEnd == nullptr || !(*pPrevEnd == p)) {
+        if (bProbing && numProbed == kEndProbeSample && 2 * numFound < numProbed) bProbing = false;
+        const bool bContinuesChain(end == 1);  // the previous end is the other end of this segment
+        Point2* pNear(bContinuesChain ? pPrevHandle : nullptr);
+        pPrevHandle = nullptr;
+        if (bProbing && (pNear != nullptr || bbx.isInBox(p))) {
+          ++numProbed;
+          pPrevHandle = findVertexAt(p, bContinuesChain, pNear, pT);
+        }
+        if (pPrevHandle != nullptr) {
+          ++numFound;
+        } else {
+          vMissing.push_back(p);
+        }
+        pPrevEnd = &p;
+      }
+      if (pPrevHandle == nullptr) vPendingEnds.emplace_back(2 * (vPairs.size() - 1) + static_cast<size_t>(end), vMissing.size() - 1);
+      (end == 0 ? vPairs.back().first : vPairs.back().second) = pPrevHandle;
     }
-    ++numFound;
-  }
-  std::vector<Point2> vMissing;
-  std::vector<size_t> vMissingIndices;
-  vMissing.reserve(vEnds.size() - numFound);
-  vMissingIndices.reserve(vEnds.size() - numFound);
-  for (size_t i = 0; i < vEnds.size(); ++i) {
-    if (vHandles[i] != nullptr) continue;
-    vMissing.push_back(vEnds[i]);
-    vMissingIndices.push_back(i);
   }
   if (vMissing.empty()) return;
   std::vector<Point2*> vNewHandles;
   insertVector(vMissing, &vNewHandles);
-  for (size_t k = 0; k < vMissing.size(); ++k) vHandles[vMissingIndices[k]] = vNewHandles[k];
+  for (const std::pair<size_t, size_t>& pending : vPendingEnds) {
+    std::pair<Point2*, Point2*>& pair(vPairs[pending.first / 2]);
+    (pending.first % 2 == 0 ? pair.first : pair.second) = vNewHandles[pending.second];
+  }
+}
+
+// Looks among the neighbours of pNear first (when given), else walks from pT when the end
+// continues the chain, else from a triangle near p's Hilbert neighbours. pT ends near p.
+Point2* Dt2::findVertexAt(const Point2& p, bool bContinuesChain, const Point2* pNear, Triangle2*& pT) {
+  if (pNear != nullptr) {
+    Point2* pFound(neighbourAt(pNear, p));
+    pT = (pFound != nullptr ? pFound : pNear)->getIncidentTriangle();
+    if (pFound != nullptr) return pFound;
+  }
+  if (pT == nullptr || !bContinuesChain) pT = vertexVault.getCloT(hc.getKey(p));
+  int edgeIdx(-1);
+  if (locate(p, pT, edgeIdx) != LOC_ON_CORNER) return nullptr;
+  for (int k = 0; k < 3; ++k) {
+    if (*pT->getCorner(k) == p) return pT->getCorner(k);
+  }
+  return nullptr;
 }
 
 void Dt2::applyPendingConstraints() {
@@ -254,6 +278,7 @@ void Dt2::forceSegment(ConstraintSegment2* pInitialCSeg, size_t maxNumPoints) {
   std::vector<ConstraintSegment2*> vStack;
   vStack.swap(vForceStack);
   vStack.assign(1, pInitialCSeg);
+  const ConstraintMgr::ResolvedSplits resolved(*pConstraintMgr);
   forceStack(vStack, maxNumPoints);
   vStack.clear();
   vForceStack.swap(vStack);

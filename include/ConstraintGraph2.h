@@ -96,6 +96,8 @@ class ZARN2D_EXPORT ConstraintGraph2 {
   /// On success vCSegments and vCSegParents become the counterclockwise ring and vRingReverse
   /// the ring's reading directions.
   bool checkAndSortPolygon(std::vector<ConstraintSegment2*>& vCSegments, std::vector<bool>& vRingReverse);
+  /// checkAndSortPolygon for segments in any order.
+  bool checkAndSortUnorderedPolygon(std::vector<ConstraintSegment2*>& vCSegments, std::vector<bool>& vRingReverse);
   void setReadingDirections(const std::vector<ConstraintSegment2*>& vCSegments, const std::vector<bool>& vReverse);
   /// Records the directions of the pieces below an already split segment of the input.
   void learnSplitDescendants(ConstraintSegment2* pCSeg);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <iosfwd>
+#include <memory>
 #include <vector>
 
 #include "Point2.h"
@@ -43,7 +44,8 @@ class ZARN2D_EXPORT ConstraintSegment2 {
   bool isSkipped() const { return !bAlive && !hasChildren(); }
   /// The number of constraint graphs that contain this segment or one of its ancestors.
   unsigned int getNumberOfOwners() const {
-    return firstOwner.pGraph == nullptr ? 0u : static_cast<unsigned int>(1 + vMoreOwners.size());
+    if (pFirstOwner == nullptr) return 0u;
+    return static_cast<unsigned int>(1 + (pMoreOwners != nullptr ? pMoreOwners->size() : 0));
   }
   /// An area the mesh generator attaches to the segment; initially the largest finite double.
   double getAdjacentArea() const { return adjacentArea; }
@@ -89,29 +91,34 @@ class ZARN2D_EXPORT ConstraintSegment2 {
     ConstraintGraph2* pGraph;
     bool bReverse;  // read from p1 to p0
   };
+  using OwnerList = std::vector<Owner>;
 
   Dt2* getOwnerTriangulation() const;
   /// Step shared by both split operations: get-or-create the children, register the owners on
   /// them and notify every owner (the first one also registers the split with the manager).
   void attachChildren(Dt2* pDt2, Point2* pSplit);
   bool hasChildren() const { return aChildren[0] != nullptr; }
-  /// The entry of pGraph among the owners, or null. O(number of owners).
-  Owner* findOwner(const ConstraintGraph2* pGraph);
-  const Owner* findOwner(const ConstraintGraph2* pGraph) const;
+  /// The direction flag (true: read from p1 to p0) of pGraph among the owners, or null when
+  /// pGraph is no owner. O(number of owners).
+  bool* findReverseFlag(const ConstraintGraph2* pGraph);
+  const bool* findReverseFlag(const ConstraintGraph2* pGraph) const;
   /// Visits the owners in address order.
   template <typename Visit>
   void forEachOwner(Visit visit) const;
 
+  // Members ordered for a small record (many segments are created per triangulation).
   int label;
-  // The owners sorted by graph address without duplicates: nearly always one, held inline.
-  Owner firstOwner;
-  std::vector<Owner> vMoreOwners;
+  ConstraintInsertionStrategy cis;
   Point2* p0;
   Point2* p1;
-  ConstraintInsertionStrategy cis;
-  bool bAlive;
   ConstraintSegment2* aChildren[2];  // both null, or the two children after a split
   double adjacentArea;
+  // The owners sorted by graph address without duplicates, each with its reading direction:
+  // nearly always one, held inline; the others only exist for segments shared by graphs.
+  ConstraintGraph2* pFirstOwner;
+  std::unique_ptr<OwnerList> pMoreOwners;
+  bool bFirstOwnerReverse;
+  bool bAlive;
 };
 
 /// "ConstraintSegment2 label <n>, <address>: (<p0>,<p1>) [alive]" or "[DEAD, numChildren=<k>]",
