@@ -298,10 +298,10 @@ void Dt2::insertRecordsFrom(size_t firstRecord, Triangle2* pStart) {
     const size_t stride(aRoundStrides[round]);
     const bool bLastRound(stride == 1);
     for (size_t i = firstRecord; i < numRecords; i += stride) {
-      const IdxVtx* pRec(vertexVault.getRecord(i));
-      if (!pRec->bActive || pRec->pVtx->getIncidentTriangle() != nullptr) continue;
-      if (!bLastRound && i > firstRecord && vertexVault.getRecord(i - 1)->key == pRec->key) continue;
-      pT = insertVertex(pRec->pVtx, pT, !bLastRound);
+      const IdxVtx rec(vertexVault.getRecord(i));
+      if (!rec.bActive || rec.pVtx->getIncidentTriangle() != nullptr) continue;
+      if (!bLastRound && i > firstRecord && vertexVault.getRecord(i - 1).key == rec.key) continue;
+      pT = insertVertex(rec.pVtx, pT, !bLastRound);
       if (bLastRound && (i & (kProgressInterval - 1)) == 0) {
         publisher.setProgress(static_cast<double>(i - firstRecord) / static_cast<double>(numRecords - firstRecord));
       }
@@ -317,8 +317,8 @@ void Dt2::insertRecordsInParallel(size_t firstRecord, bool bConstraintEdges) {
   }
   std::vector<IdxVtx> vRecords;
   for (size_t i = firstRecord; i < vertexVault.size(); ++i) {
-    const IdxVtx* pRec(vertexVault.getRecord(i));
-    if (pRec->bActive && pRec->pVtx->getIncidentTriangle() == nullptr) vRecords.push_back(*pRec);
+    const IdxVtx rec(vertexVault.getRecord(i));
+    if (rec.bActive && rec.pVtx->getIncidentTriangle() == nullptr) vRecords.push_back(rec);
   }
   // Records that existed before the call come first in their own key order.
   const auto keyLess = [](const IdxVtx& a, const IdxVtx& b) { return a.key < b.key; };
@@ -369,8 +369,8 @@ void Dt2::insertAndCleanBulk(size_t firstNewRecord, Point2** aHandles, size_t nu
     insertRecordsInParallel(bWas2D ? firstNewRecord : 0, bWas2D && !pConstraintMgr->empty());
   } else if (is2D()) {
     size_t first(firstNewRecord);
-    while (first < vertexVault.size() && !vertexVault.getRecord(first)->bActive) ++first;
-    if (first < vertexVault.size()) insertRecordsFrom(first, vertexVault.getCloT(vertexVault.getRecord(first)->key));
+    while (first < vertexVault.size() && !vertexVault.getRecord(first).bActive) ++first;
+    if (first < vertexVault.size()) insertRecordsFrom(first, vertexVault.getCloT(vertexVault.getRecord(first).key));
   } else {
     becomeTwoDimensional();
   }
