@@ -386,15 +386,15 @@ Orientation2 KoraTest::getOrientationExact(const Point2& p0, const Point2& p1, c
 }
 
 int KoraTest::inCircleSlow(const Point2& c0, const Point2& c1, const Point2& c2, const Point2& p) {
-  assertFinite(c0);
-  assertFinite(c1);
-  assertFinite(c2);
-  assertFinite(p);
-  const IntervalSign integerSign(inCircleSignOfIntegers(c0, c1, c2, p));
+  const IntervalSign integerSign(inCircleSignOfIntegers(c0, c1, c2, p));  // integers are finite
   if (integerSign != IS_UNDECIDED) {
     ++stageCounts.inCircleInteger;
     return integerSign;
   }
+  assertFinite(c0);
+  assertFinite(c1);
+  assertFinite(c2);
+  assertFinite(p);
   ++stageCounts.inCircleInterval;
   const IntervalSign intervalSign(inCircleSignByIntervals(c0, c1, c2, p));
   if (intervalSign != IS_UNDECIDED) return intervalSign;
