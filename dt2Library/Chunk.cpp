@@ -12,6 +12,7 @@ constexpr size_t kProgressInterval = size_t(1) << 12;
 // Conflict zones are a handful of triangles; a huge one (many cocircular points) is left to the
 // serial insertion rather than searched linearly.
 constexpr size_t kMaxZone = 256;
+constexpr size_t kCoarseStride = 4;
 }  // namespace
 
 Chunk::Chunk(Dt2& dt_, uint32_t ownMark, Triangle2* pStart) : dt(dt_), pLast(pStart) {
@@ -20,24 +21,40 @@ Chunk::Chunk(Dt2& dt_, uint32_t ownMark, Triangle2* pStart) : dt(dt_), pLast(pSt
   kora.setRange(dt.getPredicates().getRange());
 }
 
-void Chunk::run(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner, size_t c, const std::vector<Triangle2*>& vAnchors,
+// The records go in two rounds, as in the serial insertion: every kCoarseStride-th record of the
+// chunk first, then the others, so that most points land in a triangulation that already spans
+// their surroundings (fewer flips than a plain sweep along the Hilbert curve). A record with the
+// key of a neighbour waits for the second round, where equal points go in their input order.
+bool Chunk::isInCoarseRound(const RecordRange& records, const Partitioner& partitioner, size_t c, size_t i) {
+  const bool bAloneWithItsKey((i == 0 || records[i - 1].key != records[i].key) &&
+                              (i + 1 == records.size() || records[i + 1].key != records[i].key));
+  return (i - partitioner.chunkBegin(c)) % kCoarseStride == 0 && bAloneWithItsKey && !partitioner.isSample(i);
+}
+
+void Chunk::run(const RecordRange& records, const Partitioner& partitioner, size_t c, const std::vector<Triangle2*>& vAnchors,
                 std::atomic<size_t>& numDone, size_t numTotal, ProgressPublisher* pPublisher) {
   size_t numSinceReport(0);
-  // After a deferral, the records of the same key are deferred too: of several equal points the
-  // first must be inserted first.
-  size_t deferredKey(SIZE_MAX);
-  for (size_t i = partitioner.chunkBegin(c); i < partitioner.chunkEnd(c); ++i) {
-    if (partitioner.isSample(i)) continue;
-    Point2* pVtx(vRecords[i].pVtx);
-    if (vRecords[i].key == deferredKey || !insert(pVtx, vAnchors[partitioner.sampleSlot(i)])) {
-      vDeferred.push_back(pVtx);
-      deferredKey = vRecords[i].key;
-    }
+  const auto insertOrDefer = [&](size_t i, bool bDefer) {
+    Point2* pVtx(records[i].pVtx);
+    const bool bDeferred(bDefer || !insert(pVtx, vAnchors[partitioner.sampleSlot(i)]));
+    if (bDeferred) vDeferred.push_back(pVtx);
     if (++numSinceReport == kProgressInterval) {
       const size_t done(numDone.fetch_add(numSinceReport, std::memory_order_relaxed) + numSinceReport);
       if (pPublisher != nullptr) pPublisher->setProgress(static_cast<double>(done) / static_cast<double>(numTotal));
       numSinceReport = 0;
     }
+    return bDeferred;
+  };
+  const size_t begin(partitioner.chunkBegin(c)), end(partitioner.chunkEnd(c));
+  for (size_t i = begin; i < end; i += kCoarseStride) {
+    if (isInCoarseRound(records, partitioner, c, i) && isPendingRecord(records[i])) insertOrDefer(i, false);
+  }
+  // After a deferral, the records of the same key are deferred too: of several equal points the
+  // first must be inserted first.
+  size_t deferredKey(SIZE_MAX);
+  for (size_t i = begin; i < end; ++i) {
+    if (partitioner.isSample(i) || isInCoarseRound(records, partitioner, c, i) || !isPendingRecord(records[i])) continue;
+    if (insertOrDefer(i, records[i].key == deferredKey)) deferredKey = records[i].key;
   }
   numDone.fetch_add(numSinceReport, std::memory_order_relaxed);
 }
@@ -68,33 +85,55 @@ bool Chunk::insert(Point2* pVtx, Triangle2* pAnchor) {
   } else {
     dt.splitEdge(pT, edgeIdx, pVtx, scratch);
   }
-  dt.legalize(pVtx, kora, scratch);
+  flipThroughZone();
   pLast = pVtx->getIncidentTriangle();
   return true;
 }
 
 // The triangles whose circumcircle holds p strictly form a connected zone around the triangle(s)
-// holding p; Lawson's flips replace exactly (a part of) it and relink the triangles around it.
+// holding p; Lawson's flips replace exactly it and relink the triangles around it. The zone has
+// no vertex inside (the insertion keeps every vertex), so its triangles are linked like a tree:
+// the search reaches each from one parent and only has to skip the way back. (Were that ever
+// wrong, the zone would grow to kMaxZone and the point would go to the serial insertion.)
 bool Chunk::ownsConflictZone(Triangle2* pT, int edgeIdx, const Point2& p) {
   vZone.assign(1, pT);
+  vParents.assign(1, nullptr);
   if (edgeIdx >= 0) {
     Triangle2* pN(pT->getOppositeTriangle(edgeIdx));
     if (pN == nullptr || !owns(pN)) return false;
     vZone.push_back(pN);
+    vParents = {pN, pT};
   }
   for (size_t k = 0; k < vZone.size(); ++k) {
     for (int i = 0; i < 3; ++i) {
       Triangle2* pN(vZone[k]->getOppositeTriangle(i));
-      if (pN == nullptr) continue;
+      if (pN == nullptr || pN == vParents[k]) continue;
       if (!owns(pN)) return false;
-      if (std::find(vZone.begin(), vZone.end(), pN) != vZone.end()) continue;
       if (kora.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), p) > 0) {
         if (vZone.size() == kMaxZone) return false;
         vZone.push_back(pN);
+        vParents.push_back(vZone[k]);
       }
     }
   }
   return true;
+}
+
+// Lawson's flips after the split replace exactly the conflict zone: the triangle beyond the edge
+// opposite the new vertex is always one the insertion has not touched yet, and it is flipped if
+// and only if its circumcircle holds the vertex strictly, that is, if it is in the zone. So the
+// zone found by ownsConflictZone decides every flip without a second in-circle test.
+void Chunk::flipThroughZone() {
+  std::vector<Triangle2*>& vFlipStack(scratch.vFlipStack);
+  while (!vFlipStack.empty()) {
+    Triangle2* pT(vFlipStack.back());
+    vFlipStack.pop_back();
+    Triangle2* pN(pT->getOppositeTriangle(0));
+    if (pN == nullptr || std::find(vZone.begin(), vZone.end(), pN) == vZone.end()) continue;
+    Dt2::flip(pT, 0, pN, pN->getIntraTriangleIndex(pT));
+    vFlipStack.push_back(pT);
+    vFlipStack.push_back(pN);
+  }
 }
 
 }  // namespace KORA_ZARN2D

@@ -7,10 +7,10 @@
 
 #include "Dt2.h"
 #include "KoraTest.h"
+#include "Partitioner.h"
 
 namespace KORA_ZARN2D {
 
-class Partitioner;
 
 /// Inserts one Hilbert range of points into the shared triangulation, on its own thread, with its
 /// own predicates, flip stack and reserved triangle storage (no lock on the hot path).
@@ -39,7 +39,7 @@ class Chunk {
   /// numDone every few thousand records; when pPublisher is given (the calling thread's chunk), also
   /// publishes numDone / numTotal as progress. Cost: that of serial insertion plus a mark compare
   /// per step.
-  void run(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner, size_t c, const std::vector<Triangle2*>& vAnchors,
+  void run(const RecordRange& records, const Partitioner& partitioner, size_t c, const std::vector<Triangle2*>& vAnchors,
            std::atomic<size_t>& numDone, size_t numTotal, ProgressPublisher* pPublisher);
 
   /// The vertices this chunk could not insert, in the order met.
@@ -49,6 +49,8 @@ class Chunk {
 
  private:
   bool owns(const Triangle2* pT) const { return pT == nullptr || pT->getMark() == scratch.ownMark; }
+  /// True when record i of chunk c goes in the first of the chunk's two rounds.
+  static bool isInCoarseRound(const RecordRange& records, const Partitioner& partitioner, size_t c, size_t i);
   /// Inserts pVtx if everything its insertion changes is this chunk's: true when inserted or found
   /// to be a duplicate, false when deferred.
   bool insert(Point2* pVtx, Triangle2* pAnchor);
@@ -58,13 +60,17 @@ class Chunk {
   /// True when the conflict zone of p (located in pT, on its edge edgeIdx when >= 0) and all
   /// triangles around it are this chunk's: then the insertion changes nothing else.
   bool ownsConflictZone(Triangle2* pT, int edgeIdx, const Point2& p);
+  /// The flips of the insertion whose split pushed the scratch's flip stack, decided by membership
+  /// in the conflict zone that ownsConflictZone found.
+  void flipThroughZone();
 
   Dt2& dt;
   KoraTest kora;
   InsertionScratch scratch;
   Triangle2* pLast;
   std::vector<Point2*> vDeferred;
-  std::vector<Triangle2*> vZone;  // scratch of ownsConflictZone
+  std::vector<Triangle2*> vZone;     // scratch of ownsConflictZone: the zone
+  std::vector<Triangle2*> vParents;  // and the triangle from which each was reached
 };
 
 }  // namespace KORA_ZARN2D

@@ -175,7 +175,7 @@ void Dt2::collectVisibleHullEdges(Triangle2* pT, int edgeIdx, const Point2& p, s
     Triangle2* pCur(pT);
     Point2* pPivot(pT->getCorner(bForward ? incIndexBy2(edgeIdx) : incIndexBy1(edgeIdx)));
     for (;;) {
-      const int j(hullEdgeAt(pPivot, pCur, bForward));
+      const int j(hullEdgeAtRemembered(pPivot, pCur, bForward));
       Point2* pSrc(pCur->getCorner(incIndexBy1(j)));
       Point2* pTrg(pCur->getCorner(incIndexBy2(j)));
       if (kora.getOrientationInRange(*pTrg, *pSrc, p) != ORIENTATION2_CCW) break;
@@ -183,6 +183,21 @@ void Dt2::collectVisibleHullEdges(Triangle2* pT, int edgeIdx, const Point2& p, s
       pPivot = bForward ? pTrg : pSrc;
     }
   }
+}
+
+// A remembered edge still is the hull edge at the pivot if its triangle has no neighbour there
+// and the pivot is its source (forwards) or target (backwards): a hull vertex has one of each.
+// Triangle records are never handed back to the system, so reading a stale one is safe.
+int Dt2::hullEdgeAtRemembered(Point2* pPivot, Triangle2*& pCur, bool bForward) {
+  HullEdgeHint& hint(aHullEdgeHints[bForward ? 1 : 0]);
+  if (hint.pPivot == pPivot && hint.pT->isAlive() && hint.pT->getOppositeTriangle(hint.idx) == nullptr &&
+      hint.pT->getCorner(bForward ? incIndexBy1(hint.idx) : incIndexBy2(hint.idx)) == pPivot) {
+    pCur = hint.pT;
+    return hint.idx;
+  }
+  const int j(hullEdgeAt(pPivot, pCur, bForward));
+  hint = HullEdgeHint{pPivot, pCur, j};
+  return j;
 }
 
 void Dt2::legalize(Point2* pVtx, KoraTest& predicates, InsertionScratch& scratch) const {
@@ -249,6 +264,18 @@ Triangle2* Dt2::insertVertex(Point2* pVtx, Triangle2* pStart, bool bDeferDuplica
   return pVtx->getIncidentTriangle();
 }
 
+// The vertex store indexes single insertions only in batches: until the next re-sort its nearest
+// indexed vertex may lie far from p, while points inserted one by one often follow each other.
+// So the vertex inserted just before (the store's last record but one) competes as a start.
+Triangle2* Dt2::startTriangleNear(const Point2& p, uint32_t key) {
+  Triangle2* pT(vertexVault.getCloT(key));
+  if (vertexVault.size() < 2) return pT;
+  const IdxVtx prev(vertexVault.getRecord(vertexVault.size() - 2));
+  Triangle2* pPrevT(prev.bActive ? prev.pVtx->getIncidentTriangle() : nullptr);
+  if (pPrevT == nullptr) return pT;
+  return sqDistance(*prev.pVtx, p) < sqDistance(*pT->getCorner(0), p) ? pPrevT : pT;
+}
+
 Point2* Dt2::insertNear(const Point2& p, Triangle2* pHint) {
   if (!isFinitePoint(p)) {
     reportWarning("Dt2::insert(..)", "A point with a non-finite coordinate was rejected");
@@ -261,6 +288,7 @@ Point2* Dt2::insertNear(const Point2& p, Triangle2* pHint) {
     Point2* pVtx(createVertex(p));
     vertexVault.add(hc.getKey(*pVtx), pVtx);
     if (vertexVault.spansTriangleWith(*pVtx)) {  // the held vertices are collinear: only p can change that
+      vertexVault.updateSorting(true);  // Hilbert order keeps the walks along the line short
       becomeTwoDimensional();
       applyPendingConstraints();
     }
@@ -269,7 +297,7 @@ Point2* Dt2::insertNear(const Point2& p, Triangle2* pHint) {
   Point2* pVtx(createVertex(p));
   const uint32_t key(hc.getKey(*pVtx));
   vertexVault.add(key, pVtx);
-  insertVertex(pVtx, pHint != nullptr ? pHint : vertexVault.getCloT(key));
+  insertVertex(pVtx, pHint != nullptr ? pHint : startTriangleNear(*pVtx, key));
   if (vertexVault.dupIsClean()) {
     vertexVault.updateSorting(false);
     return pVtx;
@@ -315,15 +343,23 @@ void Dt2::insertRecordsInParallel(size_t firstRecord, bool bConstraintEdges) {
     insertRecordsFrom(firstRecord, vertexVault.getFakeCorner(0)->getIncidentTriangle());
     return;
   }
+  // The new records are usually in key order already, followed by the fake box's corners: then
+  // the workers read them in place (a copy of millions of records costs more than it saves).
+  size_t end(vertexVault.size());
+  while (end > firstRecord && !isPendingRecord(vertexVault.getRecord(end - 1))) --end;
+  if (end == firstRecord) return;
+  if (vertexVault.isSortedBetween(firstRecord, end)) {
+    InserterMT(*this, numCPU).run(RecordRange(vertexVault, firstRecord, end - firstRecord));
+    return;
+  }
   std::vector<IdxVtx> vRecords;
-  for (size_t i = firstRecord; i < vertexVault.size(); ++i) {
-    const IdxVtx rec(vertexVault.getRecord(i));
-    if (rec.bActive && rec.pVtx->getIncidentTriangle() == nullptr) vRecords.push_back(rec);
+  for (size_t i = firstRecord; i < end; ++i) {
+    if (isPendingRecord(vertexVault.getRecord(i))) vRecords.push_back(vertexVault.getRecord(i));
   }
   // Records that existed before the call come first in their own key order.
   const auto keyLess = [](const IdxVtx& a, const IdxVtx& b) { return a.key < b.key; };
-  if (!std::is_sorted(vRecords.begin(), vRecords.end(), keyLess)) std::stable_sort(vRecords.begin(), vRecords.end(), keyLess);
-  InserterMT(*this, numCPU).run(vRecords);
+  std::stable_sort(vRecords.begin(), vRecords.end(), keyLess);
+  InserterMT(*this, numCPU).run(RecordRange(vRecords.data(), vRecords.size()));
 }
 
 void Dt2::becomeTwoDimensional() {

@@ -304,6 +304,13 @@ class Dt2 {
   /// unless the triangulation may hold constraint edges (bConstraintEdges) or the set is small.
   void insertRecordsInParallel(size_t firstRecord, bool bConstraintEdges);
   void collectVisibleHullEdges(Triangle2* pT, int edgeIdx, const Point2& p, std::vector<std::pair<Triangle2*, int>>& vEdges);
+  /// hullEdgeAt, but first tries the edge found at the same pivot last time: vertices added one by
+  /// one beyond the same end of the hull would otherwise turn around the same high-degree hull
+  /// vertex each time (a vertex off a line of vertices has them all as neighbours).
+  int hullEdgeAtRemembered(Point2* pPivot, Triangle2*& pCur, bool bForward);
+  /// Where the walk to a new single vertex p (Hilbert key key) starts: at the store's nearest
+  /// indexed vertex or at the vertex inserted just before, whichever is nearer to p.
+  Triangle2* startTriangleNear(const Point2& p, uint32_t key);
 
   // Constraint insertion (Dt2_constraints.cpp)
   /// The outcome of a walk along a segment.
@@ -426,6 +433,13 @@ class Dt2 {
   std::string name;
   ProgressPublisher publisher;
   InsertionScratch serialScratch;
+  // The last hull edge found at a pivot, backwards [0] and forwards [1]; checked before each use.
+  struct HullEdgeHint {
+    Point2* pPivot = nullptr;
+    Triangle2* pT = nullptr;
+    int idx = -1;
+  };
+  HullEdgeHint aHullEdgeHints[2];
   bool bSuspendFlips;
   size_t numAllTriangles;
   uint32_t lastMark = 0;

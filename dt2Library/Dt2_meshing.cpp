@@ -55,17 +55,12 @@ constexpr uint32_t kWalkStepsBeforeRandomStart = 64;
 constexpr uint32_t kMaxWalkSteps = 1u << 20;
 constexpr size_t kProgressInterval = 1024;
 
-double sqDist(const Point2& a, const Point2& b) {
-  const double dx(a.x() - b.x()), dy(a.y() - b.y());
-  return dx * dx + dy * dy;
-}
-
 double sqDistToSegment(const Point2& p, const Point2& a, const Point2& b) {
   const double dx(b.x() - a.x()), dy(b.y() - a.y());
   const double sqLength(dx * dx + dy * dy);
   double t(sqLength > 0.0 ? ((p.x() - a.x()) * dx + (p.y() - a.y()) * dy) / sqLength : 0.0);
   t = std::max(0.0, std::min(1.0, t));
-  return sqDist(p, Point2(a.x() + t * dx, a.y() + t * dy));
+  return sqDistance(p, Point2(a.x() + t * dx, a.y() + t * dy));
 }
 
 // The shortest edge's index (the corner at the smallest angle).
@@ -278,7 +273,7 @@ Point2 MeshRefiner::splitPointOf(ConstraintSegment2* pCSeg) const {
   if (bInputA == bInputB) return Point2(0.5 * (a.x() + b.x()), 0.5 * (a.y() + b.y()));
   const Point2& from(bInputA ? a : b);
   const Point2& to(bInputA ? b : a);
-  const double length(std::sqrt(sqDist(a, b)));
+  const double length(std::sqrt(sqDistance(a, b)));
   const double shell(std::exp2(std::round(std::log2(0.5 * length))));
   const double t(shell / length);
   return Point2(from.x() + t * (to.x() - from.x()), from.y() + t * (to.y() - from.y()));
@@ -463,7 +458,7 @@ bool MeshRefiner::inspectCavity(Triangle2* pStart, const Point2& p, double& minS
     for (int i = 0; i < 3; ++i) {
       Point2* a(pT->getCorner(incIndexBy1(i)));
       Point2* b(pT->getCorner(incIndexBy2(i)));
-      minSqDist = std::min(minSqDist, sqDist(*a, p));
+      minSqDist = std::min(minSqDist, sqDistance(*a, p));
       Triangle2* pN(pT->getOppositeTriangle(i));
       if (pN != nullptr && std::find(vCavity.begin(), vCavity.end(), pN) != vCavity.end()) continue;  // inside the cavity
       ConstraintSegment2* pCSeg(mgr.getAliveSegment(a, b));
@@ -549,7 +544,7 @@ bool MeshRefiner::isForcedByInput(const Triangle2* pT, double /*minAngleDegree*/
     if (isInputEnd(pEnd, pInputW)) pApex = pEnd;
   }
   if (pApex == nullptr) return false;
-  const double du(std::sqrt(sqDist(*u->first, *pApex))), dw(std::sqrt(sqDist(*w->first, *pApex)));
+  const double du(std::sqrt(sqDistance(*u->first, *pApex))), dw(std::sqrt(sqDistance(*w->first, *pApex)));
   if (std::fabs(du - dw) > kShellTolerance * std::max(du, dw)) return false;
   // Only an input angle below the bound forces small angles nearby.
   const double ux(u->first->x() - pApex->x()), uy(u->first->y() - pApex->y());

@@ -27,23 +27,23 @@ InserterMT::InserterMT(Dt2& dt_, int numThreads_)
     : dt(dt_), numThreads(static_cast<size_t>(std::max(1, numThreads_))), pLast(nullptr) {}
 
 template <class Include>
-void InserterMT::insertSerially(const std::vector<IdxVtx>& vRecords, Include bInclude) {
-  for (size_t i = 0; i < vRecords.size(); ++i) {
-    if (bInclude(i)) pLast = dt.insertVertex(vRecords[i].pVtx, pLast);
+void InserterMT::insertSerially(const RecordRange& records, Include bInclude) {
+  for (size_t i = 0; i < records.size(); ++i) {
+    if (bInclude(i) && isPendingRecord(records[i])) pLast = dt.insertVertex(records[i].pVtx, pLast);
   }
 }
 
-void InserterMT::run(const std::vector<IdxVtx>& vRecords) {
+void InserterMT::run(const RecordRange& records) {
   pLast = dt.vertexVault.getFakeCorner(0)->getIncidentTriangle();
-  const size_t numChunks(std::min(numThreads, vRecords.size() / kMinRecordsPerChunk));
+  const size_t numChunks(std::min(numThreads, records.size() / kMinRecordsPerChunk));
   if (numChunks < 2) {
-    insertSerially(vRecords, [](size_t) { return true; });
+    insertSerially(records, [](size_t) { return true; });
     return;
   }
-  const size_t sampleStep(std::max<size_t>(2, std::min(kSampleStep, vRecords.size() / (kMinSamplePerChunk * numChunks))));
-  const Partitioner partitioner(vRecords, numChunks, sampleStep);
-  insertSerially(vRecords, [&partitioner](size_t i) { return partitioner.isSample(i); });
-  const std::vector<Point2*> vDeferred(runChunks(vRecords, partitioner));
+  const size_t sampleStep(std::max<size_t>(2, std::min(kSampleStep, records.size() / (kMinSamplePerChunk * numChunks))));
+  const Partitioner partitioner(records, numChunks, sampleStep);
+  insertSerially(records, [&partitioner](size_t i) { return partitioner.isSample(i); });
+  const std::vector<Point2*> vDeferred(runChunks(records, partitioner));
   for (Point2* pVtx : vDeferred) pLast = dt.insertVertex(pVtx, pLast);
 }
 
@@ -67,15 +67,15 @@ void InserterMT::assignOwners(const Partitioner& partitioner, const std::vector<
   }
 }
 
-std::vector<Triangle2*> InserterMT::findAnchors(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner,
+std::vector<Triangle2*> InserterMT::findAnchors(const RecordRange& records, const Partitioner& partitioner,
                                                const std::vector<uint32_t>& vMarks) {
-  std::vector<Triangle2*> vAnchors(partitioner.sampleSlot(vRecords.size()) + 1, nullptr);
+  std::vector<Triangle2*> vAnchors(partitioner.sampleSlot(records.size()) + 1, nullptr);
   std::vector<Triangle2*> vStar;
   for (size_t c = 0; c < partitioner.numChunks(); ++c) {
     for (size_t i = partitioner.chunkBegin(c); i < partitioner.chunkEnd(c); ++i) {
-      if (!partitioner.isSample(i)) continue;
+      if (!partitioner.isSample(i) || !records[i].bActive) continue;
       vStar.clear();
-      dt.getIncidentTriangles(vRecords[i].pVtx, vStar);
+      dt.getIncidentTriangles(records[i].pVtx, vStar);
       for (Triangle2* pT : vStar) {
         if (pT->getMark() == vMarks[c]) vAnchors[partitioner.sampleSlot(i)] = pT;
       }
@@ -84,13 +84,13 @@ std::vector<Triangle2*> InserterMT::findAnchors(const std::vector<IdxVtx>& vReco
   return vAnchors;
 }
 
-std::vector<Point2*> InserterMT::runChunks(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner) {
+std::vector<Point2*> InserterMT::runChunks(const RecordRange& records, const Partitioner& partitioner) {
   const size_t numChunks(partitioner.numChunks());
   std::vector<uint32_t> vMarks;
   for (size_t c = 0; c < numChunks; ++c) vMarks.push_back(dt.newMark());
   std::vector<Triangle2*> vStarts(numChunks, nullptr);
   assignOwners(partitioner, vMarks, vStarts);
-  const std::vector<Triangle2*> vAnchors(findAnchors(vRecords, partitioner, vMarks));
+  const std::vector<Triangle2*> vAnchors(findAnchors(records, partitioner, vMarks));
   std::vector<std::unique_ptr<Chunk>> vChunks;
   size_t numTotal(0);
   for (size_t c = 0; c < numChunks; ++c) {
@@ -104,7 +104,7 @@ std::vector<Point2*> InserterMT::runChunks(const std::vector<IdxVtx>& vRecords, 
   std::vector<std::exception_ptr> vErrors(numChunks);
   const auto work = [&](size_t c) {
     try {
-      vChunks[c]->run(vRecords, partitioner, c, vAnchors, numDone, numTotal, c == 0 ? &dt.publisher : nullptr);
+      vChunks[c]->run(records, partitioner, c, vAnchors, numDone, numTotal, c == 0 ? &dt.publisher : nullptr);
     } catch (...) {
       vErrors[c] = std::current_exception();
     }

@@ -4,12 +4,11 @@
 #include <cstdint>
 #include <vector>
 
-#include "VertexVault.h"
+#include "Partitioner.h"
 
 namespace KORA_ZARN2D {
 
 class Dt2;
-class Partitioner;
 class Triangle2;
 
 /// Inserts a Hilbert-ordered set of new vertices with several threads, into the triangulation
@@ -32,25 +31,25 @@ class InserterMT {
   InserterMT(const InserterMT&) = delete;
   InserterMT& operator=(const InserterMT&) = delete;
 
-  /// Inserts the vertices of vRecords (sorted by key, none in the triangulation yet). The
+  /// Inserts the vertices of the pending records (sorted by key; others are skipped). The
   /// triangulation must be two-dimensional, enclose every record's vertex strictly inside its hull
   /// (the fake box) and hold no constraint segment. Small sets are inserted serially.
-  void run(const std::vector<IdxVtx>& vRecords);
+  void run(const RecordRange& records);
 
  private:
   /// Serial insertion of the records for which bInclude(index) holds, each walk starting where
   /// the previous one ended.
   template <class Include>
-  void insertSerially(const std::vector<IdxVtx>& vRecords, Include bInclude);
+  void insertSerially(const RecordRange& records, Include bInclude);
   /// Marks every triangle with the mark of the chunk owning its centroid's key; vStarts receives,
   /// per chunk, its triangle of smallest key (null for a chunk without triangles).
   void assignOwners(const Partitioner& partitioner, const std::vector<uint32_t>& vMarks, std::vector<Triangle2*>& vStarts);
   /// Per sample slot: a triangle at the slot's sample vertex owned by the chunk holding the
   /// record, or null.
-  std::vector<Triangle2*> findAnchors(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner,
+  std::vector<Triangle2*> findAnchors(const RecordRange& records, const Partitioner& partitioner,
                                       const std::vector<uint32_t>& vMarks);
   /// Runs the chunks, one per thread, and returns the vertices they deferred.
-  std::vector<Point2*> runChunks(const std::vector<IdxVtx>& vRecords, const Partitioner& partitioner);
+  std::vector<Point2*> runChunks(const RecordRange& records, const Partitioner& partitioner);
 
   Dt2& dt;
   size_t numThreads;

@@ -5,16 +5,16 @@
 
 namespace KORA_ZARN2D {
 
-Partitioner::Partitioner(const std::vector<IdxVtx>& vRecords_, size_t numChunks, size_t sampleStep_)
-    : vRecords(vRecords_), sampleStep(std::max<size_t>(1, sampleStep_)) {
+Partitioner::Partitioner(const RecordRange& records_, size_t numChunks, size_t sampleStep_)
+    : records(records_), sampleStep(std::max<size_t>(1, sampleStep_)) {
   numChunks = std::max<size_t>(1, numChunks);
-  const size_t n(vRecords.size());
+  const size_t n(records.size());
   vBegin.push_back(0);
   for (size_t c = 1; c < numChunks; ++c) {
     size_t begin(std::max(vBegin.back(), n * c / numChunks));
-    while (begin > 0 && begin < n && vRecords[begin - 1].key == vRecords[begin].key) ++begin;
+    while (begin > 0 && begin < n && records[begin - 1].key == records[begin].key) ++begin;
     vBegin.push_back(begin);
-    vFirstKey.push_back(begin < n ? vRecords[begin].key : UINT32_MAX);
+    vFirstKey.push_back(begin < n ? records[begin].key : UINT32_MAX);
   }
   vBegin.push_back(n);
   for (size_t c = 0; c < numChunks; ++c) {

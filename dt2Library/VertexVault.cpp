@@ -310,13 +310,13 @@ void VertexVault::dropTrailingInactive() {
   numIndexed = std::min(numIndexed, size());  // inactive records were not indexed
 }
 
-bool VertexVault::isSortedFrom(size_t first) const {
+bool VertexVault::isSortedBetween(size_t first, size_t end) const {
   uint32_t previousKey(0);
-  for (size_t i = first; i < numInBulkRun; ++i) {  // the run first: no test per record of where it is
+  for (size_t i = first; i < std::min(end, numInBulkRun); ++i) {  // the run first: no test per record of where it is
     if (keyOf(pBulkRun + i) < previousKey) return false;
     previousKey = keyOf(pBulkRun + i);
   }
-  for (size_t i = std::max(first, numInBulkRun); i < size(); ++i) {
+  for (size_t i = std::max(first, numInBulkRun); i < end; ++i) {
     if (keyOf(vIdxVtxAct[i - numInBulkRun]) < previousKey) return false;
     previousKey = keyOf(vIdxVtxAct[i - numInBulkRun]);
   }

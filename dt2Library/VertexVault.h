@@ -103,7 +103,9 @@ class VertexVault {
   size_t createVertices(const BulkInput& input, Point2** aHandles);
 
   /// True when the records from first on are in key order. O(number of those records).
-  bool isSortedFrom(size_t first) const;
+  bool isSortedFrom(size_t first) const { return isSortedBetween(first, size()); }
+  /// True when records [first, end) are in key order. O(end - first).
+  bool isSortedBetween(size_t first, size_t end) const;
   /// The number of records; records [first, size()) were created by the last createVertices call.
   size_t size() const { return numInBulkRun + vIdxVtxAct.size(); }
   /// Record i (i < size()) by value. O(1).

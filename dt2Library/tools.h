@@ -10,6 +10,12 @@ namespace KORA_ZARN2D {
 /// Prints the failed condition (error line, log file, "file:line"), then throws ZarnException.
 [[noreturn]] void assertionFailed(const char* conditionText, const char* file, int line);
 
+/// Squared Euclidean distance in doubles (a heuristic measure: no geometric decision rests on it).
+inline double sqDistance(const Point2& a, const Point2& b) {
+  const double dx(a.x() - b.x()), dy(a.y() - b.y());
+  return dx * dx + dy * dy;
+}
+
 }  // namespace KORA_ZARN2D
 
 /// Checks an internal invariant. Active in every build type; a failure prints the condition text,

@@ -107,7 +107,7 @@ TEST(Dt2Parallel, PartitionerKeepsEqualKeysTogether) {
   for (uint32_t i = 0; i < 1000; ++i) vRecords.push_back(IdxVtx{(i / 7) * 4, true, nullptr});
   for (size_t numChunks : {1u, 2u, 3u, 8u, 2000u}) {
     for (size_t sampleStep : {1u, 2u, 32u}) {
-      const Partitioner part(vRecords, numChunks, sampleStep);
+      const Partitioner part(RecordRange{vRecords.data(), vRecords.size()}, numChunks, sampleStep);
       size_t numToInsert(0), numSamples(0);
       for (size_t c = 0; c < part.numChunks(); ++c) {
         EXPECT_EQ(part.chunkBegin(c), c == 0 ? 0u : part.chunkEnd(c - 1));
