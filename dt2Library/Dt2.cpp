@@ -270,10 +270,10 @@ Triangle2* Dt2::insertVertex(Point2* pVtx, Triangle2* pStart, bool bDeferDuplica
 Triangle2* Dt2::startTriangleNear(const Point2& p, uint32_t key) {
   Triangle2* pT(vertexVault.getCloT(key));
   if (vertexVault.size() < 2) return pT;
-  const IdxVtx* pPrev(vertexVault.getRecord(vertexVault.size() - 2));
-  Triangle2* pPrevT(pPrev->bActive ? pPrev->pVtx->getIncidentTriangle() : nullptr);
+  const IdxVtx prev(vertexVault.getRecord(vertexVault.size() - 2));
+  Triangle2* pPrevT(prev.bActive ? prev.pVtx->getIncidentTriangle() : nullptr);
   if (pPrevT == nullptr) return pT;
-  return sqDistance(*pPrev->pVtx, p) < sqDistance(*pT->getCorner(0), p) ? pPrevT : pT;
+  return sqDistance(*prev.pVtx, p) < sqDistance(*pT->getCorner(0), p) ? pPrevT : pT;
 }
 
 Point2* Dt2::insertNear(const Point2& p, Triangle2* pHint) {
@@ -326,10 +326,10 @@ void Dt2::insertRecordsFrom(size_t firstRecord, Triangle2* pStart) {
     const size_t stride(aRoundStrides[round]);
     const bool bLastRound(stride == 1);
     for (size_t i = firstRecord; i < numRecords; i += stride) {
-      const IdxVtx* pRec(vertexVault.getRecord(i));
-      if (!pRec->bActive || pRec->pVtx->getIncidentTriangle() != nullptr) continue;
-      if (!bLastRound && i > firstRecord && vertexVault.getRecord(i - 1)->key == pRec->key) continue;
-      pT = insertVertex(pRec->pVtx, pT, !bLastRound);
+      const IdxVtx rec(vertexVault.getRecord(i));
+      if (!rec.bActive || rec.pVtx->getIncidentTriangle() != nullptr) continue;
+      if (!bLastRound && i > firstRecord && vertexVault.getRecord(i - 1).key == rec.key) continue;
+      pT = insertVertex(rec.pVtx, pT, !bLastRound);
       if (bLastRound && (i & (kProgressInterval - 1)) == 0) {
         publisher.setProgress(static_cast<double>(i - firstRecord) / static_cast<double>(numRecords - firstRecord));
       }
@@ -346,19 +346,20 @@ void Dt2::insertRecordsInParallel(size_t firstRecord, bool bConstraintEdges) {
   // The new records are usually in key order already, followed by the fake box's corners: then
   // the workers read them in place (a copy of millions of records costs more than it saves).
   size_t end(vertexVault.size());
-  while (end > firstRecord && !isPendingRecord(*vertexVault.getRecord(end - 1))) --end;
+  while (end > firstRecord && !isPendingRecord(vertexVault.getRecord(end - 1))) --end;
   if (end == firstRecord) return;
-  const RecordRange inPlace{vertexVault.getRecord(firstRecord), end - firstRecord};
-  const auto keyLess = [](const IdxVtx& a, const IdxVtx& b) { return a.key < b.key; };
-  if (std::is_sorted(inPlace.pBegin, inPlace.pBegin + inPlace.num, keyLess)) {
-    InserterMT(*this, numCPU).run(inPlace);
+  if (vertexVault.isSortedBetween(firstRecord, end)) {
+    InserterMT(*this, numCPU).run(RecordRange(vertexVault, firstRecord, end - firstRecord));
     return;
   }
   std::vector<IdxVtx> vRecords;
-  std::copy_if(inPlace.pBegin, inPlace.pBegin + inPlace.num, std::back_inserter(vRecords), isPendingRecord);
+  for (size_t i = firstRecord; i < end; ++i) {
+    if (isPendingRecord(vertexVault.getRecord(i))) vRecords.push_back(vertexVault.getRecord(i));
+  }
   // Records that existed before the call come first in their own key order.
+  const auto keyLess = [](const IdxVtx& a, const IdxVtx& b) { return a.key < b.key; };
   std::stable_sort(vRecords.begin(), vRecords.end(), keyLess);
-  InserterMT(*this, numCPU).run(RecordRange{vRecords.data(), vRecords.size()});
+  InserterMT(*this, numCPU).run(RecordRange(vRecords.data(), vRecords.size()));
 }
 
 void Dt2::becomeTwoDimensional() {
@@ -404,8 +405,8 @@ void Dt2::insertAndCleanBulk(size_t firstNewRecord, Point2** aHandles, size_t nu
     insertRecordsInParallel(bWas2D ? firstNewRecord : 0, bWas2D && !pConstraintMgr->empty());
   } else if (is2D()) {
     size_t first(firstNewRecord);
-    while (first < vertexVault.size() && !vertexVault.getRecord(first)->bActive) ++first;
-    if (first < vertexVault.size()) insertRecordsFrom(first, vertexVault.getCloT(vertexVault.getRecord(first)->key));
+    while (first < vertexVault.size() && !vertexVault.getRecord(first).bActive) ++first;
+    if (first < vertexVault.size()) insertRecordsFrom(first, vertexVault.getCloT(vertexVault.getRecord(first).key));
   } else {
     becomeTwoDimensional();
   }

@@ -39,8 +39,8 @@ void Dt2::getTrianglePointers(std::vector<Triangle2*>& vTriangles) const {
 void Dt2::getVertexPointers(std::vector<Point2*>& vVertices) const {
   vVertices.reserve(vVertices.size() + numberOfPoints());
   for (size_t i = 0; i < vertexVault.size(); ++i) {
-    const IdxVtx* pRec(vertexVault.getRecord(i));
-    if (pRec->bActive) vVertices.push_back(pRec->pVtx);
+    const IdxVtx rec(vertexVault.getRecord(i));
+    if (rec.bActive) vVertices.push_back(rec.pVtx);
   }
 }
 
@@ -145,8 +145,8 @@ void Dt2::getConvexHull(bool bAllVertices, std::vector<Point2*>& vHull) {
 Bbox2 Dt2::computeBoundingBox() const {
   Bbox2 box;
   for (size_t i = 0; i < vertexVault.size(); ++i) {
-    const IdxVtx* pRec(vertexVault.getRecord(i));
-    if (pRec->bActive) box.add(*pRec->pVtx);
+    const IdxVtx rec(vertexVault.getRecord(i));
+    if (rec.bActive) box.add(*rec.pVtx);
   }
   return box;
 }

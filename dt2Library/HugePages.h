@@ -30,13 +30,15 @@ inline void adviseHugePages(void* pBlock, size_t numBytes) {
 }
 
 /// Storage for numBytes bytes from malloc; a buffer of at least two huge pages is aligned to a huge
-/// page and advised to use them (adviseHugePages). Null when memory is exhausted. Release with
-/// std::free. The bytes are not initialised.
+/// page and its whole huge pages are advised to use them (adviseHugePages). The rounding up to a
+/// multiple of the huge page size is not advised: a huge page there would make up to 2 MiB
+/// resident that the buffer never uses. Null when memory is exhausted. Release with std::free.
+/// The bytes are not initialised.
 inline void* allocateLargeAware(size_t numBytes) {
   if (numBytes < 2 * kHugePageSize) return std::malloc(numBytes);
   const size_t rounded((numBytes + kHugePageSize - 1) & ~(kHugePageSize - 1));
   void* pBlock(std::aligned_alloc(kHugePageSize, rounded));
-  if (pBlock != nullptr) adviseHugePages(pBlock, rounded);
+  if (pBlock != nullptr) adviseHugePages(pBlock, numBytes);
   return pBlock;
 }
 

@@ -153,6 +153,53 @@ IntervalSign inCircleSignByIntervals(const Point2& c0, const Point2& c1, const P
   return signOf(det);
 }
 
+/// Integers of magnitude at most 2^52 are exact doubles, and so is the difference of two of them.
+constexpr double kLargestSmallInteger = 0x1p52;
+/// Orientation of integer points: differences up to 2^26 make products up to 2^52 and their
+/// difference up to 2^53, all integers a double holds exactly.
+constexpr double kOrientationIntegerDifferenceLimit = 0x1p26;
+/// In-circle of integer points: differences up to 2^12 make lifts and cross products up to 2^25,
+/// terms up to 2^50 and their sum below 2^52, all integers a double holds exactly.
+constexpr double kInCircleIntegerDifferenceLimit = 0x1p12;
+
+bool isSmallInteger(double value) {
+  return std::fabs(value) <= kLargestSmallInteger && value == static_cast<double>(static_cast<int64_t>(value));
+}
+
+bool hasSmallIntegerCoordinates(const Point2& p) { return isSmallInteger(p.x()) && isSmallInteger(p.y()); }
+
+bool isWithin(double difference, double limit) { return std::fabs(difference) <= limit; }
+
+IntervalSign signOfExact(double value) { return value > 0 ? IS_POSITIVE : (value < 0 ? IS_NEGATIVE : IS_ZERO); }
+
+/// The orientation sign, evaluated exactly in doubles, for integer points close enough to each
+/// other (see kOrientationIntegerDifferenceLimit); IS_UNDECIDED for all other points.
+IntervalSign orientationSignOfIntegers(const Point2& p0, const Point2& p1, const Point2& p2) {
+  if (!hasSmallIntegerCoordinates(p0) || !hasSmallIntegerCoordinates(p1) || !hasSmallIntegerCoordinates(p2)) return IS_UNDECIDED;
+  const double a(p0.x() - p2.x()), b(p1.y() - p2.y()), c(p0.y() - p2.y()), d(p1.x() - p2.x());
+  const double limit(kOrientationIntegerDifferenceLimit);
+  if (!isWithin(a, limit) || !isWithin(b, limit) || !isWithin(c, limit) || !isWithin(d, limit)) return IS_UNDECIDED;
+  return signOfExact(b * a - c * d);
+}
+
+/// The in-circle sign, evaluated exactly in doubles, for integer points close enough to p (see
+/// kInCircleIntegerDifferenceLimit); IS_UNDECIDED for all other points.
+IntervalSign inCircleSignOfIntegers(const Point2& c0, const Point2& c1, const Point2& c2, const Point2& p) {
+  if (!hasSmallIntegerCoordinates(c0) || !hasSmallIntegerCoordinates(c1) || !hasSmallIntegerCoordinates(c2) ||
+      !hasSmallIntegerCoordinates(p)) {
+    return IS_UNDECIDED;
+  }
+  const double ax(c0.x() - p.x()), ay(c0.y() - p.y()), bx(c1.x() - p.x()), by(c1.y() - p.y());
+  const double cx(c2.x() - p.x()), cy(c2.y() - p.y());
+  const double limit(kInCircleIntegerDifferenceLimit);
+  if (!isWithin(ax, limit) || !isWithin(ay, limit) || !isWithin(bx, limit) || !isWithin(by, limit) ||
+      !isWithin(cx, limit) || !isWithin(cy, limit)) {
+    return IS_UNDECIDED;
+  }
+  return signOfExact((ax * ax + ay * ay) * (bx * cy - cx * by) + (bx * bx + by * by) * (cx * ay - cy * ax) +
+                     (cx * cx + cy * cy) * (ax * by - bx * ay));
+}
+
 /// True when the least significant bit of the significand is 0 (the tie-breaking rule of IEEE 754).
 bool hasEvenSignificand(double value) {
   uint64_t bits;
@@ -296,8 +343,14 @@ Orientation2 KoraTest::getOrientationSlow(const Point2& p0, const Point2& p1, co
   assertFinite(p1);
   assertFinite(p2);
   if ((p0.x() == p1.x() && p1.x() == p2.x()) || (p0.y() == p1.y() && p1.y() == p2.y())) return ORIENTATION2_COLLINEAR;
-  ++stageCounts.orientationInterval;
-  switch (orientationSignByIntervals(p0, p1, p2)) {
+  IntervalSign sign(orientationSignOfIntegers(p0, p1, p2));
+  if (sign != IS_UNDECIDED) {
+    ++stageCounts.orientationInteger;
+  } else {
+    ++stageCounts.orientationInterval;
+    sign = orientationSignByIntervals(p0, p1, p2);
+  }
+  switch (sign) {
     case IS_POSITIVE:
       return ORIENTATION2_CCW;
     case IS_NEGATIVE:
@@ -333,6 +386,11 @@ Orientation2 KoraTest::getOrientationExact(const Point2& p0, const Point2& p1, c
 }
 
 int KoraTest::inCircleSlow(const Point2& c0, const Point2& c1, const Point2& c2, const Point2& p) {
+  const IntervalSign integerSign(inCircleSignOfIntegers(c0, c1, c2, p));  // integers are finite
+  if (integerSign != IS_UNDECIDED) {
+    ++stageCounts.inCircleInteger;
+    return integerSign;
+  }
   assertFinite(c0);
   assertFinite(c1);
   assertFinite(c2);

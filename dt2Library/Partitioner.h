@@ -9,12 +9,20 @@
 
 namespace KORA_ZARN2D {
 
-/// Consecutive vertex records, read in place (a part of the vertex store or a sorted copy).
-struct RecordRange {
-  const IdxVtx* pBegin;
-  size_t num;
+/// Consecutive vertex records, read in place: records [first, first + num) of a vertex store, or
+/// num sorted copies.
+class RecordRange {
+ public:
+  RecordRange(const IdxVtx* pCopies_, size_t num_) : pVault(nullptr), pCopies(pCopies_), first(0), num(num_) {}
+  RecordRange(const VertexVault& vault, size_t first_, size_t num_) : pVault(&vault), pCopies(nullptr), first(first_), num(num_) {}
   size_t size() const { return num; }
-  const IdxVtx& operator[](size_t i) const { return pBegin[i]; }
+  IdxVtx operator[](size_t i) const { return pCopies != nullptr ? pCopies[i] : pVault->getRecord(first + i); }
+
+ private:
+  const VertexVault* pVault;
+  const IdxVtx* pCopies;  // null: the store's own records
+  size_t first;
+  size_t num;
 };
 
 /// True for a record whose vertex still waits for its insertion.

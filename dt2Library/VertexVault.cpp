@@ -55,14 +55,14 @@ VertexVault::VertexVault(Dt2* pDt_)
     : bFullDimensional(false), numSorted(0), pDt(pDt_), numDeactivated(0), numActive(0) {}
 
 Triangle2* VertexVault::triangleOfActive(size_t idx) {
-  Triangle2* pT(vIdxVtxAct[idx].pVtx->getIncidentTriangle());
+  Triangle2* pT(recordAt(idx)->getIncidentTriangle());
   if (pT == nullptr) {
     std::cout << "HUH BUG" << std::endl;
-    std::cout << "Address=" << static_cast<const void*>(vIdxVtxAct[idx].pVtx) << std::endl;
+    std::cout << "Address=" << static_cast<const void*>(recordAt(idx)) << std::endl;
     std::cout << "resultIdx=" << idx << std::endl;
-    std::cout << "pVtx=" << *vIdxVtxAct[idx].pVtx << std::endl;
-    for (size_t i = 0; i < vIdxVtxAct.size(); ++i) {
-      if (*vIdxVtxAct[i].pVtx == *vIdxVtxAct[idx].pVtx) std::cout << "found at index i=" << i << std::endl;
+    std::cout << "pVtx=" << *recordAt(idx) << std::endl;
+    for (size_t i = 0; i < size(); ++i) {
+      if (*recordAt(i) == *recordAt(idx)) std::cout << "found at index i=" << i << std::endl;
     }
   }
   ZARN_ASSERT(pT!=0);
@@ -72,22 +72,36 @@ Triangle2* VertexVault::triangleOfActive(size_t idx) {
 Triangle2* VertexVault::nearestActiveInTail(uint32_t key) const {
   Triangle2* pBest(nullptr);
   uint64_t bestDiff(UINT64_MAX);
-  for (size_t i = numSorted; i < vIdxVtxAct.size(); ++i) {
-    const IdxVtx& rec(vIdxVtxAct[i]);
-    if (!rec.bActive) continue;
-    if (rec.pVtx->getIncidentTriangle() == nullptr) break;
-    const uint64_t diff(rec.key > key ? rec.key - key : key - rec.key);
+  for (size_t i = numSorted; i < size(); ++i) {
+    const Point2* pVtx(recordAt(i));
+    if (!isActive(pVtx)) continue;
+    if (pVtx->getIncidentTriangle() == nullptr) break;
+    const uint32_t recKey(keyOf(pVtx));
+    const uint64_t diff(recKey > key ? recKey - key : key - recKey);
     if (diff < bestDiff) {
       bestDiff = diff;
-      pBest = rec.pVtx->getIncidentTriangle();
+      pBest = pVtx->getIncidentTriangle();
     }
   }
   return pBest;
 }
 
+size_t VertexVault::firstSortedNotBelow(uint32_t key) const {
+  size_t lo(0), hi(numSorted);
+  while (lo < hi) {
+    const size_t mid(lo + (hi - lo) / 2);
+    if (keyOf(recordAt(mid)) < key) {
+      lo = mid + 1;
+    } else {
+      hi = mid;
+    }
+  }
+  return lo;
+}
+
 Triangle2* VertexVault::getCloT(uint32_t key) {
   ZARN_ASSERT(bFullDimensional);
-  ZARN_ASSERT(!vIdxVtxAct.empty());
+  ZARN_ASSERT(size() > 0);
   if (numSorted == 0 && hasFakeBox()) {
     Point2* pFakeCorner(vFakeBoxHandles[0]);
     ZARN_ASSERT(pFakeCorner!=0);
@@ -96,21 +110,19 @@ Triangle2* VertexVault::getCloT(uint32_t key) {
     return pFakeT;
   }
   if (numSorted > 0) {
-    const RecordVector::const_iterator sortedEnd(vIdxVtxAct.begin() + numSorted);
-    IdxVtx probe{key, true, nullptr};
-    size_t hi(std::lower_bound(vIdxVtxAct.cbegin(), sortedEnd, probe, keyLess) - vIdxVtxAct.cbegin());
+    const size_t hi(firstSortedNotBelow(key));
     size_t idx(hi);
     if (hi == numSorted) {
       idx = hi - 1;
-    } else if (hi > 0 && key - vIdxVtxAct[hi - 1].key <= vIdxVtxAct[hi].key - key) {
+    } else if (hi > 0 && key - keyOf(recordAt(hi - 1)) <= keyOf(recordAt(hi)) - key) {
       idx = hi - 1;
     }
-    if (vIdxVtxAct[idx].bActive) return triangleOfActive(idx);
+    if (isActive(recordAt(idx))) return triangleOfActive(idx);
     for (size_t i = idx + 1; i < numSorted; ++i) {
-      if (vIdxVtxAct[i].bActive) return triangleOfActive(i);
+      if (isActive(recordAt(i))) return triangleOfActive(i);
     }
     for (size_t i = idx; i-- > 0;) {
-      if (vIdxVtxAct[i].bActive) return triangleOfActive(i);
+      if (isActive(recordAt(i))) return triangleOfActive(i);
     }
   }
   Triangle2* pT(nearestActiveInTail(key));
@@ -120,15 +132,14 @@ Triangle2* VertexVault::getCloT(uint32_t key) {
 }
 
 size_t VertexVault::getIdxOfActiveVtx(const Point2* pVtx) {
-  const uint32_t key(pDt->getHC2().getKey(*pVtx));
-  IdxVtx probe{key, true, nullptr};
-  const RecordVector::const_iterator sortedEnd(vIdxVtxAct.begin() + numSorted);
-  const size_t first(std::lower_bound(vIdxVtxAct.cbegin(), sortedEnd, probe, keyLess) - vIdxVtxAct.cbegin());
-  for (size_t i = first; i < numSorted && vIdxVtxAct[i].key == key; ++i) {
-    if (vIdxVtxAct[i].pVtx == pVtx && vIdxVtxAct[i].bActive) return i;
-  }
-  for (size_t i = vIdxVtxAct.size(); i-- > 0;) {
-    if (vIdxVtxAct[i].pVtx == pVtx && vIdxVtxAct[i].bActive) return i;
+  const uint32_t key(keyOf(pVtx));
+  if (isActive(pVtx)) {
+    for (size_t i = firstSortedNotBelow(key); i < numSorted && keyOf(recordAt(i)) == key; ++i) {
+      if (recordAt(i) == pVtx) return i;
+    }
+    for (size_t i = size(); i-- > 0;) {
+      if (recordAt(i) == pVtx) return i;
+    }
   }
   reportError("VertexVault::getIdxOfActiveVtx", "pQuery not found");
   ZARN_ASSERT(false);
@@ -141,16 +152,17 @@ bool VertexVault::isActiveVertex(const Point2* pVtx) {
   // incident triangle, while redundant and removed vertices have none: an O(1) answer. Only the
   // lower-dimensional phase, which has no triangles, searches the register.
   if (bFullDimensional) return pVtx->getIncidentTriangle() != nullptr;
-  for (size_t i = vIdxVtxAct.size(); i-- > 0;) {
-    if (vIdxVtxAct[i].pVtx == pVtx) return vIdxVtxAct[i].bActive;
+  for (size_t i = size(); i-- > 0;) {
+    if (recordAt(i) == pVtx) return isActive(pVtx);
   }
   return false;
 }
 
 Triangle2* VertexVault::getOneValidTriangle() {
   if (!bFullDimensional) return nullptr;
-  for (IdxVtx& rec : vIdxVtxAct) {
-    if (rec.bActive) return rec.pVtx->getIncidentTriangle();
+  for (size_t i = 0; i < size(); ++i) {
+    const Point2* pVtx(recordAt(i));
+    if (isActive(pVtx)) return pVtx->getIncidentTriangle();
   }
   reportError("getOneValidTriangle()", "No valid triangle found");
   ZARN_ASSERT(false);
@@ -161,7 +173,7 @@ void VertexVault::deactivate(Point2* pVtx) {
   forgetPositions();
   ++numDeactivated;
   pVtx->setIncidentTriangle(nullptr);
-  vIdxVtxAct[getIdxOfActiveVtx(pVtx)].bActive = false;
+  setInactive(recordAt(getIdxOfActiveVtx(pVtx)));
   --numActive;
   if (!bFullDimensional) updateSorting(true);
 }
@@ -175,9 +187,8 @@ void VertexVault::addRedundant(Point2* pRedundant, Point2* pUnique) {
 Point2* VertexVault::resolveSingleDuplicate(Point2* pDup) {
   forgetPositions();
   ZARN_ASSERT(mRedundant2UniqueVtx.size()==1);
-  IdxVtx& lastItem(vIdxVtxAct.back());
-  ZARN_ASSERT(pDup==lastItem.pVtx);
-  lastItem.bActive = false;
+  ZARN_ASSERT(pDup==recordAt(size() - 1));
+  setInactive(pDup);
   --numActive;
   std::map<Point2*, Point2*>::iterator q_it(mRedundant2UniqueVtx.find(pDup));
   ZARN_ASSERT(q_it!=mRedundant2UniqueVtx.end());
@@ -192,10 +203,11 @@ void VertexVault::cleanDuplicates(Point2** aHandles, size_t numHandles) {
     // Collinear phase: nothing was located, so find the duplicates by position. The first of
     // several equal points is the unique one.
     std::map<Point2, Point2*> mPosition2Vtx;
-    for (IdxVtx& rec : vIdxVtxAct) {
-      if (!rec.bActive) continue;
-      std::pair<std::map<Point2, Point2*>::iterator, bool> result(mPosition2Vtx.insert(std::make_pair(*rec.pVtx, rec.pVtx)));
-      if (!result.second) mRedundant2UniqueVtx[rec.pVtx] = result.first->second;
+    for (size_t i = 0; i < size(); ++i) {
+      Point2* pVtx(recordAt(i));
+      if (!isActive(pVtx)) continue;
+      std::pair<std::map<Point2, Point2*>::iterator, bool> result(mPosition2Vtx.insert(std::make_pair(*pVtx, pVtx)));
+      if (!result.second) mRedundant2UniqueVtx[pVtx] = result.first->second;
     }
   }
   if (mRedundant2UniqueVtx.empty()) return;
@@ -213,9 +225,10 @@ void VertexVault::cleanDuplicates(Point2** aHandles, size_t numHandles) {
     ZARN_ASSERT(mRedundant2UniqueVtx.size()==numFoundInHandles);
   }
   size_t numFoundInIdxVtxAct(0);
-  for (IdxVtx& rec : vIdxVtxAct) {
-    if (!rec.bActive || mRedundant2UniqueVtx.find(rec.pVtx) == mRedundant2UniqueVtx.end()) continue;
-    rec.bActive = false;
+  for (size_t i = 0; i < size(); ++i) {
+    Point2* pVtx(recordAt(i));
+    if (!isActive(pVtx) || mRedundant2UniqueVtx.find(pVtx) == mRedundant2UniqueVtx.end()) continue;
+    setInactive(pVtx);
     --numActive;
     ++numFoundInIdxVtxAct;
   }
@@ -239,9 +252,9 @@ size_t VertexVault::PositionHash::operator()(const std::pair<double, double>& xy
 }
 
 Point2* VertexVault::findVertexAt(const Point2& p) {
-  for (; numIndexed < vIdxVtxAct.size(); ++numIndexed) {
-    const IdxVtx& rec(vIdxVtxAct[numIndexed]);
-    if (rec.bActive) mPositionIndex.emplace(positionKey(*rec.pVtx), rec.pVtx);
+  for (; numIndexed < size(); ++numIndexed) {
+    Point2* pVtx(recordAt(numIndexed));
+    if (isActive(pVtx)) mPositionIndex.emplace(positionKey(*pVtx), pVtx);
   }
   const auto it(mPositionIndex.find(positionKey(p)));
   return it == mPositionIndex.end() ? nullptr : it->second;
@@ -254,12 +267,13 @@ void VertexVault::forgetPositions() {
 
 bool VertexVault::spansTriangleWith(const Point2& p) const {
   const Point2* a(nullptr);
-  for (const IdxVtx& rec : vIdxVtxAct) {
-    if (!rec.bActive) continue;
+  for (size_t i = 0; i < size(); ++i) {
+    const Point2* pVtx(recordAt(i));
+    if (!isActive(pVtx)) continue;
     if (a == nullptr) {
-      a = rec.pVtx;
-    } else if (*rec.pVtx != *a) {
-      return pDt->getPredicates().getOrientation(*a, *rec.pVtx, p) != ORIENTATION2_COLLINEAR;
+      a = pVtx;
+    } else if (*pVtx != *a) {
+      return pDt->getPredicates().getOrientation(*a, *pVtx, p) != ORIENTATION2_COLLINEAR;
     }
   }
   return false;
@@ -271,15 +285,17 @@ bool VertexVault::spansTriangleWith(const Point2& p) const {
 bool VertexVault::getThreeNonCollinear(Point2*& a, Point2*& b, Point2*& c) const {
   ZARN_ASSERT(!bFullDimensional);
   a = b = c = nullptr;
-  for (const IdxVtx& rec : vIdxVtxAct) {
-    if (!rec.bActive) continue;
-    if (a == nullptr || *rec.pVtx < *a) a = rec.pVtx;
-    if (b == nullptr || *b < *rec.pVtx) b = rec.pVtx;
+  for (size_t i = 0; i < size(); ++i) {
+    Point2* pVtx(recordAt(i));
+    if (!isActive(pVtx)) continue;
+    if (a == nullptr || *pVtx < *a) a = pVtx;
+    if (b == nullptr || *b < *pVtx) b = pVtx;
   }
   if (a == nullptr || *a == *b) return false;
-  for (const IdxVtx& rec : vIdxVtxAct) {
-    if (rec.bActive && pDt->getPredicates().getOrientation(*a, *b, *rec.pVtx) != ORIENTATION2_COLLINEAR) {
-      c = rec.pVtx;
+  for (size_t i = 0; i < size(); ++i) {
+    Point2* pVtx(recordAt(i));
+    if (isActive(pVtx) && pDt->getPredicates().getOrientation(*a, *b, *pVtx) != ORIENTATION2_COLLINEAR) {
+      c = pVtx;
       return true;
     }
   }
@@ -287,12 +303,39 @@ bool VertexVault::getThreeNonCollinear(Point2*& a, Point2*& b, Point2*& c) const
 }
 
 void VertexVault::dropTrailingInactive() {
-  while (!vIdxVtxAct.empty() && !vIdxVtxAct.back().bActive) vIdxVtxAct.pop_back();
-  numIndexed = std::min(numIndexed, vIdxVtxAct.size());  // inactive records were not indexed
+  while (!vIdxVtxAct.empty() && !isActive(vIdxVtxAct.back())) vIdxVtxAct.pop_back();
+  if (vIdxVtxAct.empty()) {
+    while (numInBulkRun > 0 && !isActive(pBulkRun + numInBulkRun - 1)) --numInBulkRun;
+  }
+  numIndexed = std::min(numIndexed, size());  // inactive records were not indexed
+}
+
+bool VertexVault::isSortedBetween(size_t first, size_t end) const {
+  uint32_t previousKey(0);
+  for (size_t i = first; i < std::min(end, numInBulkRun); ++i) {  // the run first: no test per record of where it is
+    if (keyOf(pBulkRun + i) < previousKey) return false;
+    previousKey = keyOf(pBulkRun + i);
+  }
+  for (size_t i = std::max(first, numInBulkRun); i < end; ++i) {
+    if (keyOf(vIdxVtxAct[i - numInBulkRun]) < previousKey) return false;
+    previousKey = keyOf(vIdxVtxAct[i - numInBulkRun]);
+  }
+  return true;
+}
+
+void VertexVault::materializeBulkRun() {
+  if (numInBulkRun == 0) return;
+  RecordVector vAll(size());
+  for (size_t i = 0; i < numInBulkRun; ++i) vAll[i] = pBulkRun + i;
+  std::copy(vIdxVtxAct.begin(), vIdxVtxAct.end(), vAll.begin() + static_cast<std::ptrdiff_t>(numInBulkRun));
+  vIdxVtxAct.swap(vAll);
+  numInBulkRun = 0;
 }
 
 void VertexVault::sortRecords() {
   forgetPositions();
+  if (isSortedFrom(0)) return;  // a first bulk insertion, for one, comes in key order
+  materializeBulkRun();
   // The unsorted tail is often in key order but for its last few records (bulk insertion creates
   // it in key order, the fake box then appends its 4 corners): then sorting those few and two
   // linear merges replace the full sort.
@@ -329,7 +372,7 @@ void VertexVault::sortFourWays() {
 
 void VertexVault::updateSorting(bool bForce) {
   if (!bForce) {
-    const bool bGrown(static_cast<double>(vIdxVtxAct.size()) > kResortGrowthFactor * static_cast<double>(numSorted));
+    const bool bGrown(static_cast<double>(size()) > kResortGrowthFactor * static_cast<double>(numSorted));
     const bool bManyDeactivated(numDeactivated > kResortDeactivatedShare * static_cast<double>(numSorted) &&
                                 numDeactivated > kResortDeactivatedMinimum);
     if (!bGrown && !bManyDeactivated) return;
@@ -337,14 +380,15 @@ void VertexVault::updateSorting(bool bForce) {
   numDeactivated = 0;
   sortRecords();
   dropTrailingInactive();
-  numSorted = vIdxVtxAct.size();
+  numSorted = size();
   // Inactive records inside the array are skipped by every search; count only the active ones.
-  numActive = static_cast<int>(std::count_if(vIdxVtxAct.begin(), vIdxVtxAct.end(), [](const IdxVtx& rec) { return rec.bActive; }));
+  numActive = 0;
+  for (size_t i = 0; i < size(); ++i) numActive += isActive(recordAt(i)) ? 1 : 0;
 }
 
 void VertexVault::rekeyAll() {
   const HC2& hc(pDt->getHC2());
-  for (IdxVtx& rec : vIdxVtxAct) rec.key = hc.getKey(*rec.pVtx);
+  for (size_t i = 0; i < size(); ++i) setKey(recordAt(i), hc.getKey(*recordAt(i)));
   numSorted = 0;
   updateSorting(true);
 }
@@ -376,21 +420,38 @@ size_t VertexVault::createVertices(const BulkInput& input, Point2** aHandles) {
   // Non-finite points carry the marker key (above every 30-bit key): skip them.
   const size_t numPairs(vPairs.size());
   vPairs.erase(std::remove_if(vPairs.begin(), vPairs.end(), [](uint64_t pair) { return (pair >> 32) == UINT32_MAX; }), vPairs.end());
-  const size_t first(vIdxVtxAct.size());
-  vIdxVtxAct.resize(first + vPairs.size());
-  numActive += static_cast<int>(vPairs.size());
   // One range of the pairs per thread, each with its own run of the vertex pool: the threads
   // write disjoint vertices, records and handles.
   const bool bThreads(numCPU > 1 && vPairs.size() >= kParallelKeysMinPoints);
   const size_t maxRun(pDt->getMaxVertexRun());
   const size_t numRanges(std::max(bThreads ? numCPU : 1, (vPairs.size() + maxRun - 1) / maxRun));
-  std::vector<std::thread> vThreads;
+  std::vector<size_t> vRangeBegins;
+  std::vector<Point2*> vRuns;
+  bool bContiguous(true);
   for (size_t r = 0; r < numRanges; ++r) {
     const size_t begin(vPairs.size() * r / numRanges), end(vPairs.size() * (r + 1) / numRanges);
     if (begin == end) continue;
-    Point2* pRun(pDt->reserveVertexRun(end - begin));
-    const auto createRange = [this, &vPairs, &input, aHandles, first, begin, end, pRun] {
-      createVertexRange(vPairs, begin, end, input, pRun, &vIdxVtxAct[first], aHandles);
+    vRuns.push_back(pDt->reserveVertexRun(end - begin));
+    bContiguous = bContiguous && (vRangeBegins.empty() || vRuns[vRuns.size() - 2] + (begin - vRangeBegins.back()) == vRuns.back());
+    vRangeBegins.push_back(begin);
+  }
+  vRangeBegins.push_back(vPairs.size());
+  const size_t first(size());
+  Point2** aRecords(nullptr);
+  if (first == 0 && bContiguous && !vRuns.empty()) {
+    pBulkRun = vRuns[0];
+    numInBulkRun = vPairs.size();
+  } else {
+    vIdxVtxAct.resize(vIdxVtxAct.size() + vPairs.size());
+    aRecords = vIdxVtxAct.data() + (first - numInBulkRun);
+  }
+  numActive += static_cast<int>(vPairs.size());
+  std::vector<std::thread> vThreads;
+  for (size_t r = 0; r < vRuns.size(); ++r) {
+    const size_t begin(vRangeBegins[r]), end(vRangeBegins[r + 1]);
+    Point2* pRun(vRuns[r]);
+    const auto createRange = [&vPairs, &input, aHandles, aRecords, begin, end, pRun] {
+      createVertexRange(vPairs, begin, end, input, pRun, aRecords, aHandles);
     };
     if (bThreads) {
       vThreads.emplace_back(createRange);
@@ -403,7 +464,7 @@ size_t VertexVault::createVertices(const BulkInput& input, Point2** aHandles) {
 }
 
 void VertexVault::createVertexRange(const KeyPairVector& vPairs, size_t begin, size_t end, const BulkInput& input,
-                                    Point2* pRun, IdxVtx* aRecords, Point2** aHandles) {
+                                    Point2* pRun, Point2** aRecords, Point2** aHandles) {
   constexpr size_t kPrefetchDistance = 8;  // input points are read in key order: random in memory
   for (size_t i = begin; i < end; ++i) {
     if (i + kPrefetchDistance < end) {
@@ -412,7 +473,8 @@ void VertexVault::createVertexRange(const KeyPairVector& vPairs, size_t begin, s
     }
     const size_t inputIndex(vPairs[i] & 0xFFFFFFFFu);
     Point2* pVtx(new (pRun + (i - begin)) Point2(input.get(inputIndex)));  // no triangle yet
-    aRecords[i] = IdxVtx{static_cast<uint32_t>(vPairs[i] >> 32), true, pVtx};
+    pVtx->storeWord = static_cast<uint32_t>(vPairs[i] >> 32);
+    if (aRecords != nullptr) aRecords[i] = pVtx;
     if (aHandles != nullptr) aHandles[inputIndex] = pVtx;
   }
 }

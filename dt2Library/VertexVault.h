@@ -31,24 +31,26 @@ struct BulkInput {
   }
 };
 
-/// One record per inserted vertex.
+/// A vertex of the store with its data, as getRecord returns it.
 struct IdxVtx {
   uint32_t key;    // Hilbert key of the vertex position
   bool bActive;    // false once the vertex turned out redundant or was removed
   Point2* pVtx;    // owned by the triangulation's vertex pool
 };
 
-/// The record array: elements appended by resize() stay uninitialised until written (see
-/// createVertices), large arrays sit on huge pages.
-using RecordVector = std::vector<IdxVtx, UninitialisedAllocator<IdxVtx>>;
+/// The record array: one vertex pointer per record (key and state live in the vertex itself);
+/// elements appended by resize() stay uninitialised until written (see createVertices), large
+/// arrays sit on huge pages.
+using RecordVector = std::vector<Point2*, UninitialisedAllocator<Point2*>>;
 /// Scratch of (key << 32 | input index) pairs for sorting, never zero-filled.
 using KeyPairVector = std::vector<uint64_t, UninitialisedAllocator<uint64_t>>;
 
 /// Answers, for the insertion and removal code, which vertex stands at a position (duplicates),
 /// which triangle lies close to a new point (start of point location) and whether the
-/// triangulation is two-dimensional yet. Records are kept by value (16 bytes each: no separate
-/// allocation and no pointer per vertex) in an array whose prefix of length numSorted is sorted
-/// by key; records appended since the last sort follow unsorted.
+/// triangulation is two-dimensional yet. A record is the vertex pointer alone (8 bytes per vertex,
+/// none for the vertices of a first bulk insertion): the key and the active flag sit in the vertex
+/// (Point2 has room for them). The records' prefix of length numSorted is sorted by key; records
+/// appended since the last sort follow unsorted.
 class VertexVault {
  public:
   explicit VertexVault(Dt2* pDt);
@@ -57,7 +59,8 @@ class VertexVault {
 
   /// Appends a new active record.
   void add(uint32_t key, Point2* pVtx) {
-    vIdxVtxAct.push_back(IdxVtx{key, true, pVtx});
+    pVtx->storeWord = key;
+    vIdxVtxAct.push_back(pVtx);
     ++numActive;
   }
 
@@ -100,12 +103,16 @@ class VertexVault {
   size_t createVertices(const BulkInput& input, Point2** aHandles);
 
   /// True when the records from first on are in key order. O(number of those records).
-  bool isSortedFrom(size_t first) const {
-    return first >= vIdxVtxAct.size() || std::is_sorted(vIdxVtxAct.begin() + static_cast<std::ptrdiff_t>(first), vIdxVtxAct.end(), keyLess);
+  bool isSortedFrom(size_t first) const { return isSortedBetween(first, size()); }
+  /// True when records [first, end) are in key order. O(end - first).
+  bool isSortedBetween(size_t first, size_t end) const;
+  /// The number of records; records [first, size()) were created by the last createVertices call.
+  size_t size() const { return numInBulkRun + vIdxVtxAct.size(); }
+  /// Record i (i < size()) by value. O(1).
+  IdxVtx getRecord(size_t i) const {
+    Point2* pVtx(recordAt(i));
+    return IdxVtx{keyOf(pVtx), isActive(pVtx), pVtx};
   }
-  /// Records [first, size()) were created by the last createVertices call.
-  size_t size() const { return vIdxVtxAct.size(); }
-  const IdxVtx* getRecord(size_t i) const { return &vIdxVtxAct[i]; }
   int getNumActive() const { return numActive; }
 
   /// The fake box: 4 auxiliary corner vertices around the points during a parallel bulk insertion.
@@ -118,19 +125,35 @@ class VertexVault {
   bool bFullDimensional;
 
  private:
-  static bool keyLess(const IdxVtx& a, const IdxVtx& b) { return a.key < b.key; }
+  // The vertex's store word: the key in the low 31 bits, bit 31 set once the vertex is inactive.
+  static constexpr uint32_t kInactiveBit = 0x80000000u;
+  static uint32_t keyOf(const Point2* pVtx) { return pVtx->storeWord & ~kInactiveBit; }
+  static bool isActive(const Point2* pVtx) { return (pVtx->storeWord & kInactiveBit) == 0; }
+  static void setInactive(Point2* pVtx) { pVtx->storeWord |= kInactiveBit; }
+  static void setKey(Point2* pVtx, uint32_t key) { pVtx->storeWord = (pVtx->storeWord & kInactiveBit) | key; }
+  static bool keyLess(const Point2* a, const Point2* b) { return keyOf(a) < keyOf(b); }
+  Point2* recordAt(size_t i) const { return i < numInBulkRun ? pBulkRun + i : vIdxVtxAct[i - numInBulkRun]; }
+  /// Gives the records of the bulk run explicit pointers (before records are reordered).
+  void materializeBulkRun();
   void sortRecords();
   void sortFourWays();
   /// Creates the vertices of pairs [begin, end) in pRun (one element per pair), their records at
   /// the same indices of aRecords and their handles. Touches nothing else: one thread per range.
   static void createVertexRange(const KeyPairVector& vPairs, size_t begin, size_t end, const BulkInput& input,
-                                Point2* pRun, IdxVtx* aRecords, Point2** aHandles);
+                                Point2* pRun, Point2** aRecords, Point2** aHandles);
   void dropTrailingInactive();
   /// Drops the position index of findVertexAt (records were reordered or deactivated).
   void forgetPositions();
   Triangle2* triangleOfActive(size_t idx);
+  /// The index of the first sorted record whose key is not below key (numSorted when none).
+  size_t firstSortedNotBelow(uint32_t key) const;
   Triangle2* nearestActiveInTail(uint32_t key) const;
 
+  // The first bulk insertion into an empty store creates its vertices in key order in one run of
+  // the vertex pool: records [0, numInBulkRun) are then pBulkRun[0, numInBulkRun) themselves and
+  // need no pointers until records are reordered. vIdxVtxAct holds the records after them.
+  Point2* pBulkRun = nullptr;
+  size_t numInBulkRun = 0;
   RecordVector vIdxVtxAct;
   struct PositionHash {
     size_t operator()(const std::pair<double, double>& xy) const;

@@ -8,8 +8,10 @@
 namespace KORA_ZARN2D {
 
 /// Exact geometric predicates with a layered evaluation: a static floating-point filter decides
-/// almost every call, an interval stage with directed rounding most of the rest, and exact rational
-/// arithmetic (GMP) what remains. The rationals are created once per object and reused.
+/// almost every call; of the rest, points with integer coordinates close to each other (grids,
+/// pixel or millimetre coordinates) are decided by an evaluation in doubles that is exact for them,
+/// an interval stage with directed rounding decides most others, and exact rational arithmetic
+/// (GMP) what remains. The rationals are created once per object and reused.
 ///
 /// An object is not thread-safe: use one per thread (`getOrientation2_mt` builds its own).
 /// Non-finite coordinates never reach GMP: they fail an assertion (ZarnException).
@@ -72,11 +74,11 @@ class ZARN2D_EXPORT KoraTest {
     return inCircleSlow(c0, c1, c2, p);
   }
 
-  /// The exact stages of the orientation test (equal-coordinate shortcut, interval, GMP), valid for
-  /// any finite points. The caller's rounding mode is restored on every path; a non-finite
+  /// The exact stages of the orientation test (equal-coordinate shortcut, small integers, interval,
+  /// GMP), valid for any finite points. The caller's rounding mode is restored on every path; a non-finite
   /// coordinate fails an assertion.
   Orientation2 getOrientationSlow(const Point2& p0, const Point2& p1, const Point2& p2);
-  /// The exact stages of the in-circle test (interval, GMP), with the same guarantees.
+  /// The exact stages of the in-circle test (small integers, interval, GMP), with the same guarantees.
   int inCircleSlow(const Point2& c0, const Point2& c1, const Point2& c2, const Point2& p);
 
   /// Intersection of the lines through (a0, a1) and (b0, b1), computed exactly in rationals and
@@ -88,8 +90,10 @@ class ZARN2D_EXPORT KoraTest {
 
   /// How many calls reached each later stage (the filter decided all others).
   struct StageCounts {
+    uint64_t orientationInteger = 0;   ///< orientation calls decided exactly for small integer points
     uint64_t orientationInterval = 0;  ///< orientation calls that reached the interval stage
     uint64_t orientationExact = 0;     ///< orientation calls that reached GMP
+    uint64_t inCircleInteger = 0;      ///< in-circle calls decided exactly for small integer points
     uint64_t inCircleInterval = 0;     ///< in-circle calls that reached the interval stage
     uint64_t inCircleExact = 0;        ///< in-circle calls that reached GMP
   };

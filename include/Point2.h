@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <iosfwd>
 
 #include "Zarn2D_common.h"
@@ -13,14 +14,22 @@ namespace KORA_ZARN2D {
 class ZARN2D_EXPORT Point2 {
  public:
   /// A point at (x, y) with no incident triangle and customIndex -1.
-  Point2(double x, double y) : x_(x), y_(y), pAssociatedTriangle(nullptr), customIndex(-1) {}
+  Point2(double x, double y) : x_(x), y_(y), pAssociatedTriangle(nullptr), customIndex(-1), storeWord(0) {}
   /// The lowest possible point: both coordinates are -DBL_MAX.
-  Point2() : x_(-1.7976931348623157e308), y_(-1.7976931348623157e308), pAssociatedTriangle(nullptr), customIndex(-1) {}
+  Point2() : x_(-1.7976931348623157e308), y_(-1.7976931348623157e308), pAssociatedTriangle(nullptr), customIndex(-1), storeWord(0) {}
   /// Copies the coordinates and the custom index, never the incident triangle: a copy is not a vertex
   /// of any triangulation, so its triangle pointer starts null.
-  Point2(const Point2& other) : x_(other.x_), y_(other.y_), pAssociatedTriangle(nullptr), customIndex(other.customIndex) {}
-  /// Assignment copies all four fields, the triangle pointer included.
-  Point2& operator=(const Point2& other) = default;
+  Point2(const Point2& other)
+      : x_(other.x_), y_(other.y_), pAssociatedTriangle(nullptr), customIndex(other.customIndex), storeWord(0) {}
+  /// Assignment copies the coordinates, the triangle pointer and the custom index (a vertex keeps
+  /// its place in the triangulation's vertex store).
+  Point2& operator=(const Point2& other) {
+    x_ = other.x_;
+    y_ = other.y_;
+    pAssociatedTriangle = other.pAssociatedTriangle;
+    customIndex = other.customIndex;
+    return *this;
+  }
 
   double x() const { return x_; }
   double y() const { return y_; }
@@ -55,10 +64,15 @@ class ZARN2D_EXPORT Point2 {
   bool operator!=(const Point2& p) const { return !(*this == p); }
 
  private:
+  friend class VertexVault;
   double x_;
   double y_;
   Triangle2* pAssociatedTriangle;
   int customIndex;
+  // The triangulation's vertex store keeps its per-vertex data here, in what would otherwise be
+  // padding: the Hilbert key and whether the vertex is still active. 0 for a point that is not a
+  // vertex (copies start at 0).
+  uint32_t storeWord;
 };
 
 /// Writes "Point2 (" x ", " y ")" with full precision.

@@ -1,8 +1,8 @@
 // Inserting points, one by one and in bulk: a table of degenerate and extreme point sets run
 // through every way of inserting them (one by one in input and in shuffled order, bulk with
-// 1, 2 and 4 threads, some points one by one then the rest in two batches), each result checked
-// exactly against the input; plus the collinear phase, repeats and their handles, and
-// non-finite points.
+// 1, 2 and 4 threads, some points one by one then the rest in two batches, a bulk then the rest
+// one by one), each result checked exactly against the input; plus the collinear phase, repeats
+// and their handles, and non-finite points.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -199,8 +199,10 @@ const std::vector<PointSet>& pointSets() {
   return v;
 }
 
-enum class Way { ONE_BY_ONE, ONE_BY_ONE_SHUFFLED, BULK_1, BULK_2, BULK_4, SINGLE_THEN_BATCHES };
-const char* const kWayNames[] = {"one by one", "one by one, shuffled", "bulk", "bulk, 2 threads", "bulk, 4 threads", "single, then two batches"};
+enum class Way { ONE_BY_ONE, ONE_BY_ONE_SHUFFLED, BULK_1, BULK_2, BULK_4, SINGLE_THEN_BATCHES, BULK_THEN_SINGLE };
+const char* const kWayNames[] = {"one by one",      "one by one, shuffled",     "bulk",
+                                 "bulk, 2 threads", "bulk, 4 threads",          "single, then two batches",
+                                 "bulk, then single"};
 
 // Inserts vPoints into dt the given way; with bCheckEach checks after every single insertion.
 void insertTheWay(Zarn_2D& dt, std::vector<Point2> vPoints, Way way, bool bCheckEach) {
@@ -215,6 +217,12 @@ void insertTheWay(Zarn_2D& dt, std::vector<Point2> vPoints, Way way, bool bCheck
     return;
   }
   dt.setNumCPU(way == Way::BULK_2 ? 2 : way == Way::BULK_4 ? 4 : 1);
+  if (way == Way::BULK_THEN_SINGLE) {  // the singles outgrow the bulk's records: they get re-sorted
+    const size_t numBulk(vPoints.size() * 3 / 5);
+    dt.insert(std::vector<Point2>(vPoints.begin(), vPoints.begin() + numBulk));
+    for (size_t i = numBulk; i < vPoints.size(); ++i) ASSERT_TRUE(sameXY(*dt.insert(vPoints[i]), vPoints[i])) << vPoints[i];
+    return;
+  }
   if (way != Way::SINGLE_THEN_BATCHES) {
     dt.insert(vPoints);
     return;
@@ -230,7 +238,8 @@ TEST(Dt2Insert, EveryPointSetEveryWay) {
   for (const PointSet& set : pointSets()) {
     const std::vector<Point2> vPoints(set.make());
     std::vector<TriangleKey> firstSignature;
-    for (Way way : {Way::ONE_BY_ONE, Way::ONE_BY_ONE_SHUFFLED, Way::BULK_1, Way::BULK_2, Way::BULK_4, Way::SINGLE_THEN_BATCHES}) {
+    for (Way way : {Way::ONE_BY_ONE, Way::ONE_BY_ONE_SHUFFLED, Way::BULK_1, Way::BULK_2, Way::BULK_4, Way::SINGLE_THEN_BATCHES,
+                    Way::BULK_THEN_SINGLE}) {
       SCOPED_TRACE(std::string(set.name) + ", " + kWayNames[static_cast<int>(way)]);
       Zarn_2D dt;
       insertTheWay(dt, vPoints, way, set.bCheckEach && way == Way::ONE_BY_ONE);

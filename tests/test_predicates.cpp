@@ -337,6 +337,30 @@ TEST(Predicates, RandomInputIsDecidedByTheFilterAlone) {
   EXPECT_EQ(counts.orientationInterval + counts.orientationExact + counts.inCircleInterval + counts.inCircleExact, 0u);
 }
 
+// Nearby integer points (grids, pixel coordinates) are decided by an evaluation in doubles that is
+// exact for them, at any offset up to 2^52; points farther apart or off the integers are not.
+TEST(InCircle, NearbyIntegerPointsNeedNoIntervalStage) {
+  struct Case {
+    double offset, step;
+    bool bInCircleByIntegers, bOrientationByIntegers;
+  };
+  const Case aCases[] = {{0, 1, true, true}, {0x1p40, 1024, true, true}, {-0x1p51, 3, true, true},
+                         {0, 1025, false, true}, {0.5, 1, false, false}};
+  std::mt19937 rng(31);
+  std::uniform_int_distribution<int> cell(-2, 2);
+  for (const Case& c : aCases) {
+    KoraTest predicates;
+    const auto point = [&] { return Point2(c.offset + c.step * cell(rng), c.offset + c.step * cell(rng)); };
+    for (int i = 0; i < 3000; ++i) {
+      const Point2 a(point()), b(point()), d(point()), p(point());
+      ASSERT_EQ(predicates.getOrientationSlow(a, b, p), toOrientation(exactOrientation(a, b, p))) << c.step;
+      ASSERT_EQ(predicates.inCircleSlow(a, b, d, p), exactInCircle(a, b, d, p)) << c.step;
+    }
+    EXPECT_EQ(predicates.getStageCounts().inCircleInterval == 0, c.bInCircleByIntegers) << c.offset << " " << c.step;
+    EXPECT_EQ(predicates.getStageCounts().orientationInterval == 0, c.bOrientationByIntegers) << c.offset;
+  }
+}
+
 // ----- Intersection ---------------------------------------------------------------------------
 
 TEST(Intersection, CoordinatesAreRoundedToTheNearestDouble) {

@@ -21,7 +21,7 @@ VertexVault& vaultOf(Zarn_2D& dt) { return dt.getImpl()->vertexVault; }
 
 bool keysAscending(const VertexVault& vault) {
   for (size_t i = 1; i < vault.size(); ++i) {
-    if (vault.getRecord(i - 1)->key > vault.getRecord(i)->key) return false;
+    if (vault.getRecord(i - 1).key > vault.getRecord(i).key) return false;
   }
   return true;
 }
@@ -39,8 +39,8 @@ TEST(VertexVault, CloseTriangleTakesTheNearerKeyAndTheLowerOneOnATie) {
   ASSERT_TRUE(keysAscending(vault));
   size_t numPairs(0);
   for (size_t k = 0; k + 1 < vault.size() && numPairs < 20; ++k) {
-    const IdxVtx& lo(*vault.getRecord(k));
-    const IdxVtx& hi(*vault.getRecord(k + 1));
+    const IdxVtx lo(vault.getRecord(k));
+    const IdxVtx hi(vault.getRecord(k + 1));
     const uint32_t diff(hi.key - lo.key);
     if (diff < 4 || diff % 2 != 0) continue;
     ++numPairs;
@@ -59,21 +59,21 @@ TEST(VertexVault, CloseTriangleAfterRemovingTheNearbyVertex) {
   ASSERT_TRUE(keysAscending(vault));
   // A record in the middle whose neighbours have different keys.
   size_t k(250);
-  while (vault.getRecord(k - 1)->key == vault.getRecord(k)->key || vault.getRecord(k)->key == vault.getRecord(k + 1)->key) ++k;
-  const uint32_t keyK(vault.getRecord(k)->key);
-  Point2* pNext(vault.getRecord(k + 1)->pVtx);
-  dt.remove(vault.getRecord(k)->pVtx);
+  while (vault.getRecord(k - 1).key == vault.getRecord(k).key || vault.getRecord(k).key == vault.getRecord(k + 1).key) ++k;
+  const uint32_t keyK(vault.getRecord(k).key);
+  Point2* pNext(vault.getRecord(k + 1).pVtx);
+  dt.remove(vault.getRecord(k).pVtx);
   EXPECT_TRUE(vault.getCloT(keyK)->hasVertex(pNext));
   // The first record: the next active one in key order.
-  const uint32_t key0(vault.getRecord(0)->key);
-  Point2* pSecond(vault.getRecord(1)->pVtx);
-  dt.remove(vault.getRecord(0)->pVtx);
+  const uint32_t key0(vault.getRecord(0).key);
+  Point2* pSecond(vault.getRecord(1).pVtx);
+  dt.remove(vault.getRecord(0).pVtx);
   EXPECT_TRUE(vault.getCloT(key0)->hasVertex(pSecond));
   EXPECT_TRUE(vault.getCloT(0)->hasVertex(pSecond));
   // The last record: nothing follows, so the nearest active one before it.
   const size_t last(vault.size() - 1);
-  Point2* pBefore(vault.getRecord(last - 1)->pVtx);
-  dt.remove(vault.getRecord(last)->pVtx);
+  Point2* pBefore(vault.getRecord(last - 1).pVtx);
+  dt.remove(vault.getRecord(last).pVtx);
   EXPECT_TRUE(vault.getCloT(UINT32_MAX)->hasVertex(pBefore));
   // Every start triangle is live after the removals.
   std::vector<Triangle2*> vT;
