@@ -33,6 +33,25 @@ constexpr size_t kTrimMinPoints = size_t(1) << 16;
 // The key buffers of a bulk insertion (16 bytes per point) are freed before the triangles are
 // built. glibc may have placed them on its heap (its mmap threshold adapts to earlier frees) and
 // would then keep those pages resident: hand them back so they do not add to the peak.
+// Extends box by the input's finite points; true when it changed. One pass with the bounds in
+// registers: a call per point would cost a fifth of the vertex creation.
+bool extendByFinitePoints(Bbox2& box, const BulkInput& input) {
+  double minX(HUGE_VAL), minY(HUGE_VAL), maxX(-HUGE_VAL), maxY(-HUGE_VAL);
+  for (size_t i = 0; i < input.size; ++i) {
+    const double x(input.aPoints != nullptr ? input.aPoints[i].x() : input.aCoordinates[2 * i]);
+    const double y(input.aPoints != nullptr ? input.aPoints[i].y() : input.aCoordinates[2 * i + 1]);
+    if (!std::isfinite(x) || !std::isfinite(y)) continue;
+    minX = std::min(minX, x);
+    minY = std::min(minY, y);
+    maxX = std::max(maxX, x);
+    maxY = std::max(maxY, y);
+  }
+  if (minX > maxX) return false;
+  const bool bLowerChanged(box.add(Point2(minX, minY)));
+  const bool bUpperChanged(box.add(Point2(maxX, maxY)));
+  return bLowerChanged || bUpperChanged;
+}
+
 void releaseFreedHeapMemory(size_t numPoints) {
 #ifdef __GLIBC__
   if (numPoints >= kTrimMinPoints) malloc_trim(0);
@@ -422,12 +441,7 @@ void Dt2::insertBulk(const BulkInput& input, Point2** aHandles) {
     return;
   }
   ZARN_ASSERT(vertexVault.dupIsClean());
-  bool bBoxChanged(false);
-  for (size_t i = 0; i < input.size; ++i) {
-    const Point2 p(input.get(i));
-    if (isFinitePoint(p)) bBoxChanged |= bbx.add(p);
-  }
-  if (bBoxChanged) {
+  if (extendByFinitePoints(bbx, input)) {
     bbx.doubleTheBox();
     rebuildKeyMapping();
   }
