@@ -416,8 +416,7 @@ void Dt2::insertFakeBox() {
 }
 
 void Dt2::insertAndCleanBulk(size_t firstNewRecord, Point2** aHandles, size_t numHandles) {
-  Point2 *a, *b, *c;
-  const bool bFakeBox(numCPU > 1 && (is2D() || vertexVault.getThreeNonCollinear(a, b, c)));
+  const bool bFakeBox(numCPU > 1 && (is2D() || vertexVault.spansTriangle()));
   if (bFakeBox) {
     const bool bWas2D(is2D());
     insertFakeBox();

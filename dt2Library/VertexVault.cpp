@@ -279,6 +279,23 @@ bool VertexVault::spansTriangleWith(const Point2& p) const {
   return false;
 }
 
+bool VertexVault::spansTriangle() const {
+  const Point2* a(nullptr);
+  const Point2* b(nullptr);
+  for (size_t i = 0; i < size(); ++i) {
+    const Point2* pVtx(recordAt(i));
+    if (!isActive(pVtx)) continue;
+    if (a == nullptr) {
+      a = pVtx;
+    } else if (b == nullptr) {
+      if (*pVtx != *a) b = pVtx;
+    } else if (pDt->getPredicates().getOrientation(*a, *b, *pVtx) != ORIENTATION2_COLLINEAR) {
+      return true;
+    }
+  }
+  return false;
+}
+
 // a and b are the lexicographically smallest and largest vertex: every other vertex of their line
 // then lies on the first triangle's edge a-b, and inserting it splits that edge (beyond an end it
 // would meet the third vertex's whole star, at a cost growing with the number of vertices).

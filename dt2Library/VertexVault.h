@@ -91,7 +91,10 @@ class VertexVault {
   /// In the collinear phase: true when p and the active vertices span a triangle. O(1) unless
   /// inactive or repeated records lead the store.
   bool spansTriangleWith(const Point2& p) const;
-  /// Three active vertices that span a triangle, if they exist.
+  /// True when the active vertices span a triangle. O(1) unless repeated or collinear vertices
+  /// lead the store.
+  bool spansTriangle() const;
+  /// Three active vertices that span a triangle, if they exist. O(n).
   bool getThreeNonCollinear(Point2*& a, Point2*& b, Point2*& c) const;
   /// Re-sorts by key: when bForce, always; otherwise when the thresholds say so.
   void updateSorting(bool bForce);
