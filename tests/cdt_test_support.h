@@ -27,6 +27,8 @@
 #include <utility>
 #include <vector>
 
+#include "ConstraintMgr.h"
+#include "Dt2.h"
 #include "Zarn_2D.h"
 #include "dt2_test_support.h"
 
@@ -631,6 +633,60 @@ inline ::testing::AssertionResult validCdt(Zarn_2D& dt, const std::vector<Point2
   const ::testing::AssertionResult exact(isConstrainedDelaunay(dt, vPoints, vSegments, options));
   if (!exact) return exact;
   return isConstraintAgrees(dt);
+}
+
+
+/// The constraint bookkeeping against the split trees, for every graph of dt: each split segment's
+/// children come in the graph's reading direction (getDirectChildren, isReverse), the graph's pieces
+/// are the alive leaves below its originals, a polygon's ring lists the reading start of each piece
+/// in order, every segment of a tree counts the graphs above it as owners, and the manager counts
+/// one split per split segment.
+inline ::testing::AssertionResult isBookkeepingConsistent(Zarn_2D& dt) {
+  dt2test::detail::Defects d;
+  std::map<const ConstraintSegment2*, unsigned> mOwners;
+  ConstraintMgr* pMgr(dt.getImpl()->getConstraintMgr());
+  for (ConstraintGraph2* pGraph : pMgr->getGraphs()) {
+    std::vector<ConstraintSegment2*> vOriginals, vLeaves, vPieces;
+    std::vector<Point2*> vRing, vRingWant;
+    std::set<const ConstraintSegment2*> sTree;
+    std::function<void(ConstraintSegment2*, Point2*)> read = [&](ConstraintSegment2* pCSeg, Point2* pFrom) {
+      sTree.insert(pCSeg);
+      if (pCSeg->isSkipped()) return;
+      if (readingStart(pGraph, pCSeg) != pFrom) d.add("a piece is not read from " + detail::str(*pFrom));
+      if (pCSeg->isAlive()) {
+        vLeaves.push_back(pCSeg);
+        vRingWant.push_back(pFrom);
+        if (!pGraph->isConstraint(pCSeg)) d.add("a graph does not count its piece as a constraint");
+        return;
+      }
+      ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr), *pFirst(nullptr), *pSecond(nullptr);
+      Point2* pSplit(nullptr);
+      pCSeg->getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
+      if (pKid1->getSrc() == pFrom || pKid1->getTrg() == pFrom) std::swap(pKid0, pKid1);
+      pGraph->getDirectChildren(pCSeg, pFirst, pSecond);
+      if (pFirst != pKid0 || pSecond != pKid1) d.add("direct children not in reading order at " + detail::str(*pSplit));
+      read(pKid0, pFrom);
+      read(pKid1, pSplit);
+    };
+    pGraph->getOriginalConstraintSegments(vOriginals);
+    for (ConstraintSegment2* pCSeg : vOriginals) read(pCSeg, readingStart(pGraph, pCSeg));
+    for (const ConstraintSegment2* pCSeg : sTree) ++mOwners[pCSeg];
+    pGraph->getChildConstraintSegments(vPieces);
+    std::sort(vLeaves.begin(), vLeaves.end());
+    vLeaves.erase(std::unique(vLeaves.begin(), vLeaves.end()), vLeaves.end());
+    if (vPieces != vLeaves) d.add("the pieces of a graph are not the alive leaves of its originals");
+    if (pGraph->isPolygon()) pGraph->getPolygonVertices(vRing);
+    if (pGraph->isPolygon() && vRing != vRingWant) d.add("a polygon's ring differs from the reading starts of its pieces");
+  }
+  size_t numSplit(0);
+  for (ConstraintSegment2* pCSeg : allSegments(dt)) {
+    numSplit += !pCSeg->isAlive() && !pCSeg->isSkipped();
+    if (pCSeg->getNumberOfOwners() != mOwners[pCSeg]) {
+      d.add("a segment has " + std::to_string(pCSeg->getNumberOfOwners()) + " owners, not " + std::to_string(mOwners[pCSeg]));
+    }
+  }
+  if (pMgr->numberOfSplits() != numSplit) d.add("the manager counts " + std::to_string(pMgr->numberOfSplits()) + " splits, not " + std::to_string(numSplit));
+  return d.result();
 }
 
 }  // namespace cdttest
