@@ -616,17 +616,18 @@ inline ::testing::AssertionResult isBookkeepingConsistent(Zarn_2D& dt) {
       sTree.insert(pCSeg);
       if (pCSeg->isSkipped()) return;
       if (readingStart(pGraph, pCSeg) != pFrom) d.add("a piece is not read from " + detail::str(*pFrom));
+      ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr), *pFirst(pCSeg), *pSecond(pCSeg);
+      pGraph->getDirectChildren(pCSeg, pFirst, pSecond);
       if (pCSeg->isAlive()) {
         vLeaves.push_back(pCSeg);
         vRingWant.push_back(pFrom);
         if (!pGraph->isConstraint(pCSeg)) d.add("a graph does not count its piece as a constraint");
+        if (pFirst != nullptr || pSecond != nullptr) d.add("an alive piece has direct children");
         return;
       }
-      ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr), *pFirst(nullptr), *pSecond(nullptr);
       Point2* pSplit(nullptr);
       pCSeg->getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
       if (pKid1->getSrc() == pFrom || pKid1->getTrg() == pFrom) std::swap(pKid0, pKid1);
-      pGraph->getDirectChildren(pCSeg, pFirst, pSecond);
       if (pFirst != pKid0 || pSecond != pKid1) d.add("direct children not in reading order at " + detail::str(*pSplit));
       read(pKid0, pFrom);
       read(pKid1, pSplit);
