@@ -249,8 +249,8 @@ TEST(ConstraintGraphBookkeeping, RandomGraphsStayConsistentThroughSplits) {
 
 // A constraint forced through close points above and below it: its pieces stay encroached until
 // they are short compared with the distance 0.4 of those points. makeDelaunay splits until no piece
-// is encroached (true), or leaves encroached the pieces shorter than minLength (false); a second
-// call has nothing to do.
+// is encroached (true), or leaves encroached, and unsplit, the pieces shorter than minLength
+// (false); a second call has nothing to do.
 TEST(ConstraintGraphMakeDelaunay, SplitsEncroachedPiecesDownToTheMinimumLength) {
   std::vector<Point2> vPoints{Point2(0, 0), Point2(16, 0)};
   for (double x : {1.5, 5.5, 9.5, 13.5}) vPoints.insert(vPoints.end(), {Point2(x, 0.4), Point2(x + 0.25, -0.4)});
@@ -271,6 +271,7 @@ TEST(ConstraintGraphMakeDelaunay, SplitsEncroachedPiecesDownToTheMinimumLength) 
       const double length(std::fabs(pPiece->getTrg()->x() - pPiece->getSrc()->x()));
       const bool bEncroached(isEncroached(dt, pPiece->getSrc(), pPiece->getTrg()));
       EXPECT_FALSE(bEncroached && length >= minLength) << "piece of length " << length;
+      EXPECT_TRUE(pieces(pGraph).size() == 1u || 2 * length >= minLength) << "a piece below minLength was split: " << length;
       numEncroached += bEncroached;
     }
     EXPECT_EQ(numEncroached > 0, minLength > 0.0);
