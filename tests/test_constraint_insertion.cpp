@@ -221,6 +221,28 @@ TEST_P(ConstraintInsertion, PointsInsertedOnAndRemovedNextToConstraints) {
   }
 }
 
+// ----- Segments traced over a triangulation ---------------------------------------------------
+
+// A square with its centre, four triangles. Segments from a vertex that end inside the first
+// triangle or on its far edge, from inside a hull edge inwards (ending inside, or through the
+// centre): the draped pieces join up and run exactly from one end to the other.
+TEST(SegmentTracing, DrapedPiecesRunFromEndToEnd) {
+  Zarn_2D dt;
+  dt.insert(std::vector<Point2>{Point2(0, 0), Point2(4, 0), Point2(4, 4), Point2(0, 4), Point2(2, 2)});
+  for (const Segment2& seg : {Segment2(Point2(0, 0), Point2(2, 1)), Segment2(Point2(0, 0), Point2(3, 1)),
+                              Segment2(Point2(2, 0), Point2(2, 1)), Segment2(Point2(2, 0), Point2(2, 3))}) {
+    std::vector<Segment2> vIn{seg}, vOut;
+    EXPECT_TRUE(dt.drape(vIn, vOut)) << seg;
+    std::vector<Point2> vChain;
+    for (const Segment2& piece : vOut) {
+      EXPECT_TRUE(vChain.empty() || vChain.back() == piece.getSrc()) << piece;
+      if (vChain.empty()) vChain.push_back(piece.getSrc());
+      vChain.push_back(piece.getTrg());
+    }
+    EXPECT_TRUE(isChainAlong(seg, vChain, seg.getSrc(), seg.getTrg(), 0.0)) << seg;
+  }
+}
+
 // ----- Messages ----------------------------------------------------------------------------------
 
 // p0-p1 spans 8 units in the last place at x = 1, and q just above and r just below its midpoint
