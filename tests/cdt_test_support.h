@@ -621,10 +621,11 @@ inline ::testing::AssertionResult isBookkeepingConsistent(Zarn_2D& dt) {
       if (pCSeg->isAlive()) {
         vLeaves.push_back(pCSeg);
         vRingWant.push_back(pFrom);
-        if (!pGraph->isConstraint(pCSeg)) d.add("a graph does not count its piece as a constraint");
+        if (!pGraph->isConstraint(pCSeg) || !pGraph->isConstraint(pCSeg->getSrc(), pCSeg->getTrg())) d.add("a piece is no constraint of its graph");
         if (pFirst != nullptr || pSecond != nullptr) d.add("an alive piece has direct children");
         return;
       }
+      if (pGraph->isConstraint(pCSeg->getSrc(), pCSeg->getTrg())) d.add("a split segment is still a constraint of its graph");
       Point2* pSplit(nullptr);
       pCSeg->getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
       if (pKid1->getSrc() == pFrom || pKid1->getTrg() == pFrom) std::swap(pKid0, pKid1);
