@@ -1,9 +1,9 @@
 // Inserting constraint segments with the constrained and the conforming strategy: differential
 // checks (one call against one call per segment, in both orders), exact crossings on a grid,
 // constraints given before the triangulation is 2D, points inserted on and removed next to
-// constraints, the messages, and the frozen regression inputs of tests/inputs. Every mutation is
-// followed by the library's validity check and the exact oracle of cdt_test_support.h; the seeded
-// adversarial families live in test_adversarial.cpp.
+// constraints, segments draped over a triangulation, the messages, and the frozen regression
+// inputs of tests/inputs. Every mutation is followed by the library's validity check and the exact
+// oracle of cdt_test_support.h; the seeded adversarial families live in test_adversarial.cpp.
 #include <gmpxx.h>
 #include <gtest/gtest.h>
 
