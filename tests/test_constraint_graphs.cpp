@@ -236,7 +236,7 @@ TEST(ConstraintGraphBookkeeping, RandomGraphsStayConsistentThroughSplits) {
         step(chain(vCorners, kind == 1), rng() % 2 == 0);
       }
       ASSERT_TRUE(cdttest::validCdt(dt, vPoints, vAll)) << g;
-      ASSERT_TRUE(cdttest::isBookkeepingConsistent(dt)) << g;
+      ASSERT_TRUE(isBookkeepingConsistent(dt)) << g;
     }
   }
 }
