@@ -27,6 +27,8 @@
 #include <utility>
 #include <vector>
 
+#include "ConstraintMgr.h"
+#include "Dt2.h"
 #include "Zarn_2D.h"
 #include "dt2_test_support.h"
 
@@ -48,6 +50,17 @@ struct CdtCheckOptions {
   bool bSkippedAllowed = false;
 };
 
+/// True when the closed segments a-b and c-d have a point in common (exact).
+inline bool closedSegmentsMeet(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
+  using dt2test::exactOrientation;
+  const int o1(exactOrientation(a, b, c)), o2(exactOrientation(a, b, d)), o3(exactOrientation(c, d, a)), o4(exactOrientation(c, d, b));
+  if (o1 * o2 < 0 && o3 * o4 < 0) return true;
+  const auto within = [](const Point2& p, const Point2& q, const Point2& r) {  // r on the line p-q
+    return std::min(p.x(), q.x()) <= r.x() && r.x() <= std::max(p.x(), q.x()) && std::min(p.y(), q.y()) <= r.y() && r.y() <= std::max(p.y(), q.y());
+  };
+  return (o1 == 0 && within(a, b, c)) || (o2 == 0 && within(a, b, d)) || (o3 == 0 && within(c, d, a)) || (o4 == 0 && within(c, d, b));
+}
+
 namespace detail {
 
 using EdgeKey = std::pair<const Point2*, const Point2*>;
@@ -56,14 +69,17 @@ inline EdgeKey edgeKey(const Point2* a, const Point2* b) { return a < b ? EdgeKe
 
 inline bool isFinite(const Point2& p) { return std::isfinite(p.x()) && std::isfinite(p.y()); }
 
+/// Segments with a non-finite end or equal ends are skipped whole (with a warning).
+inline bool isSkippedWhole(const Segment2& seg) { return !isFinite(seg.getSrc()) || !isFinite(seg.getTrg()) || seg.getSrc() == seg.getTrg(); }
+
 inline std::string str(const Point2& p) { return dt2test::detail::str(p); }
 
-/// One unit in the last place of magnitude m (the smallest subnormal for subnormal m, the smallest
-/// normal double for m == 0).
-inline double ulpOf(double m) { return m > 0.0 ? std::max(std::ldexp(DBL_EPSILON, std::ilogb(m)), DBL_TRUE_MIN) : DBL_MIN; }
-
-/// Squared distance of p from the line a-b divided by ulp², exactly evaluated then rounded.
-inline double offLineInUlpsSquared(const Point2& a, const Point2& b, const Point2& p, double ulp) {
+/// Squared distance of p from the line a-b in units in the last place of the largest coordinate
+/// magnitude of a, b and p (the smallest subnormal below, the smallest normal double for all zero),
+/// exactly evaluated then rounded.
+inline double offLineInUlpsSquared(const Point2& a, const Point2& b, const Point2& p) {
+  const double m(std::max({std::fabs(a.x()), std::fabs(a.y()), std::fabs(b.x()), std::fabs(b.y()), std::fabs(p.x()), std::fabs(p.y())}));
+  const double ulp(m > 0.0 ? std::max(std::ldexp(DBL_EPSILON, std::ilogb(m)), DBL_TRUE_MIN) : DBL_MIN);
   const mpq_class ax(a.x()), ay(a.y());
   const mpq_class dx(mpq_class(b.x()) - ax), dy(mpq_class(b.y()) - ay);
   const mpq_class cross(dx * (mpq_class(p.y()) - ay) - dy * (mpq_class(p.x()) - ax));
@@ -78,49 +94,18 @@ inline mpq_class along(const Point2& a, const Point2& b, const Point2& p) {
   return (mpq_class(p.x()) - ax) * (mpq_class(b.x()) - ax) + (mpq_class(p.y()) - ay) * (mpq_class(b.y()) - ay);
 }
 
-inline bool lexLess(const Point2& a, const Point2& b) { return dt2test::lessXY(a, b); }
-
 /// True when the closed segments a-b and c-d share more than the vertices they have in common:
-/// a proper crossing, an end touching the other's interior, or a collinear overlap. Vertex
-/// positions are distinct, so shared ends are recognised by their handles.
-inline bool meetBeyondSharedEnds(const Point2* a, const Point2* b, const Point2* c, const Point2* d, std::string& how) {
-  using dt2test::exactOrientation;
-  if (edgeKey(a, b) == edgeKey(c, d)) {
-    how = "same vertex pair twice";
-    return true;
+/// a crossing, an end touching the other's interior, or a collinear overlap. Vertex positions are
+/// distinct, so shared ends are recognised by their handles.
+inline bool meetBeyondSharedEnds(const Point2* a, const Point2* b, const Point2* c, const Point2* d) {
+  if (edgeKey(a, b) == edgeKey(c, d)) return true;
+  for (const Point2* pShared : {a, b}) {
+    if (pShared != c && pShared != d) continue;
+    const Point2& other1(pShared == a ? *b : *a);
+    const Point2& other2(pShared == c ? *d : *c);
+    return dt2test::exactOrientation(*pShared, other1, other2) == 0 && sgn(along(*pShared, other1, other2)) > 0;
   }
-  const Point2* pShared(nullptr);
-  const Point2* pOther1(nullptr);
-  const Point2* pOther2(nullptr);
-  if (a == c || a == d) {
-    pShared = a;
-    pOther1 = b;
-    pOther2 = (a == c) ? d : c;
-  } else if (b == c || b == d) {
-    pShared = b;
-    pOther1 = a;
-    pOther2 = (b == c) ? d : c;
-  }
-  if (pShared != nullptr) {
-    const bool bOverlap(exactOrientation(*pShared, *pOther1, *pOther2) == 0 && sgn(along(*pShared, *pOther1, *pOther2)) > 0);
-    if (bOverlap) how = "collinear overlap beyond the shared vertex";
-    return bOverlap;
-  }
-  const int o1(exactOrientation(*a, *b, *c)), o2(exactOrientation(*a, *b, *d));
-  const int o3(exactOrientation(*c, *d, *a)), o4(exactOrientation(*c, *d, *b));
-  if (o1 == 0 && o2 == 0) {
-    // Collinear: compare the extents along the line lexicographically.
-    const Point2* aMin(lexLess(*a, *b) ? a : b);
-    const Point2* aMax(aMin == a ? b : a);
-    const Point2* cMin(lexLess(*c, *d) ? c : d);
-    const Point2* cMax(cMin == c ? d : c);
-    const bool bOverlap(!lexLess(*aMax, *cMin) && !lexLess(*cMax, *aMin));
-    if (bOverlap) how = "collinear overlap";
-    return bOverlap;
-  }
-  if (o1 * o2 > 0 || o3 * o4 > 0) return false;
-  how = (o1 != 0 && o2 != 0 && o3 != 0 && o4 != 0) ? "proper crossing" : "an end touches the other's interior";
-  return true;
+  return closedSegmentsMeet(*a, *b, *c, *d);
 }
 
 /// True when the split tree below pCSeg holds a skipped segment.
@@ -152,9 +137,8 @@ inline void checkNoCrossings(const std::vector<ConstraintSegment2*>& vAlive, dt2
   for (size_t i = 0; i < v.size(); ++i) {
     for (size_t j = i + 1; j < v.size() && v[j].minX <= v[i].maxX; ++j) {
       if (v[j].maxY < v[i].minY || v[j].minY > v[i].maxY) continue;
-      std::string how;
-      if (meetBeyondSharedEnds(v[i].a, v[i].b, v[j].a, v[j].b, how)) {
-        d.add("alive constraint segments " + str(*v[i].a) + "-" + str(*v[i].b) + " and " + str(*v[j].a) + "-" + str(*v[j].b) + ": " + how);
+      if (meetBeyondSharedEnds(v[i].a, v[i].b, v[j].a, v[j].b)) {
+        d.add("alive constraint segments " + str(*v[i].a) + "-" + str(*v[i].b) + " and " + str(*v[j].a) + "-" + str(*v[j].b) + " meet");
       }
     }
   }
@@ -200,7 +184,6 @@ inline void checkCoverage(const Zarn_2D& dt, const std::map<std::pair<double, do
     mIncident.emplace(vPieces[i]->getSrc(), i);
     mIncident.emplace(vPieces[i]->getTrg(), i);
   }
-  const double magnitude(std::max({std::fabs(a.x()), std::fabs(a.y()), std::fabs(b.x()), std::fabs(b.y())}));
   const double maxOffSq(options.maxUlpsOffLine * options.maxUlpsOffLine);
   std::vector<char> vUsed(vPieces.size(), 0);
   const Point2* pCur(pA);
@@ -226,8 +209,7 @@ inline void checkCoverage(const Zarn_2D& dt, const std::map<std::pair<double, do
     if (pos <= lastPos) d.add(name + ": the chain turns back at " + str(*pNext));
     lastPos = pos;
     if (pNext != pB) {
-      const double m(std::max({magnitude, std::fabs(pNext->x()), std::fabs(pNext->y())}));
-      const double offSq(offLineInUlpsSquared(a, b, *pNext, ulpOf(m)));
+      const double offSq(offLineInUlpsSquared(a, b, *pNext));
       if (offSq > maxOffSq) {
         d.add(name + ": piece vertex " + str(*pNext) + " lies " + std::to_string(std::sqrt(offSq)) + " ulps off the line");
       }
@@ -266,8 +248,7 @@ inline ::testing::AssertionResult isConstrainedDelaunay(const Zarn_2D& dt, const
   }
   std::vector<Point2> vExpected(vInputPoints);
   for (const Segment2& seg : vUserSegments) {
-    // Skipped whole, with a warning: a non-finite end, or a segment from a point to itself.
-    if (!detail::isFinite(seg.getSrc()) || !detail::isFinite(seg.getTrg()) || seg.getSrc() == seg.getTrg()) continue;
+    if (detail::isSkippedWhole(seg)) continue;
     vExpected.push_back(seg.getSrc());
     vExpected.push_back(seg.getTrg());
   }
@@ -319,7 +300,7 @@ inline ::testing::AssertionResult isConstrainedDelaunay(const Zarn_2D& dt, const
 
   // (c) Coverage of each user segment, (d) no crossings among the alive pieces.
   for (const Segment2& seg : vUserSegments) {
-    if (!detail::isFinite(seg.getSrc()) || !detail::isFinite(seg.getTrg()) || seg.getSrc() == seg.getTrg()) continue;
+    if (detail::isSkippedWhole(seg)) continue;
     detail::checkCoverage(dt, mVertexAt, seg, options, d);
   }
   detail::checkNoCrossings(vAlive, d);
@@ -339,14 +320,16 @@ struct MeshBounds {
 
 namespace detail {
 
-/// The angle at corner i in degrees, in long double from the exact-input cross and dot products.
-inline long double angleAtDegrees(const Triangle2* pT, int i) {
-  const Point2& o(*pT->getCorner(i));
-  const Point2& a(*pT->getCorner(incIndexBy1(i)));
-  const Point2& b(*pT->getCorner(incIndexBy2(i)));
+/// The angle a-o-b in degrees, in long double from the exact-input cross and dot products.
+inline long double angleDegrees(const Point2& o, const Point2& a, const Point2& b) {
   const long double ax((long double)a.x() - o.x()), ay((long double)a.y() - o.y());
   const long double bx((long double)b.x() - o.x()), by((long double)b.y() - o.y());
   return std::atan2(std::fabs(ax * by - ay * bx), ax * bx + ay * by) * 180.0L / 3.14159265358979323846264338327950288L;
+}
+
+/// The angle at corner i of pT in degrees.
+inline long double angleAtDegrees(const Triangle2* pT, int i) {
+  return angleDegrees(*pT->getCorner(i), *pT->getCorner(incIndexBy1(i)), *pT->getCorner(incIndexBy2(i)));
 }
 
 /// True when p lies on the closed segment s up to the rounding of split points (4 units in the
@@ -354,8 +337,7 @@ inline long double angleAtDegrees(const Triangle2* pT, int i) {
 inline bool isOnSegment(const Segment2& s, const Point2& p) {
   const Point2& a(s.getSrc());
   const Point2& b(s.getTrg());
-  const double ulp(ulpOf(std::max({std::fabs(a.x()), std::fabs(a.y()), std::fabs(b.x()), std::fabs(b.y()), std::fabs(p.x()), std::fabs(p.y())})));
-  return offLineInUlpsSquared(a, b, p, ulp) <= 16.0 && sgn(along(a, b, p)) >= 0 && sgn(along(b, a, p)) >= 0;
+  return offLineInUlpsSquared(a, b, p) <= 16.0 && sgn(along(a, b, p)) >= 0 && sgn(along(b, a, p)) >= 0;
 }
 
 /// Pairs of input segments with a common end at which they meet at less than maxDegree.
@@ -367,10 +349,7 @@ inline std::vector<std::pair<Segment2, Segment2>> smallInputAngles(const std::ve
         if (!(apex == vInput[j].getSrc()) && !(apex == vInput[j].getTrg())) continue;
         const Point2& a(apex == vInput[i].getSrc() ? vInput[i].getTrg() : vInput[i].getSrc());
         const Point2& b(apex == vInput[j].getSrc() ? vInput[j].getTrg() : vInput[j].getSrc());
-        const long double ax((long double)a.x() - apex.x()), ay((long double)a.y() - apex.y());
-        const long double bx((long double)b.x() - apex.x()), by((long double)b.y() - apex.y());
-        const long double angle(std::atan2(std::fabs(ax * by - ay * bx), ax * bx + ay * by) * 180.0L / 3.14159265358979323846264338327950288L);
-        if (angle < maxDegree) vPairs.push_back(std::make_pair(vInput[i], vInput[j]));
+        if (angleDegrees(apex, a, b) < maxDegree) vPairs.push_back(std::make_pair(vInput[i], vInput[j]));
       }
     }
   }
@@ -431,17 +410,6 @@ inline ::testing::AssertionResult meetsMeshBounds(const std::vector<Triangle2*>&
 
 // ----- Segments over a triangulation (cutting, draping) -------------------------------------
 
-/// True when the closed segments a-b and c-d have a point in common (exact).
-inline bool closedSegmentsMeet(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
-  using dt2test::exactOrientation;
-  const int o1(exactOrientation(a, b, c)), o2(exactOrientation(a, b, d)), o3(exactOrientation(c, d, a)), o4(exactOrientation(c, d, b));
-  if (o1 * o2 < 0 && o3 * o4 < 0) return true;
-  const auto within = [](const Point2& p, const Point2& q, const Point2& r) {  // r on the line p-q
-    return std::min(p.x(), q.x()) <= r.x() && r.x() <= std::max(p.x(), q.x()) && std::min(p.y(), q.y()) <= r.y() && r.y() <= std::max(p.y(), q.y());
-  };
-  return (o1 == 0 && within(a, b, c)) || (o2 == 0 && within(a, b, d)) || (o3 == 0 && within(c, d, a)) || (o4 == 0 && within(c, d, b));
-}
-
 /// True when p lies in the closed counterclockwise triangle t, or outside an edge's line by at most
 /// maxUlps units in the last place of the largest coordinate involved (rounded crossings).
 inline bool isInTriangleUpTo(const Triangle2& t, const Point2& p, double maxUlps) {
@@ -449,8 +417,7 @@ inline bool isInTriangleUpTo(const Triangle2& t, const Point2& p, double maxUlps
     const Point2& c1(*t.getCorner(incIndexBy1(i)));
     const Point2& c2(*t.getCorner(incIndexBy2(i)));
     if (dt2test::exactOrientation(c1, c2, p) >= 0) continue;
-    const double m(std::max({std::fabs(c1.x()), std::fabs(c1.y()), std::fabs(c2.x()), std::fabs(c2.y()), std::fabs(p.x()), std::fabs(p.y())}));
-    if (detail::offLineInUlpsSquared(c1, c2, p, detail::ulpOf(m)) > maxUlps * maxUlps) return false;
+    if (detail::offLineInUlpsSquared(c1, c2, p) > maxUlps * maxUlps) return false;
   }
   return true;
 }
@@ -476,8 +443,7 @@ inline ::testing::AssertionResult isChainAlong(const Segment2& seg, const std::v
   if (!(vChain.back() == last)) d.add("the chain ends at " + detail::str(vChain.back()) + ", not at " + detail::str(last));
   for (size_t i = 0; i < vChain.size(); ++i) {
     const Point2& p(vChain[i]);
-    const double m(std::max({std::fabs(a.x()), std::fabs(a.y()), std::fabs(b.x()), std::fabs(b.y()), std::fabs(p.x()), std::fabs(p.y())}));
-    if (detail::offLineInUlpsSquared(a, b, p, detail::ulpOf(m)) > maxUlps * maxUlps) d.add(detail::str(p) + " lies off the line");
+    if (detail::offLineInUlpsSquared(a, b, p) > maxUlps * maxUlps) d.add(detail::str(p) + " lies off the line");
     if (i > 0 && detail::along(a, b, p) <= detail::along(a, b, vChain[i - 1])) d.add("the chain does not advance at " + detail::str(p));
   }
   return d.result();
@@ -492,9 +458,8 @@ inline std::vector<Point2*> verticesAlong(const Zarn_2D& dt, const Segment2& seg
   dt.getVertexPointers(vVertices);
   const mpq_class lo(detail::along(a, b, first)), hi(detail::along(a, b, last));
   for (Point2* p : vVertices) {
-    const double m(std::max({std::fabs(a.x()), std::fabs(a.y()), std::fabs(b.x()), std::fabs(b.y()), std::fabs(p->x()), std::fabs(p->y())}));
     const mpq_class pos(detail::along(a, b, *p));
-    if (pos >= lo && pos <= hi && detail::offLineInUlpsSquared(a, b, *p, detail::ulpOf(m)) <= maxUlps * maxUlps) vOn.push_back(p);
+    if (pos >= lo && pos <= hi && detail::offLineInUlpsSquared(a, b, *p) <= maxUlps * maxUlps) vOn.push_back(p);
   }
   std::sort(vOn.begin(), vOn.end(), [&](const Point2* p, const Point2* q) { return detail::along(a, b, *p) < detail::along(a, b, *q); });
   return vOn;
@@ -631,6 +596,62 @@ inline ::testing::AssertionResult validCdt(Zarn_2D& dt, const std::vector<Point2
   const ::testing::AssertionResult exact(isConstrainedDelaunay(dt, vPoints, vSegments, options));
   if (!exact) return exact;
   return isConstraintAgrees(dt);
+}
+
+
+/// The constraint bookkeeping against the split trees, for every graph of dt: each split segment's
+/// children come in the graph's reading direction (getDirectChildren, isReverse), the graph's pieces
+/// are the alive leaves below its originals, a polygon's ring lists the reading start of each piece
+/// in order, every segment of a tree counts the graphs above it as owners, and the manager counts
+/// one split per split segment.
+inline ::testing::AssertionResult isBookkeepingConsistent(Zarn_2D& dt) {
+  dt2test::detail::Defects d;
+  std::map<const ConstraintSegment2*, unsigned> mOwners;
+  ConstraintMgr* pMgr(dt.getImpl()->getConstraintMgr());
+  for (ConstraintGraph2* pGraph : pMgr->getGraphs()) {
+    std::vector<ConstraintSegment2*> vOriginals, vLeaves, vPieces;
+    std::vector<Point2*> vRing, vRingWant;
+    std::set<const ConstraintSegment2*> sTree;
+    std::function<void(ConstraintSegment2*, Point2*)> read = [&](ConstraintSegment2* pCSeg, Point2* pFrom) {
+      sTree.insert(pCSeg);
+      if (pCSeg->isSkipped()) return;
+      if (readingStart(pGraph, pCSeg) != pFrom) d.add("a piece is not read from " + detail::str(*pFrom));
+      ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr), *pFirst(pCSeg), *pSecond(pCSeg);
+      pGraph->getDirectChildren(pCSeg, pFirst, pSecond);
+      if (pCSeg->isAlive()) {
+        vLeaves.push_back(pCSeg);
+        vRingWant.push_back(pFrom);
+        if (!pGraph->isConstraint(pCSeg) || !pGraph->isConstraint(pCSeg->getSrc(), pCSeg->getTrg())) d.add("a piece is no constraint of its graph");
+        if (pFirst != nullptr || pSecond != nullptr) d.add("an alive piece has direct children");
+        return;
+      }
+      if (pGraph->isConstraint(pCSeg->getSrc(), pCSeg->getTrg())) d.add("a split segment is still a constraint of its graph");
+      Point2* pSplit(nullptr);
+      pCSeg->getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
+      if (pKid1->getSrc() == pFrom || pKid1->getTrg() == pFrom) std::swap(pKid0, pKid1);
+      if (pFirst != pKid0 || pSecond != pKid1) d.add("direct children not in reading order at " + detail::str(*pSplit));
+      read(pKid0, pFrom);
+      read(pKid1, pSplit);
+    };
+    pGraph->getOriginalConstraintSegments(vOriginals);
+    for (ConstraintSegment2* pCSeg : vOriginals) read(pCSeg, readingStart(pGraph, pCSeg));
+    for (const ConstraintSegment2* pCSeg : sTree) ++mOwners[pCSeg];
+    pGraph->getChildConstraintSegments(vPieces);
+    std::sort(vLeaves.begin(), vLeaves.end());
+    vLeaves.erase(std::unique(vLeaves.begin(), vLeaves.end()), vLeaves.end());
+    if (vPieces != vLeaves) d.add("the pieces of a graph are not the alive leaves of its originals");
+    if (pGraph->isPolygon()) pGraph->getPolygonVertices(vRing);
+    if (pGraph->isPolygon() && vRing != vRingWant) d.add("a polygon's ring differs from the reading starts of its pieces");
+  }
+  size_t numSplit(0);
+  for (ConstraintSegment2* pCSeg : allSegments(dt)) {
+    numSplit += !pCSeg->isAlive() && !pCSeg->isSkipped();
+    if (pCSeg->getNumberOfOwners() != mOwners[pCSeg]) {
+      d.add("a segment has " + std::to_string(pCSeg->getNumberOfOwners()) + " owners, not " + std::to_string(mOwners[pCSeg]));
+    }
+  }
+  if (pMgr->numberOfSplits() != numSplit) d.add("the manager counts " + std::to_string(pMgr->numberOfSplits()) + " splits, not " + std::to_string(numSplit));
+  return d.result();
 }
 
 }  // namespace cdttest

@@ -1,9 +1,9 @@
 // Inserting constraint segments with the constrained and the conforming strategy: differential
 // checks (one call against one call per segment, in both orders), exact crossings on a grid,
 // constraints given before the triangulation is 2D, points inserted on and removed next to
-// constraints, the messages, and the frozen regression inputs of tests/inputs. Every mutation is
-// followed by the library's validity check and the exact oracle of cdt_test_support.h; the seeded
-// adversarial families live in test_adversarial.cpp.
+// constraints, segments draped over a triangulation, the messages, and the frozen regression
+// inputs of tests/inputs. Every mutation is followed by the library's validity check and the exact
+// oracle of cdt_test_support.h; the seeded adversarial families live in test_adversarial.cpp.
 #include <gmpxx.h>
 #include <gtest/gtest.h>
 
@@ -166,13 +166,9 @@ TEST_P(ConstraintInsertion, ConstraintsGivenBeforeTheTriangulationIs2D) {
     EXPECT_EQ(allSegments(dt).size(), 2u);
     const std::vector<Point2> vMore{Point2(3, -2), Point2(1, 3), Point2(5, 1)};
     std::vector<Point2> vAll(vPoints);
-    if (bBulk) {
-      dt.insert(vMore);
-      vAll.insert(vAll.end(), vMore.begin(), vMore.end());
-    } else {
-      dt.insert(vMore[0]);
-      vAll.push_back(vMore[0]);
-    }
+    vAll.insert(vAll.end(), vMore.begin(), vMore.begin() + (bBulk ? 3 : 1));
+    if (bBulk) dt.insert(vMore);
+    if (!bBulk) dt.insert(vMore[0]);
     ASSERT_TRUE(validCdt(dt, vAll, vSegments, 0.0)) << bBulk;
     // The long segment runs through five vertices: six pieces, one of them the short segment.
     EXPECT_EQ(aliveSegments(dt).size(), 6u);
@@ -222,6 +218,28 @@ TEST_P(ConstraintInsertion, PointsInsertedOnAndRemovedNextToConstraints) {
     vPoints.erase(std::remove(vPoints.begin(), vPoints.end(), gone), vPoints.end());
     ASSERT_TRUE(validCdt(dt, vPoints, vSegments)) << "after removing " << gone;
     ASSERT_EQ(aliveSegments(dt).size(), numAlive);
+  }
+}
+
+// ----- Segments traced over a triangulation ---------------------------------------------------
+
+// A square with its centre, four triangles. Segments from a vertex that end inside the first
+// triangle or on its far edge, from inside a hull edge inwards (ending inside, or through the
+// centre): the draped pieces join up and run exactly from one end to the other.
+TEST(SegmentTracing, DrapedPiecesRunFromEndToEnd) {
+  Zarn_2D dt;
+  dt.insert(std::vector<Point2>{Point2(0, 0), Point2(4, 0), Point2(4, 4), Point2(0, 4), Point2(2, 2)});
+  for (const Segment2& seg : {Segment2(Point2(0, 0), Point2(2, 1)), Segment2(Point2(0, 0), Point2(3, 1)),
+                              Segment2(Point2(2, 0), Point2(2, 1)), Segment2(Point2(2, 0), Point2(2, 3))}) {
+    std::vector<Segment2> vIn{seg}, vOut;
+    EXPECT_TRUE(dt.drape(vIn, vOut)) << seg;
+    std::vector<Point2> vChain;
+    for (const Segment2& piece : vOut) {
+      EXPECT_TRUE(vChain.empty() || vChain.back() == piece.getSrc()) << piece;
+      if (vChain.empty()) vChain.push_back(piece.getSrc());
+      vChain.push_back(piece.getTrg());
+    }
+    EXPECT_TRUE(isChainAlong(seg, vChain, seg.getSrc(), seg.getTrg(), 0.0)) << seg;
   }
 }
 
@@ -278,63 +296,51 @@ TEST(ConstraintMessages, CollinearPointsEmptyListsAndNonFiniteSegments) {
 
 // ----- Frozen regression inputs ------------------------------------------------------------------
 
-/// One case of tests/inputs (the format is described in tests/inputs/README.md).
-struct InputCase {
+/// One case of tests/inputs (the format is described in tests/inputs/README.md), read and run with
+/// each of its strategies.
+void runInputCase(const std::string& path) {
   std::vector<ConstraintInsertionStrategy> vStrategies;
   std::vector<Point2> vPoints, vExpectedVertices;
   std::vector<std::vector<Segment2>> vCalls{{}};
-  double maxUlps = 8.0;
-  bool bQuiet = false, bNoGivingUp = false;
-  long numVertices = -1, numPieces = -1;
-};
-
-InputCase readInputCase(const std::string& path) {
-  InputCase c;
+  double maxUlps(8.0);
+  bool bQuiet(false), bNoGivingUp(false);
+  long numVertices(-1), numPieces(-1);
   std::istringstream lines(zarn_test::readFile(path));
-  std::string line;
+  std::string line, word;
   while (std::getline(lines, line)) {
     std::istringstream in(line);
-    std::string word;
-    if (!(in >> word) || word[0] == '#') continue;
     double x0, y0, x1, y1;
+    if (!(in >> word) || word[0] == '#') continue;
     if (word == "strategy") {
-      while (in >> word) c.vStrategies.push_back(word == "conforming" ? CIS_CONFORMING_DELAUNAY : CIS_CONSTRAINED_DELAUNAY);
-    } else if (word == "point" && in >> x0 >> y0) {
-      c.vPoints.emplace_back(x0, y0);
+      while (in >> word) vStrategies.push_back(word == "conforming" ? CIS_CONFORMING_DELAUNAY : CIS_CONSTRAINED_DELAUNAY);
+    } else if ((word == "point" || word == "vertex") && in >> x0 >> y0) {
+      (word == "point" ? vPoints : vExpectedVertices).emplace_back(x0, y0);
     } else if (word == "segment" && in >> x0 >> y0 >> x1 >> y1) {
-      c.vCalls.back().emplace_back(Point2(x0, y0), Point2(x1, y1));
-    } else if (word == "vertex" && in >> x0 >> y0) {
-      c.vExpectedVertices.emplace_back(x0, y0);
-    } else if (word == "batch" || word == "quiet" || word == "no") {
-      if (word == "batch") c.vCalls.emplace_back();
-      c.bQuiet = c.bQuiet || word == "quiet";
-      c.bNoGivingUp = c.bNoGivingUp || word == "no";
-    } else if (!((word == "ulps" && in >> c.maxUlps) || (word == "vertices" && in >> c.numVertices) || (word == "pieces" && in >> c.numPieces))) {
+      vCalls.back().emplace_back(Point2(x0, y0), Point2(x1, y1));
+    } else if (word == "batch") {
+      vCalls.emplace_back();
+    } else if (word == "quiet" || word == "no") {
+      (word == "quiet" ? bQuiet : bNoGivingUp) = true;
+    } else if (!((word == "ulps" && in >> maxUlps) || (word == "vertices" && in >> numVertices) || (word == "pieces" && in >> numPieces))) {
       ADD_FAILURE() << path << ": cannot read the line '" << line << "'";
     }
   }
-  return c;
-}
-
-/// Runs one input file with each of its strategies.
-void runInputCase(const std::string& path) {
-  const InputCase c(readInputCase(path));
-  ASSERT_FALSE(c.vStrategies.empty()) << path;
-  for (ConstraintInsertionStrategy cis : c.vStrategies) {
+  ASSERT_FALSE(vStrategies.empty()) << path;
+  for (ConstraintInsertionStrategy cis : vStrategies) {
     SCOPED_TRACE(cis == CIS_CONSTRAINED_DELAUNAY ? "constrained" : "conforming");
     Zarn_2D dt;
-    dt.insert(c.vPoints);
+    dt.insert(vPoints);
     std::vector<Segment2> vSoFar;
-    for (const std::vector<Segment2>& vCall : c.vCalls) {
+    for (const std::vector<Segment2>& vCall : vCalls) {
       vSoFar.insert(vSoFar.end(), vCall.begin(), vCall.end());
       const std::string out(create(dt, vCall, cis));
-      EXPECT_TRUE(!c.bQuiet || out.empty()) << out;
-      EXPECT_TRUE(!c.bNoGivingUp || dt2test::countLinesContaining(out, kGivingUp) == 0) << out;
-      ASSERT_TRUE(validCdt(dt, c.vPoints, vSoFar, c.maxUlps));
+      EXPECT_TRUE(!bQuiet || out.empty()) << out;
+      EXPECT_TRUE(!bNoGivingUp || dt2test::countLinesContaining(out, kGivingUp) == 0) << out;
+      ASSERT_TRUE(validCdt(dt, vPoints, vSoFar, maxUlps));
     }
-    EXPECT_TRUE(c.numVertices < 0 || dt.numberOfPoints() == static_cast<size_t>(c.numVertices)) << dt.numberOfPoints();
-    EXPECT_TRUE(c.numPieces < 0 || aliveSegments(dt).size() == static_cast<size_t>(c.numPieces)) << aliveSegments(dt).size();
-    for (const Point2& p : c.vExpectedVertices) EXPECT_NE(vertexAt(dt, p.x(), p.y()), nullptr) << p;
+    EXPECT_TRUE(numVertices < 0 || dt.numberOfPoints() == static_cast<size_t>(numVertices)) << dt.numberOfPoints();
+    EXPECT_TRUE(numPieces < 0 || aliveSegments(dt).size() == static_cast<size_t>(numPieces)) << aliveSegments(dt).size();
+    for (const Point2& p : vExpectedVertices) EXPECT_NE(vertexAt(dt, p.x(), p.y()), nullptr) << p;
   }
 }
 

@@ -9,6 +9,7 @@
 #include "ConstraintMgr.h"
 #include "Dt2.h"
 #include "Zarn_2D.h"
+#include "cdt_test_support.h"
 #include "file_test_support.h"
 
 using namespace KORA_ZARN2D;
@@ -38,10 +39,8 @@ ConstraintCounts libraryCounts(const std::vector<Point2>& vPoints, std::vector<s
     for (std::vector<Segment2>& vSegments : vGraphs) EXPECT_NE(dt.createConstraint(vSegments, cis, false), nullptr);
     EXPECT_TRUE(dt.checkValidity(true, "library"));
   });
-  std::vector<ConstraintSegment2*> vAlive, vAll;
-  dt.getAliveConstraintSegments(vAlive);
-  dt.getAliveAndDeadConstraintSegments(vAll);
-  return {dt.numberOfPoints(), dt.numberOfTriangles(), dt.getImpl()->getConstraintMgr()->getGraphs().size(), vAlive.size(), vAll.size() - vAlive.size()};
+  const size_t numAlive(cdttest::aliveSegments(dt).size()), numAll(cdttest::allSegments(dt).size());
+  return {dt.numberOfPoints(), dt.numberOfTriangles(), dt.getImpl()->getConstraintMgr()->getGraphs().size(), numAlive, numAll - numAlive};
 }
 
 // Diagonals crossing at a point of the set, one of them through another point, a polyline crossing
@@ -119,8 +118,7 @@ TEST_F(ToolConstraints, ZonesOfARingWithAHole) {
   writeText("rings.txt", "0.2 0.2 0.8 0.2\n0.8 0.2 0.8 0.8\n0.8 0.8 0.2 0.8\n0.2 0.8 0.2 0.2\n"
                          "0.4 0.4 0.4 0.6\n0.4 0.6 0.6 0.6\n0.6 0.6 0.6 0.4\n0.6 0.4 0.4 0.4\n");
   struct Case {
-    const char* zone;
-    const char* name;
+    const char *zone, *name;
     double area;
   };
   for (const Case& c : {Case{"inside", "inside", 0.32}, Case{"outside", "outside", 0.04}, Case{"global", "global", 0.36},
