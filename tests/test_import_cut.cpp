@@ -109,6 +109,7 @@ struct SegmentCase {
 const SegmentCase kGridCases[] = {
     {"Inside", Segment2(Point2(0.5, 0.25), Point2(3.5, 1.75)), true, Point2(0.5, 0.25), Point2(3.5, 1.75), 0},
     {"AlongHullEdge", Segment2(Point2(0, 0), Point2(4, 0)), true, Point2(0, 0), Point2(4, 0), 4},
+    {"OneEdge", Segment2(Point2(1, 1), Point2(2, 1)), true, Point2(1, 1), Point2(2, 1), 1},
     {"AlongInnerEdge", Segment2(Point2(2, 0.5), Point2(2, 3.5)), true, Point2(2, 0.5), Point2(2, 3.5), 4},
     {"StartsOutside", Segment2(Point2(-1, 0.5), Point2(2.5, 0.5)), false, Point2(0, 0.5), Point2(2.5, 0.5), 0},
     {"CrossesAll", Segment2(Point2(-1, -0.5), Point2(5, 2.5)), false, Point2(0, 0), Point2(4, 2), 0},

@@ -288,6 +288,8 @@ TEST(Zones, WrongArgumentsGiveTheirMessagesAndNull) {
   std::vector<Triangle2*> vTriangles;
   EXPECT_EQ(captureStdout([&] { pOutside->getTriangles(vTriangles); }), warned("Dt2::growZoneArea()", "pStartT==NULL, no triangles"));
   EXPECT_TRUE(vTriangles.empty());
+  const std::string out(captureStdout([&] { EXPECT_EQ(pOutside->convertToBoundedZone(), nullptr); }));
+  EXPECT_NE(out.find(warningLine("Zone2::convertToBoundedZone()", "No triangles available, returning NULL")), std::string::npos) << out;
 }
 
 // Deleting a zone keeps it while a set operation's zone uses it and refuses strangers; writeObj
