@@ -446,6 +446,9 @@ TEST(MeshEntry, AngleLimitAndNullZone) {
   EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, 30.0, "", AcceptExperimentalFeature()));
   out = zarn_test::captureStdout([&] { m.dt.refineAdvanced(nullptr); });
   EXPECT_NE(out.find("Dt2::refineMain2(..), ERROR: pZone==NULL"), std::string::npos) << out;
+  EXPECT_NE(zarn_test::captureStderr([&] { m.dt.refine(nullptr, 20.0, 0.001, 1.0, true); })
+                .find("Warning: Zarn_2D::refine(..) has been called with pZone==NULL"),
+            std::string::npos);
   // The facade's refine maps its arguments onto the same driver; a vertex budget ends the run.
   Meshing m2(squareWithHole());
   zarn_test::captureStdout([&] { m2.dt.refine(m2.pZone, 25.0, 0.001, 0.5, true); });
