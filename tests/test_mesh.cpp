@@ -145,6 +145,9 @@ struct RefineCase {
   double minEdgeLen;
   bool bSmallInputAngle;  // the report must name triangles left at a small input angle
   bool bBoundsHold;       // false: minEdgeLen stops the refinement before the bounds hold
+  double gridCell = 0.0;  // > 0: grid meshing with cells of this size, turned by gridDegrees
+  double gridDegrees = 0.0;
+  bool bKeepOffBorder = true;  // auxFlag: grid vertices keep off the border
 };
 
 class Refinement : public ::testing::TestWithParam<RefineCase> {};
@@ -156,6 +159,10 @@ TEST_P(Refinement, MeetsTheBoundsAndStaysConstrainedDelaunay) {
   params.minAngleDegree = c.minAngle;
   params.maxEdgeLength = c.maxEdge;
   params.minEdgeLen = c.minEdgeLen;
+  params.gridLength = c.gridCell;
+  const double dx(std::cos(c.gridDegrees * kPi / 180.0)), dy(std::sin(c.gridDegrees * kPi / 180.0));
+  params.gridVector = Vector2(3.0 * dx, 3.0 * dy);
+  params.auxFlag = c.bKeepOffBorder;
   m.refine(params);
   const RefinementReport& report(m.report());
   EXPECT_TRUE(m.dt.checkValidity(true, c.name));
@@ -176,6 +183,20 @@ TEST_P(Refinement, MeetsTheBoundsAndStaysConstrainedDelaunay) {
   if (numInputAngle > 0) {
     EXPECT_GT(report.numLeftInputAngle, 0u);
   }
+  if (c.gridCell == 0.0) return;
+  // Inner vertices lie on the grid; constraint splits remove grid vertices near the border only
+  // when they may come close (auxFlag false).
+  std::vector<Point2*> vVertices;
+  m.dt.getVertexPointers(vVertices);
+  size_t numOnGrid(0);
+  for (const Point2* p : vVertices) {
+    const double u((p->x() * dx + p->y() * dy) / c.gridCell), v((-p->x() * dy + p->y() * dx) / c.gridCell);
+    if (std::fabs(u - std::round(u)) < 1e-9 && std::fabs(v - std::round(v)) < 1e-9) ++numOnGrid;
+  }
+  // Most vertices are grid vertices: about (96 / cell^2) of them fit in the domain.
+  EXPECT_GT(numOnGrid, 0.6 * 96.0 / (c.gridCell * c.gridCell)) << report.describe();
+  EXPECT_GE(numOnGrid, report.numGridVertices - report.numGridVerticesRemoved);
+  EXPECT_EQ(report.numGridVerticesRemoved > 0, !c.bKeepOffBorder) << report.describe();
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -189,7 +210,10 @@ INSTANTIATE_TEST_SUITE_P(
                       RefineCase{"randomStar", randomStar(40, 7), 30.0, DBL_MAX, 1e-12, true, true},
                       RefineCase{"randomStarGraded", randomStar(25, 11), 28.0, 0.1, 1e-12, true, true},
                       RefineCase{"slitStopsAtMinEdgeLen", slit(), 30.0, DBL_MAX, 0.001, false, false},
-                      RefineCase{"slitTinyMinEdgeLen", slit(), 30.0, DBL_MAX, 1e-15, false, true}),
+                      RefineCase{"slitTinyMinEdgeLen", slit(), 30.0, DBL_MAX, 1e-15, false, true},
+                      RefineCase{"gridAxisAligned", squareWithHole(), 30.0, 0.375, 0.001, false, true, 0.25, 0.0, true},
+                      RefineCase{"gridTurned", squareWithHole(), 30.0, 0.45, 0.001, false, true, 0.3, 30.0, true},
+                      RefineCase{"gridCloseToTheBorder", squareWithHole(), 30.0, 0.375, 0.001, false, true, 0.25, 10.0, false}),
     [](const ::testing::TestParamInfo<RefineCase>& info) { return std::string(info.param.name); });
 
 // ----- Host size functions, protected constraints, budget, growth -----
@@ -261,52 +285,6 @@ TEST(MeshHost, GrowthLimitHoldsBetweenNeighbours) {
   }
   EXPECT_GT(numPairs, 100u);
 }
-
-// ----- Grid meshing -----
-
-struct GridCase {
-  const char* name;
-  double cell, degrees;
-  bool bKeepOffBorder;  // auxFlag
-};
-
-class GridMeshing : public ::testing::TestWithParam<GridCase> {};
-
-// Inner vertices lie on the grid, the bounds hold everywhere, and the zone stays tracked when
-// constraint splits remove grid vertices near the border (auxFlag false leaves them close).
-TEST_P(GridMeshing, FillsTheZoneOnTheGridWithinTheBounds) {
-  const GridCase& c(GetParam());
-  Meshing r(squareWithHole());
-  MeshGenParams params(r.pZone);
-  params.minAngleDegree = 30.0;
-  params.maxEdgeLength = 1.5 * c.cell;
-  params.gridLength = c.cell;
-  params.gridVector = Vector2(3.0 * std::cos(c.degrees * kPi / 180.0), 3.0 * std::sin(c.degrees * kPi / 180.0));
-  params.auxFlag = c.bKeepOffBorder;
-  r.refine(params);
-  const RefinementReport& report(r.report());
-  EXPECT_TRUE(report.isComplete()) << report.describe();
-  EXPECT_EQ(r.vZone.size(), report.numZoneTriangles);
-  EXPECT_TRUE(r.dt.checkValidity(true, c.name));
-  EXPECT_TRUE(r.meetsBounds({30.0, [&](Triangle2*) { return params.maxEdgeLength; }, squareWithHole().area}));
-  std::vector<Point2*> vVertices;
-  r.dt.getVertexPointers(vVertices);
-  const double dx(std::cos(c.degrees * kPi / 180.0)), dy(std::sin(c.degrees * kPi / 180.0));
-  size_t numOnGrid(0);
-  for (const Point2* p : vVertices) {
-    const double u((p->x() * dx + p->y() * dy) / c.cell), v((-p->x() * dy + p->y() * dx) / c.cell);
-    if (std::fabs(u - std::round(u)) < 1e-9 && std::fabs(v - std::round(v)) < 1e-9) ++numOnGrid;
-  }
-  // Most vertices are grid vertices: about (96 / cell^2) of them fit in the domain.
-  EXPECT_GT(numOnGrid, 0.6 * 96.0 / (c.cell * c.cell)) << report.describe();
-  EXPECT_GE(numOnGrid, report.numGridVertices - report.numGridVerticesRemoved);
-  EXPECT_EQ(report.numGridVerticesRemoved > 0, !c.bKeepOffBorder) << report.describe();
-}
-
-INSTANTIATE_TEST_SUITE_P(Grids, GridMeshing,
-                         ::testing::Values(GridCase{"axisAligned", 0.25, 0.0, true}, GridCase{"turned", 0.3, 30.0, true},
-                                           GridCase{"closeToTheBorder", 0.25, 10.0, false}),
-                         [](const ::testing::TestParamInfo<GridCase>& info) { return std::string(info.param.name); });
 
 // ----- The refinement candidate's rules on hand-made triangles -----
 
