@@ -169,7 +169,11 @@ TEST(Zones, ComponentsAreEdgeConnected) {
 struct CentroidLeftOf : UserPredicateT {
   double x;
   explicit CentroidLeftOf(double x) : x(x) {}
-  bool operator()(const Triangle2* pT) override { return pT->getBarycenter().x() < x; }
+  size_t numCalls = 0;
+  bool operator()(const Triangle2* pT) override {
+    ++numCalls;
+    return pT->getBarycenter().x() < x;
+  }
 };
 
 // Peeling to a fixed point: every peeled triangle qualifies, no border triangle of the rest does;
@@ -181,6 +185,7 @@ TEST(Zones, PeelOffIfReachesAFixedPoint) {
   Zone2* pRest(pZone->peelOffIf(&leftHalf));
   ASSERT_NE(pRest, nullptr);
   const TriangleSet rest(trianglesOf(pRest));
+  EXPECT_LE(leftHalf.numCalls, trianglesOf(pZone).size());  // each triangle asked once at most
   for (const Triangle2* pT : trianglesOf(pZone)) EXPECT_TRUE(rest.count(pT) > 0 || pT->getBarycenter().x() < 500);
   std::vector<Edge2> vBorder;
   pRest->getBorderEdges(vBorder);
