@@ -112,6 +112,12 @@ TEST_F(Export, FileReplicateWritesTheBuiltInCopyOfKnownFilesOnly) {
     EXPECT_FALSE(read(name).empty()) << name;
     EXPECT_EQ(read(name), webSource(name)) << name;
   }
+  // The viewer script checks (tests/web_viewer_checks.js) run under Node.js on these copies.
+  if (std::system("node --version > /dev/null 2>&1") == 0) {
+    const std::string checks((fs::path(__FILE__).parent_path() / "web_viewer_checks.js").string());
+    EXPECT_EQ(std::system(("node " + checks + " " + dir.string() + " > " + path("node.log") + " 2>&1").c_str()), 0) << read("node.log");
+    EXPECT_NE(read("node.log").find(" passed, 0 failed"), std::string::npos) << read("node.log");
+  }
   fs::create_directory(dir / "unknown");
   for (const char* name : {"3d.obj", "index.htm", "../index.html", "JSC3D.JS", "", static_cast<const char*>(nullptr)}) {
     EXPECT_EQ(captureStdout([&] { fileReplicate(name, path("unknown").c_str()); }), "\n      [Zarn2D-Message] fileReplicate, ERROR: unknown file\n\n")

@@ -145,6 +145,9 @@ struct RefineCase {
   double minEdgeLen;
   bool bSmallInputAngle;  // the report must name triangles left at a small input angle
   bool bBoundsHold;       // false: minEdgeLen stops the refinement before the bounds hold
+  double gridCell = 0.0;  // > 0: grid meshing with cells of this size, turned by gridDegrees
+  double gridDegrees = 0.0;
+  bool bKeepOffBorder = true;  // auxFlag: grid vertices keep off the border
 };
 
 class Refinement : public ::testing::TestWithParam<RefineCase> {};
@@ -156,6 +159,10 @@ TEST_P(Refinement, MeetsTheBoundsAndStaysConstrainedDelaunay) {
   params.minAngleDegree = c.minAngle;
   params.maxEdgeLength = c.maxEdge;
   params.minEdgeLen = c.minEdgeLen;
+  params.gridLength = c.gridCell;
+  const double dx(std::cos(c.gridDegrees * kPi / 180.0)), dy(std::sin(c.gridDegrees * kPi / 180.0));
+  params.gridVector = Vector2(3.0 * dx, 3.0 * dy);
+  params.auxFlag = c.bKeepOffBorder;
   m.refine(params);
   const RefinementReport& report(m.report());
   EXPECT_TRUE(m.dt.checkValidity(true, c.name));
@@ -176,6 +183,20 @@ TEST_P(Refinement, MeetsTheBoundsAndStaysConstrainedDelaunay) {
   if (numInputAngle > 0) {
     EXPECT_GT(report.numLeftInputAngle, 0u);
   }
+  if (c.gridCell == 0.0) return;
+  // Inner vertices lie on the grid; constraint splits remove grid vertices near the border only
+  // when they may come close (auxFlag false).
+  std::vector<Point2*> vVertices;
+  m.dt.getVertexPointers(vVertices);
+  size_t numOnGrid(0);
+  for (const Point2* p : vVertices) {
+    const double u((p->x() * dx + p->y() * dy) / c.gridCell), v((-p->x() * dy + p->y() * dx) / c.gridCell);
+    if (std::fabs(u - std::round(u)) < 1e-9 && std::fabs(v - std::round(v)) < 1e-9) ++numOnGrid;
+  }
+  // Most vertices are grid vertices: about (96 / cell^2) of them fit in the domain.
+  EXPECT_GT(numOnGrid, 0.6 * 96.0 / (c.gridCell * c.gridCell)) << report.describe();
+  EXPECT_GE(numOnGrid, report.numGridVertices - report.numGridVerticesRemoved);
+  EXPECT_EQ(report.numGridVerticesRemoved > 0, !c.bKeepOffBorder) << report.describe();
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -189,7 +210,10 @@ INSTANTIATE_TEST_SUITE_P(
                       RefineCase{"randomStar", randomStar(40, 7), 30.0, DBL_MAX, 1e-12, true, true},
                       RefineCase{"randomStarGraded", randomStar(25, 11), 28.0, 0.1, 1e-12, true, true},
                       RefineCase{"slitStopsAtMinEdgeLen", slit(), 30.0, DBL_MAX, 0.001, false, false},
-                      RefineCase{"slitTinyMinEdgeLen", slit(), 30.0, DBL_MAX, 1e-15, false, true}),
+                      RefineCase{"slitTinyMinEdgeLen", slit(), 30.0, DBL_MAX, 1e-15, false, true},
+                      RefineCase{"gridAxisAligned", squareWithHole(), 30.0, 0.375, 0.001, false, true, 0.25, 0.0, true},
+                      RefineCase{"gridTurned", squareWithHole(), 30.0, 0.45, 0.001, false, true, 0.3, 30.0, true},
+                      RefineCase{"gridCloseToTheBorder", squareWithHole(), 30.0, 0.375, 0.001, false, true, 0.25, 10.0, false}),
     [](const ::testing::TestParamInfo<RefineCase>& info) { return std::string(info.param.name); });
 
 // ----- Host size functions, protected constraints, budget, growth -----
@@ -233,19 +257,6 @@ TEST(MeshHost, ProtectedConstraintsStayWhole) {
   }
 }
 
-TEST(MeshHost, TheVertexBudgetEndsTheRunAndIsReported) {
-  Meshing r(squareWithHole());
-  MeshGenParams params(r.pZone);
-  params.maxEdgeLength = 0.1;
-  r.impl().setRefinementVertexBudget(25);
-  const unsigned int numBefore(r.dt.numberOfPoints());
-  r.refine(params);
-  EXPECT_LE(r.dt.numberOfPoints(), numBefore + 25);
-  EXPECT_TRUE(r.report().bBudgetReached);
-  EXPECT_NE(r.report().describe().find("vertex budget reached"), std::string::npos);
-  EXPECT_TRUE(r.dt.checkValidity(true, "budget"));
-}
-
 /// Tiny triangles are forced at the left side (x = 0); the growth limit spreads them gradually.
 class FineStripParams : public MeshGenParams {
  public:
@@ -274,52 +285,6 @@ TEST(MeshHost, GrowthLimitHoldsBetweenNeighbours) {
   }
   EXPECT_GT(numPairs, 100u);
 }
-
-// ----- Grid meshing -----
-
-struct GridCase {
-  const char* name;
-  double cell, degrees;
-  bool bKeepOffBorder;  // auxFlag
-};
-
-class GridMeshing : public ::testing::TestWithParam<GridCase> {};
-
-// Inner vertices lie on the grid, the bounds hold everywhere, and the zone stays tracked when
-// constraint splits remove grid vertices near the border (auxFlag false leaves them close).
-TEST_P(GridMeshing, FillsTheZoneOnTheGridWithinTheBounds) {
-  const GridCase& c(GetParam());
-  Meshing r(squareWithHole());
-  MeshGenParams params(r.pZone);
-  params.minAngleDegree = 30.0;
-  params.maxEdgeLength = 1.5 * c.cell;
-  params.gridLength = c.cell;
-  params.gridVector = Vector2(3.0 * std::cos(c.degrees * kPi / 180.0), 3.0 * std::sin(c.degrees * kPi / 180.0));
-  params.auxFlag = c.bKeepOffBorder;
-  r.refine(params);
-  const RefinementReport& report(r.report());
-  EXPECT_TRUE(report.isComplete()) << report.describe();
-  EXPECT_EQ(r.vZone.size(), report.numZoneTriangles);
-  EXPECT_TRUE(r.dt.checkValidity(true, c.name));
-  EXPECT_TRUE(r.meetsBounds({30.0, [&](Triangle2*) { return params.maxEdgeLength; }, squareWithHole().area}));
-  std::vector<Point2*> vVertices;
-  r.dt.getVertexPointers(vVertices);
-  const double dx(std::cos(c.degrees * kPi / 180.0)), dy(std::sin(c.degrees * kPi / 180.0));
-  size_t numOnGrid(0);
-  for (const Point2* p : vVertices) {
-    const double u((p->x() * dx + p->y() * dy) / c.cell), v((-p->x() * dy + p->y() * dx) / c.cell);
-    if (std::fabs(u - std::round(u)) < 1e-9 && std::fabs(v - std::round(v)) < 1e-9) ++numOnGrid;
-  }
-  // Most vertices are grid vertices: about (96 / cell^2) of them fit in the domain.
-  EXPECT_GT(numOnGrid, 0.6 * 96.0 / (c.cell * c.cell)) << report.describe();
-  EXPECT_GE(numOnGrid, report.numGridVertices - report.numGridVerticesRemoved);
-  EXPECT_EQ(report.numGridVerticesRemoved > 0, !c.bKeepOffBorder) << report.describe();
-}
-
-INSTANTIATE_TEST_SUITE_P(Grids, GridMeshing,
-                         ::testing::Values(GridCase{"axisAligned", 0.25, 0.0, true}, GridCase{"turned", 0.3, 30.0, true},
-                                           GridCase{"closeToTheBorder", 0.25, 10.0, false}),
-                         [](const ::testing::TestParamInfo<GridCase>& info) { return std::string(info.param.name); });
 
 // ----- The refinement candidate's rules on hand-made triangles -----
 
@@ -425,18 +390,6 @@ TEST(RefCand3Rules, EdgeBlockingByLocationCode) {
   EXPECT_NE(out.find("bug, unexpected case"), std::string::npos);
 }
 
-TEST(ZoneQuality, ExemptsSmallAnglesBetweenConstraintsAndDrawsOffenders) {
-  Meshing spikeMesh(spike(5.0));
-  EXPECT_TRUE(spikeMesh.dt.checkZoneQuality(spikeMesh.pZone, 30.0, "", AcceptExperimentalFeature()));  // 5 degrees between two constraints
-  Meshing m(squareWithHole());
-  const std::string file(::testing::TempDir() + "zone_quality.ps");
-  std::remove(file.c_str());
-  EXPECT_FALSE(m.dt.checkZoneQuality(m.pZone, 30.0, file, AcceptExperimentalFeature()));
-  EXPECT_NE(zarn_test::readFile(file).find("%!PS"), std::string::npos);
-  EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, 10.0, "", AcceptExperimentalFeature()));
-  EXPECT_FALSE(zarn_test::captureStdout([&] { EXPECT_FALSE(m.dt.checkZoneQuality(nullptr, 10.0, "", AcceptExperimentalFeature())); }).empty());
-}
-
 // ----- Entry checks -----
 
 const char* const kZoneLocationComplaint =
@@ -471,11 +424,35 @@ TEST(MeshEntry, AngleLimitAndNullZone) {
   EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, 30.0, "", AcceptExperimentalFeature()));
   out = zarn_test::captureStdout([&] { m.dt.refineAdvanced(nullptr); });
   EXPECT_NE(out.find("Dt2::refineMain2(..), ERROR: pZone==NULL"), std::string::npos) << out;
-  // The facade's refine maps its arguments onto the same driver.
+  EXPECT_NE(zarn_test::captureStderr([&] { m.dt.refine(nullptr, 20.0, 0.001, 1.0, true); })
+                .find("Warning: Zarn_2D::refine(..) has been called with pZone==NULL"),
+            std::string::npos);
+  // The facade's refine maps its arguments onto the same driver; a vertex budget ends the run.
   Meshing m2(squareWithHole());
   zarn_test::captureStdout([&] { m2.dt.refine(m2.pZone, 25.0, 0.001, 0.5, true); });
   m2.vZone = m2.zoneTriangles();
   EXPECT_TRUE(m2.meetsBounds({25.0, [](Triangle2*) { return 0.5; }, squareWithHole().area}));
+  m2.impl().setRefinementVertexBudget(25);
+  const unsigned int numBefore(m2.dt.numberOfPoints());
+  MeshGenParams budgeted(m2.pZone);
+  budgeted.maxEdgeLength = 0.1;
+  m2.refine(budgeted);
+  EXPECT_LE(m2.dt.numberOfPoints(), numBefore + 25);
+  EXPECT_TRUE(m2.report().bBudgetReached);
+  EXPECT_NE(m2.report().describe().find("vertex budget reached"), std::string::npos);
+}
+
+// Small angles between two constraints are exempt; offenders are drawn into the named file.
+TEST(MeshEntry, ZoneQualityCheck) {
+  Meshing spikeMesh(spike(5.0));
+  EXPECT_TRUE(spikeMesh.dt.checkZoneQuality(spikeMesh.pZone, 30.0, "", AcceptExperimentalFeature()));
+  Meshing m(squareWithHole());
+  const std::string file(::testing::TempDir() + "zone_quality.ps");
+  std::remove(file.c_str());
+  EXPECT_FALSE(m.dt.checkZoneQuality(m.pZone, 30.0, file, AcceptExperimentalFeature()));
+  EXPECT_NE(zarn_test::readFile(file).find("%!PS"), std::string::npos);
+  EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, 10.0, "", AcceptExperimentalFeature()));
+  EXPECT_FALSE(zarn_test::captureStdout([&] { EXPECT_FALSE(m.dt.checkZoneQuality(nullptr, 10.0, "", AcceptExperimentalFeature())); }).empty());
 }
 
 }  // namespace

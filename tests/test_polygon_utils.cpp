@@ -86,7 +86,8 @@ TEST(PolygonUtils, SortRingAndSimplePolygonTable) {
 }
 
 // The border of a zone with a hole chains into two polygons, counterclockwise around the zone
-// (outer ring positive, hole negative); an extra edge inside closes nothing and remains.
+// (outer ring positive, hole negative); an extra edge inside closes nothing and remains. The
+// borders of the triangles are the zone's boundary; their edges are each listed once.
 TEST(PolygonUtils, ZoneBordersChainIntoPolygons) {
   Zarn_2D dt;
   dt.insert(randomPoints(400, 5, 0.0, 100.0));
@@ -120,29 +121,15 @@ TEST(PolygonUtils, ZoneBordersChainIntoPolygons) {
   pZone->getBoundarySegments(vBoundary);
   EXPECT_EQ(vBorders.size(), vBoundary.size());
   EXPECT_EQ(undirected(vBorders), undirected(vBoundary));
-}
-
-// Directed and undirected edges of random triangle subsets against a brute-force count.
-TEST(PolygonUtils, EdgesOfTriangleSets) {
-  Zarn_2D dt;
-  dt.insert(randomPoints(300, 8));
-  std::vector<Triangle2*> vAll;
-  dt.getTrianglePointers(vAll);
-  std::mt19937 rng(4);
-  for (int round = 0; round < 5; ++round) {
-    std::vector<Triangle2*> vSubset;
-    for (Triangle2* pT : vAll) {
-      if (rng() % 3 != 0) vSubset.push_back(pT);
-    }
-    std::vector<Edge2> vDirected, vUndirected;
-    getDirectedEdges(vSubset, vDirected);
-    getUndirectedEdges(vSubset, vUndirected);
-    EXPECT_EQ(vDirected.size(), 3 * vSubset.size());
-    std::set<std::pair<const Point2*, const Point2*>> expected, seen;
-    for (const Edge2& e : vDirected) expected.insert(std::minmax<const Point2*>(e.getSrc(), e.getTrg()));
-    for (const Edge2& e : vUndirected) EXPECT_TRUE(seen.insert(std::minmax<const Point2*>(e.getSrc(), e.getTrg())).second);
-    EXPECT_EQ(seen, expected);
-  }
+  // The directed edges of the triangles, and each undirected edge once.
+  std::vector<Edge2> vDirected, vUndirected;
+  getDirectedEdges(vTriangles, vDirected);
+  getUndirectedEdges(vTriangles, vUndirected);
+  EXPECT_EQ(vDirected.size(), 3 * vTriangles.size());
+  std::set<std::pair<const Point2*, const Point2*>> expected, seen;
+  for (const Edge2& e : vDirected) expected.insert(std::minmax<const Point2*>(e.getSrc(), e.getTrg()));
+  for (const Edge2& e : vUndirected) EXPECT_TRUE(seen.insert(std::minmax<const Point2*>(e.getSrc(), e.getTrg())).second);
+  EXPECT_EQ(seen, expected);
 }
 
 }  // namespace

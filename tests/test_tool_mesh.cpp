@@ -1,17 +1,34 @@
-// zarn2d mesh, run as a separate process: the written .node/.ele files checked independently
-// (input vertices first, angles, edge lengths, exact area of the domain), exit statuses.
+// zarn2d mesh and zarn2d cut, run as separate processes: the written .node/.ele files checked
+// independently (input vertices first, angles, edge lengths, exact areas; the cut's zone against
+// the library's cookie cutter called directly on the same input), exit statuses.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
+#include <filesystem>
 
+#include "Zarn_2D.h"
 #include "cdt_test_support.h"
 #include "file_test_support.h"
 
 using namespace KORA_ZARN2D;
+namespace fs = std::filesystem;
 
 namespace {
 
-class ToolMesh : public zarn_test::ToolTest {};
+class ToolMesh : public zarn_test::ToolTest {
+ protected:
+  // The triangles of BASE.node/.ele (vertices numbered from 1).
+  std::vector<std::array<Point2, 3>> triangles(const std::string& base) const {
+    const zarn_test::Rows vNodes(rows(base + ".node")), vRows(rows(base + ".ele"));
+    std::vector<std::array<Point2, 3>> v;
+    for (const std::vector<double>& t : vRows) {
+      v.emplace_back();
+      for (int k = 0; k < 3; ++k) v.back()[k] = Point2(vNodes.at(size_t(t.at(1 + k)) - 1)[1], vNodes.at(size_t(t.at(1 + k)) - 1)[2]);
+    }
+    return v;
+  }
+};
 
 TEST_F(ToolMesh, QualityMeshOfAPolyDomainAndOfASegmentFile) {
   // A 10 x 10 square with a 2 x 2 hole (boundary markers announced but left out, as Triangle
@@ -32,16 +49,15 @@ TEST_F(ToolMesh, QualityMeshOfAPolyDomainAndOfASegmentFile) {
   for (const Case& c : aCases) {
     const zarn_test::ToolResult r(run(std::string("mesh ") + c.arguments));
     ASSERT_EQ(r.exitCode, 0) << c.arguments << r.err;
-    const zarn_test::Rows vNodes(rows(std::string(c.base) + ".node")), vTriangles(rows(std::string(c.base) + ".ele"));
+    const zarn_test::Rows vNodes(rows(std::string(c.base) + ".node"));
     for (size_t i = 0; i < c.vInput.size(); ++i) EXPECT_EQ(vNodes[i], (std::vector<double>{i + 1.0, c.vInput[i].x(), c.vInput[i].y()}));
     mpq_class area(0);
     double minAngle(180.0), maxEdge(0.0);
-    for (const std::vector<double>& t : vTriangles) {
-      Point2 aCorner[3];
-      for (int k = 0; k < 3; ++k) aCorner[k] = Point2(vNodes.at(size_t(t[1 + k]) - 1)[1], vNodes.at(size_t(t[1 + k]) - 1)[2]);
-      area += cdttest::exactDoubleArea(aCorner[0], aCorner[1], aCorner[2]);  // positive: counterclockwise
+    const std::vector<std::array<Point2, 3>> vTriangles(triangles(c.base));
+    for (const std::array<Point2, 3>& t : vTriangles) {
+      area += cdttest::exactDoubleArea(t[0], t[1], t[2]);  // positive: counterclockwise
       for (int k = 0; k < 3; ++k) {
-        const Point2 &o(aCorner[k]), &a(aCorner[(k + 1) % 3]), &b(aCorner[(k + 2) % 3]);
+        const Point2 &o(t[k]), &a(t[(k + 1) % 3]), &b(t[(k + 2) % 3]);
         const double ax(a.x() - o.x()), ay(a.y() - o.y()), bx(b.x() - o.x()), by(b.y() - o.y());
         minAngle = std::min(minAngle, std::atan2(std::fabs(ax * by - ay * bx), ax * bx + ay * by) * 180.0 / M_PI);
         maxEdge = std::max(maxEdge, std::hypot(ax, ay));
@@ -64,6 +80,47 @@ TEST_F(ToolMesh, EarlyStopExitsWithTwoAndHelpWithZero) {
   const zarn_test::ToolResult help(run("mesh --help"));
   EXPECT_EQ(help.exitCode, 0);
   EXPECT_NE(help.out.find("zarn2d mesh - quality triangular mesh"), std::string::npos);
+}
+
+// zarn2d cut on a 4 x 4 square in two triangles (the second given as a quad's fan in the OBJ
+// file) and a square polygon [1, 3]^2 of area 4 inside it, from each mesh format.
+TEST_F(ToolMesh, CutWritesTheZoneOfEitherMeshFormat) {
+  writeText("m.obj", "# mesh\nv 0 0 0\nv 4 0 0\nv 4 4 0\nv 0 4 0\nf 1/1/1 2/2/2 3/3/3\nf -4 -2 -1\n");
+  writeText("m.node", "4 2 0 0\n0 0 0\n1 4 0\n2 4 4 # corner\n3 0 4\n");
+  writeText("m.ele", "2 3 0\n0 0 1 2\n1 0 2 3\n");
+  writeText("square.txt", "1 1 3 1\n3 1 3 3\n3 3 1 3\n1 3 1 1\n");
+  const auto areaOf = [this](const std::string& base) {
+    mpq_class area(0);
+    for (const std::array<Point2, 3>& t : triangles(base)) area += abs(cdttest::exactDoubleArea(t[0], t[1], t[2]));
+    return mpq_class(area / 2);
+  };
+  // The library directly, on the same mesh and polygon.
+  Zarn_2D dt(0);
+  std::vector<Point2> vMesh{Point2(0, 0), Point2(4, 0), Point2(4, 4), Point2(0, 0), Point2(4, 4), Point2(0, 4)};
+  dt.importTriangles(vMesh, false, false);
+  std::vector<Segment2> vSquare{Segment2(Point2(1, 1), Point2(3, 1)), Segment2(Point2(3, 1), Point2(3, 3)),
+                                Segment2(Point2(3, 3), Point2(1, 3)), Segment2(Point2(1, 3), Point2(1, 1))};
+  std::vector<Triangle2*> vExpected;
+  dt.createZone_cookieCutter(vSquare, true)->getTriangles(vExpected);
+  for (const char* mesh : {"m.obj", "m.node", "m.ele"}) {
+    const zarn_test::ToolResult result(run("cut " + std::string(mesh) + " square.txt --node zone --obj zone.obj --svg zone.svg --drape d.txt"));
+    ASSERT_EQ(0, result.exitCode) << result.out << result.err;
+    EXPECT_EQ(mpq_class(4), areaOf("zone")) << mesh;
+    EXPECT_EQ(vExpected.size(), triangles("zone").size()) << mesh;
+    EXPECT_NE(std::string::npos, result.err.find("Read 2 triangles")) << result.err;
+    EXPECT_TRUE(fs::file_size(dir / "zone.obj") > 0 && fs::file_size(dir / "zone.svg") > 0 && fs::file_size(dir / "d.txt") > 0);
+  }
+  const zarn_test::ToolResult lines(run("cut m.obj square.txt --lines --unprotected --node all"));
+  ASSERT_EQ(0, lines.exitCode) << lines.err;
+  EXPECT_EQ(mpq_class(16), areaOf("all"));
+  writeText("open.txt", "1 1 3 1\n3 1 3 3\n");
+  const zarn_test::ToolResult open(run("cut m.obj open.txt"));
+  EXPECT_EQ(1, open.exitCode);
+  EXPECT_NE(std::string::npos, open.err.find("zarn2d cut: no zone: the segments must form one simple closed polygon\n")) << open.err;
+  EXPECT_EQ(std::string::npos, open.err.find("warning")) << open.err;  // one line for one problem
+  const zarn_test::ToolResult help(run("cut --help"));  // its other failures are checked with the tool's others
+  EXPECT_EQ(0, help.exitCode);
+  EXPECT_NE(std::string::npos, help.out.find("zarn2d cut MESH SEGMENTFILE [options]"));
 }
 
 }  // namespace

@@ -58,11 +58,10 @@ class Visualizer : public zarn_test::TempDirTest {
   std::deque<Triangle2> vTriangles;
 };
 
-TEST_F(Visualizer, PostscriptHasOnePrimitivePerObject) {
+// The same drawing as PostScript and as SVG (the extension selects the format, in any case).
+TEST_F(Visualizer, PostscriptAndSvgHaveOnePrimitivePerObject) {
   Visualizer2 vis;
   fill(vis);
-  EXPECT_EQ((std::vector<size_t>{vis.numTriangles(), vis.numSegments(), vis.numPoints(), vis.numCircles(), vis.numLabels()}),
-            (std::vector<size_t>{3, 2, 3, 2, 2}));
   ASSERT_TRUE(vis.write(path("all.ps")));
   const std::string ps(read("all.ps"));
   EXPECT_EQ(ps.rfind("%!PS", 0), 0u);
@@ -75,12 +74,7 @@ TEST_F(Visualizer, PostscriptHasOnePrimitivePerObject) {
   EXPECT_EQ(zarn_test::countOf(ps, ") show\n"), 2u);
   EXPECT_NE(ps.find("(a\\(b\\)\\\\c <&>) show"), std::string::npos);
   EXPECT_EQ(ps.find("nan"), std::string::npos);
-}
-
-TEST_F(Visualizer, SvgIsWellFormedAndHasOneElementPerObject) {
-  Visualizer2 vis;
-  fill(vis);
-  ASSERT_TRUE(vis.write(path("all.SVG")));  // the extension selects SVG in any case
+  ASSERT_TRUE(vis.write(path("all.SVG")));
   const std::string svg(read("all.SVG"));
   EXPECT_EQ(svg.rfind("<?xml", 0), 0u);
   const std::string parse("python3 -c 'import sys, xml.dom.minidom; xml.dom.minidom.parse(sys.argv[1])' '" + path("all.SVG") + "'");
