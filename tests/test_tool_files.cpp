@@ -1,11 +1,10 @@
 // The zarn2d tool's input and output files: strict reading of every point format (bad lines are
 // reported with their number and exit status 1), Triangle's files written back and checked
-// against the library, standard output for "-", and failures that must end with status 1.
+// against the library, standard output for "-", statistics, drawings and the viewer page.
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <algorithm>
 #include <filesystem>
-#include <limits>
 #include <map>
 #include <regex>
 #include <set>
@@ -22,7 +21,14 @@ namespace {
 
 using zarn_test::countOf;
 
-class ToolFiles : public zarn_test::ToolTest {};
+// Each test runs in a copy of tests/inputs/tool_runs, the input files of these tests.
+class ToolFiles : public zarn_test::ToolTest {
+ protected:
+  void SetUp() override {
+    ToolTest::SetUp();
+    if (!dir.empty()) std::filesystem::copy(std::string(ZARN_TEST_INPUTS) + "/tool_runs", dir);
+  }
+};
 
 /// The numbers of every "Vertices: V, triangles: T" line.
 std::vector<std::pair<unsigned long, unsigned long>> countLines(const std::string& err) {
@@ -34,16 +40,10 @@ std::vector<std::pair<unsigned long, unsigned long>> countLines(const std::strin
   return vCounts;
 }
 
-// A 10 x 10 square with a 2 x 2 square hole and a vertex outside it.
-const char* const kSquareWithHole = "9 2 0 0\n1 0 0\n2 10 0\n3 10 10\n4 0 10\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n9 20 5\n"
-                                    "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n";
-
 // Every run of tests/inputs/tool_runs/cases.txt (the format is described at its top): good point
 // formats read with what was skipped said, and every failure with its one line and status 1.
 TEST_F(ToolFiles, RunsOfTheTableEndAsListed) {
-  const std::string inputs(std::string(ZARN_TEST_INPUTS) + "/tool_runs");
-  std::filesystem::copy(inputs, dir);
-  std::istringstream cases(zarn_test::readFile(inputs + "/cases.txt"));
+  std::istringstream cases(read("cases.txt"));
   int numCases(0);
   for (std::string line; std::getline(cases, line);) {
     if (line.empty() || line[0] == '#') continue;
@@ -75,8 +75,7 @@ TEST_F(ToolFiles, RunsOfTheTableEndAsListed) {
 // A square with an inner point, a duplicate of vertex 2 and two segments, numbered from 1 as
 // Triangle's own files usually are: the files keep the input order and hold the library's triangles.
 TEST_F(ToolFiles, TriangleFilesKeepInputOrderAndAgreeWithTheLibrary) {
-  writeText("A.poly", "# square\n6 2 0 1\n1 0 0 1\n2 4 0 1\n3 4 4 1\n4 0 4 1\n5 1 3 0\n6 4 0 0\n2 0\n1 1 5\n2 3 4\n1\n1 9 9\n");
-  const zarn_test::ToolResult r(run("A.poly --write-triangle A.1 --check"));
+  const zarn_test::ToolResult r(run("square.poly --write-triangle A.1 --check"));
   ASSERT_EQ(r.exitCode, 0) << r.err;
   // Two segments enclose nothing: the domain would be empty, so every triangle stays (said).
   for (const char* note : {"Read 6 vertices, 2 segments and 1 holes from the .poly file ",
@@ -134,9 +133,7 @@ TEST_F(ToolFiles, TriangleFilesKeepInputOrderAndAgreeWithTheLibrary) {
 
 TEST_F(ToolFiles, SteinerVerticesFollowTheInputAndEleEdgesAreKept) {
   // Two crossing segments add their crossing as a vertex after the four input vertices.
-  writeText("X.node", "4 2 0 0\n0 0 0\n1 2 0\n2 2 2\n3 0 2\n");
-  writeText("X.poly", "0 2 0 0\n2 0\n0 0 2\n1 1 3\n");
-  const zarn_test::ToolResult r(run("X.poly --write-triangle Y -z"));
+  const zarn_test::ToolResult r(run("crossing.poly --write-triangle Y -z"));
   ASSERT_EQ(r.exitCode, 0) << r.err;
   const zarn_test::Rows vNodes(rows("Y.node"));
   ASSERT_EQ(vNodes.size(), 5u);
@@ -151,8 +148,7 @@ TEST_F(ToolFiles, SteinerVerticesFollowTheInputAndEleEdgesAreKept) {
 }
 
 TEST_F(ToolFiles, StandardOutputCarriesOnlyDataAndCountsAreTrue) {
-  const std::string points(writeText("p.txt", "0 0\n1 0\n0 1\n1 1\n0.5 0.5\n0.5 0.5\n0.25 0.5\n"));
-  const zarn_test::ToolResult r(run("--write-ascii=- '" + points + "' --remove 2"));
+  const zarn_test::ToolResult r(run("--write-ascii=- duplicates.txt --remove 2"));
   ASSERT_EQ(r.exitCode, 0) << r.err;
   EXPECT_NE(r.err.find("7 points, 1 duplicate merged, 1 thread)"), std::string::npos) << r.err;
   const std::vector<std::pair<unsigned long, unsigned long>> vCounts(countLines(r.err));
@@ -167,21 +163,14 @@ TEST_F(ToolFiles, StandardOutputCarriesOnlyDataAndCountsAreTrue) {
   EXPECT_EQ(numLines, vCounts[1].first);
 
   // --segments alone triangulates the segment endpoints only; -Q keeps standard error empty.
-  const std::string square(writeText("sq.txt", "0 0 1 0\n1 0 1 1\n1 1 0 1\n0 1 0 0\n"));
-  const zarn_test::ToolResult alone(run("-Q --segments '" + square + "' --obj -"));
+  const zarn_test::ToolResult alone(run("-Q --segments sq.txt --obj -"));
   ASSERT_EQ(alone.exitCode, 0) << alone.err;
   EXPECT_EQ(alone.err, "");
   EXPECT_EQ(std::count(alone.out.begin(), alone.out.end(), 'v'), 4) << alone.out;
 }
 
 TEST_F(ToolFiles, StatisticsSurviveExtremeCoordinates) {
-  const double big(std::numeric_limits<double>::max() / 2), tiny(std::numeric_limits<double>::denorm_min());
-  std::ostringstream content;
-  content.precision(17);
-  content << -big << " " << -big << "\n" << big << " " << -big << "\n" << 0 << " " << big << "\n" << tiny << " " << tiny << "\n"
-          << 0 << " " << 0 << "\n" << 1 << " " << 1e-300 << "\n";
-  const std::string file(writeText("extreme.txt", content.str()));
-  const zarn_test::ToolResult r(run("'" + file + "' --stats --check"));
+  const zarn_test::ToolResult r(run("extreme.txt --stats --check"));  // coordinates up to half the largest double
   ASSERT_EQ(r.exitCode, 0) << r.err;
   const std::vector<std::pair<unsigned long, unsigned long>> vCounts(countLines(r.err));
   ASSERT_EQ(vCounts.size(), 1u) << r.err;
@@ -193,12 +182,11 @@ TEST_F(ToolFiles, StatisticsSurviveExtremeCoordinates) {
   EXPECT_EQ(r.err.find("nan"), std::string::npos) << r.err;
 }
 
-// The square with a hole: the domain (area 96) is
+// A 10 x 10 square with a 2 x 2 square hole and a vertex outside it: the domain (area 96) is
 // shown, written and refined; the outside vertex is used by no triangle.
 TEST_F(ToolFiles, PolyDomainLeavesOutTheOutsideAndTheHolesAndIsRefinedWithinBounds) {
-  writeText("A.poly", kSquareWithHole);
   for (const std::string refine : {"", " -q25 --max-area 2"}) {
-    const zarn_test::ToolResult r(run("A.poly --check --stats --write-triangle B --obj a.obj" + refine));
+    const zarn_test::ToolResult r(run("square_hole.poly --check --stats --write-triangle B --obj a.obj" + refine));
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_NE(r.err.find("  valid: "), std::string::npos) << r.err;
     std::smatch m;
@@ -224,8 +212,7 @@ std::string pathOf(const std::string& html, const std::string& cssClass) {
 }
 
 TEST_F(ToolFiles, HtmlViewerIsSelfContainedWithTrueCounts) {
-  writeText("A.poly", kSquareWithHole);
-  const zarn_test::ToolResult r(run("A.poly --min-angle 25 --html view.html --vertices"));
+  const zarn_test::ToolResult r(run("square_hole.poly --min-angle 25 --html view.html --vertices"));
   ASSERT_EQ(r.exitCode, 0) << r.err;
   const std::string html(read("view.html"));
   EXPECT_EQ(countOf(html, "src="), 0u);
