@@ -366,30 +366,6 @@ TEST(HC2, ThreeLevelWalkEqualsTheLevelByLevelCurveForEveryBitLength) {
   }
 }
 
-// On a grid with one point per cell, the keys are a permutation of 0 .. cells-1 and cells with
-// consecutive keys share a side: the defining property of a Hilbert curve.
-TEST(HC2, ConsecutiveKeysOfAFullGridAreEdgeNeighbours) {
-  for (unsigned bitLength = 2; bitLength <= 14; bitLength += 2) {
-    const int side(1 << (bitLength / 2));
-    const HC2 hc(0.0, 0.0, side, side, bitLength);
-    std::vector<std::pair<int, int>> vCellOfKey(static_cast<size_t>(side) * side, std::make_pair(-1, -1));
-    for (int i = 0; i < side; ++i) {
-      for (int j = 0; j < side; ++j) {
-        const uint32_t key(hc.getKey(i + 0.5, j + 0.5));
-        ASSERT_LT(key, vCellOfKey.size());
-        ASSERT_EQ(vCellOfKey[key].first, -1) << "key " << key << " used twice";
-        vCellOfKey[key] = std::make_pair(i, j);
-      }
-    }
-    for (size_t k = 1; k < vCellOfKey.size(); ++k) {
-      const int manhattan(std::abs(vCellOfKey[k].first - vCellOfKey[k - 1].first) +
-                          std::abs(vCellOfKey[k].second - vCellOfKey[k - 1].second));
-      ASSERT_EQ(manhattan, 1) << "bits " << bitLength << " key " << k;
-    }
-    EXPECT_EQ(vCellOfKey.front(), std::make_pair(0, 0));
-  }
-}
-
 struct Item {
   RTreeBox box;
 };
