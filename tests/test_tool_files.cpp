@@ -111,6 +111,7 @@ TEST_F(ToolFiles, TriangleFilesKeepInputOrderAndAgreeWithTheLibrary) {
     for (int i = 0; i < 3; ++i) {
       ++mEdgeUses[std::minmax(aCorner[(i + 1) % 3], aCorner[(i + 2) % 3])];
       const int n(int(vNeighbours[t][1 + i]));
+      ASSERT_TRUE(n == -1 || (n >= 1 && size_t(n) <= vTriangles.size())) << n;
       numWithoutNeighbour += n < 0;
       if (n < 0) continue;
       const std::set<double> sOther(vTriangles[size_t(n - 1)].begin() + 1, vTriangles[size_t(n - 1)].end());
