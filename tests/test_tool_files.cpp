@@ -69,7 +69,7 @@ TEST_F(ToolFiles, RunsOfTheTableEndAsListed) {
     EXPECT_EQ(countOf("\n" + r.err, "\nzarn2d"), 1u) << line << "\n" << r.err;
     EXPECT_EQ(r.err.find("::"), std::string::npos) << r.err;
   }
-  EXPECT_EQ(numCases, 53);
+  EXPECT_EQ(numCases, 54);
 }
 
 // A square with an inner point, a duplicate of vertex 2 and two segments, numbered from 1 as
@@ -228,12 +228,6 @@ TEST_F(ToolFiles, HtmlViewerIsSelfContainedWithTrueCounts) {
   EXPECT_NE(html.find("constraint pieces: " + std::to_string(numPieces) + "<br>"), std::string::npos);
   EXPECT_EQ(countOf(html, "<circle class=\"input\""), 9u);
   EXPECT_GT(countOf(html, "<circle class=\"added\""), 0u);
-  // The script at least parses (node, when installed).
-  const std::string script(html.substr(html.find("<script>") + 8, html.find("</script>") - html.find("<script>") - 8));
-  writeText("viewer.js", script);
-  if (std::system("node --version > /dev/null 2>&1") == 0) {
-    EXPECT_EQ(std::system(("node --check '" + path("viewer.js") + "'").c_str()), 0);
-  }
 }
 
 TEST_F(ToolFiles, LargeDrawingsAreThinnedUnlessAWindowIsAsked) {
@@ -248,7 +242,6 @@ TEST_F(ToolFiles, LargeDrawingsAreThinnedUnlessAWindowIsAsked) {
   const size_t numDrawn(countOf(read("part.svg"), "<polygon "));
   EXPECT_GT(numDrawn, 2 * 1000u);  // about 1% of 120000 triangles
   EXPECT_LT(numDrawn, 2 * 3000u);
-  EXPECT_EQ(run("--demo 10 --window 1,0,0,1 --svg w.svg").exitCode, 1);
 }
 
 }  // namespace
