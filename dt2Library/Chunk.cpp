@@ -15,8 +15,9 @@ constexpr size_t kMaxZone = 256;
 constexpr size_t kCoarseStride = 4;
 }  // namespace
 
-Chunk::Chunk(Dt2& dt_, uint32_t ownMark, Triangle2* pStart) : dt(dt_), pLast(pStart) {
-  ZARN_ASSERT(ownMark!=0);
+Chunk::Chunk(Dt2& dt_, uint32_t ownMark, uint32_t zoneMark_, Triangle2* pStart)
+    : dt(dt_), pLast(pStart), zoneMark(zoneMark_) {
+  ZARN_ASSERT(ownMark!=0 && zoneMark!=ownMark);
   scratch.ownMark = ownMark;
   kora.setRange(dt.getPredicates().getRange());
 }
@@ -26,9 +27,8 @@ Chunk::Chunk(Dt2& dt_, uint32_t ownMark, Triangle2* pStart) : dt(dt_), pLast(pSt
 // their surroundings (fewer flips than a plain sweep along the Hilbert curve). A record with the
 // key of a neighbour waits for the second round, where equal points go in their input order.
 bool Chunk::isInCoarseRound(const RecordRange& records, const Partitioner& partitioner, size_t c, size_t i) {
-  const bool bAloneWithItsKey((i == 0 || records[i - 1].key != records[i].key) &&
-                              (i + 1 == records.size() || records[i + 1].key != records[i].key));
-  return (i - partitioner.chunkBegin(c)) % kCoarseStride == 0 && bAloneWithItsKey && !partitioner.isSample(i);
+  if ((i - partitioner.chunkBegin(c)) % kCoarseStride != 0 || partitioner.isSample(i)) return false;
+  return (i == 0 || records[i - 1].key != records[i].key) && (i + 1 == records.size() || records[i + 1].key != records[i].key);
 }
 
 void Chunk::run(const RecordRange& records, const Partitioner& partitioner, size_t c, const std::vector<Triangle2*>& vAnchors,
@@ -91,49 +91,55 @@ bool Chunk::insert(Point2* pVtx, Triangle2* pAnchor) {
 }
 
 // The triangles whose circumcircle holds p strictly form a connected zone around the triangle(s)
-// holding p; Lawson's flips replace exactly it and relink the triangles around it. The zone has
-// no vertex inside (the insertion keeps every vertex), so its triangles are linked like a tree:
-// the search reaches each from one parent and only has to skip the way back. (Were that ever
-// wrong, the zone would grow to kMaxZone and the point would go to the serial insertion.)
+// holding p; Lawson's flips replace exactly it and relink the triangles around it. The search marks
+// each zone triangle as it finds it, so no triangle is tested twice. No other worker reads these
+// marks: every triangle next to the zone is this chunk's.
 bool Chunk::ownsConflictZone(Triangle2* pT, int edgeIdx, const Point2& p) {
-  vZone.assign(1, pT);
-  vParents.assign(1, nullptr);
+  vZone.clear();
+  addToZone(pT);
   if (edgeIdx >= 0) {
     Triangle2* pN(pT->getOppositeTriangle(edgeIdx));
-    if (pN == nullptr || !owns(pN)) return false;
-    vZone.push_back(pN);
-    vParents = {pN, pT};
+    if (pN == nullptr || !owns(pN)) return abandonZone();
+    addToZone(pN);
   }
   for (size_t k = 0; k < vZone.size(); ++k) {
     for (int i = 0; i < 3; ++i) {
       Triangle2* pN(vZone[k]->getOppositeTriangle(i));
-      if (pN == nullptr || pN == vParents[k]) continue;
-      if (!owns(pN)) return false;
-      if (kora.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), p) > 0) {
-        if (vZone.size() == kMaxZone) return false;
-        vZone.push_back(pN);
-        vParents.push_back(vZone[k]);
-      }
+      if (pN == nullptr || pN->getMark() == zoneMark) continue;
+      if (!owns(pN)) return abandonZone();
+      if (kora.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), p) <= 0) continue;
+      if (vZone.size() == kMaxZone) return abandonZone();
+      addToZone(pN);
     }
   }
   return true;
 }
 
+void Chunk::releaseZone() {
+  for (Triangle2* pT : vZone) pT->setMark(scratch.ownMark);
+}
+
+bool Chunk::abandonZone() {
+  releaseZone();
+  return false;
+}
+
 // Lawson's flips after the split replace exactly the conflict zone: the triangle beyond the edge
 // opposite the new vertex is always one the insertion has not touched yet, and it is flipped if
-// and only if its circumcircle holds the vertex strictly, that is, if it is in the zone. So the
-// zone found by ownsConflictZone decides every flip without a second in-circle test.
+// and only if its circumcircle holds the vertex strictly, that is, if it carries the zone mark. So
+// the zone decides every flip without a second in-circle test.
 void Chunk::flipThroughZone() {
   std::vector<Triangle2*>& vFlipStack(scratch.vFlipStack);
   while (!vFlipStack.empty()) {
     Triangle2* pT(vFlipStack.back());
     vFlipStack.pop_back();
     Triangle2* pN(pT->getOppositeTriangle(0));
-    if (pN == nullptr || std::find(vZone.begin(), vZone.end(), pN) == vZone.end()) continue;
+    if (pN == nullptr || pN->getMark() != zoneMark) continue;
     Dt2::flip(pT, 0, pN, pN->getIntraTriangleIndex(pT));
     vFlipStack.push_back(pT);
     vFlipStack.push_back(pN);
   }
+  releaseZone();
 }
 
 }  // namespace KORA_ZARN2D

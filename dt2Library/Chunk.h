@@ -23,11 +23,13 @@ namespace KORA_ZARN2D {
 /// and the point is deferred to the serial insertion that follows. So every insertion is a
 /// complete Delaunay insertion, the chunks' work commutes (disjoint data), and the triangulation
 /// is exactly Delaunay after the chunks, as after serial insertion. A chunk never waits.
-class Chunk {
+/// (Aligned to a cache line: the workers write their own chunk's scratch at every point.)
+class alignas(64) Chunk {
  public:
   /// A chunk owning the triangles marked ownMark (non-zero), starting its walks at pStart (one of
-  /// them, or null when it owns none), with the triangulation's predicate range.
-  Chunk(Dt2& dt, uint32_t ownMark, Triangle2* pStart);
+  /// them, or null when it owns none), with the triangulation's predicate range. zoneMark, a mark
+  /// no triangle carries, is what its conflict zones carry while a point goes in.
+  Chunk(Dt2& dt, uint32_t ownMark, uint32_t zoneMark, Triangle2* pStart);
   Chunk(const Chunk&) = delete;
   Chunk& operator=(const Chunk&) = delete;
 
@@ -58,10 +60,19 @@ class Chunk {
   /// triangle where it ended.
   int walkFrom(Triangle2* pStart, const Point2& p, Triangle2*& pT, int& edgeIdx);
   /// True when the conflict zone of p (located in pT, on its edge edgeIdx when >= 0) and all
-  /// triangles around it are this chunk's: then the insertion changes nothing else.
+  /// triangles around it are this chunk's: then the insertion changes nothing else, and the zone
+  /// stays marked zoneMark for flipThroughZone. Otherwise the zone is given back unchanged.
   bool ownsConflictZone(Triangle2* pT, int edgeIdx, const Point2& p);
-  /// The flips of the insertion whose split pushed the scratch's flip stack, decided by membership
-  /// in the conflict zone that ownsConflictZone found.
+  void addToZone(Triangle2* pT) {
+    pT->setMark(zoneMark);
+    vZone.push_back(pT);
+  }
+  /// Gives the zone's triangles back their own mark.
+  void releaseZone();
+  /// releaseZone, for a point that must be deferred: returns false.
+  bool abandonZone();
+  /// The flips of the insertion whose split pushed the scratch's flip stack, decided by the zone
+  /// mark that ownsConflictZone set; then releases the zone.
   void flipThroughZone();
 
   Dt2& dt;
@@ -69,8 +80,8 @@ class Chunk {
   InsertionScratch scratch;
   Triangle2* pLast;
   std::vector<Point2*> vDeferred;
-  std::vector<Triangle2*> vZone;     // scratch of ownsConflictZone: the zone
-  std::vector<Triangle2*> vParents;  // and the triangle from which each was reached
+  uint32_t zoneMark;
+  std::vector<Triangle2*> vZone;  // scratch of ownsConflictZone: the zone
 };
 
 }  // namespace KORA_ZARN2D

@@ -70,7 +70,8 @@ constexpr size_t kMinSlots = 16;
 template <typename Visit>
 void ConstraintMgr::forEachSegment(Visit visit) const {
   for (const SegmentBlock& block : vSegmentBlocks) {
-    ConstraintSegment2* aSegments(reinterpret_cast<ConstraintSegment2*>(block.aStorage.get()));
+    // The segments are not part of the manager's constness: a const visit may still change them.
+    ConstraintSegment2* aSegments(reinterpret_cast<ConstraintSegment2*>(const_cast<SegmentStorage*>(block.vStorage.data())));
     for (size_t i = 0; i < block.used; ++i) visit(aSegments[i]);
   }
 }
@@ -81,13 +82,14 @@ size_t ConstraintMgr::roomInBlock() const {
 
 void ConstraintMgr::startSegmentBlock(size_t capacity) {
   capacity = std::min(kMaxSegmentBlock, std::max(kFirstSegmentBlock, capacity));
-  vSegmentBlocks.push_back(SegmentBlock{std::unique_ptr<SegmentStorage[]>(new SegmentStorage[capacity]), capacity, 0});
+  vSegmentBlocks.push_back(SegmentBlock{{}, capacity, 0});
+  vSegmentBlocks.back().vStorage.resize(capacity);
 }
 
 ConstraintSegment2* ConstraintMgr::newSegment(Point2* p0, Point2* p1, ConstraintInsertionStrategy cis) {
   if (roomInBlock() == 0) startSegmentBlock(vSegmentBlocks.empty() ? 0 : 2 * vSegmentBlocks.back().capacity);
   SegmentBlock& block(vSegmentBlocks.back());
-  ConstraintSegment2* pCSeg(new (&block.aStorage[block.used]) ConstraintSegment2(p0, p1, cis));
+  ConstraintSegment2* pCSeg(new (&block.vStorage[block.used]) ConstraintSegment2(p0, p1, cis));
   ++block.used;
   return pCSeg;
 }

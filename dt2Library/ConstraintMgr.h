@@ -2,13 +2,13 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "ConstraintGraph2.h"
+#include "HugePages.h"
 #include "ConstraintSegment2.h"
 #include "Segment2.h"
 
@@ -130,14 +130,14 @@ class ConstraintMgr {
 
   using SegmentStorage = std::aligned_storage_t<sizeof(ConstraintSegment2), alignof(ConstraintSegment2)>;
   struct SegmentBlock {
-    std::unique_ptr<SegmentStorage[]> aStorage;
+    std::vector<SegmentStorage, UninitialisedAllocator<SegmentStorage>> vStorage;
     size_t capacity;
     size_t used;
   };
 
   Dt2* pDt2;
   std::vector<SegmentBlock> vSegmentBlocks;  // owns the segments; blocks keep addresses stable
-  std::vector<ConstraintSegment2*> vSlots;
+  std::vector<ConstraintSegment2*, UninitialisedAllocator<ConstraintSegment2*>> vSlots;
   size_t numSegments;
   bool bAliveAreEdges;  // every alive segment stands as an edge (no segment created or revived since)
   std::vector<ConstraintGraph2*> vGraphs;

@@ -411,8 +411,8 @@ void Dt2::insertAndCleanBulk(size_t firstNewRecord, Point2** aHandles, size_t nu
     becomeTwoDimensional();
   }
   vertexVault.cleanDuplicates(aHandles, numHandles);
-  vertexVault.updateSorting(false);
   if (bFakeBox) vertexVault.removeFakeBox();
+  vertexVault.updateSorting(false);
 }
 
 void Dt2::insertBulk(const BulkInput& input, Point2** aHandles) {

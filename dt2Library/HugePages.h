@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <new>
+
+#include "BlockCache.h"
 #ifdef __linux__
 #include <sys/mman.h>
 #endif
@@ -44,7 +46,8 @@ inline void* allocateLargeAware(size_t numBytes) {
 
 /// A std::allocator replacement for vectors of plain records that are always written before they
 /// are read: resize() leaves new elements default-initialised (no zero fill, whose page faults and
-/// stores cost as much as the work on the records), and large arrays sit on huge pages.
+/// stores cost as much as the work on the records), large arrays sit on huge pages, and storage
+/// comes from and goes back to the thread's block cache (BlockCache.h).
 template <class T>
 class UninitialisedAllocator {
  public:
@@ -54,11 +57,11 @@ class UninitialisedAllocator {
   UninitialisedAllocator(const UninitialisedAllocator<U>&) {}  // NOLINT: converting, as std::allocator
 
   T* allocate(size_t n) {
-    void* p(allocateLargeAware(n * sizeof(T)));
+    void* p(takeBlock(n * sizeof(T)));
     if (p == nullptr) throw std::bad_alloc();
     return static_cast<T*>(p);
   }
-  void deallocate(T* p, size_t) { std::free(p); }
+  void deallocate(T* p, size_t n) { giveBackBlock(p, n * sizeof(T)); }
   /// Default-initialises: nothing for plain records.
   template <class U>
   void construct(U* p) {

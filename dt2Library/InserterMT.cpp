@@ -94,7 +94,7 @@ std::vector<Point2*> InserterMT::runChunks(const RecordRange& records, const Par
   std::vector<std::unique_ptr<Chunk>> vChunks;
   size_t numTotal(0);
   for (size_t c = 0; c < numChunks; ++c) {
-    vChunks.emplace_back(new Chunk(dt, vMarks[c], vStarts[c]));
+    vChunks.emplace_back(new Chunk(dt, vMarks[c], dt.newMark(), vStarts[c]));
     std::vector<TriangleRun> vRuns;
     dt.reserveTriangleRuns(2 * partitioner.numToInsert(c), vRuns);  // each insertion adds 2 triangles
     vChunks.back()->setReservedRuns(std::move(vRuns));

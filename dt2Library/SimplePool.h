@@ -64,7 +64,7 @@ class SimplePool {
     if (static_cast<int64_t>(containers.size()) > messageThreshold) {
       std::cout << "SimplePool::~SimplePool: Number of containers to release: " << containers.size() << std::endl;
     }
-    for (T* pBlock : containers) std::free(pBlock);
+    for (size_t i = 0; i < containers.size(); ++i) giveBackBlock(containers[i], static_cast<size_t>(blockSizes[i]) * sizeof(T));
   }
 
   /// Makes the first block of firstBlockSize elements; automatic blocks never exceed maxSize
@@ -155,7 +155,7 @@ class SimplePool {
     if (currentBlock != nullptr) vUsedCounts.push_back(getUsedCount(getNumBlocks() - 1));
     // Large blocks are filled front to back by millions of objects: on huge pages their first
     // touch costs up to 512 times fewer page faults and TLB misses.
-    currentBlock = static_cast<T*>(allocateLargeAware(static_cast<size_t>(size) * sizeof(T)));
+    currentBlock = static_cast<T*>(takeBlock(static_cast<size_t>(size) * sizeof(T)));
     currentIndex = -1;
     if (currentBlock == nullptr) {
       reportOutOfMemory();
@@ -175,7 +175,7 @@ class SimplePool {
     std::cout << "SimplePool::alloc(..), ERROR: Out of memory" << std::endl;
   }
 
-  std::vector<T*> containers;      // every block, freed with free() by the destructor
+  std::vector<T*> containers;      // every block, given back to the block cache by the destructor
   std::vector<int32_t> blockSizes;  // elements per block, in the order of containers
   T* currentBlock;                  // the newest block, the only one alloc() hands out from
   int32_t currentIndex;             // the element handed out last from currentBlock; -1 when none

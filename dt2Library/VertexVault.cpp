@@ -378,6 +378,7 @@ void VertexVault::updateSorting(bool bForce) {
     if (!bGrown && !bManyDeactivated) return;
   }
   numDeactivated = 0;
+  dropTrailingInactive();  // a removed fake box, for one: then the rest is often in key order
   sortRecords();
   dropTrailingInactive();
   numSorted = size();

@@ -1,0 +1,22 @@
+// BlockCache: storage blocks of dead triangulations kept for the next one on the same thread.
+#pragma once
+
+#include <cstddef>
+
+namespace KORA_ZARN2D {
+
+/// Storage for numBytes bytes (see allocateLargeAware), preferably a block that a triangulation
+/// released on the calling thread: its pages are resident already. A program that builds many
+/// small triangulations one after the other (GIS parcels, CAD faces) otherwise pays the kernel a
+/// page fault per 4 KiB per triangulation, and the return of that memory on destruction, which
+/// together cost more than the triangulation itself. Null when memory is exhausted. The bytes are
+/// not initialised. Cost: O(number of cached blocks), at most a few dozen.
+void* takeBlock(size_t numBytes);
+
+/// Gives back a block from takeBlock of numBytes bytes (the size it was asked for). Kept in the
+/// calling thread's cache while that holds less than a few tens of MiB and the block is not huge;
+/// otherwise freed. The cache frees what it holds when the thread ends. Builds with
+/// AddressSanitizer keep nothing, so that use after free stays visible.
+void giveBackBlock(void* pBlock, size_t numBytes);
+
+}  // namespace KORA_ZARN2D
