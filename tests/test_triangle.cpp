@@ -68,8 +68,6 @@ TEST(Triangle2Measures, RightTriangleFlatCornersAndPointsOnEdges) {
   Point2 p0(0.0, 0.0), p1(1.0, 0.0), p2(0.0, 1.0);
   Triangle2 t;
   t.setProperties(&p0, &p1, &p2);
-  EXPECT_EQ(Edge2(&t, 0).getSrc(), &p1);
-  EXPECT_EQ(Edge2(&t, 0).getTrg(), &p2);
   EXPECT_EQ(t.getSquaredEdgeLength(0) + 10 * t.getSquaredEdgeLength(1) + 100 * t.getSquaredEdgeLength2D(2), 2.0 + 10 + 100);
   EXPECT_EQ(t.getMaxSqEdgeLen2D(), 2.0);
   EXPECT_EQ(t.getMaxIndex(), 0);
