@@ -3,8 +3,10 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -15,7 +17,6 @@
 
 namespace zarn_test {
 
-using ToolResult = ToolRun;
 using Rows = std::vector<std::vector<double>>;
 
 /// How often what occurs in text.
@@ -38,6 +39,25 @@ inline Rows rowsOf(const std::string& content) {
     if (!vRow.empty()) vRows.push_back(vRow);
   }
   return vRows;
+}
+
+/// The exit code (-1 when it did not exit normally) and the outputs of one tool run.
+struct ToolResult {
+  int exitCode = -1;
+  std::string out, err;
+};
+
+/// Runs the program with the arguments in the directory dir (which receives stdout.txt and
+/// stderr.txt) through the shell.
+inline ToolResult runInDirectory(const std::string& dir, const std::string& program, const std::string& arguments) {
+  ToolResult result;
+  const std::string outFile(dir + "/stdout.txt"), errFile(dir + "/stderr.txt");
+  const std::string command("cd '" + dir + "' && '" + program + "' " + arguments + " > '" + outFile + "' 2> '" + errFile + "'");
+  const int status(std::system(command.c_str()));
+  result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  result.out = readFile(outFile);
+  result.err = readFile(errFile);
+  return result;
 }
 
 class TempDirTest : public ::testing::Test {

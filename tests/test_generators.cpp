@@ -6,7 +6,6 @@
 #include <cmath>
 #include <functional>
 #include <utility>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -22,57 +21,28 @@ namespace {
 
 using zarn_test::captureStdout;
 
-// p on the closed segment a-b, exactly.
-bool isOnSegment(const Point2& a, const Point2& b, const Point2& p) { return cdttest::closedSegmentsMeet(a, b, p, p); }
-
-// Every pair of non-adjacent edges is disjoint; adjacent edges share only their common vertex.
-void expectSimpleRing(const std::vector<Segment2>& vRing) {
-  const std::size_t n(vRing.size());
-  for (std::size_t i = 0; i < n; ++i) {
-    const Segment2& edge(vRing[i]);
-    const Segment2& next(vRing[(i + 1) % n]);
-    ASSERT_FALSE(isOnSegment(edge.getSrc(), edge.getTrg(), next.getTrg())) << "edge " << i;
-    ASSERT_FALSE(isOnSegment(next.getSrc(), next.getTrg(), edge.getSrc())) << "edge " << i;
-    for (std::size_t j = i + 2; j < n; ++j) {
-      if (i == 0 && j == n - 1) continue;  // the closing edge is adjacent to the first
-      ASSERT_FALSE(cdttest::closedSegmentsMeet(edge.getSrc(), edge.getTrg(), vRing[j].getSrc(), vRing[j].getTrg()))
-          << "edges " << i << " and " << j;
-    }
-  }
-}
-
 bool isInBox(const Point2& p, double min, double max) {
   return min <= p.x() && p.x() <= max && min <= p.y() && p.y() <= max;
 }
 
-// ----- Numbers and points --------------------------------------------------------------------
-
-TEST(RandomNumbers, ClassicFifteenBitSequence) {
+// The classic rand() recurrence: its first values seeded with 1, and values on the 2^15 grid of the range.
+TEST(RandomNumbers, ClassicFifteenBitSequenceOnTheGridOfTheRange) {
   std::vector<double> vNumbers;
   generateRandomNumbers(5, 0.0, 1.0, vNumbers, 1);
-  // The first values of the classic rand() recurrence seeded with 1.
-  const std::vector<double> vExpected{16838 / 32768.0, 5758 / 32768.0, 10113 / 32768.0, 17515 / 32768.0,
-                                      31051 / 32768.0};
-  EXPECT_EQ(vNumbers, vExpected);
-}
-
-TEST(RandomNumbers, ValuesLieOnTheGridOfTheRange) {
-  std::vector<double> vNumbers;
+  EXPECT_EQ(vNumbers, (std::vector<double>{16838 / 32768.0, 5758 / 32768.0, 10113 / 32768.0, 17515 / 32768.0, 31051 / 32768.0}));
+  vNumbers.clear();
   generateRandomNumbers(20000, -3.0, 5.0, vNumbers, 42);
-  const double step(8.0 / 32768);
   for (double value : vNumbers) {
-    const double index((value + 3.0) / step);
-    ASSERT_EQ(index, std::floor(index)) << value;
-    ASSERT_GE(index, 0.0);
-    ASSERT_LE(index, 32767.0);
+    const double index((value + 3.0) / (8.0 / 32768));
+    ASSERT_TRUE(index == std::floor(index) && index >= 0.0 && index <= 32767.0) << value;
   }
   EXPECT_LT(*std::min_element(vNumbers.begin(), vNumbers.end()), -3.0 + 0.01);
   EXPECT_GT(*std::max_element(vNumbers.begin(), vNumbers.end()), 5.0 - 0.01);
 }
 
-// ----- Circle --------------------------------------------------------------------------------
+// ----- Circle and polygons -------------------------------------------------------------------
 
-TEST(Circle, FourPointsAtTheTruncatedQuarterAngles) {
+TEST(Circle, FourPointsAtTheTruncatedQuarterAnglesAndNoneWarns) {
   std::vector<Point2> vPoints{Point2(100, 100)};
   generateCircle(4, 1.0, -2.0, 3.0, 0.5, vPoints);
   ASSERT_EQ(vPoints.size(), 5u);
@@ -83,59 +53,46 @@ TEST(Circle, FourPointsAtTheTruncatedQuarterAngles) {
     EXPECT_NEAR(vPoints[1 + i].y(), std::sin(angles[i]) * 0.5 - 2.0, 1e-14);
   }
   EXPECT_GT(vPoints[3].y(), -2.0);  // 3.14159 stops short of pi
-}
-
-TEST(Circle, ZeroPointsWarns) {
-  std::vector<Point2> vPoints;
   EXPECT_EQ(captureStdout([&] { generateCircle(0, 0, 0, 1, 1, vPoints); }),
             "\n      [Zarn2D-Message] generateCircle(), WARNING: numPoints=0\n\n");
-  EXPECT_TRUE(vPoints.empty());
+  EXPECT_EQ(vPoints.size(), 5u);
 }
 
-// ----- Polygons ------------------------------------------------------------------------------
-
-struct PolygonCase {
-  unsigned int numSegments;
-  double min;
-  double max;
-  unsigned int seed;
-};
-
-std::ostream& operator<<(std::ostream& stream, const PolygonCase& param) {
-  return stream << param.numSegments << " segments in [" << param.min << ", " << param.max << "], seed " << param.seed;
-}
-
-class RandomPolygon : public testing::TestWithParam<PolygonCase> {};
-
-TEST_P(RandomPolygon, IsASimpleCounterclockwiseRingInsideTheBox) {
-  const PolygonCase& param(GetParam());
-  std::vector<Segment2> vRing(3, Segment2(Point2(0, 0), Point2(1, 1)));
-  generateRandomPolygon(param.numSegments, param.min, param.max, vRing, param.seed);
-  ASSERT_EQ(vRing.size(), param.numSegments);
-
-  std::vector<Point2> vVertices;
-  for (std::size_t i = 0; i < vRing.size(); ++i) {
-    ASSERT_EQ(vRing[i].getTrg(), vRing[(i + 1) % vRing.size()].getSrc()) << "ring broken after edge " << i;
-    ASSERT_TRUE(isInBox(vRing[i].getSrc(), param.min, param.max)) << vRing[i].getSrc();
-    vVertices.push_back(vRing[i].getSrc());
+// Simple counterclockwise rings of distinct vertices inside the box, from tiny boxes far from the
+// origin to many segments.
+TEST(RandomPolygon, IsASimpleCounterclockwiseRingInsideTheBox) {
+  struct Case {
+    unsigned int numSegments;
+    double min, max;
+    unsigned int seed;
+  };
+  for (const Case& c : {Case{3, 0, 1, 1}, Case{4, -1, 1, 2}, Case{17, 1e6, 1e6 + 1, 3}, Case{100, -1e-3, 1e-3, 4},
+                        Case{1500, 0, 100, 5}, Case{60, -5, 5, 0}}) {
+    SCOPED_TRACE(std::to_string(c.numSegments) + " segments, seed " + std::to_string(c.seed));
+    std::vector<Segment2> vRing(3, Segment2(Point2(0, 0), Point2(1, 1)));
+    generateRandomPolygon(c.numSegments, c.min, c.max, vRing, c.seed);
+    ASSERT_EQ(vRing.size(), c.numSegments);
+    std::vector<Point2> vVertices;
+    for (std::size_t i = 0; i < vRing.size(); ++i) {
+      ASSERT_EQ(vRing[i].getTrg(), vRing[(i + 1) % vRing.size()].getSrc()) << "ring broken after edge " << i;
+      ASSERT_TRUE(isInBox(vRing[i].getSrc(), c.min, c.max)) << vRing[i].getSrc();
+      vVertices.push_back(vRing[i].getSrc());
+    }
+    for (std::size_t i = 0; i < vVertices.size(); ++i) {
+      for (std::size_t j = i + 1; j < vVertices.size(); ++j) {
+        std::string how;
+        const std::size_t n(vVertices.size());
+        ASSERT_FALSE(vVertices[i] == vVertices[j] ||
+                     cdttest::detail::meetBeyondSharedEnds(&vVertices[i], &vVertices[(i + 1) % n], &vVertices[j], &vVertices[(j + 1) % n], how))
+            << "edges " << i << " and " << j << ": " << how;
+      }
+    }
+    // At the lexicographically lowest vertex the ring turns left exactly when it runs counterclockwise.
+    const auto lowest(std::min_element(vRing.begin(), vRing.end(), [](const Segment2& a, const Segment2& b) { return a.getSrc() < b.getSrc(); }));
+    const Segment2& incoming(lowest == vRing.begin() ? vRing.back() : *(lowest - 1));
+    EXPECT_EQ(dt2test::exactOrientation(incoming.getSrc(), lowest->getSrc(), lowest->getTrg()), 1);
   }
-  std::sort(vVertices.begin(), vVertices.end());
-  EXPECT_EQ(std::adjacent_find(vVertices.begin(), vVertices.end()), vVertices.end()) << "repeated vertex";
-
-  expectSimpleRing(vRing);
-
-  // At the lexicographically lowest vertex the ring turns left exactly when it runs counterclockwise.
-  const std::size_t lowest(std::min_element(vRing.begin(), vRing.end(),
-                                            [](const Segment2& a, const Segment2& b) { return a.getSrc() < b.getSrc(); }) -
-                           vRing.begin());
-  const Segment2& incoming(vRing[(lowest + vRing.size() - 1) % vRing.size()]);
-  EXPECT_EQ(dt2test::exactOrientation(incoming.getSrc(), vRing[lowest].getSrc(), vRing[lowest].getTrg()), 1);
 }
-
-INSTANTIATE_TEST_SUITE_P(Shapes, RandomPolygon,
-                         testing::Values(PolygonCase{3, 0, 1, 1}, PolygonCase{4, -1, 1, 2},
-                                         PolygonCase{17, 1e6, 1e6 + 1, 3}, PolygonCase{100, -1e-3, 1e-3, 4},
-                                         PolygonCase{1500, 0, 100, 5}, PolygonCase{60, -5, 5, 0}));
 
 // ----- Random segments -----------------------------------------------------------------------
 
@@ -191,18 +148,15 @@ TEST(SineSegments, ConnectedChainOverTheRequestedPeriods) {
   }
   EXPECT_DOUBLE_EQ(vChain.back().getTrg().x(), 2 * pi + 10.0);
   EXPECT_EQ(vChain.back().getTrg().y(), 0.0);
-}
-
-// Snapping comes after the shift; a zero y scale rectifies the curve.
-TEST(SineSegments, SnappingAndRectifying) {
-  std::vector<Segment2> vShifted, vChain;
+  // Snapping comes after the shift; a zero y scale rectifies the curve.
+  std::vector<Segment2> vShifted, vRectified;
   generateSineSegments(4, 1, 0.0, 1e-14, 1.0, 1.0, false, vShifted);
   EXPECT_EQ(vShifted[0].getSrc().y(), 0.0);
   EXPECT_EQ(vShifted[0].getTrg().y(), 1.0 + 1e-14);
-  generateSineSegments(4, 1, 0.0, 2.0, 1.0, 0.0, false, vChain);
-  EXPECT_EQ(vChain[0].getTrg().y(), 3.0);
-  EXPECT_EQ(vChain[2].getTrg().y(), 3.0);  // |sin(3 pi / 2)| + 2
-  EXPECT_DOUBLE_EQ(vChain[1].getTrg().y(), 2.0);
+  generateSineSegments(4, 1, 0.0, 2.0, 1.0, 0.0, false, vRectified);
+  EXPECT_EQ(vRectified[0].getTrg().y(), 3.0);
+  EXPECT_EQ(vRectified[2].getTrg().y(), 3.0);  // |sin(3 pi / 2)| + 2
+  EXPECT_DOUBLE_EQ(vRectified[1].getTrg().y(), 2.0);
 }
 
 }  // namespace

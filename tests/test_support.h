@@ -2,9 +2,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <sstream>
@@ -66,25 +64,6 @@ inline std::string expectFailedCondition(const std::string& conditionText, const
   const std::string out(outputOfFailedAssertion(action));
   EXPECT_NE(out.find("      [Zarn2D-Message] Zarn, , ERROR: Condition [ " + conditionText + " failed ]\n"), std::string::npos) << out;
   return out;
-}
-
-/// The exit code (-1 when it did not exit normally) and the outputs of one tool run.
-struct ToolRun {
-  int exitCode = -1;
-  std::string out, err;
-};
-
-/// Runs the program with the arguments in the directory dir (which receives stdout.txt and
-/// stderr.txt) through the shell.
-inline ToolRun runInDirectory(const std::string& dir, const std::string& program, const std::string& arguments) {
-  ToolRun result;
-  const std::string outFile(dir + "/stdout.txt"), errFile(dir + "/stderr.txt");
-  const std::string command("cd '" + dir + "' && '" + program + "' " + arguments + " > '" + outFile + "' 2> '" + errFile + "'");
-  const int status(std::system(command.c_str()));
-  result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  result.out = readFile(outFile);
-  result.err = readFile(errFile);
-  return result;
 }
 
 }  // namespace zarn_test

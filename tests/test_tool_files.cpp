@@ -1,10 +1,11 @@
 // The zarn2d tool's input and output files: strict reading of every point format (bad lines are
 // reported with their number and exit status 1), Triangle's files written back and checked
-// against the library, standard output for "-", and failures that must end with status 1.
+// against the library, standard output for "-", statistics, drawings and the viewer page.
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <limits>
+#include <algorithm>
+#include <filesystem>
+#include <map>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -20,7 +21,14 @@ namespace {
 
 using zarn_test::countOf;
 
-class ToolFiles : public zarn_test::ToolTest {};
+// Each test runs in a copy of tests/inputs/tool_runs, the input files of these tests.
+class ToolFiles : public zarn_test::ToolTest {
+ protected:
+  void SetUp() override {
+    ToolTest::SetUp();
+    if (!dir.empty()) std::filesystem::copy(std::string(ZARN_TEST_INPUTS) + "/tool_runs", dir);
+  }
+};
 
 /// The numbers of every "Vertices: V, triangles: T" line.
 std::vector<std::pair<unsigned long, unsigned long>> countLines(const std::string& err) {
@@ -32,181 +40,101 @@ std::vector<std::pair<unsigned long, unsigned long>> countLines(const std::strin
   return vCounts;
 }
 
-// A 10 x 10 square with a 2 x 2 square hole and a vertex outside it.
-const char* const kSquareWithHole = "9 2 0 0\n1 0 0\n2 10 0\n3 10 10\n4 0 10\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n9 20 5\n"
-                                    "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n";
-
-TEST_F(ToolFiles, GoodTextFormatsAreReadWithWhatWasSkippedSaid) {
-  struct Case {
-    const char* content;
-    unsigned long numVertices;
-    const char* note;  // expected on standard error
-  };
-  const Case aCases[] = {
-      {"0 0\n1 0\n0 1\n1 1\n", 4, "Read 4 points from "},
-      {"x,y,z\n0,0,5\n1,0,5\n0,1,5\n", 3, "The third column of "},
-      {"# survey\n\n0 0 1\r\n1 0 2\r\n0 1 3\r\n", 3, "Skipped 1 comment line(s) of "},
-      {"east\tnorth\n0\t0\n2\t0\n0\t2\n0 0\n", 3, "Skipped the header line of "},
-      {"4 2 1 1\n1 0 0 7 1\n2 1 0 7 1\n3 0 1 7 0\n4 0.2 0.2 7 0 # inner\n", 4, "Read 4 vertices from the .node file "},
-  };
-  int index(0);
-  for (const Case& c : aCases) {
-    const std::string file(writeText("points" + std::to_string(index++) + ".txt", c.content));
-    const zarn_test::ToolResult r(run("'" + file + "' --check"));
-    ASSERT_EQ(r.exitCode, 0) << c.content << r.err;
-    EXPECT_NE(r.err.find(c.note), std::string::npos) << r.err;
-    ASSERT_FALSE(countLines(r.err).empty()) << r.err;
-    EXPECT_EQ(countLines(r.err)[0].first, c.numVertices) << c.content;
-    EXPECT_NE(r.err.find("  valid: "), std::string::npos) << r.err;
-    EXPECT_EQ(r.out, "");
-  }
-}
-
-// Every failure: status 1, one line that names the problem (a bad line with its number), no
-// internal names; input and option errors stop the run before any triangulation.
-TEST_F(ToolFiles, FailuresEndWithStatusOneAndOneLine) {
-  std::string truncated("\x14\0\0\0\x05\0\0\0\0\0\0\0", 12);  // type 20, five points, 16 bytes of records
-  truncated += std::string(16, '\0');
-  const std::pair<const char*, std::string> aFiles[] = {
-      {"plain.txt", "0 0\n1 0\n0 1\n"}, {"col.txt", "0 0\n1 1\n2 2\n"}, {"seg.txt", "0 0 1 1\n"},
-      {"a.txt", "1 2 3\n4 5 6\n7 8\n"}, {"b.txt", "1 2\nnan 3\n"}, {"c.txt", "1 2\n3 4 junk\n"}, {"f.txt", "# only a comment\n"},
-      {"g.node", "3 2 0 0\n1 0 0\n2 1 0\n"}, {"h.node", "2 2 0 0\n1 0 0\n3 1 0\n"}, {"i.node", "2 3 0 0\n1 0 0 0\n2 1 0 0\n"},
-      {"j.poly", "3 2 0 0\n1 0 0\n2 1 0\n3 0 1\n1 0\n1 1 4\n0\n"}, {"k.poly", "3 2 0 0\n1 0 0\n2 1 0\n3 0 1\n0 0\n0\n7\n"},
-      {"l.ele", "1 3 0\n1 1 2 3\n"}, {"m.bin", truncated}, {"n.txt", std::string("\x7f" "ELF\x02\x01\x01\0\0\0\n\x03\0>\0", 15)},
-      {"s.txt", "0 0 1 1\n# fine\n\n0 1 1 x\n"}, {"t.txt", "# nothing\n"}, {"sq.txt", "0 0 1 0\n1 0 1 1\n1 1 0 1\n0 1 0 0\n"},
-      {"line.txt", "0 0 1 0\n1 0 2 0\n"}, {"tri.obj", "v 0 0 0\nv 4 0 0\nv 0 4 0\nf 1 2 3\n"}, {"bad.obj", "v 0 0\nv 1 0\nf 1 2 7\n"}};
-  for (const auto& file : aFiles) writeText(file.first, file.second);
-  struct Case {
-    std::string arguments, error;
-    bool bBeforeWork;
-  };
-  const Case aCases[] = {
-      {"a.txt", "zarn2d: a.txt, line 3: expected 3 numbers like the lines before, got \"7 8\"; the point file is rejected\n", true},
-      {"b.txt", "zarn2d: b.txt, line 2: expected \"x y\" or \"x y z\" (finite numbers), got \"nan 3\"; the point file is rejected\n", true},
-      {"c.txt", "zarn2d: c.txt, line 2: expected \"x y\" or \"x y z\" (finite numbers), got \"3 4 junk\"", true},
-      {"f.txt", "zarn2d: f.txt holds no points; the point file is rejected\n", true},
-      {"g.node", "zarn2d: g.node ends after 2 of 3 vertices; the file is rejected\n", true},
-      {"h.node", "zarn2d: h.node, line 3: expected vertex 2 as \"<number> <x> <y>\"", true},
-      {"i.node", "zarn2d: i.node, line 1: expected dimension 2", true},
-      {"j.poly", "zarn2d: j.poly, line 6: expected segment 1 as \"<number> <vertex> <vertex>\"", true},
-      {"k.poly", "zarn2d: k.poly ends inside its regions; the file is rejected\n", true},
-      {"l.ele", "zarn2d: l.node can't be read (l.ele needs its vertices)\n", true},
-      {"m.bin", "zarn2d: m.bin: a binary point file of type 20 with 5 points must be 92 bytes long, it is 28; the point file is rejected\n", true},
-      {"n.txt", "zarn2d: n.txt, line 1: expected \"x y\" or \"x y z\"", true},
-      {".", "zarn2d: . is a directory, not a file\n", true},
-      {"--segments s.txt", "zarn2d: s.txt, line 4: expected four numbers \"x0 y0 x1 y1\", got \"0 1 1 x\"; the segment file is rejected\n", true},
-      {"--segments seg.txt --segments t.txt", "zarn2d: t.txt holds no segments; the segment file is rejected\n", true},
-      {"--segments missing.txt", "zarn2d: missing.txt can't be read\n", true},
-      {"--demo 10 --svg plain.txt/a.svg", "zarn2d: --svg: plain.txt/a.svg can't be written: plain.txt is not a directory\n", true},
-      {"--demo 10 --obj .", ". is a directory, not a file\n", true},
-      {"--demo 10 --write-triangle missing/out", "zarn2d: missing/out.node can't be written: missing is not a directory\n", true},
-      {"--demo 10 --web plain.txt/web", "can't be created: ", true},
-      {"--demo 10 --obj - --svg -", "zarn2d: --svg: only one output can be \"-\" (standard output)\n", true},
-      {"--demo 99999999999", "zarn2d: --demo: is at most 200000000, not 99999999999\n", true},
-      {"--demo -3", "zarn2d: --demo: needs a non-negative integer, not \"-3\"\n", true},
-      {"--check=yes", "zarn2d: --check takes no value (see --help)\n", true},
-      {"--segments", "zarn2d: --segments needs a value (see --help)\n", true},
-      {"-Qx", "zarn2d: unknown option -Qx (see --help)\n", true},
-      {"--min-angle 31", "zarn2d: --min-angle: must be above 0 and at most 30\n", true},
-      {"-a-1", "zarn2d: --max-area: must be above 0\n", true},
-      {"--demo 10 --conforming", "zarn2d: --conforming needs --segments or --demo-constraints (see --help)\n", true},
-      {"--zone inner", "zarn2d: --zone: needs inside, outside, global or grow:X,Y, not \"inner\"\n", true},
-      {"plain.txt plain.txt", "zarn2d: more than one point file given (see --help)\n", true},
-      {"col.txt --obj o.obj", "zarn2d: OBJ file o.obj can't be written (no triangles: the points are collinear)\n", false},
-      {"col.txt --min-angle 20", "zarn2d: there is nothing to refine: the points are collinear\n", false},
-      {"--demo 10 --demo-constraints --write-constraints /proc/c", "/proc/c_c0_con.bin can't be written", false},
-      {"--demo 10 --html /proc/v.html", "/proc/v.html can't be written", false},
-      {"check seg.txt --svg /proc/x.svg", "/proc/x.svg can't be written", false},
-      {"check .", "zarn2d check: . is a directory, not a file\n", true},
-      {"cut n.txt seg.txt", "zarn2d cut: n.txt holds no triangles", true},
-      {"cut missing.obj seg.txt", "zarn2d cut: missing.obj can't be read\n", true},
-      {"cut bad.obj seg.txt", "zarn2d cut: bad.obj, line 3: vertex index 7 out of range\n", true},
-      {"cut tri.obj", "zarn2d cut: missing file arguments (see --help)\n", true},
-      {"cut tri.obj sq.txt --frobnicate", "zarn2d cut: unknown option --frobnicate (see --help)\n", true},
-      {"mesh sq.txt -q 35", "zarn2d mesh: --min-angle: must be above 0 and at most 30\n", true},
-      {"mesh missing.poly", "zarn2d mesh: missing.poly can't be read\n", true},
-      {"mesh .", "zarn2d mesh: . is a directory, not a file\n", true},
-      {"mesh j.poly", "zarn2d mesh: j.poly, line 6: expected segment 1 as", true},
-      {"mesh line.txt", "zarn2d mesh: the segments enclose no area: nothing to mesh\n", true},
-      {"mesh sq.txt sq.txt", "zarn2d mesh: too many file arguments (see --help)\n", true},
-  };
-  for (const Case& c : aCases) {
-    const zarn_test::ToolResult r(run(c.arguments));
-    EXPECT_EQ(r.exitCode, 1) << c.arguments;
-    EXPECT_NE(r.err.find(c.error), std::string::npos) << c.arguments << ": " << r.err;
-    EXPECT_EQ(countOf("\n" + r.err, "\nzarn2d"), 1u) << c.arguments << ": " << r.err;
-    if (c.bBeforeWork) {
-      EXPECT_TRUE(countLines(r.err).empty()) << c.arguments << ": " << r.err;
+// Every run of tests/inputs/tool_runs/cases.txt (the format is described at its top): good point
+// formats read with what was skipped said, and every failure with its one line and status 1.
+TEST_F(ToolFiles, RunsOfTheTableEndAsListed) {
+  std::istringstream cases(read("cases.txt"));
+  int numCases(0);
+  for (std::string line; std::getline(cases, line);) {
+    if (line.empty() || line[0] == '#') continue;
+    std::vector<std::string> vFields;
+    for (size_t start = 0, bar = 0; bar != std::string::npos; start = bar + 3) {
+      bar = line.find(" | ", start);
+      vFields.push_back(std::regex_replace(line.substr(start, bar - start), std::regex("\\\\n"), "\n"));
     }
+    ASSERT_GE(vFields.size(), 3u) << line;
+    const zarn_test::ToolResult r(run(vFields[1]));
+    ++numCases;
+    EXPECT_EQ(std::to_string(r.exitCode), vFields[0]) << line << "\n" << r.err;
+    bool bCounted(false);
+    for (size_t i = 2; i < vFields.size(); ++i) {
+      EXPECT_NE(r.err.find(vFields[i]), std::string::npos) << line << "\n" << r.err;
+      bCounted = bCounted || vFields[i].find("Vertices: ") != std::string::npos;
+    }
+    EXPECT_TRUE(bCounted || countLines(r.err).empty()) << line << "\n" << r.err;
+    if (r.exitCode == 0) {
+      EXPECT_EQ(r.out, "") << line;
+      continue;
+    }
+    EXPECT_EQ(countOf("\n" + r.err, "\nzarn2d"), 1u) << line << "\n" << r.err;
     EXPECT_EQ(r.err.find("::"), std::string::npos) << r.err;
   }
+  EXPECT_EQ(numCases, 54);
 }
 
+// A square with an inner point, a duplicate of vertex 2 and two segments, numbered from 1 as
+// Triangle's own files usually are: the files keep the input order and hold the library's triangles.
 TEST_F(ToolFiles, TriangleFilesKeepInputOrderAndAgreeWithTheLibrary) {
-  // A square with an inner point, a duplicate of vertex 2, and a segment from corner 1 to the inner
-  // point; numbered from 1 as Triangle's own files usually are.
-  const std::string poly(writeText("A.poly",
-                                   "# square\n6 2 0 1\n1 0 0 1\n2 4 0 1\n3 4 4 1\n4 0 4 1\n5 1 3 0\n6 4 0 0\n"
-                                   "2 0\n1 1 5\n2 3 4\n1\n1 9 9\n"));
-  const zarn_test::ToolResult r(run("'" + poly + "' --write-triangle A.1 --check"));
+  const zarn_test::ToolResult r(run("square.poly --write-triangle A.1 --check"));
   ASSERT_EQ(r.exitCode, 0) << r.err;
-  EXPECT_NE(r.err.find("Read 6 vertices, 2 segments and 1 holes from the .poly file "), std::string::npos) << r.err;
   // Two segments enclose nothing: the domain would be empty, so every triangle stays (said).
-  EXPECT_NE(r.err.find("A hole point lies outside the triangulation and is ignored"), std::string::npos) << r.err;
-  EXPECT_NE(r.err.find("the segments enclose no region"), std::string::npos) << r.err;
-
-  const zarn_test::Rows vNodes(rows("A.1.node")), vTriangles(rows("A.1.ele")), vNeighbours(rows("A.1.neigh")), vEdges(rows("A.1.edge")),
-      vPoly(rows("A.1.poly"));
-  const double aInput[6][2] = {{0, 0}, {4, 0}, {4, 4}, {0, 4}, {1, 3}, {4, 0}};
-  ASSERT_EQ(vNodes.size(), 6u);  // no vertex was added
-  for (size_t i = 0; i < 6; ++i) EXPECT_EQ(vNodes[i], (std::vector<double>{double(i + 1), aInput[i][0], aInput[i][1]})) << i;
-
-  // The same triangles as the library makes of the same input; each counterclockwise, never using
-  // the duplicate row 6, and its neighbour across each edge has that edge too.
-  Zarn_2D dt;
+  for (const char* note : {"Read 6 vertices, 2 segments and 1 holes from the .poly file ",
+                           "A hole point lies outside the triangulation and is ignored", "the segments enclose no region"}) {
+    EXPECT_NE(r.err.find(note), std::string::npos) << r.err;
+  }
+  const zarn_test::Rows vNodes(rows("A.1.node")), vTriangles(rows("A.1.ele")), vNeighbours(rows("A.1.neigh")), vPoly(rows("A.1.poly"));
   std::vector<Point2> vPoints;
-  for (const auto& p : aInput) vPoints.emplace_back(p[0], p[1]);
+  for (size_t i = 0; i < vNodes.size(); ++i) {
+    EXPECT_EQ(vNodes[i][0], double(i + 1));
+    vPoints.emplace_back(vNodes[i][1], vNodes[i][2]);
+  }
+  ASSERT_EQ(vPoints, (std::vector<Point2>{Point2(0, 0), Point2(4, 0), Point2(4, 4), Point2(0, 4), Point2(1, 3), Point2(4, 0)}));
+  Zarn_2D dt;
   dt.insert(vPoints);
-  ASSERT_EQ(vTriangles.size(), dt.numberOfTriangles());
+  std::vector<Triangle2*> vT;
+  dt.getTrianglePointers(vT);
+  std::set<std::set<Point2>> sLibrary, sWritten;
+  for (const Triangle2* pT : vT) sLibrary.insert({*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2)});
+  // Each written triangle counterclockwise, never using the duplicate row 6; its neighbour across
+  // an edge has that edge, and exactly the edges used once have none.
+  std::map<std::pair<int, int>, int> mEdgeUses;
+  int numWithoutNeighbour(0);
   ASSERT_EQ(vNeighbours.size(), vTriangles.size());
-  std::set<std::pair<int, int>> sEdges;
   for (size_t t = 0; t < vTriangles.size(); ++t) {
     ASSERT_EQ(vTriangles[t].size(), 4u);
     EXPECT_EQ(vTriangles[t][0], double(t + 1));
-    const int a(int(vTriangles[t][1])), b(int(vTriangles[t][2])), c(int(vTriangles[t][3]));
-    for (int v : {a, b, c}) EXPECT_TRUE(v >= 1 && v <= 5) << v;
-    if (a > 5 || b > 5 || c > 5 || a < 1 || b < 1 || c < 1) continue;
-    EXPECT_EQ(getOrientation2(&vPoints[a - 1], &vPoints[b - 1], &vPoints[c - 1]), ORIENTATION2_CCW);
-    const int aCorner[3] = {a, b, c};
+    const int aCorner[3] = {int(vTriangles[t][1]), int(vTriangles[t][2]), int(vTriangles[t][3])};
+    for (int v : aCorner) ASSERT_TRUE(v >= 1 && v <= 5) << v;
+    const Point2 *pA(&vPoints[aCorner[0] - 1]), *pB(&vPoints[aCorner[1] - 1]), *pC(&vPoints[aCorner[2] - 1]);
+    EXPECT_EQ(getOrientation2(pA, pB, pC), ORIENTATION2_CCW);
+    sWritten.insert({*pA, *pB, *pC});
     for (int i = 0; i < 3; ++i) {
-      sEdges.insert(std::minmax(aCorner[(i + 1) % 3], aCorner[(i + 2) % 3]));
+      ++mEdgeUses[std::minmax(aCorner[(i + 1) % 3], aCorner[(i + 2) % 3])];
       const int n(int(vNeighbours[t][1 + i]));
+      ASSERT_TRUE(n == -1 || (n >= 1 && size_t(n) <= vTriangles.size())) << n;
+      numWithoutNeighbour += n < 0;
       if (n < 0) continue;
-      const std::vector<double>& other(vTriangles[size_t(n - 1)]);
-      const std::set<double> sOther(other.begin() + 1, other.end());
+      const std::set<double> sOther(vTriangles[size_t(n - 1)].begin() + 1, vTriangles[size_t(n - 1)].end());
       EXPECT_TRUE(sOther.count(aCorner[(i + 1) % 3]) == 1 && sOther.count(aCorner[(i + 2) % 3]) == 1) << t << " " << i;
     }
   }
-  EXPECT_EQ(vEdges.size(), sEdges.size());
+  EXPECT_EQ(sWritten, sLibrary);
+  EXPECT_EQ(rows("A.1.edge").size(), mEdgeUses.size());
+  EXPECT_EQ(numWithoutNeighbour, std::count_if(mEdgeUses.begin(), mEdgeUses.end(), [](const auto& e) { return e.second == 1; }));
   // The .poly lists both segments (unsplit: nothing crosses them) and the hole.
   ASSERT_EQ(vPoly.size(), 5u);
   EXPECT_EQ(std::set<double>(vPoly[1].begin() + 1, vPoly[1].end()), (std::set<double>{1, 5}));
   EXPECT_EQ(std::set<double>(vPoly[2].begin() + 1, vPoly[2].end()), (std::set<double>{3, 4}));
   EXPECT_EQ(vPoly[4], (std::vector<double>{1, 9, 9}));
-
   // -z numbers everything from 0; the written .node reads back as the same vertices.
-  const zarn_test::ToolResult zero(run("A.1.node -z --write-triangle B"));
-  ASSERT_EQ(zero.exitCode, 0) << zero.err;
-  const zarn_test::Rows vZero(rows("B.ele"));
-  ASSERT_EQ(vZero.size(), vTriangles.size());
+  ASSERT_EQ(run("A.1.node -z --write-triangle B").exitCode, 0);
+  EXPECT_EQ(rows("B.ele").size(), vTriangles.size());
   EXPECT_EQ(rows("B.node")[5], (std::vector<double>{5, 4, 0}));
 }
 
 TEST_F(ToolFiles, SteinerVerticesFollowTheInputAndEleEdgesAreKept) {
   // Two crossing segments add their crossing as a vertex after the four input vertices.
-  writeText("X.node", "4 2 0 0\n0 0 0\n1 2 0\n2 2 2\n3 0 2\n");
-  writeText("X.poly", "0 2 0 0\n2 0\n0 0 2\n1 1 3\n");
-  const zarn_test::ToolResult r(run("X.poly --write-triangle Y -z"));
+  const zarn_test::ToolResult r(run("crossing.poly --write-triangle Y -z"));
   ASSERT_EQ(r.exitCode, 0) << r.err;
   const zarn_test::Rows vNodes(rows("Y.node"));
   ASSERT_EQ(vNodes.size(), 5u);
@@ -221,8 +149,7 @@ TEST_F(ToolFiles, SteinerVerticesFollowTheInputAndEleEdgesAreKept) {
 }
 
 TEST_F(ToolFiles, StandardOutputCarriesOnlyDataAndCountsAreTrue) {
-  const std::string points(writeText("p.txt", "0 0\n1 0\n0 1\n1 1\n0.5 0.5\n0.5 0.5\n0.25 0.5\n"));
-  const zarn_test::ToolResult r(run("--write-ascii=- '" + points + "' --remove 2"));
+  const zarn_test::ToolResult r(run("--write-ascii=- duplicates.txt --remove 2"));
   ASSERT_EQ(r.exitCode, 0) << r.err;
   EXPECT_NE(r.err.find("7 points, 1 duplicate merged, 1 thread)"), std::string::npos) << r.err;
   const std::vector<std::pair<unsigned long, unsigned long>> vCounts(countLines(r.err));
@@ -237,21 +164,14 @@ TEST_F(ToolFiles, StandardOutputCarriesOnlyDataAndCountsAreTrue) {
   EXPECT_EQ(numLines, vCounts[1].first);
 
   // --segments alone triangulates the segment endpoints only; -Q keeps standard error empty.
-  const std::string square(writeText("sq.txt", "0 0 1 0\n1 0 1 1\n1 1 0 1\n0 1 0 0\n"));
-  const zarn_test::ToolResult alone(run("-Q --segments '" + square + "' --obj -"));
+  const zarn_test::ToolResult alone(run("-Q --segments sq.txt --obj -"));
   ASSERT_EQ(alone.exitCode, 0) << alone.err;
   EXPECT_EQ(alone.err, "");
   EXPECT_EQ(std::count(alone.out.begin(), alone.out.end(), 'v'), 4) << alone.out;
 }
 
 TEST_F(ToolFiles, StatisticsSurviveExtremeCoordinates) {
-  const double big(std::numeric_limits<double>::max() / 2), tiny(std::numeric_limits<double>::denorm_min());
-  std::ostringstream content;
-  content.precision(17);
-  content << -big << " " << -big << "\n" << big << " " << -big << "\n" << 0 << " " << big << "\n" << tiny << " " << tiny << "\n"
-          << 0 << " " << 0 << "\n" << 1 << " " << 1e-300 << "\n";
-  const std::string file(writeText("extreme.txt", content.str()));
-  const zarn_test::ToolResult r(run("'" + file + "' --stats --check"));
+  const zarn_test::ToolResult r(run("extreme.txt --stats --check"));  // coordinates up to half the largest double
   ASSERT_EQ(r.exitCode, 0) << r.err;
   const std::vector<std::pair<unsigned long, unsigned long>> vCounts(countLines(r.err));
   ASSERT_EQ(vCounts.size(), 1u) << r.err;
@@ -263,12 +183,11 @@ TEST_F(ToolFiles, StatisticsSurviveExtremeCoordinates) {
   EXPECT_EQ(r.err.find("nan"), std::string::npos) << r.err;
 }
 
-// The square with a hole: the domain (area 96) is
+// A 10 x 10 square with a 2 x 2 square hole and a vertex outside it: the domain (area 96) is
 // shown, written and refined; the outside vertex is used by no triangle.
 TEST_F(ToolFiles, PolyDomainLeavesOutTheOutsideAndTheHolesAndIsRefinedWithinBounds) {
-  writeText("A.poly", kSquareWithHole);
   for (const std::string refine : {"", " -q25 --max-area 2"}) {
-    const zarn_test::ToolResult r(run("A.poly --check --stats --write-triangle B --obj a.obj" + refine));
+    const zarn_test::ToolResult r(run("square_hole.poly --check --stats --write-triangle B --obj a.obj" + refine));
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_NE(r.err.find("  valid: "), std::string::npos) << r.err;
     std::smatch m;
@@ -294,8 +213,7 @@ std::string pathOf(const std::string& html, const std::string& cssClass) {
 }
 
 TEST_F(ToolFiles, HtmlViewerIsSelfContainedWithTrueCounts) {
-  writeText("A.poly", kSquareWithHole);
-  const zarn_test::ToolResult r(run("A.poly --min-angle 25 --html view.html --vertices"));
+  const zarn_test::ToolResult r(run("square_hole.poly --min-angle 25 --html view.html --vertices"));
   ASSERT_EQ(r.exitCode, 0) << r.err;
   const std::string html(read("view.html"));
   EXPECT_EQ(countOf(html, "src="), 0u);
@@ -310,12 +228,6 @@ TEST_F(ToolFiles, HtmlViewerIsSelfContainedWithTrueCounts) {
   EXPECT_NE(html.find("constraint pieces: " + std::to_string(numPieces) + "<br>"), std::string::npos);
   EXPECT_EQ(countOf(html, "<circle class=\"input\""), 9u);
   EXPECT_GT(countOf(html, "<circle class=\"added\""), 0u);
-  // The script at least parses (node, when installed).
-  const std::string script(html.substr(html.find("<script>") + 8, html.find("</script>") - html.find("<script>") - 8));
-  writeText("viewer.js", script);
-  if (std::system("node --version > /dev/null 2>&1") == 0) {
-    EXPECT_EQ(std::system(("node --check '" + path("viewer.js") + "'").c_str()), 0);
-  }
 }
 
 TEST_F(ToolFiles, LargeDrawingsAreThinnedUnlessAWindowIsAsked) {
@@ -330,7 +242,6 @@ TEST_F(ToolFiles, LargeDrawingsAreThinnedUnlessAWindowIsAsked) {
   const size_t numDrawn(countOf(read("part.svg"), "<polygon "));
   EXPECT_GT(numDrawn, 2 * 1000u);  // about 1% of 120000 triangles
   EXPECT_LT(numDrawn, 2 * 3000u);
-  EXPECT_EQ(run("--demo 10 --window 1,0,0,1 --svg w.svg").exitCode, 1);
 }
 
 }  // namespace
