@@ -13,6 +13,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <initializer_list>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -40,65 +41,53 @@ using namespace KORA_ZARN2D;
 // double evaluation with a deliberately loose error bound (orders of magnitude above the
 // classical bounds), and rational arithmetic for everything else (huge, tiny, near-degenerate).
 
-inline bool isSmallInteger(double v) { return std::fabs(v) <= 67108864.0 && v == std::floor(v); }  // |v| <= 2^26
+inline bool areSmallIntegers(std::initializer_list<const Point2*> l) {
+  const auto small = [](double v) { return std::fabs(v) <= 67108864.0 && v == std::floor(v); };  // |v| <= 2^26
+  return std::all_of(l.begin(), l.end(), [&](const Point2* p) { return small(p->x()) && small(p->y()); });
+}
 
 template <typename T>
 int signOf(const T& v) {
   return (v > 0) - (v < 0);
 }
 
+// The determinants evaluated in T: exact for __int128 on small integers and for mpq_class.
+template <typename T>
+T orientationDeterminant(const Point2& a, const Point2& b, const Point2& c) {
+  return (T(b.x()) - T(a.x())) * (T(c.y()) - T(a.y())) - (T(b.y()) - T(a.y())) * (T(c.x()) - T(a.x()));
+}
+
+template <typename T>
+T inCircleDeterminant(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
+  const T adx(T(a.x()) - T(d.x())), ady(T(a.y()) - T(d.y())), bdx(T(b.x()) - T(d.x())), bdy(T(b.y()) - T(d.y()));
+  const T cdx(T(c.x()) - T(d.x())), cdy(T(c.y()) - T(d.y()));
+  const T al(adx * adx + ady * ady), bl(bdx * bdx + bdy * bdy), cl(cdx * cdx + cdy * cdy);
+  return al * (bdx * cdy - cdx * bdy) + bl * (cdx * ady - adx * cdy) + cl * (adx * bdy - bdx * ady);
+}
+
 /// +1 when c lies left of the directed line a -> b, -1 right, 0 collinear.
 inline int exactOrientation(const Point2& a, const Point2& b, const Point2& c) {
-  if (isSmallInteger(a.x()) && isSmallInteger(a.y()) && isSmallInteger(b.x()) && isSmallInteger(b.y()) && isSmallInteger(c.x()) &&
-      isSmallInteger(c.y())) {
-    const __int128 l((__int128)(int64_t)(b.x() - a.x()) * (int64_t)(c.y() - a.y()));
-    const __int128 r((__int128)(int64_t)(b.y() - a.y()) * (int64_t)(c.x() - a.x()));
-    return signOf(l - r);
-  }
+  if (areSmallIntegers({&a, &b, &c})) return signOf(orientationDeterminant<__int128>(a, b, c));
   const double l((b.x() - a.x()) * (c.y() - a.y())), r((b.y() - a.y()) * (c.x() - a.x()));
   const double det(l - r), magnitude(std::fabs(l) + std::fabs(r));
   if (std::isfinite(det) && std::isfinite(magnitude) && magnitude > 1e-250 && std::fabs(det) > 1e-12 * magnitude) return signOf(det);
-  const mpq_class ax(a.x()), ay(a.y());
-  const mpq_class q((mpq_class(b.x()) - ax) * (mpq_class(c.y()) - ay) - (mpq_class(b.y()) - ay) * (mpq_class(c.x()) - ax));
-  return sgn(q);
+  return sgn(orientationDeterminant<mpq_class>(a, b, c));
 }
 
 /// For a, b, c counterclockwise: +1 when d lies strictly inside their circumcircle, 0 on it, -1 outside.
 inline int exactInCircle(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
-  const Point2* aP[4] = {&a, &b, &c, &d};
-  bool bSmallInts(true);
-  for (const Point2* p : aP) bSmallInts = bSmallInts && isSmallInteger(p->x()) && isSmallInteger(p->y());
-  if (bSmallInts) {
-    const auto lifted = [&](const Point2& p, __int128& dx, __int128& dy, __int128& lift) {
-      dx = (int64_t)(p.x() - d.x());
-      dy = (int64_t)(p.y() - d.y());
-      lift = dx * dx + dy * dy;
-    };
-    __int128 adx, ady, al, bdx, bdy, bl, cdx, cdy, cl;
-    lifted(a, adx, ady, al);
-    lifted(b, bdx, bdy, bl);
-    lifted(c, cdx, cdy, cl);
-    return signOf(al * (bdx * cdy - cdx * bdy) + bl * (cdx * ady - adx * cdy) + cl * (adx * bdy - bdx * ady));
-  }
-  {
-    const double adx(a.x() - d.x()), ady(a.y() - d.y()), bdx(b.x() - d.x()), bdy(b.y() - d.y());
-    const double cdx(c.x() - d.x()), cdy(c.y() - d.y());
-    const double al(adx * adx + ady * ady), bl(bdx * bdx + bdy * bdy), cl(cdx * cdx + cdy * cdy);
-    const double det(al * (bdx * cdy - cdx * bdy) + bl * (cdx * ady - adx * cdy) + cl * (adx * bdy - bdx * ady));
-    const double permanent(al * (std::fabs(bdx * cdy) + std::fabs(cdx * bdy)) + bl * (std::fabs(cdx * ady) + std::fabs(adx * cdy)) +
-                           cl * (std::fabs(adx * bdy) + std::fabs(bdx * ady)));
-    // Relative error bounds fail once a product underflows: a difference below 1e-70 could make one.
-    bool bNoUnderflow(true);
-    for (double diff : {adx, ady, bdx, bdy, cdx, cdy}) bNoUnderflow = bNoUnderflow && (diff == 0 || std::fabs(diff) >= 1e-70);
-    if (bNoUnderflow && std::isfinite(det) && std::isfinite(permanent) && std::fabs(det) > 1e-10 * permanent) return signOf(det);
-  }
-  const mpq_class dx(d.x()), dy(d.y());
-  const mpq_class adx(mpq_class(a.x()) - dx), ady(mpq_class(a.y()) - dy);
-  const mpq_class bdx(mpq_class(b.x()) - dx), bdy(mpq_class(b.y()) - dy);
-  const mpq_class cdx(mpq_class(c.x()) - dx), cdy(mpq_class(c.y()) - dy);
-  const mpq_class al(adx * adx + ady * ady), bl(bdx * bdx + bdy * bdy), cl(cdx * cdx + cdy * cdy);
-  const mpq_class det(al * (bdx * cdy - cdx * bdy) + bl * (cdx * ady - adx * cdy) + cl * (adx * bdy - bdx * ady));
-  return sgn(det);
+  if (areSmallIntegers({&a, &b, &c, &d})) return signOf(inCircleDeterminant<__int128>(a, b, c, d));
+  const double adx(a.x() - d.x()), ady(a.y() - d.y()), bdx(b.x() - d.x()), bdy(b.y() - d.y());
+  const double cdx(c.x() - d.x()), cdy(c.y() - d.y());
+  const double al(adx * adx + ady * ady), bl(bdx * bdx + bdy * bdy), cl(cdx * cdx + cdy * cdy);
+  const double det(al * (bdx * cdy - cdx * bdy) + bl * (cdx * ady - adx * cdy) + cl * (adx * bdy - bdx * ady));
+  const double permanent(al * (std::fabs(bdx * cdy) + std::fabs(cdx * bdy)) + bl * (std::fabs(cdx * ady) + std::fabs(adx * cdy)) +
+                         cl * (std::fabs(adx * bdy) + std::fabs(bdx * ady)));
+  // Relative error bounds fail once a product underflows: a difference below 1e-70 could make one.
+  const std::initializer_list<double> diffs{adx, ady, bdx, bdy, cdx, cdy};
+  const bool bNoUnderflow(std::all_of(diffs.begin(), diffs.end(), [](double v) { return v == 0 || std::fabs(v) >= 1e-70; }));
+  if (bNoUnderflow && std::isfinite(det) && std::isfinite(permanent) && std::fabs(det) > 1e-10 * permanent) return signOf(det);
+  return sgn(inCircleDeterminant<mpq_class>(a, b, c, d));
 }
 
 /// The winding number of the closed polygon vRing (vertices in order, the last joined to the
@@ -419,9 +408,6 @@ inline void checkBorderAndEuler(const std::vector<Triangle2*>& vT, size_t numVer
   }
 }
 
-}  // namespace detail
-
-namespace detail {
 // Vertex set, strictly counterclockwise triangles, symmetric links, one fan per vertex, Euler's
 // relation and one convex border cycle equal to the hull of vExpected (together they leave no room
 // for a second component: each would bring its own border cycle). False when
