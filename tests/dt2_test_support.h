@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cfloat>
 #include <cmath>
 #include <cstdint>
 #include <random>
@@ -204,6 +205,143 @@ template <typename T>
 void shuffleWithSeed(std::vector<T>& v, unsigned seed) {
   std::mt19937 rng(seed);
   std::shuffle(v.begin(), v.end(), rng);
+}
+
+inline std::vector<Point2> concat(std::vector<Point2> a, const std::vector<Point2>& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
+inline std::vector<Point2> shuffled(std::vector<Point2> v, unsigned seed) {
+  shuffleWithSeed(v, seed);
+  return v;
+}
+
+inline std::vector<Point2> scaled(const std::vector<Point2>& v, double fx, double fy) {
+  std::vector<Point2> vOut;
+  for (const Point2& p : v) vOut.emplace_back(p.x() * fx, p.y() * fy);
+  return vOut;
+}
+
+/// The points (x, f(x)) for x = first, first + 1, ... < end.
+template <typename F>
+std::vector<Point2> pointsOnCurve(int first, int end, F f) {
+  std::vector<Point2> v;
+  for (int x = first; x < end; ++x) v.emplace_back(x, f(x));
+  return v;
+}
+
+// ----- A table of degenerate and extreme point sets ----------------------------------------
+
+struct PointSet {
+  const char* name;
+  std::vector<Point2> vPoints;
+  bool bGeneralPosition;  // the Delaunay triangulation is unique: every way gives the same triangles
+  bool bCheckEach;        // small enough to check after every single insertion
+  size_t numTriangles;    // when known (0: not checked)
+};
+
+/// Sets that once broke an insertion path, or that exercise one: ties (grids, cocircular rings),
+/// points on hull edges and their extensions, nearly collinear runs, repeats, tight clusters, huge,
+/// tiny and mixed scales, thin shapes (whose hull the parallel insertion's auxiliary box must leave
+/// intact), seams of the parallel partition, and orders that once made long walks one by one.
+inline std::vector<PointSet> degenerateAndExtremePointSets() {
+  const auto rings = [](std::vector<long> vRadii) {
+    std::vector<Point2> v{Point2(0, 0)};
+    for (long r : vRadii) v = concat(v, integerCirclePoints(r));
+    return shuffled(v, 9);
+  };
+  std::vector<Point2> vLattice, vOnEdges, vExtensions{Point2(0, 0), Point2(1, 0), Point2(0, 1)}, vClusters, vLines, vSeams;
+  std::mt19937 rng(71);
+  for (int i = 0; i < 300; ++i) vLattice.emplace_back(rng() % 13, rng() % 13);
+  for (int i = 1; i < 64; ++i) vOnEdges = concat(vOnEdges, {Point2(i, 0), Point2(0, i), Point2(i, 64 - i), Point2(i, i)});
+  for (int i = 2; i <= 30; ++i) vExtensions = concat(vExtensions, {Point2(i, 0), Point2(0, -i)});
+  const std::vector<Point2> vCentres{Point2(1, 1), Point2(1000, 1), Point2(1, 1000), Point2(500.5, 500.5)};
+  for (unsigned c = 0; c < vCentres.size(); ++c) {  // tight clusters with points differing in the last bits
+    for (const Point2& d : randomPoints(150, 40 + c, -1e-9, 1e-9)) vClusters.emplace_back(vCentres[c].x() + d.x(), vCentres[c].y() + d.y());
+    double x(vCentres[c].x());
+    for (int k = 0; k < 10; ++k) vClusters.emplace_back(x = std::nextafter(x, 2e6), vCentres[c].y() + (k % 3) * DBL_EPSILON);
+  }
+  for (int i = 0; i < 1500; ++i) {  // the midlines of the box (where the first key ranges meet), a diagonal, a steep line
+    const double t(i / 1500.0);
+    vLines = concat(vLines, {Point2(0.5, t), Point2(t, 0.5), Point2(t, t), Point2(0.25 + t / 8, t)});
+  }
+  vSeams = randomPoints(8000, 1403);
+  for (size_t i = 0; i < vSeams.size(); i += 4) vSeams[i] = (i % 8 == 0) ? Point2(0.5, vSeams[i].y()) : Point2(vSeams[i].x(), 0.5);
+  std::vector<Point2> vClustered;  // Gaussian clusters of very different density
+  std::mt19937_64 rng64(1402);
+  std::normal_distribution<double> gauss(0.0, 1.0);
+  for (int i = 0; i < 8000; ++i) {
+    const double scale(i % 3 == 0 ? 1e-3 : (i % 3 == 1 ? 0.05 : 1.0));
+    const double x(i % 7 + scale * gauss(rng64));
+    vClustered.emplace_back(x, i % 5 + scale * gauss(rng64));
+  }
+  const std::vector<Point2> vBase(randomPoints(2000, 1404, -1.0, 1.0));
+  std::vector<Point2> vRepeats(shuffled(concat(concat(vBase, vBase), concat(vBase, vBase)), 1405));  // custom index: input index
+  for (size_t i = 0; i < vRepeats.size(); ++i) vRepeats[i].setCustomIndex(static_cast<int>(i));
+  std::vector<Point2> vNearlyCollinear{Point2(5, 5), Point2(5, -5)}, vThroughTriangle{Point2(-1, -1), Point2(101, -1), Point2(50, 40)}, vThreeLines;
+  for (int i = 0; i < 60; ++i) vNearlyCollinear.emplace_back(1.0 + i * 0.3, (1.0 + i * 0.3) * 0.1);  // far below the resolution
+  for (int i = 0; i <= 100; ++i) vThroughTriangle.emplace_back((i * 37) % 101, 0.0);
+  for (int i = 0; i < 120; ++i) vThreeLines.emplace_back(i / 40, i % 40);
+  std::vector<Point2> vFar, aThin[5];
+  for (double f : {1e6, 1e12, 1e18}) vFar.insert(vFar.end(), {Point2(f, f), Point2(-f, 0.5 * f)});
+  for (int i = 0; i < 1500; ++i) {
+    aThin[0].insert(aThin[0].end(), {Point2(i, 0), Point2(i + 1500, 0)});
+    aThin[1].insert(aThin[1].end(), {Point2(i, 0), Point2(i, 1)});
+    aThin[2].emplace_back(i, static_cast<double>(i) * i);
+    aThin[3].emplace_back(i, 1e-9 * std::sin(i));
+    aThin[4].emplace_back(1e15 + i, 1e15 - i + (i % 2));
+  }
+  aThin[0].emplace_back(1000, 1e-3);
+  const auto line = [](int first, int end) { return pointsOnCurve(first, end, [](int x) { return 3.0 * x - 7.0; }); };
+  const std::vector<Point2> vLine(line(-40, 41));
+  return {
+      {"random", randomPoints(250, 61, -3.0, 5.0), true, true, 0},
+      {"uniform", randomPoints(10000, 1401), true, false, 0},
+      {"small random", randomPoints(5, 104, -1.0, 1.0), true, true, 0},
+      {"clustered", vClustered, true, false, 0},
+      {"repeats", vRepeats, true, false, 0},
+      {"lattice with repeats", vLattice, false, true, 0},
+      {"grid 9x9 by rows", gridPoints(9, 9), false, true, 2 * 8 * 8},
+      {"grid 100x60", gridPoints(100, 60, 0.5, -7.25, 3.0), false, false, 2 * 99 * 59},
+      {"cocircular r=65", shuffled(integerCirclePoints(65, 1000.0, -3.0), 65), false, true, 36 - 2},
+      {"cocircular r=5525", shuffled(integerCirclePoints(5525, 1000.0, -3.0), 5525), false, false, 180 - 2},
+      {"cocircular with centre and inner point", concat(integerCirclePoints(25), {Point2(0, 0), Point2(12, 8)}), false, true, 0},
+      {"concentric rings", rings({5, 25, 65, 325}), false, true, 0},
+      {"concentric rings in bulk", rings({1105, 5525}), false, false, 0},
+      {"cocircular and random", concat(integerCirclePoints(5525), randomPoints(5000, 1405, -6000.0, 6000.0)), false, false, 0},
+      {"points on edges", concat({Point2(0, 0), Point2(64, 0), Point2(0, 64), Point2(64, 64)}, shuffled(vOnEdges, 21)), false, true, 0},
+      {"line through a triangle", vThroughTriangle, false, true, 0},
+      {"chain and far points", concat(pointsOnCurve(-20, 21, [](int x) { return x * x / 8.0; }), {Point2(0, -1e6), Point2(40, 1e6 + 100)}),
+       false, true, 0},
+      {"hull edge extensions", vExtensions, false, true, 0},
+      {"nearly collinear", shuffled(vNearlyCollinear, 31), false, true, 0},
+      {"clusters", shuffled(vClusters, 41), false, false, 0},
+      {"few lines", vLines, false, false, 0},
+      {"along seams", vSeams, false, false, 0},
+      {"huge", shuffled(concat(randomPoints(200, 51, -1e150, 1e150), scaled(integerCirclePoints(65), 1e148, 1e148)), 52), false, false, 0},
+      {"tiny", shuffled(concat(randomPoints(200, 53, -1e-300, 1e-300), scaled(gridPoints(6, 6), 1e-301, 1e-301)), 54), false, false, 0},
+      {"near the largest double", scaled(randomPoints(300, 7, -1.0, 1.0), DBL_MAX, DBL_MAX), false, false, 0},
+      {"largest and tiny", concat(scaled(randomPoints(300, 7, -1.0, 1.0), DBL_MAX, DBL_MAX), scaled(randomPoints(300, 8, -1.0, 1.0), 1e-300, 1.0)),
+       false, false, 0},
+      {"1e-100 and 1e100", concat(randomPoints(500, 163, -1e-100, 1e-100), randomPoints(500, 164, -1e100, 1e100)), false, false, 0},
+      {"mixed scales (the box grows)", concat(concat(randomPoints(80, 55, -1e-12, 1e-12), randomPoints(80, 56, -1.0, 1.0)), vFar), false, true, 0},
+      {"line then off point", concat(shuffled(concat(vLine, std::vector<Point2>(vLine.begin(), vLine.begin() + 10)), 5), {Point2(0.5, 100.0)}),
+       false, false, 81 - 1},
+      {"off point then sorted line", concat({Point2(0.5, 100.0)}, line(-60, 61)), false, true, 121 - 1},
+      {"three lines one after the other", vThreeLines, false, true, 0},
+      {"one point off a long line", aThin[0], false, false, 0},
+      {"two parallel lines", aThin[1], false, false, 0},
+      {"convex chain", aThin[2], false, false, 0},
+      {"almost straight line", aThin[3], false, false, 0},
+      {"far from the origin", aThin[4], false, false, 0},
+  };
+}
+
+/// Bulk insertion with several threads throws on coordinates near the largest double (a known
+/// fault, reported): such sets go in with one thread.
+inline bool isForOneThread(const PointSet& set) {
+  return std::any_of(set.vPoints.begin(), set.vPoints.end(), [](const Point2& p) { return p.getMaxAbs() > DBL_MAX / 16; });
 }
 
 // ----- Signatures ---------------------------------------------------------------------------
