@@ -241,10 +241,11 @@ struct PointSet {
   size_t numTriangles;    // when known (0: not checked)
 };
 
-/// Sets that once broke an insertion path, or that exercise one: ties (grids, cocircular rings),
+/// Sets that once broke an insertion or removal path, or that exercise one: ties (grids, cocircular rings),
 /// points on hull edges and their extensions, nearly collinear runs, repeats, tight clusters, huge,
 /// tiny and mixed scales, thin shapes (whose hull the parallel insertion's auxiliary box must leave
-/// intact), seams of the parallel partition, and orders that once made long walks one by one.
+/// intact), seams of the parallel partition, and orders that once made long walks one by one. Where
+/// the name says "first", removing the first point first is the case.
 inline std::vector<PointSet> degenerateAndExtremePointSets() {
   const auto rings = [](std::vector<long> vRadii) {
     std::vector<Point2> v{Point2(0, 0)};
@@ -293,6 +294,9 @@ inline std::vector<PointSet> degenerateAndExtremePointSets() {
     aThin[4].emplace_back(1e15 + i, 1e15 - i + (i % 2));
   }
   aThin[0].emplace_back(1000, 1e-3);
+  std::vector<Point2> vNearlyCocircular{Point2(0.0, 0.0), Point2(1e-16, 0.0)}, vFlatRoof{Point2(5, 1)};
+  for (int i = 0; i < 120; ++i) vNearlyCocircular.emplace_back(std::cos(i * 2 * M_PI / 120), std::sin(i * 2 * M_PI / 120));
+  for (int x = 0; x <= 10; ++x) vFlatRoof.insert(vFlatRoof.end(), {Point2(x, 0), Point2(x, -3 - (x % 3))});
   const auto line = [](int first, int end) { return pointsOnCurve(first, end, [](int x) { return 3.0 * x - 7.0; }); };
   const std::vector<Point2> vLine(line(-40, 41));
   return {
@@ -310,6 +314,13 @@ inline std::vector<PointSet> degenerateAndExtremePointSets() {
       {"concentric rings", rings({5, 25, 65, 325}), false, true, 0},
       {"concentric rings in bulk", rings({1105, 5525}), false, false, 0},
       {"cocircular and random", concat(integerCirclePoints(5525), randomPoints(5000, 1405, -6000.0, 6000.0)), false, false, 0},
+      {"cocircular ring, centre first", concat({Point2(0, 0)}, integerCirclePoints(325)), false, true, 0},
+      {"nearly cocircular ring, centre first", vNearlyCocircular, false, true, 0},
+      {"flat roof, apex first", vFlatRoof, false, true, 0},
+      {"corner with a concave link", {Point2(0, 0), Point2(10, 0), Point2(10, 10), Point2(0, 10), Point2(1, 5), Point2(5, 1), Point2(2, 2),
+                                      Point2(3, 1.5), Point2(1.5, 3), Point2(6, 6)}, false, true, 0},
+      {"centre of a square first", {Point2(1, 1), Point2(0, 0), Point2(2, 0), Point2(2, 2), Point2(0, 2)}, false, true, 4},
+      {"off-centre point of a pentagon first", {Point2(2, 2), Point2(0, 0), Point2(4, 0), Point2(5, 3), Point2(2, 5), Point2(-1, 3)}, false, true, 5},
       {"points on edges", concat({Point2(0, 0), Point2(64, 0), Point2(0, 64), Point2(64, 64)}, shuffled(vOnEdges, 21)), false, true, 0},
       {"line through a triangle", vThroughTriangle, false, true, 0},
       {"chain and far points", concat(pointsOnCurve(-20, 21, [](int x) { return x * x / 8.0; }), {Point2(0, -1e6), Point2(40, 1e6 + 100)}),
