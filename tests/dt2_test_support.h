@@ -47,6 +47,14 @@ inline bool areSmallIntegers(std::initializer_list<const Point2*> l) {
   return std::all_of(l.begin(), l.end(), [&](const Point2* p) { return small(p->x()) && small(p->y()); });
 }
 
+// Coordinates below the bounds the double stages use cannot overflow (which rounding toward zero
+// would not even show as an infinity).
+inline double maxAbs(std::initializer_list<const Point2*> l) {
+  double m(0.0);
+  for (const Point2* p : l) m = std::max({m, std::fabs(p->x()), std::fabs(p->y())});
+  return m;
+}
+
 template <typename T>
 int signOf(const T& v) {
   return (v > 0) - (v < 0);
@@ -71,7 +79,7 @@ inline int exactOrientation(const Point2& a, const Point2& b, const Point2& c) {
   if (areSmallIntegers({&a, &b, &c})) return signOf(orientationDeterminant<__int128>(a, b, c));
   const double l((b.x() - a.x()) * (c.y() - a.y())), r((b.y() - a.y()) * (c.x() - a.x()));
   const double det(l - r), magnitude(std::fabs(l) + std::fabs(r));
-  if (std::isfinite(det) && std::isfinite(magnitude) && magnitude > 1e-250 && std::fabs(det) > 1e-12 * magnitude) return signOf(det);
+  if (maxAbs({&a, &b, &c}) < 1e100 && magnitude > 1e-250 && std::fabs(det) > 1e-12 * magnitude) return signOf(det);
   return sgn(orientationDeterminant<mpq_class>(a, b, c));
 }
 
@@ -87,7 +95,7 @@ inline int exactInCircle(const Point2& a, const Point2& b, const Point2& c, cons
   // Relative error bounds fail once a product underflows: a difference below 1e-70 could make one.
   const std::initializer_list<double> diffs{adx, ady, bdx, bdy, cdx, cdy};
   const bool bNoUnderflow(std::all_of(diffs.begin(), diffs.end(), [](double v) { return v == 0 || std::fabs(v) >= 1e-70; }));
-  if (bNoUnderflow && std::isfinite(det) && std::isfinite(permanent) && std::fabs(det) > 1e-10 * permanent) return signOf(det);
+  if (maxAbs({&a, &b, &c, &d}) < 1e70 && bNoUnderflow && std::fabs(det) > 1e-10 * permanent) return signOf(det);
   return sgn(inCircleDeterminant<mpq_class>(a, b, c, d));
 }
 
