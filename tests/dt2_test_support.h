@@ -305,6 +305,8 @@ inline std::vector<PointSet> degenerateAndExtremePointSets() {
   std::vector<Point2> vNearlyCocircular{Point2(0.0, 0.0), Point2(1e-16, 0.0)}, vFlatRoof{Point2(5, 1)};
   for (int i = 0; i < 120; ++i) vNearlyCocircular.emplace_back(std::cos(i * 2 * M_PI / 120), std::sin(i * 2 * M_PI / 120));
   for (int x = 0; x <= 10; ++x) vFlatRoof.insert(vFlatRoof.end(), {Point2(x, 0), Point2(x, -3 - (x % 3))});
+  std::vector<Point2> vRepeatedLine;  // x + 2y = 10
+  for (int i = 0; i < 2000; ++i) vRepeatedLine.emplace_back(10.0 - 2.0 * (i % 1700), i % 1700);
   const auto line = [](int first, int end) { return pointsOnCurve(first, end, [](int x) { return 3.0 * x - 7.0; }); };
   const std::vector<Point2> vLine(line(-40, 41));
   return {
@@ -314,6 +316,8 @@ inline std::vector<PointSet> degenerateAndExtremePointSets() {
       {"clustered", vClustered, true, false, 0},
       {"repeats", vRepeats, true, false, 0},
       {"lattice with repeats", vLattice, false, true, 0},
+      {"one point 2000 times", std::vector<Point2>(2000, Point2(3, 4)), false, false, 0},
+      {"a line with repeats, then a point off it", concat(vRepeatedLine, {Point2(3.0, 7.0), vRepeatedLine[5]}), false, false, 1699},
       {"grid 9x9 by rows", gridPoints(9, 9), false, true, 2 * 8 * 8},
       {"grid 100x60", gridPoints(100, 60, 0.5, -7.25, 3.0), false, false, 2 * 99 * 59},
       {"cocircular r=65", shuffled(integerCirclePoints(65, 1000.0, -3.0), 65), false, true, 36 - 2},

@@ -21,44 +21,84 @@ namespace {
 const double kInf = std::numeric_limits<double>::infinity();
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-enum class Way { ONE_BY_ONE, ONE_BY_ONE_SHUFFLED, BULK, SINGLE_THEN_BATCHES, BULK_THEN_SINGLE };
-const char* const kWayNames[] = {"one by one", "one by one, shuffled", "bulk", "single, then two batches (2 threads)", "bulk, then single"};
+enum class Way { ONE_BY_ONE, ONE_BY_ONE_SHUFFLED, BULK, FLAT_ARRAY, SINGLE_THEN_BATCHES, BULK_THEN_SINGLE };
+const char* const kWayNames[] = {"one by one", "one by one, shuffled", "bulk", "flat array (2 threads)", "single, then two batches (2 threads)",
+                                 "bulk, then single"};
 
-// Inserts vPoints into dt the given way; with bCheckEach checks after every single insertion.
-void insertTheWay(Zarn_2D& dt, std::vector<Point2> vPoints, Way way, bool bCheckEach, int numCPU) {
+// Inserts vPoints into dt the given way and returns the handle of each point; with bCheckEach
+// checks after every single insertion.
+std::vector<Point2*> insertTheWay(Zarn_2D& dt, std::vector<Point2>& vPoints, Way way, bool bCheckEach, int numCPU) {
   const size_t n(vPoints.size());
   if (way == Way::ONE_BY_ONE_SHUFFLED) shuffleWithSeed(vPoints, 3);
+  std::vector<Point2*> vHandles(way == Way::FLAT_ARRAY ? n + 1 : 0), vBatch;
+  if (way == Way::FLAT_ARRAY) {
+    std::vector<double> vCoords;
+    for (const Point2& p : vPoints) vCoords.insert(vCoords.end(), {p.x(), p.y()});
+    Point2* const pSentinel(reinterpret_cast<Point2*>(&vCoords));
+    vHandles.back() = pSentinel;  // one past the end must stay untouched
+    dt.setNumCPU(numCPU);
+    dt.insert(static_cast<int>(n), vCoords.data(), vHandles.data());
+    EXPECT_EQ(vHandles.back(), pSentinel);
+    vHandles.pop_back();
+    return vHandles;
+  }
   size_t numSingle(way == Way::SINGLE_THEN_BATCHES ? n / 10 : 0), numBulk(way == Way::BULK_THEN_SINGLE ? n * 3 / 5 : 0);
   if (way == Way::ONE_BY_ONE || way == Way::ONE_BY_ONE_SHUFFLED || way == Way::BULK_THEN_SINGLE) numSingle = n - numBulk;
   if (way == Way::BULK) numBulk = n;
   dt.setNumCPU(way == Way::SINGLE_THEN_BATCHES ? numCPU : 1);
-  dt.insert(std::vector<Point2>(vPoints.begin(), vPoints.begin() + numBulk));
+  dt.insert(std::vector<Point2>(vPoints.begin(), vPoints.begin() + numBulk), vHandles);
   for (size_t i = numBulk; i < numBulk + numSingle; ++i) {  // after a bulk, the singles outgrow its records: they get re-sorted
-    Point2* pV(dt.insert(vPoints[i]));
-    ASSERT_TRUE(pV != nullptr && sameXY(*pV, vPoints[i])) << vPoints[i];
-    ASSERT_TRUE(!bCheckEach || isDelaunayTriangulationOf(dt, std::vector<Point2>(vPoints.begin(), vPoints.begin() + i + 1))) << vPoints[i];
+    vHandles.push_back(dt.insert(vPoints[i]));
+    EXPECT_TRUE(!bCheckEach || isDelaunayTriangulationOf(dt, std::vector<Point2>(vPoints.begin(), vPoints.begin() + i + 1))) << vPoints[i];
   }
-  if (way != Way::SINGLE_THEN_BATCHES) return;
-  const size_t numFirstBatch((n + numSingle) / 2);
-  dt.insert(std::vector<Point2>(vPoints.begin() + numSingle, vPoints.begin() + numFirstBatch));
-  dt.insert(std::vector<Point2>(vPoints.begin() + numFirstBatch, vPoints.end()));
+  for (size_t begin : {numSingle, (n + numSingle) / 2}) {
+    if (way != Way::SINGLE_THEN_BATCHES) break;
+    dt.insert(std::vector<Point2>(vPoints.begin() + begin, vPoints.begin() + (begin == numSingle ? (n + numSingle) / 2 : n)), vBatch);
+    vHandles.insert(vHandles.end(), vBatch.begin(), vBatch.end());
+  }
+  return vHandles;
+}
+
+// Every handle is a vertex at its input position, the one of the first point there (known by its
+// custom index where the set gives them); repeats of existing vertices get theirs and change nothing.
+void expectHandlesOfFirstOccurrences(Zarn_2D& dt, const std::vector<Point2>& vPoints, const std::vector<Point2*>& vHandles, bool bCustomIndex) {
+  ASSERT_EQ(vHandles.size(), vPoints.size());
+  std::vector<Point2*> vVertices;
+  dt.getVertexPointers(vVertices);
+  std::sort(vVertices.begin(), vVertices.end());
+  std::map<std::pair<double, double>, size_t> mFirst;
+  for (size_t i = 0; i < vPoints.size(); ++i) {
+    const size_t first(mFirst.emplace(std::make_pair(vPoints[i].x() + 0.0, vPoints[i].y() + 0.0), i).first->second);  // + 0.0 folds -0.0
+    ASSERT_TRUE(std::binary_search(vVertices.begin(), vVertices.end(), vHandles[i]) && sameXY(*vHandles[i], vPoints[i])) << i;
+    ASSERT_EQ(vHandles[i], vHandles[first]) << i;
+    ASSERT_TRUE(!bCustomIndex || vPoints[i].getCustomIndex() < 0 || vHandles[i]->getCustomIndex() == vPoints[first].getCustomIndex()) << i;
+  }
+  const std::vector<TriangleKey> before(triangleSignature(dt));
+  std::vector<Point2*> vAgain;
+  dt.insert(vPoints, vAgain);
+  EXPECT_TRUE(vAgain == vHandles);
+  for (size_t i = 0; i < vPoints.size(); i += 7) EXPECT_EQ(dt.insert(vPoints[i]), vHandles[i]);
+  EXPECT_TRUE(triangleSignature(dt) == before);
 }
 
 TEST(Dt2Insert, EveryPointSetEveryWay) {
   for (const PointSet& set : degenerateAndExtremePointSets()) {
     std::vector<TriangleKey> firstSignature;
-    for (Way way : {Way::ONE_BY_ONE, Way::ONE_BY_ONE_SHUFFLED, Way::BULK, Way::SINGLE_THEN_BATCHES, Way::BULK_THEN_SINGLE}) {
+    for (Way way : {Way::ONE_BY_ONE, Way::ONE_BY_ONE_SHUFFLED, Way::BULK, Way::FLAT_ARRAY, Way::SINGLE_THEN_BATCHES, Way::BULK_THEN_SINGLE}) {
       SCOPED_TRACE(std::string(set.name) + ", " + kWayNames[static_cast<int>(way)]);
       Zarn_2D dt;
-      insertTheWay(dt, set.vPoints, way, set.bCheckEach && way == Way::ONE_BY_ONE, isForOneThread(set) ? 1 : 2);
-      ASSERT_TRUE(isDelaunayTriangulationOf(dt, set.vPoints));
+      std::vector<Point2> vPoints(set.vPoints);
+      const std::vector<Point2*> vHandles(insertTheWay(dt, vPoints, way, set.bCheckEach && way == Way::ONE_BY_ONE, isForOneThread(set) ? 1 : 2));
+      ASSERT_TRUE(isDelaunayTriangulationOf(dt, vPoints));
       EXPECT_TRUE(set.numTriangles == 0 || dt.numberOfTriangles() == set.numTriangles) << dt.numberOfTriangles();
+      expectHandlesOfFirstOccurrences(dt, vPoints, vHandles, way != Way::FLAT_ARRAY);
       if (way == Way::ONE_BY_ONE) firstSignature = triangleSignature(dt);
       EXPECT_TRUE(!set.bGeneralPosition || triangleSignature(dt) == firstSignature);
       if (way != Way::BULK) continue;
       EXPECT_TRUE(libraryCheckValidity(dt));
       const std::string stats(zarn_test::captureStdout([&] { dt.statistics("set"); }));  // finite angles: nothing overflows
-      EXPECT_TRUE(stats.find("nan") == std::string::npos && stats.find("interior angle min/max (degrees): ") != std::string::npos) << stats;
+      EXPECT_TRUE(stats.find("nan") == std::string::npos && (stats.find("interior angle min/max (degrees): ") != std::string::npos) == dt.is2D())
+          << stats;
     }
   }
 }
@@ -104,77 +144,6 @@ TEST(Dt2Insert, CocircularPointCausesNoFlip) {
     const auto handle = [&](const Point2& p) { return vH[std::find(c.vPoints.begin(), c.vPoints.end(), p) - c.vPoints.begin()]; };
     EXPECT_NE(dt.getAdjacentTriangle(handle(c.kept0), handle(c.kept1)), nullptr) << c.vPoints.back();
     EXPECT_DELAUNAY_OF(dt, c.vPoints);
-  }
-}
-
-// ----- Repeats and handles ---------------------------------------------------------------------
-
-// Every handle stands at its input position and is the handle of the first point there (known
-// by its custom index), whatever the thread count and the overload; repeats of existing vertices
-// get theirs and change nothing.
-TEST(Dt2Insert, RepeatsShareTheHandleOfTheFirstOccurrence) {
-  const std::vector<Point2> vBase(concat(randomPoints(2100, 112, -1.0, 1.0), {Point2(0.0, 0.0)}));
-  std::vector<Point2> v(shuffled(concat(concat(vBase, vBase), {Point2(-0.0, -0.0)}), 113));
-  std::vector<double> vCoords;
-  for (size_t i = 0; i < v.size(); ++i) {
-    v[i].setCustomIndex(static_cast<int>(i));
-    vCoords.insert(vCoords.end(), {v[i].x(), v[i].y()});
-  }
-  for (int numCPU : {1, 2, 4}) {
-    for (bool bFlatArray : {false, true}) {
-      Zarn_2D dt;
-      dt.setNumCPU(numCPU);
-      std::vector<Point2*> vHandles(bFlatArray ? v.size() + 1 : 7, nullptr);  // overwritten, not appended to
-      Point2* const pSentinel(reinterpret_cast<Point2*>(&vHandles));
-      vHandles.back() = pSentinel;  // one past the end of the flat array must stay untouched
-      if (bFlatArray) dt.insert(static_cast<int>(v.size()), vCoords.data(), vHandles.data());
-      if (!bFlatArray) dt.insert(v, vHandles);
-      ASSERT_EQ(vHandles.size(), v.size() + bFlatArray);
-      EXPECT_TRUE(!bFlatArray || vHandles.back() == pSentinel);
-      std::map<std::pair<double, double>, size_t> mFirst;
-      for (size_t i = 0; i < v.size(); ++i) {
-        const size_t first(mFirst.emplace(std::make_pair(v[i].x() + 0.0, v[i].y() + 0.0), i).first->second);  // + 0.0 folds -0.0
-        ASSERT_TRUE(vHandles[i] != nullptr && sameXY(*vHandles[i], v[i])) << i;
-        EXPECT_EQ(vHandles[i], vHandles[first]) << i;
-        EXPECT_TRUE(bFlatArray || vHandles[i]->getCustomIndex() == static_cast<int>(first)) << i;
-      }
-      EXPECT_EQ(dt.numberOfPoints(), vBase.size());
-      EXPECT_DELAUNAY_OF(dt, v);
-      const std::vector<TriangleKey> before(triangleSignature(dt));
-      std::vector<Point2*> vAgain;
-      dt.insert(vBase, vAgain);
-      for (size_t i = 0; i < vBase.size(); i += 7) EXPECT_EQ(dt.insert(vBase[i]), vAgain[i]);
-      dt.insert(static_cast<int>(v.size()), vCoords.data(), nullptr);
-      EXPECT_EQ(vAgain[0], vHandles[std::find(v.begin(), v.end(), vBase[0]) - v.begin()]);
-      EXPECT_TRUE(triangleSignature(dt) == before);
-    }
-  }
-  Zarn_2D dt;
-  std::vector<Point2*> vHandles;
-  dt.insert(std::vector<Point2>(2000, Point2(3, 4)), vHandles);
-  EXPECT_EQ(dt.numberOfPoints(), 1u);
-  EXPECT_EQ(std::count(vHandles.begin(), vHandles.end(), vHandles[0]), 2000);
-}
-
-// The collinear phase in bulk: handles of the first occurrences, then one point off the line.
-TEST(Dt2Insert, CollinearBulkKeepsItsHandlesWhenItBecomesTwoDimensional) {
-  std::vector<Point2> v;
-  for (int i = 0; i < 2000; ++i) v.emplace_back(10.0 - 2.0 * (i % 1700), i % 1700);  // x + 2y = 10, repeats
-  for (int numCPU : {1, 2}) {
-    Zarn_2D dt;
-    dt.setNumCPU(numCPU);
-    std::vector<Point2*> vHandles;
-    dt.insert(v, vHandles);
-    EXPECT_FALSE(dt.is2D());
-    EXPECT_EQ(dt.numberOfPoints(), 1700u);
-    EXPECT_EQ(vHandles[1700], vHandles[0]);
-    dt.insert(std::vector<Point2>{Point2(3.0, 7.0), v[5]});
-    EXPECT_EQ(dt.numberOfTriangles(), 1699u);
-    EXPECT_DELAUNAY_OF(dt, concat(v, {Point2(3.0, 7.0)}));
-    std::vector<Point2*> vVertices;
-    dt.getVertexPointers(vVertices);
-    std::sort(vVertices.begin(), vVertices.end());
-    for (Point2* p : vHandles) EXPECT_TRUE(std::binary_search(vVertices.begin(), vVertices.end(), p));
   }
 }
 
