@@ -1,6 +1,8 @@
 // Shared helpers of the triangulation tests: an independent exact validity check of a Zarn_2D
 // (rational arithmetic from GMP, none of the library's predicates), point-set generators with
-// exact degeneracies, triangulation signatures for differential tests, and console capture.
+// exact degeneracies, one table of degenerate and extreme point sets that the insertion, removal,
+// parallel and query tests all run, triangulation signatures for differential tests, and console
+// capture.
 #pragma once
 
 #include <gmpxx.h>
@@ -13,8 +15,8 @@
 #include <cstdint>
 #include <random>
 #include <sstream>
-#include <string>
 #include <initializer_list>
+#include <string>
 #include <unordered_map>
 #include <utility>
 #include <vector>

@@ -8,6 +8,7 @@
 #include <cfenv>
 #include <cfloat>
 #include <cmath>
+#include <functional>
 #include <random>
 #include <string>
 #include <thread>
