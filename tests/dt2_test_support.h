@@ -1,6 +1,8 @@
 // Shared helpers of the triangulation tests: an independent exact validity check of a Zarn_2D
 // (rational arithmetic from GMP, none of the library's predicates), point-set generators with
-// exact degeneracies, triangulation signatures for differential tests, and console capture.
+// exact degeneracies, one table of degenerate and extreme point sets that the insertion, removal,
+// parallel and query tests all run, triangulation signatures for differential tests, and console
+// capture.
 #pragma once
 
 #include <gmpxx.h>
@@ -8,10 +10,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cfloat>
 #include <cmath>
 #include <cstdint>
 #include <random>
 #include <sstream>
+#include <initializer_list>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -40,65 +44,61 @@ using namespace KORA_ZARN2D;
 // double evaluation with a deliberately loose error bound (orders of magnitude above the
 // classical bounds), and rational arithmetic for everything else (huge, tiny, near-degenerate).
 
-inline bool isSmallInteger(double v) { return std::fabs(v) <= 67108864.0 && v == std::floor(v); }  // |v| <= 2^26
+inline bool areSmallIntegers(std::initializer_list<const Point2*> l) {
+  const auto small = [](double v) { return std::fabs(v) <= 67108864.0 && v == std::floor(v); };  // |v| <= 2^26
+  return std::all_of(l.begin(), l.end(), [&](const Point2* p) { return small(p->x()) && small(p->y()); });
+}
+
+// Coordinates below the bounds the double stages use cannot overflow (which rounding toward zero
+// would not even show as an infinity).
+inline double maxAbs(std::initializer_list<const Point2*> l) {
+  double m(0.0);
+  for (const Point2* p : l) m = std::max({m, std::fabs(p->x()), std::fabs(p->y())});
+  return m;
+}
 
 template <typename T>
 int signOf(const T& v) {
   return (v > 0) - (v < 0);
 }
 
+// The determinants evaluated in T: exact for __int128 on small integers and for mpq_class.
+template <typename T>
+T orientationDeterminant(const Point2& a, const Point2& b, const Point2& c) {
+  return (T(b.x()) - T(a.x())) * (T(c.y()) - T(a.y())) - (T(b.y()) - T(a.y())) * (T(c.x()) - T(a.x()));
+}
+
+template <typename T>
+T inCircleDeterminant(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
+  const T adx(T(a.x()) - T(d.x())), ady(T(a.y()) - T(d.y())), bdx(T(b.x()) - T(d.x())), bdy(T(b.y()) - T(d.y()));
+  const T cdx(T(c.x()) - T(d.x())), cdy(T(c.y()) - T(d.y()));
+  const T al(adx * adx + ady * ady), bl(bdx * bdx + bdy * bdy), cl(cdx * cdx + cdy * cdy);
+  return al * (bdx * cdy - cdx * bdy) + bl * (cdx * ady - adx * cdy) + cl * (adx * bdy - bdx * ady);
+}
+
 /// +1 when c lies left of the directed line a -> b, -1 right, 0 collinear.
 inline int exactOrientation(const Point2& a, const Point2& b, const Point2& c) {
-  if (isSmallInteger(a.x()) && isSmallInteger(a.y()) && isSmallInteger(b.x()) && isSmallInteger(b.y()) && isSmallInteger(c.x()) &&
-      isSmallInteger(c.y())) {
-    const __int128 l((__int128)(int64_t)(b.x() - a.x()) * (int64_t)(c.y() - a.y()));
-    const __int128 r((__int128)(int64_t)(b.y() - a.y()) * (int64_t)(c.x() - a.x()));
-    return signOf(l - r);
-  }
+  if (areSmallIntegers({&a, &b, &c})) return signOf(orientationDeterminant<__int128>(a, b, c));
   const double l((b.x() - a.x()) * (c.y() - a.y())), r((b.y() - a.y()) * (c.x() - a.x()));
   const double det(l - r), magnitude(std::fabs(l) + std::fabs(r));
-  if (std::isfinite(det) && std::isfinite(magnitude) && magnitude > 1e-250 && std::fabs(det) > 1e-12 * magnitude) return signOf(det);
-  const mpq_class ax(a.x()), ay(a.y());
-  const mpq_class q((mpq_class(b.x()) - ax) * (mpq_class(c.y()) - ay) - (mpq_class(b.y()) - ay) * (mpq_class(c.x()) - ax));
-  return sgn(q);
+  if (maxAbs({&a, &b, &c}) < 1e100 && magnitude > 1e-250 && std::fabs(det) > 1e-12 * magnitude) return signOf(det);
+  return sgn(orientationDeterminant<mpq_class>(a, b, c));
 }
 
 /// For a, b, c counterclockwise: +1 when d lies strictly inside their circumcircle, 0 on it, -1 outside.
 inline int exactInCircle(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
-  const Point2* aP[4] = {&a, &b, &c, &d};
-  bool bSmallInts(true);
-  for (const Point2* p : aP) bSmallInts = bSmallInts && isSmallInteger(p->x()) && isSmallInteger(p->y());
-  if (bSmallInts) {
-    const auto lifted = [&](const Point2& p, __int128& dx, __int128& dy, __int128& lift) {
-      dx = (int64_t)(p.x() - d.x());
-      dy = (int64_t)(p.y() - d.y());
-      lift = dx * dx + dy * dy;
-    };
-    __int128 adx, ady, al, bdx, bdy, bl, cdx, cdy, cl;
-    lifted(a, adx, ady, al);
-    lifted(b, bdx, bdy, bl);
-    lifted(c, cdx, cdy, cl);
-    return signOf(al * (bdx * cdy - cdx * bdy) + bl * (cdx * ady - adx * cdy) + cl * (adx * bdy - bdx * ady));
-  }
-  {
-    const double adx(a.x() - d.x()), ady(a.y() - d.y()), bdx(b.x() - d.x()), bdy(b.y() - d.y());
-    const double cdx(c.x() - d.x()), cdy(c.y() - d.y());
-    const double al(adx * adx + ady * ady), bl(bdx * bdx + bdy * bdy), cl(cdx * cdx + cdy * cdy);
-    const double det(al * (bdx * cdy - cdx * bdy) + bl * (cdx * ady - adx * cdy) + cl * (adx * bdy - bdx * ady));
-    const double permanent(al * (std::fabs(bdx * cdy) + std::fabs(cdx * bdy)) + bl * (std::fabs(cdx * ady) + std::fabs(adx * cdy)) +
-                           cl * (std::fabs(adx * bdy) + std::fabs(bdx * ady)));
-    // Relative error bounds fail once a product underflows: a difference below 1e-70 could make one.
-    bool bNoUnderflow(true);
-    for (double diff : {adx, ady, bdx, bdy, cdx, cdy}) bNoUnderflow = bNoUnderflow && (diff == 0 || std::fabs(diff) >= 1e-70);
-    if (bNoUnderflow && std::isfinite(det) && std::isfinite(permanent) && std::fabs(det) > 1e-10 * permanent) return signOf(det);
-  }
-  const mpq_class dx(d.x()), dy(d.y());
-  const mpq_class adx(mpq_class(a.x()) - dx), ady(mpq_class(a.y()) - dy);
-  const mpq_class bdx(mpq_class(b.x()) - dx), bdy(mpq_class(b.y()) - dy);
-  const mpq_class cdx(mpq_class(c.x()) - dx), cdy(mpq_class(c.y()) - dy);
-  const mpq_class al(adx * adx + ady * ady), bl(bdx * bdx + bdy * bdy), cl(cdx * cdx + cdy * cdy);
-  const mpq_class det(al * (bdx * cdy - cdx * bdy) + bl * (cdx * ady - adx * cdy) + cl * (adx * bdy - bdx * ady));
-  return sgn(det);
+  if (areSmallIntegers({&a, &b, &c, &d})) return signOf(inCircleDeterminant<__int128>(a, b, c, d));
+  const double adx(a.x() - d.x()), ady(a.y() - d.y()), bdx(b.x() - d.x()), bdy(b.y() - d.y());
+  const double cdx(c.x() - d.x()), cdy(c.y() - d.y());
+  const double al(adx * adx + ady * ady), bl(bdx * bdx + bdy * bdy), cl(cdx * cdx + cdy * cdy);
+  const double det(al * (bdx * cdy - cdx * bdy) + bl * (cdx * ady - adx * cdy) + cl * (adx * bdy - bdx * ady));
+  const double permanent(al * (std::fabs(bdx * cdy) + std::fabs(cdx * bdy)) + bl * (std::fabs(cdx * ady) + std::fabs(adx * cdy)) +
+                         cl * (std::fabs(adx * bdy) + std::fabs(bdx * ady)));
+  // Relative error bounds fail once a product underflows: a difference below 1e-70 could make one.
+  const std::initializer_list<double> diffs{adx, ady, bdx, bdy, cdx, cdy};
+  const bool bNoUnderflow(std::all_of(diffs.begin(), diffs.end(), [](double v) { return v == 0 || std::fabs(v) >= 1e-70; }));
+  if (maxAbs({&a, &b, &c, &d}) < 1e70 && bNoUnderflow && std::fabs(det) > 1e-10 * permanent) return signOf(det);
+  return sgn(inCircleDeterminant<mpq_class>(a, b, c, d));
 }
 
 /// The winding number of the closed polygon vRing (vertices in order, the last joined to the
@@ -215,6 +215,153 @@ template <typename T>
 void shuffleWithSeed(std::vector<T>& v, unsigned seed) {
   std::mt19937 rng(seed);
   std::shuffle(v.begin(), v.end(), rng);
+}
+
+inline std::vector<Point2> concat(std::vector<Point2> a, const std::vector<Point2>& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
+inline std::vector<Point2> shuffled(std::vector<Point2> v, unsigned seed) {
+  shuffleWithSeed(v, seed);
+  return v;
+}
+
+inline std::vector<Point2> scaled(const std::vector<Point2>& v, double fx, double fy) {
+  std::vector<Point2> vOut;
+  for (const Point2& p : v) vOut.emplace_back(p.x() * fx, p.y() * fy);
+  return vOut;
+}
+
+// ----- A table of degenerate and extreme point sets ----------------------------------------
+
+struct PointSet {
+  const char* name;
+  std::vector<Point2> vPoints;
+  bool bGeneralPosition;  // the Delaunay triangulation is unique: every way gives the same triangles
+  bool bCheckEach;        // small enough to check after every single insertion
+  size_t numTriangles;    // when known (0: not checked)
+};
+
+/// Sets that once broke an insertion or removal path, or that exercise one: ties (grids, cocircular rings),
+/// points on hull edges and their extensions, nearly collinear runs, repeats, tight clusters, huge,
+/// tiny and mixed scales, thin shapes (whose hull the parallel insertion's auxiliary box must leave
+/// intact), seams of the parallel partition, and orders that once made long walks one by one. Where
+/// the name says "first", removing the first point first is the case.
+inline std::vector<PointSet> degenerateAndExtremePointSets() {
+  const auto rings = [](std::vector<long> vRadii) {
+    std::vector<Point2> v{Point2(0, 0)};
+    for (long r : vRadii) v = concat(v, integerCirclePoints(r));
+    return shuffled(v, 9);
+  };
+  std::vector<Point2> vLattice, vOnEdges, vExtensions{Point2(0, 0), Point2(1, 0), Point2(0, 1)}, vClusters, vLines, vSeams;
+  std::mt19937 rng(71);
+  for (int i = 0; i < 300; ++i) vLattice.emplace_back(rng() % 13, rng() % 13);
+  for (int i = 1; i < 64; ++i) vOnEdges = concat(vOnEdges, {Point2(i, 0), Point2(0, i), Point2(i, 64 - i), Point2(i, i)});
+  for (int i = 2; i <= 30; ++i) vExtensions = concat(vExtensions, {Point2(i, 0), Point2(0, -i)});
+  const std::vector<Point2> vCentres{Point2(1, 1), Point2(1000, 1), Point2(1, 1000), Point2(500.5, 500.5)};
+  for (unsigned c = 0; c < vCentres.size(); ++c) {  // tight clusters with points differing in the last bits
+    for (const Point2& d : randomPoints(150, 40 + c, -1e-9, 1e-9)) vClusters.emplace_back(vCentres[c].x() + d.x(), vCentres[c].y() + d.y());
+    double x(vCentres[c].x());
+    for (int k = 0; k < 10; ++k) vClusters.emplace_back(x = std::nextafter(x, 2e6), vCentres[c].y() + (k % 3) * DBL_EPSILON);
+  }
+  for (int i = 0; i < 1500; ++i) {  // the midlines of the box (where the first key ranges meet), a diagonal, a steep line
+    const double t(i / 1500.0);
+    vLines = concat(vLines, {Point2(0.5, t), Point2(t, 0.5), Point2(t, t), Point2(0.25 + t / 8, t)});
+  }
+  vSeams = randomPoints(8000, 1403);
+  for (size_t i = 0; i < vSeams.size(); i += 4) vSeams[i] = (i % 8 == 0) ? Point2(0.5, vSeams[i].y()) : Point2(vSeams[i].x(), 0.5);
+  std::vector<Point2> vClustered;  // Gaussian clusters of very different density
+  std::mt19937_64 rng64(1402);
+  std::normal_distribution<double> gauss(0.0, 1.0);
+  for (int i = 0; i < 8000; ++i) {
+    const double scale(i % 3 == 0 ? 1e-3 : (i % 3 == 1 ? 0.05 : 1.0));
+    const double x(i % 7 + scale * gauss(rng64));
+    vClustered.emplace_back(x, i % 5 + scale * gauss(rng64));
+  }
+  const std::vector<Point2> vBase(randomPoints(2000, 1404, -1.0, 1.0));
+  std::vector<Point2> vRepeats(shuffled(concat(concat(vBase, vBase), concat(vBase, vBase)), 1405));  // custom index: input index
+  for (size_t i = 0; i < vRepeats.size(); ++i) vRepeats[i].setCustomIndex(static_cast<int>(i));
+  std::vector<Point2> vNearlyCollinear{Point2(5, 5), Point2(5, -5)}, vThroughTriangle{Point2(-1, -1), Point2(101, -1), Point2(50, 40)}, vThreeLines;
+  for (int i = 0; i < 60; ++i) vNearlyCollinear.emplace_back(1.0 + i * 0.3, (1.0 + i * 0.3) * 0.1);  // far below the resolution
+  for (int i = 0; i <= 100; ++i) vThroughTriangle.emplace_back((i * 37) % 101, 0.0);
+  for (int i = 0; i < 120; ++i) vThreeLines.emplace_back(i / 40, i % 40);
+  std::vector<Point2> vFar, aThin[5];
+  for (double f : {1e6, 1e12, 1e18}) vFar.insert(vFar.end(), {Point2(f, f), Point2(-f, 0.5 * f)});
+  for (int i = 0; i < 1500; ++i) {
+    aThin[0].insert(aThin[0].end(), {Point2(i, 0), Point2(i + 1500, 0)});
+    aThin[1].insert(aThin[1].end(), {Point2(i, 0), Point2(i, 1)});
+    aThin[2].emplace_back(i, static_cast<double>(i) * i);
+    aThin[3].emplace_back(i, 1e-9 * std::sin(i));
+    aThin[4].emplace_back(1e15 + i, 1e15 - i + (i % 2));
+  }
+  aThin[0].emplace_back(1000, 1e-3);
+  std::vector<Point2> vNearlyCocircular{Point2(0.0, 0.0), Point2(1e-16, 0.0)}, vFlatRoof{Point2(5, 1)};
+  for (int i = 0; i < 120; ++i) vNearlyCocircular.emplace_back(std::cos(i * 2 * M_PI / 120), std::sin(i * 2 * M_PI / 120));
+  for (int x = 0; x <= 10; ++x) vFlatRoof.insert(vFlatRoof.end(), {Point2(x, 0), Point2(x, -3 - (x % 3))});
+  std::vector<Point2> vRepeatedLine;  // x + 2y = 10
+  for (int i = 0; i < 2000; ++i) vRepeatedLine.emplace_back(10.0 - 2.0 * (i % 1700), i % 1700);
+  std::vector<Point2> vLine, vLongLine{Point2(0.5, 100.0)}, vChain;  // y = 3x - 7: a point off it, then sorted
+  for (int x = -60; x <= 60; ++x) {
+    vLongLine.emplace_back(x, 3.0 * x - 7.0);
+    if (std::abs(x) <= 40) vLine.emplace_back(x, 3.0 * x - 7.0);
+    if (std::abs(x) <= 20) vChain.emplace_back(x, x * x / 8.0);
+  }
+  return {
+      {"random", randomPoints(250, 61, -3.0, 5.0), true, true, 0},
+      {"uniform", randomPoints(10000, 1401), true, false, 0},
+      {"small random", randomPoints(5, 104, -1.0, 1.0), true, true, 0},
+      {"clustered", vClustered, true, false, 0},
+      {"repeats", vRepeats, true, false, 0},
+      {"lattice with repeats", vLattice, false, true, 0},
+      {"one point 2000 times", std::vector<Point2>(2000, Point2(3, 4)), false, false, 0},
+      {"a line with repeats, then a point off it", concat(vRepeatedLine, {Point2(3.0, 7.0), vRepeatedLine[5]}), false, false, 1699},
+      {"grid 9x9 by rows", gridPoints(9, 9), false, true, 2 * 8 * 8},
+      {"grid 100x60", gridPoints(100, 60, 0.5, -7.25, 3.0), false, false, 2 * 99 * 59},
+      {"cocircular r=65", shuffled(integerCirclePoints(65, 1000.0, -3.0), 65), false, true, 36 - 2},
+      {"cocircular r=5525", shuffled(integerCirclePoints(5525, 1000.0, -3.0), 5525), false, false, 180 - 2},
+      {"cocircular with centre and inner point", concat(integerCirclePoints(25), {Point2(0, 0), Point2(12, 8)}), false, true, 0},
+      {"concentric rings", rings({5, 25, 65, 325}), false, true, 0},
+      {"concentric rings in bulk", rings({1105, 5525}), false, false, 0},
+      {"cocircular and random", concat(integerCirclePoints(5525), randomPoints(5000, 1405, -6000.0, 6000.0)), false, false, 0},
+      {"cocircular ring, centre first", concat({Point2(0, 0)}, integerCirclePoints(325)), false, true, 0},
+      {"nearly cocircular ring, centre first", vNearlyCocircular, false, true, 0},
+      {"flat roof, apex first", vFlatRoof, false, true, 0},
+      {"corner with a concave link", {Point2(0, 0), Point2(10, 0), Point2(10, 10), Point2(0, 10), Point2(1, 5), Point2(5, 1), Point2(2, 2),
+                                      Point2(3, 1.5), Point2(1.5, 3), Point2(6, 6)}, false, true, 0},
+      {"centre of a square first", {Point2(1, 1), Point2(0, 0), Point2(2, 0), Point2(2, 2), Point2(0, 2)}, false, true, 4},
+      {"off-centre point of a pentagon first", {Point2(2, 2), Point2(0, 0), Point2(4, 0), Point2(5, 3), Point2(2, 5), Point2(-1, 3)}, false, true, 5},
+      {"points on edges", concat({Point2(0, 0), Point2(64, 0), Point2(0, 64), Point2(64, 64)}, shuffled(vOnEdges, 21)), false, true, 0},
+      {"line through a triangle", vThroughTriangle, false, true, 0},
+      {"chain and far points", concat(vChain, {Point2(0, -1e6), Point2(40, 1e6 + 100)}), false, true, 0},
+      {"hull edge extensions", vExtensions, false, true, 0},
+      {"nearly collinear", shuffled(vNearlyCollinear, 31), false, true, 0},
+      {"clusters", shuffled(vClusters, 41), false, false, 0},
+      {"few lines", vLines, false, false, 0},
+      {"along seams", vSeams, false, false, 0},
+      {"huge", shuffled(concat(randomPoints(200, 51, -1e150, 1e150), scaled(integerCirclePoints(65), 1e148, 1e148)), 52), false, false, 0},
+      {"tiny", shuffled(concat(randomPoints(200, 53, -1e-300, 1e-300), scaled(gridPoints(6, 6), 1e-301, 1e-301)), 54), false, false, 0},
+      {"near the largest double", scaled(randomPoints(300, 7, -1.0, 1.0), DBL_MAX, DBL_MAX), false, false, 0},
+      {"largest and tiny", concat(scaled(randomPoints(300, 7, -1.0, 1.0), DBL_MAX, DBL_MAX), scaled(randomPoints(300, 8, -1.0, 1.0), 1e-300, 1.0)),
+       false, false, 0},
+      {"1e-100 and 1e100", concat(randomPoints(500, 163, -1e-100, 1e-100), randomPoints(500, 164, -1e100, 1e100)), false, false, 0},
+      {"mixed scales (the box grows)", concat(concat(randomPoints(80, 55, -1e-12, 1e-12), randomPoints(80, 56, -1.0, 1.0)), vFar), false, true, 0},
+      {"line then off point", concat(shuffled(concat(vLine, std::vector<Point2>(vLine.begin(), vLine.begin() + 10)), 5), {Point2(0.5, 100.0)}),
+       false, false, 81 - 1},
+      {"off point then sorted line", vLongLine, false, true, 121 - 1},
+      {"three lines one after the other", vThreeLines, false, true, 0},
+      {"one point off a long line", aThin[0], false, false, 0},
+      {"two parallel lines", aThin[1], false, false, 0},
+      {"convex chain", aThin[2], false, false, 0},
+      {"almost straight line", aThin[3], false, false, 0},
+      {"far from the origin", aThin[4], false, false, 0},
+  };
+}
+
+/// Bulk insertion with several threads throws on coordinates near the largest double (a known
+/// fault, reported): such sets go in with one thread.
+inline bool isForOneThread(const PointSet& set) {
+  return std::any_of(set.vPoints.begin(), set.vPoints.end(), [](const Point2& p) { return p.getMaxAbs() > DBL_MAX / 16; });
 }
 
 // ----- Signatures ---------------------------------------------------------------------------
@@ -419,9 +566,6 @@ inline void checkBorderAndEuler(const std::vector<Triangle2*>& vT, size_t numVer
   }
 }
 
-}  // namespace detail
-
-namespace detail {
 // Vertex set, strictly counterclockwise triangles, symmetric links, one fan per vertex, Euler's
 // relation and one convex border cycle equal to the hull of vExpected (together they leave no room
 // for a second component: each would bring its own border cycle). False when
@@ -507,10 +651,4 @@ inline size_t countLinesContaining(const std::string& text, const std::string& p
   do {                                                                  \
     EXPECT_TRUE(::dt2test::isDelaunayTriangulationOf((dt), (points))); \
     EXPECT_TRUE(::dt2test::libraryCheckValidity(dt));                   \
-  } while (0)
-
-#define ASSERT_DELAUNAY_OF(dt, points)                                  \
-  do {                                                                  \
-    ASSERT_TRUE(::dt2test::isDelaunayTriangulationOf((dt), (points))); \
-    ASSERT_TRUE(::dt2test::libraryCheckValidity(dt));                   \
   } while (0)

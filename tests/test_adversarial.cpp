@@ -5,13 +5,15 @@
 #include <gtest/gtest.h>
 
 #include <cfloat>
+#include <cmath>
+#include <random>
 #include <string>
 #include <vector>
 
 #include "adversarial_support.h"
-#include "test_support.h"
 
 using namespace KORA_ZARN2D;
+using advtest::ulpsAway;
 
 namespace {
 
@@ -19,42 +21,180 @@ namespace {
 constexpr unsigned kSecondsPerCase = DT2TEST_SANITIZED ? 60 : 10;
 constexpr size_t kCasesPerFamily = DT2TEST_SANITIZED ? 30 : 100;
 
+// One case: points inserted in bulk, then the segments in one call, then further steps.
+struct Input {
+  std::mt19937_64 rng;
+  std::vector<Point2> vPoints;
+  std::vector<Segment2> vSegments;
+  std::vector<advtest::Step> vSteps;
+
+  double u(double lo, double hi) { return std::uniform_real_distribution<double>(lo, hi)(rng); }
+  int i(int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); }
+  Point2 point(double lo, double hi) {
+    const double x(u(lo, hi));
+    return Point2(x, u(lo, hi));
+  }
+  template <typename F>
+  void points(int n, F make) {
+    for (; n > 0; --n) vPoints.push_back(make());
+  }
+  template <typename F>
+  void segments(int n, F makeEnd) {
+    for (; n > 0; --n) {
+      const Point2 a(makeEnd());
+      vSegments.emplace_back(a, makeEnd());
+    }
+  }
+  void randomPoints(int n, double lo, double hi) {
+    points(n, [&] { return point(lo, hi); });
+  }
+};
+
 struct Family {
   const char* name;
-  advtest::Scene (*generate)(advtest::Rng&);
+  void (*fill)(Input&);
 };
 
 const Family kFamilies[] = {
-    {"NearlyCollinear", advtest::nearlyCollinear},
-    {"NearlyParallelBand", advtest::nearlyParallelBand},
-    {"FanAcrossLongSegment", advtest::fanAcrossLongSegment},
-    {"NearlyThroughOnePoint", advtest::nearlyThroughOnePoint},
-    {"CrossingStorm", advtest::crossingStorm},
-    {"CollinearOverlapping", advtest::collinearOverlapping},
-    {"PolylineWithOneHugeCoordinate", advtest::polylineWithOneHugeCoordinate},
-    {"SegmentNextToFarVertex", advtest::segmentNextToFarVertex},
-    {"ThroughVertexAtTinyScale", advtest::throughVertexAtTinyScale},
-    {"SmallIntegerSegments", advtest::smallIntegerSegments},
-    {"SubnormalCoordinates", advtest::subnormalCoordinates},
-    {"MixedExtremeScales", advtest::mixedExtremeScales},
-    {"InterleavedOperations", advtest::interleavedOperations},
+    {"NearlyCollinear",  // segment ends within a few tens of ulps of one line
+     [](Input& in) {
+       in.randomPoints(12, -1.0, 2.0);
+       const double x0(in.u(0.0, 0.2)), y0(in.u(0.0, 1.0)), slope(in.u(-2.0, 2.0));
+       for (int k = in.i(3, 7); k > 0; --k) {
+         const double xa(x0 + in.u(0.0, 0.5)), xb(xa + in.u(0.05, 0.5));
+         in.vSegments.emplace_back(Point2(xa, ulpsAway(y0 + slope * xa, in.i(-30, 30))), Point2(xb, ulpsAway(y0 + slope * xb, in.i(-30, 30))));
+       }
+     }},
+    {"NearlyParallelBand",  // nearly horizontal, a few 1e-12 apart, crossing at tiny angles
+     [](Input& in) {
+       in.randomPoints(12, 0.0, 1.0);
+       const double gap(std::ldexp(1.0, -in.i(30, 48)));
+       for (int k = in.i(3, 10); k > 0; --k) {
+         in.vSegments.emplace_back(Point2(in.u(0.0, 0.1), 0.5 + gap * in.i(-5, 5)), Point2(in.u(0.9, 1.0), 0.5 + gap * in.i(-5, 5)));
+       }
+     }},
+    {"FanAcrossLongSegment",  // short segments crossing a long one at tiny angles
+     [](Input& in) {
+       in.randomPoints(12, 0.0, 1.0);
+       in.vSegments.emplace_back(Point2(0.0, 0.5), Point2(1.0, 0.5 + in.u(-1e-9, 1e-9)));
+       const double rise(std::ldexp(1.0, -in.i(20, 45)));
+       for (int k = in.i(3, 10); k > 0; --k) {
+         const double xc(in.u(0.1, 0.9)), half(in.u(0.01, 0.2));
+         in.vSegments.emplace_back(Point2(xc - half, 0.5 - rise * in.u(0.5, 2.0)), Point2(xc + half, 0.5 + rise * in.u(0.5, 2.0)));
+       }
+     }},
+    {"NearlyThroughOnePoint",  // through one point that is no double
+     [](Input& in) {
+       in.randomPoints(12, 0.0, 1.0);
+       const double cx(in.u(0.3, 0.7)), cy(in.u(0.3, 0.7));
+       for (int k = in.i(3, 14); k > 0; --k) {
+         const double angle(in.u(0.0, M_PI)), r0(in.u(0.05, 0.3)), r1(in.u(0.05, 0.3));
+         const double dx(std::cos(angle)), dy(std::sin(angle));
+         in.vSegments.emplace_back(Point2(cx + r0 * dx, cy + r0 * dy), Point2(cx - r1 * dx, cy - r1 * dy));
+       }
+     }},
+    {"CrossingStorm",
+     [](Input& in) {
+       in.randomPoints(12, 0.0, 1.0);
+       in.segments(in.i(4, 16), [&] { return in.point(0.0, 1.0); });
+     }},
+    {"CollinearOverlapping",  // on one exact line, overlapping, duplicated and reversed
+     [](Input& in) {
+       in.randomPoints(12, -0.5, 1.5);
+       const int axis(in.i(0, 2));
+       const auto at = [axis](int k) {
+         const double t(k * 0.125);
+         return axis == 0 ? Point2(t, 0.5) : (axis == 1 ? Point2(0.5, t) : Point2(t, 0.5 * t));
+       };
+       for (int k = in.i(3, 10); k > 0; --k) {
+         const int a(in.i(0, 8)), b(in.i(0, 8));
+         in.vSegments.emplace_back(at(a), at(b));
+         if (in.i(0, 3) == 0) in.vSegments.emplace_back(at(b), at(a));
+         if (in.i(0, 3) == 0) in.vSegments.emplace_back(at(a), at(b));
+       }
+     }},
+    {"PolylineWithOneHugeCoordinate",
+     [](Input& in) {
+       in.randomPoints(6, 0.0, 10.0);
+       std::vector<Point2> vLine;
+       for (int k = in.i(4, 8); k > 0; --k) vLine.push_back(in.point(0.0, 10.0));
+       const double huge(std::ldexp(in.u(0.5, 1.0), in.i(100, 1023)));
+       Point2& far(vLine[static_cast<size_t>(in.i(0, static_cast<int>(vLine.size()) - 1))]);
+       far = in.i(0, 1) == 0 ? Point2(huge, far.y()) : Point2(far.x(), -huge);
+       for (size_t k = 0; k + 1 < vLine.size(); ++k) in.vSegments.emplace_back(vLine[k], vLine[k + 1]);
+     }},
+    {"SegmentNextToFarVertex",  // the far vertex makes the triangles around the segments long and thin
+     [](Input& in) {
+       in.randomPoints(8, 0.0, 1.0);
+       const double far(std::ldexp(1.0, in.i(20, 1000)));
+       in.vPoints.emplace_back(far * in.u(-1.0, 1.0), far);
+       in.segments(in.i(1, 4), [&] { return in.point(0.0, 1.0); });
+     }},
+    {"ThroughVertexAtTinyScale",  // 2^-1000 and below, still normal
+     [](Input& in) {
+       const double unit(std::ldexp(1.0, -in.i(900, 1010)));
+       in.points(10, [&] { return Point2(unit * in.i(0, 8), unit * in.i(0, 8)); });
+       for (int k = in.i(2, 6); k > 0; --k) {
+         const Point2 mid(in.vPoints[static_cast<size_t>(in.i(0, 9))]);
+         const int dx(in.i(-3, 3)), dy(in.i(-3, 3));
+         in.vSegments.emplace_back(Point2(mid.x() - dx * unit, mid.y() - dy * unit), Point2(mid.x() + dx * unit, mid.y() + dy * unit));
+       }
+     }},
+    {"SmallIntegerSegments",
+     [](Input& in) {
+       const auto point = [&] { return Point2(in.i(-5, 5), in.i(-5, 5)); };
+       in.points(6, point);
+       in.segments(12, point);
+     }},
+    {"SubnormalCoordinates",
+     [](Input& in) {
+       const double unit(std::ldexp(1.0, -1074 + in.i(0, 40)));
+       const auto point = [&] { return Point2(unit * in.i(-60, 60), unit * in.i(-60, 60)); };
+       in.points(8, point);
+       in.segments(in.i(2, 8), point);
+     }},
+    {"MixedExtremeScales",  // wildly different magnitudes, up to near the largest double
+     [](Input& in) {
+       const auto coordinate = [&] {
+         const int e(in.i(0, 3));
+         return (e == 0 ? std::ldexp(1.0, -in.i(500, 1070)) : (e == 1 ? 1.0 : (e == 2 ? 1e10 : DBL_MAX / 4))) * in.u(-4.0, 4.0);
+       };
+       const auto point = [&] {
+         const double x(coordinate());
+         return Point2(x, coordinate());
+       };
+       in.points(10, point);
+       in.segments(in.i(1, 6), point);
+     }},
+    {"InterleavedOperations",  // insertions, removals, constraints (applied at once or later), applies
+     [](Input& in) {
+       in.randomPoints(6, 0.0, 1.0);
+       for (int k = in.i(4, 12); k > 0; --k) {
+         using S = advtest::Step;
+         static const S::Kind aKinds[] = {S::INSERT_ONE, S::INSERT_BULK, S::REMOVE, S::CONSTRAIN, S::APPLY};
+         const int kind(in.i(0, 4));
+         S step{aKinds[kind], {}, {}};
+         if (kind == 0) step.vPoints.push_back(in.point(0.0, 1.0));
+         for (int n = kind == 1 ? in.i(1, 8) : 0; n > 0; --n) step.vPoints.push_back(in.point(0.0, 1.0));
+         if (kind == 2) step.index = static_cast<size_t>(in.i(0, 1000));
+         step.bOriented = kind == 3 && in.i(0, 1) == 0;
+         for (int n = kind == 3 ? in.i(1, 4) : 0; n > 0; --n) step.vSegments.emplace_back(in.point(0.0, 1.0), in.point(0.0, 1.0));
+         in.vSteps.push_back(step);
+       }
+     }},
 };
 
 using Param = std::tuple<Family, ConstraintInsertionStrategy>;
 
 class Adversarial : public ::testing::TestWithParam<Param> {};
 
-std::string paramName(const ::testing::TestParamInfo<Param>& info) {
-  return std::string(std::get<0>(info.param).name) + (std::get<1>(info.param) == CIS_CONSTRAINED_DELAUNAY ? "_Constrained" : "_Conforming");
-}
-
 TEST_P(Adversarial, SeededCasesPassTheExactOracleInTime) {
   const Family& family(std::get<0>(GetParam()));
-  const ConstraintInsertionStrategy cis(std::get<1>(GetParam()));
   const std::vector<std::string> vFailures(advtest::runWatched(kCasesPerFamily, kSecondsPerCase, [&](size_t i) {
-    advtest::Rng rng(1000003u * i + 17u);
-    advtest::Scene scene(family.generate(rng));
-    scene.cis = cis;
+    Input in{std::mt19937_64(1000003u * i + 17u), {}, {}, {}};
+    family.fill(in);
+    advtest::Scene scene{std::get<1>(GetParam()), {advtest::bulk(in.vPoints), advtest::Step{advtest::Step::CONSTRAIN, {}, in.vSegments}}};
+    scene.vSteps.insert(scene.vSteps.end(), in.vSteps.begin(), in.vSteps.end());
     return advtest::playAndCheck(scene);
   }));
   std::string text;
@@ -64,44 +204,9 @@ TEST_P(Adversarial, SeededCasesPassTheExactOracleInTime) {
 
 INSTANTIATE_TEST_SUITE_P(Families, Adversarial,
                          ::testing::Combine(::testing::ValuesIn(kFamilies), ::testing::Values(CIS_CONSTRAINED_DELAUNAY, CIS_CONFORMING_DELAUNAY)),
-                         paramName);
+                         [](const ::testing::TestParamInfo<Param>& info) {
+                           return std::string(std::get<0>(info.param).name) +
+                                  (std::get<1>(info.param) == CIS_CONSTRAINED_DELAUNAY ? "_Constrained" : "_Conforming");
+                         });
 
 }  // namespace
-
-// ----- Extreme coordinates outside constraints -------------------------------------------------
-
-// Near the largest double, and mixed with tiny and unit coordinates: the triangulation is exact,
-// and statistics report finite angles (nothing overflows on the way).
-TEST(ExtremeCoordinates, BulkInsertionValidityAndStatistics) {
-  for (const double tinyScale : {0.0, 1e-300}) {
-    std::vector<Point2> vPoints;
-    for (const Point2& p : dt2test::randomPoints(300, 7, -1.0, 1.0)) vPoints.emplace_back(p.x() * DBL_MAX, p.y() * DBL_MAX);
-    if (tinyScale > 0.0) {
-      for (const Point2& p : dt2test::randomPoints(300, 8, -1.0, 1.0)) vPoints.emplace_back(p.x() * tinyScale, p.y());
-    }
-    Zarn_2D dt;
-    dt.insert(vPoints);
-    EXPECT_DELAUNAY_OF(dt, vPoints);
-    const std::string stats(zarn_test::captureStdout([&] { dt.statistics("extreme"); }));
-    EXPECT_EQ(stats.find("nan"), std::string::npos) << stats;
-    EXPECT_NE(stats.find("interior angle min/max (degrees): "), std::string::npos) << stats;
-  }
-}
-
-// The collinear phase finds repeated points by position (also -0.0 against 0.0, and after the box
-// grew), and the first off-line point makes every earlier vertex part of the triangulation.
-TEST(ExtremeCoordinates, CollinearSingleInsertionFindsRepeatedPoints) {
-  Zarn_2D dt;
-  std::vector<Point2> vPoints;
-  std::vector<Point2*> vHandles;
-  for (int i = 0; i < 200; ++i) {
-    vPoints.emplace_back(i * 0.5, -i * 1e300 / 200);
-    vHandles.push_back(dt.insert(vPoints.back()));
-  }
-  EXPECT_EQ(dt.insert(Point2(-0.0, 0.0)), vHandles[0]);
-  EXPECT_EQ(dt.insert(vPoints[17]), vHandles[17]);
-  vPoints.emplace_back(1e6, 1e300);
-  dt.insert(vPoints.back());
-  EXPECT_DELAUNAY_OF(dt, vPoints);
-  EXPECT_EQ(dt.insert(vPoints[99]), vHandles[99]);
-}
