@@ -80,11 +80,10 @@ TEST(RandomPolygon, IsASimpleCounterclockwiseRingInsideTheBox) {
     }
     for (std::size_t i = 0; i < vVertices.size(); ++i) {
       for (std::size_t j = i + 1; j < vVertices.size(); ++j) {
-        std::string how;
         const std::size_t n(vVertices.size());
         ASSERT_FALSE(vVertices[i] == vVertices[j] ||
-                     cdttest::detail::meetBeyondSharedEnds(&vVertices[i], &vVertices[(i + 1) % n], &vVertices[j], &vVertices[(j + 1) % n], how))
-            << "edges " << i << " and " << j << ": " << how;
+                     cdttest::detail::meetBeyondSharedEnds(&vVertices[i], &vVertices[(i + 1) % n], &vVertices[j], &vVertices[(j + 1) % n]))
+            << "edges " << i << " and " << j << " meet";
       }
     }
     // At the lexicographically lowest vertex the ring turns left exactly when it runs counterclockwise.
