@@ -393,11 +393,14 @@ void Dt2::becomeTwoDimensional() {
 
 // The fake box: 4 vertices around all points, so that no vertex of the bulk lands outside the
 // hull. Placed one box size beyond the (already doubled) box, where no input point can be.
-void Dt2::insertFakeBox() {
-  std::vector<Point2> vCorners;
+bool Dt2::getFakeBoxCorners(std::vector<Point2>& vCorners) const {
   Bbox2 fakeBox(bbx);
   fakeBox.inflateIfDegenerate(1.0);
   fakeBox.getOffsetCorners(fakeBox.getMaxRange(), vCorners);
+  return std::all_of(vCorners.begin(), vCorners.end(), [](const Point2& p) { return isFinitePoint(p); });
+}
+
+void Dt2::insertFakeBox(const std::vector<Point2>& vCorners) {
   kora.setRange(std::max(kora.getRange(), std::max(vCorners[0].getMaxAbs(), vCorners[2].getMaxAbs())));
   std::vector<Point2*> vHandles;
   for (const Point2& corner : vCorners) vHandles.push_back(createVertex(corner));
@@ -416,10 +419,11 @@ void Dt2::insertFakeBox() {
 }
 
 void Dt2::insertAndCleanBulk(size_t firstNewRecord, Point2** aHandles, size_t numHandles) {
-  const bool bFakeBox(numCPU > 1 && (is2D() || vertexVault.spansTriangle()));
+  std::vector<Point2> vFakeCorners;
+  const bool bFakeBox(numCPU > 1 && (is2D() || vertexVault.spansTriangle()) && getFakeBoxCorners(vFakeCorners));
   if (bFakeBox) {
     const bool bWas2D(is2D());
-    insertFakeBox();
+    insertFakeBox(vFakeCorners);
     insertRecordsInParallel(bWas2D ? firstNewRecord : 0, bWas2D && !pConstraintMgr->empty());
   } else if (is2D()) {
     size_t first(firstNewRecord);

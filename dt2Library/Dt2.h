@@ -295,7 +295,10 @@ class Dt2 {
   void insertRecordsFrom(size_t firstRecord, Triangle2* pStart);
   void insertBulk(const BulkInput& input, Point2** aHandles);
   void insertAndCleanBulk(size_t firstNewRecord, Point2** aHandles, size_t numHandles);
-  void insertFakeBox();
+  /// The corners of the fake box around the points (see insertFakeBox); false when one of them
+  /// is beyond the largest double (points near it): then the bulk goes in serially.
+  bool getFakeBoxCorners(std::vector<Point2>& vCorners) const;
+  void insertFakeBox(const std::vector<Point2>& vCorners);
   void legalize(Point2* pVtx) { legalize(pVtx, kora, serialScratch); }
   /// Lawson flips around the new vertex pVtx, from the triangles on the scratch's flip stack.
   /// Reads the triangulation's settings only: safe on a parallel worker's own triangles.

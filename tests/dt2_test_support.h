@@ -358,12 +358,6 @@ inline std::vector<PointSet> degenerateAndExtremePointSets() {
   };
 }
 
-/// Bulk insertion with several threads throws on coordinates near the largest double (a known
-/// fault, reported): such sets go in with one thread.
-inline bool isForOneThread(const PointSet& set) {
-  return std::any_of(set.vPoints.begin(), set.vPoints.end(), [](const Point2& p) { return p.getMaxAbs() > DBL_MAX / 16; });
-}
-
 // ----- Signatures ---------------------------------------------------------------------------
 
 using TriangleKey = std::array<std::pair<double, double>, 3>;

@@ -90,7 +90,7 @@ TEST(Dt2Insert, EveryPointSetEveryWay) {
       SCOPED_TRACE(std::string(set.name) + ", " + kWayNames[static_cast<int>(way)]);
       Zarn_2D dt;
       std::vector<Point2> vPoints(set.vPoints);
-      const std::vector<Point2*> vHandles(insertTheWay(dt, vPoints, way, set.bCheckEach && way == Way::ONE_BY_ONE, isForOneThread(set) ? 1 : 2));
+      const std::vector<Point2*> vHandles(insertTheWay(dt, vPoints, way, set.bCheckEach && way == Way::ONE_BY_ONE, 2));
       ASSERT_TRUE(isDelaunayTriangulationOf(dt, vPoints));
       EXPECT_TRUE(set.numTriangles == 0 || dt.numberOfTriangles() == set.numTriangles) << dt.numberOfTriangles();
       expectHandlesOfFirstOccurrences(dt, vPoints, vHandles, way != Way::FLAT_ARRAY);

@@ -48,7 +48,6 @@ TEST(Dt2Parallel, PartitionerKeepsEqualKeysTogether) {
 // the first occurrence (known by its custom index) as with one thread.
 TEST(Dt2Parallel, ThreadCountsAgreeWithOneThread) {
   for (const PointSet& set : degenerateAndExtremePointSets()) {
-    if (isForOneThread(set)) continue;
     std::vector<Point2*> vOne;
     Zarn_2D dtOne;
     dtOne.insert(set.vPoints, vOne);
