@@ -33,6 +33,7 @@ struct Block {
 class Cache {
  public:
   ~Cache();
+  void release();
   void* take(size_t numBytes);
   /// False when the block does not fit: the caller frees it.
   bool keep(void* p, size_t numBytes);
@@ -47,8 +48,14 @@ class Cache {
 thread_local bool bCacheDestroyed = false;
 
 Cache::~Cache() {
-  for (const Block& block : vBlocks) std::free(block.p);
+  release();
   bCacheDestroyed = true;
+}
+
+void Cache::release() {
+  for (const Block& block : vBlocks) std::free(block.p);
+  vBlocks.clear();
+  numCachedBytes = 0;
 }
 
 void* Cache::take(size_t numBytes) {
@@ -85,6 +92,11 @@ void* takeBlock(size_t numBytes) {
   Cache* pCache(threadCache());
   void* p(pCache != nullptr ? pCache->take(numBytes) : nullptr);
   return p != nullptr ? p : allocateLargeAware(numBytes);
+}
+
+void releaseCachedBlocks() {
+  Cache* pCache(threadCache());
+  if (pCache != nullptr) pCache->release();
 }
 
 void giveBackBlock(void* pBlock, size_t numBytes) {

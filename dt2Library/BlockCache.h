@@ -19,4 +19,8 @@ void* takeBlock(size_t numBytes);
 /// AddressSanitizer keep nothing, so that use after free stays visible.
 void giveBackBlock(void* pBlock, size_t numBytes);
 
+/// Frees every block in the calling thread's cache (before a large allocation that the heap
+/// could serve from them). O(number of cached blocks).
+void releaseCachedBlocks();
+
 }  // namespace KORA_ZARN2D

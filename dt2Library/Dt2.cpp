@@ -52,11 +52,13 @@ bool extendByFinitePoints(Bbox2& box, const BulkInput& input) {
   return bLowerChanged || bUpperChanged;
 }
 
+// The key buffers of a large bulk insertion just died, into the thread's block cache: they go
+// back to the heap, and the heap to the kernel, before the triangles take their memory.
 void releaseFreedHeapMemory(size_t numPoints) {
+  if (numPoints < kTrimMinPoints) return;
+  releaseCachedBlocks();
 #ifdef __GLIBC__
-  if (numPoints >= kTrimMinPoints) malloc_trim(0);
-#else
-  (void)numPoints;
+  malloc_trim(0);
 #endif
 }
 }  // namespace
