@@ -92,26 +92,33 @@ bool Chunk::insert(Point2* pVtx, Triangle2* pAnchor) {
 
 // The triangles whose circumcircle holds p strictly form a connected zone around the triangle(s)
 // holding p; Lawson's flips replace exactly it and relink the triangles around it. The search marks
-// each zone triangle as it finds it, so no triangle is tested twice. No other worker reads these
-// marks: every triangle next to the zone is this chunk's.
+// each zone triangle as it finds it, so no triangle is tested twice.
 bool Chunk::ownsConflictZone(Triangle2* pT, int edgeIdx, const Point2& p) {
   vZone.clear();
-  addToZone(pT);
+  if (!joinZone(pT)) return abandonZone();
   if (edgeIdx >= 0) {
     Triangle2* pN(pT->getOppositeTriangle(edgeIdx));
-    if (pN == nullptr || !owns(pN)) return abandonZone();
-    addToZone(pN);
+    if (pN == nullptr || !joinZone(pN)) return abandonZone();
   }
   for (size_t k = 0; k < vZone.size(); ++k) {
     for (int i = 0; i < 3; ++i) {
       Triangle2* pN(vZone[k]->getOppositeTriangle(i));
       if (pN == nullptr || pN->getMark() == zoneMark) continue;
-      if (!owns(pN)) return abandonZone();
       if (kora.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), p) <= 0) continue;
-      if (vZone.size() == kMaxZone) return abandonZone();
-      addToZone(pN);
+      if (vZone.size() == kMaxZone || !joinZone(pN)) return abandonZone();
     }
   }
+  return true;
+}
+
+// Other workers read the marks of the triangles next to their own only: a triangle none of whose
+// neighbours is another worker's may carry the zone mark unseen.
+bool Chunk::joinZone(Triangle2* pT) {
+  for (int i = 0; i < 3; ++i) {
+    if (!owns(pT->getOppositeTriangle(i))) return false;
+  }
+  pT->setMark(zoneMark);
+  vZone.push_back(pT);
   return true;
 }
 

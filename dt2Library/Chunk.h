@@ -63,10 +63,9 @@ class alignas(64) Chunk {
   /// triangles around it are this chunk's: then the insertion changes nothing else, and the zone
   /// stays marked zoneMark for flipThroughZone. Otherwise the zone is given back unchanged.
   bool ownsConflictZone(Triangle2* pT, int edgeIdx, const Point2& p);
-  void addToZone(Triangle2* pT) {
-    pT->setMark(zoneMark);
-    vZone.push_back(pT);
-  }
+  /// Adds pT (this chunk's) to the zone, marked, when none of its neighbours is another chunk's;
+  /// false otherwise.
+  bool joinZone(Triangle2* pT);
   /// Gives the zone's triangles back their own mark.
   void releaseZone();
   /// releaseZone, for a point that must be deferred: returns false.
