@@ -36,7 +36,9 @@ void Chunk::run(const RecordRange& records, const Partitioner& partitioner, size
   size_t numSinceReport(0);
   const auto insertOrDefer = [&](size_t i, bool bDefer) {
     Point2* pVtx(records[i].pVtx);
-    const bool bDeferred(bDefer || !insert(pVtx, vAnchors[partitioner.sampleSlot(i)]));
+    // The anchor of a slot shared with the previous chunk is that chunk's: not even its mark is read.
+    Triangle2* pAnchor(partitioner.isSlotOfChunk(i, c) ? vAnchors[partitioner.sampleSlot(i)] : nullptr);
+    const bool bDeferred(bDefer || !insert(pVtx, pAnchor));
     if (bDeferred) vDeferred.push_back(pVtx);
     if (++numSinceReport == kProgressInterval) {
       const size_t done(numDone.fetch_add(numSinceReport, std::memory_order_relaxed) + numSinceReport);
@@ -60,8 +62,7 @@ void Chunk::run(const RecordRange& records, const Partitioner& partitioner, size
 }
 
 int Chunk::walkFrom(Triangle2* pStart, const Point2& p, Triangle2*& pT, int& edgeIdx) {
-  // An anchor of a sample slot shared with the neighbouring chunk may be that chunk's.
-  if (pStart == nullptr || !owns(pStart)) return LOC_BLOCKED;
+  if (pStart == nullptr) return LOC_BLOCKED;
   pT = pStart;
   return Dt2::walk(kora, p, pT, edgeIdx, [this](const Triangle2* pNext) { return owns(pNext); });
 }

@@ -50,6 +50,8 @@ class Partitioner {
   /// The slot of the sample record at or before record i: i / sampleStep (that record, index
   /// slot * sampleStep, is a sample record unless it repeats its predecessor's key).
   size_t sampleSlot(size_t i) const { return i / sampleStep; }
+  /// True when the sample slot of record i belongs to chunk c (its first record lies in c's range).
+  bool isSlotOfChunk(size_t i, size_t c) const { return sampleSlot(i) * sampleStep >= chunkBegin(c); }
   /// Number of records of chunk c that are not in the sample.
   size_t numToInsert(size_t c) const { return vNumToInsert[c]; }
   /// The chunk whose key range holds key (keys below the first range go to chunk 0).
