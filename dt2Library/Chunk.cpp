@@ -116,7 +116,8 @@ bool Chunk::ownsConflictZone(Triangle2* pT, int edgeIdx, const Point2& p) {
 // neighbours is another worker's may carry the zone mark unseen.
 bool Chunk::joinZone(Triangle2* pT) {
   for (int i = 0; i < 3; ++i) {
-    if (!owns(pT->getOppositeTriangle(i))) return false;
+    const Triangle2* pN(pT->getOppositeTriangle(i));
+    if (!owns(pN) && pN->getMark() != zoneMark) return false;
   }
   pT->setMark(zoneMark);
   vZone.push_back(pT);
