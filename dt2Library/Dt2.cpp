@@ -30,9 +30,6 @@ bool isFinitePoint(const Point2& p) { return std::isfinite(p.x()) && std::isfini
 // only make the next allocations fault their pages in again (many small triangulations).
 constexpr size_t kTrimMinPoints = size_t(1) << 16;
 
-// The key buffers of a bulk insertion (16 bytes per point) are freed before the triangles are
-// built. glibc may have placed them on its heap (its mmap threshold adapts to earlier frees) and
-// would then keep those pages resident: hand them back so they do not add to the peak.
 // Extends box by the input's finite points; true when it changed. One pass with the bounds in
 // registers: a call per point would cost a fifth of the vertex creation.
 bool extendByFinitePoints(Bbox2& box, const BulkInput& input) {
@@ -52,8 +49,9 @@ bool extendByFinitePoints(Bbox2& box, const BulkInput& input) {
   return bLowerChanged || bUpperChanged;
 }
 
-// The key buffers of a large bulk insertion just died, into the thread's block cache: they go
-// back to the heap, and the heap to the kernel, before the triangles take their memory.
+// The key buffers of a bulk insertion (16 bytes per point) are freed before the triangles are
+// built, into the thread's block cache (BlockCache.h), and glibc may keep freed pages of its heap
+// resident: for a large insertion both go back so that they do not add to the peak.
 void releaseFreedHeapMemory(size_t numPoints) {
   if (numPoints < kTrimMinPoints) return;
   releaseCachedBlocks();
