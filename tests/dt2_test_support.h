@@ -16,6 +16,7 @@
 #include <random>
 #include <sstream>
 #include <initializer_list>
+#include <map>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -211,19 +212,14 @@ inline std::vector<Point2> integerCirclePoints(long r, double cx = 0.0, double c
   return v;
 }
 
-template <typename T>
-void shuffleWithSeed(std::vector<T>& v, unsigned seed) {
-  std::mt19937 rng(seed);
-  std::shuffle(v.begin(), v.end(), rng);
-}
-
 inline std::vector<Point2> concat(std::vector<Point2> a, const std::vector<Point2>& b) {
   a.insert(a.end(), b.begin(), b.end());
   return a;
 }
 
 inline std::vector<Point2> shuffled(std::vector<Point2> v, unsigned seed) {
-  shuffleWithSeed(v, seed);
+  std::mt19937 rng(seed);
+  std::shuffle(v.begin(), v.end(), rng);
   return v;
 }
 
@@ -269,6 +265,10 @@ inline std::vector<PointSet> degenerateAndExtremePointSets() {
     const double t(i / 1500.0);
     vLines = concat(vLines, {Point2(0.5, t), Point2(t, 0.5), Point2(t, t), Point2(0.25 + t / 8, t)});
   }
+  std::vector<Point2> vUniform(randomPoints(10000, 1401)), vHugeLine;  // the last fifth of vUniform grows the box
+  for (size_t i = 8000; i < vUniform.size(); ++i) vUniform[i] = Point2(3.0 * vUniform[i].x(), 3.0 * vUniform[i].y());
+  for (int i = 0; i < 200; ++i) vHugeLine.emplace_back(i * 0.5, -i * 0x1p990);  // exactly collinear, repeats at -0.0
+  vHugeLine.insert(vHugeLine.end(), {Point2(-0.0, 0.0), vHugeLine[17], Point2(1e6, 1e300), vHugeLine[99], Point2(0.0, -0.0)});
   vSeams = randomPoints(8000, 1403);
   for (size_t i = 0; i < vSeams.size(); i += 4) vSeams[i] = (i % 8 == 0) ? Point2(0.5, vSeams[i].y()) : Point2(vSeams[i].x(), 0.5);
   std::vector<Point2> vClustered;  // Gaussian clusters of very different density
@@ -309,7 +309,7 @@ inline std::vector<PointSet> degenerateAndExtremePointSets() {
   }
   return {
       {"random", randomPoints(250, 61, -3.0, 5.0), true, true, 0},
-      {"uniform", randomPoints(10000, 1401), true, false, 0},
+      {"uniform", vUniform, true, false, 0},
       {"small random", randomPoints(5, 104, -1.0, 1.0), true, true, 0},
       {"clustered", vClustered, true, false, 0},
       {"repeats", vRepeats, true, false, 0},
@@ -349,6 +349,7 @@ inline std::vector<PointSet> degenerateAndExtremePointSets() {
       {"line then off point", concat(shuffled(concat(vLine, std::vector<Point2>(vLine.begin(), vLine.begin() + 10)), 5), {Point2(0.5, 100.0)}),
        false, false, 81 - 1},
       {"off point then sorted line", vLongLine, false, true, 121 - 1},
+      {"huge line, then a point off it", vHugeLine, false, true, 0},
       {"three lines one after the other", vThreeLines, false, true, 0},
       {"one point off a long line", aThin[0], false, false, 0},
       {"two parallel lines", aThin[1], false, false, 0},
@@ -621,6 +622,77 @@ inline ::testing::AssertionResult libraryCheckValidity(Zarn_2D& dt, bool bEmptyC
   const std::string report(::testing::internal::GetCapturedStdout());
   if (bValid) return ::testing::AssertionSuccess();
   return ::testing::AssertionFailure() << "checkValidity(" << bEmptyCircle << ") failed:\n" << report;
+}
+
+// ----- Ways of inserting a point set -------------------------------------------------------------
+
+enum class Way { ONE_BY_ONE, ONE_BY_ONE_SHUFFLED, BULK, FLAT_ARRAY, SINGLE_THEN_BATCHES, BULK_THEN_SINGLE };
+const char* const kWayNames[] = {"one by one", "one by one, shuffled", "bulk", "flat array", "single, then two batches",
+                                 "bulk, then single"};
+
+// Inserts vPoints into dt the given way (bulk calls with numCPU threads) and returns the handle of each point;
+// with bCheckEach checks after every single insertion.
+inline std::vector<Point2*> insertTheWay(Zarn_2D& dt, const std::vector<Point2>& vPoints, Way way, bool bCheckEach, int numCPU) {
+  const size_t n(vPoints.size());
+  dt.setNumCPU(numCPU);
+  std::vector<Point2*> vHandles(way == Way::FLAT_ARRAY ? n + 1 : 0), vBatch;
+  if (way == Way::FLAT_ARRAY) {
+    std::vector<double> vCoords;
+    for (const Point2& p : vPoints) vCoords.insert(vCoords.end(), {p.x(), p.y()});
+    Point2* const pSentinel(reinterpret_cast<Point2*>(&vCoords));
+    vHandles.back() = pSentinel;  // one past the end must stay untouched
+    dt.insert(static_cast<int>(n), vCoords.data(), vHandles.data());
+    EXPECT_EQ(vHandles.back(), pSentinel);
+    vHandles.pop_back();
+    return vHandles;
+  }
+  const size_t numBulk(way == Way::BULK ? n : (way == Way::BULK_THEN_SINGLE ? n * 3 / 5 : 0));
+  const size_t numSingle(way == Way::SINGLE_THEN_BATCHES ? n / 10 : n - numBulk);
+  dt.insert(std::vector<Point2>(vPoints.begin(), vPoints.begin() + numBulk), vHandles);
+  for (size_t i = numBulk; i < numBulk + numSingle; ++i) {  // after a bulk, the singles outgrow its records: they get re-sorted
+    vHandles.push_back(dt.insert(vPoints[i]));
+    EXPECT_TRUE(!bCheckEach || isDelaunayTriangulationOf(dt, std::vector<Point2>(vPoints.begin(), vPoints.begin() + i + 1))) << vPoints[i];
+  }
+  for (size_t begin : {numSingle, (n + numSingle) / 2}) {
+    if (way != Way::SINGLE_THEN_BATCHES) break;
+    dt.insert(std::vector<Point2>(vPoints.begin() + begin, vPoints.begin() + (begin == numSingle ? (n + numSingle) / 2 : n)), vBatch);
+    vHandles.insert(vHandles.end(), vBatch.begin(), vBatch.end());
+  }
+  return vHandles;
+}
+
+/// Inserts the set into the empty dt the given way and checks the result exactly against the input, the
+/// library's own check, and the handles: each a vertex at its input position, repeats sharing the handle of the
+/// first occurrence (known by its custom index where the set gives them), and inserting everything again returns
+/// the same handles and changes nothing. Returns the triangles.
+inline std::vector<TriangleKey> expectInsertedTheWay(Zarn_2D& dt, const PointSet& set, Way way, int numCPU) {
+  const std::vector<Point2> vPoints(way == Way::ONE_BY_ONE_SHUFFLED ? shuffled(set.vPoints, 3) : set.vPoints);
+  const std::vector<Point2*> vHandles(insertTheWay(dt, vPoints, way, set.bCheckEach && way == Way::ONE_BY_ONE, numCPU));
+  const ::testing::AssertionResult delaunay(isDelaunayTriangulationOf(dt, vPoints));
+  EXPECT_TRUE(delaunay);
+  EXPECT_TRUE(libraryCheckValidity(dt));
+  EXPECT_TRUE(set.numTriangles == 0 || dt.numberOfTriangles() == set.numTriangles) << dt.numberOfTriangles();
+  if (!delaunay || vHandles.size() != vPoints.size()) return {};
+  std::vector<Point2*> vVertices;
+  dt.getVertexPointers(vVertices);
+  std::sort(vVertices.begin(), vVertices.end());
+  std::map<std::pair<double, double>, size_t> mFirst;
+  for (size_t i = 0; i < vPoints.size(); ++i) {
+    const size_t first(mFirst.emplace(std::make_pair(vPoints[i].x() + 0.0, vPoints[i].y() + 0.0), i).first->second);  // + 0.0 folds -0.0
+    const bool bCustomIndex(way != Way::FLAT_ARRAY && vPoints[i].getCustomIndex() >= 0);
+    if (!std::binary_search(vVertices.begin(), vVertices.end(), vHandles[i]) || !sameXY(*vHandles[i], vPoints[i]) ||
+        vHandles[i] != vHandles[first] || (bCustomIndex && vHandles[i]->getCustomIndex() != vPoints[first].getCustomIndex())) {
+      ADD_FAILURE() << "wrong handle of point " << i << " " << vPoints[i];
+      return {};
+    }
+  }
+  const std::vector<TriangleKey> signature(triangleSignature(dt));
+  std::vector<Point2*> vAgain;
+  dt.insert(vPoints, vAgain);
+  EXPECT_TRUE(vAgain == vHandles);
+  for (size_t i = 0; i < vPoints.size(); i += 7) EXPECT_EQ(dt.insert(vPoints[i]), vHandles[i]);
+  EXPECT_TRUE(triangleSignature(dt) == signature);
+  return signature;
 }
 
 // ----- Console ----------------------------------------------------------------------------
