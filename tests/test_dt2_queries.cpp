@@ -118,80 +118,71 @@ TEST(Dt2Queries, AgreeWithTheExactReferenceOnEverySet) {
 }
 
 // Before the triangulation is 2D: nothing to locate, no star, the hull is the line's ends (or
-// all its points in order), the box holds the points. Removed vertices have no star.
+// all its points in order), the box holds the points. Removed and null vertices have no star.
 TEST(Dt2Queries, LowerDimensionalAndRemovedVertices) {
-  Zarn_2D dt;
-  std::vector<Point2*> vHull;
+  Zarn_2D dt, removed;
+  std::vector<Point2*> vHull, vHandles, vRemoved;
   dt.getConvexHull(false, vHull);
-  EXPECT_TRUE(vHull.empty());
-  EXPECT_FALSE(dt.computeBoundingBox().isValid());
-  Point2* pMid(dt.insert(Point2(2, 1)));
+  EXPECT_TRUE(vHull.empty() && !dt.computeBoundingBox().isValid());
+  vHandles.push_back(dt.insert(Point2(2, 1)));
   dt.getConvexHull(false, vHull);
-  EXPECT_EQ(vHull, std::vector<Point2*>{pMid});
-  Point2* pHigh(dt.insert(Point2(6, 3)));
-  Point2* pLow(dt.insert(Point2(-2, -1)));
-  Point2* pOther(dt.insert(Point2(4, 2)));
+  EXPECT_EQ(vHull, vHandles);
+  for (const Point2& p : {Point2(6, 3), Point2(-2, -1), Point2(4, 2)}) vHandles.push_back(dt.insert(p));
   EXPECT_EQ(dt.locate(Point2(2, 1)), nullptr);
   EXPECT_TRUE(dt.computeBoundingBox().getMinPoint() == Point2(-2, -1) && dt.computeBoundingBox().getMaxPoint() == Point2(6, 3));
-  vHull.clear();
-  dt.getConvexHull(false, vHull);
-  EXPECT_TRUE(vHull == (std::vector<Point2*>{pLow, pHigh}) || vHull == (std::vector<Point2*>{pHigh, pLow}));
-  vHull.clear();
-  dt.getConvexHull(true, vHull);
-  const std::vector<Point2*> vForward{pLow, pMid, pOther, pHigh};
-  EXPECT_TRUE(vHull == vForward || vHull == std::vector<Point2*>(vForward.rbegin(), vForward.rend()));
-  Zarn_2D removed;
-  std::vector<Point2*> vHandles;
-  removed.insert(randomPoints(60, 413), vHandles);
-  removed.remove(vHandles[10]);
-  for (Point2* p : {pMid, static_cast<Point2*>(nullptr)}) {
-    std::vector<Triangle2*> vT;
-    std::vector<Point2*> vW;
-    dt.getIncidentTriangles(p, vT);
-    dt.getIncidentVertices(p, vW);
-    removed.getIncidentTriangles(vHandles[10], vT);
-    removed.getIncidentVertices(vHandles[10], vW);
-    EXPECT_TRUE(vT.empty() && vW.empty());
+  for (bool bAll : {false, true}) {
+    std::vector<Point2*> vForward{vHandles[2], vHandles[0], vHandles[3], vHandles[1]};
+    if (!bAll) vForward = {vHandles[2], vHandles[1]};
+    vHull.clear();
+    dt.getConvexHull(bAll, vHull);
+    EXPECT_TRUE(vHull == vForward || vHull == std::vector<Point2*>(vForward.rbegin(), vForward.rend())) << bAll;
   }
-  EXPECT_EQ(removed.getAdjacentTriangle(vHandles[10], vHandles[11]), nullptr);
-  EXPECT_EQ(removed.getAdjacentTriangle(nullptr, vHandles[11]), nullptr);
+  removed.insert(randomPoints(60, 413), vRemoved);
+  removed.remove(vRemoved[10]);
+  std::vector<Triangle2*> vT;
+  std::vector<Point2*> vW;
+  for (Point2* p : {vRemoved[10], static_cast<Point2*>(nullptr)}) {
+    removed.getIncidentTriangles(p, vT);
+    removed.getIncidentVertices(p, vW);
+    dt.getIncidentTriangles(p == nullptr ? vHandles[0] : p, vT);
+    dt.getIncidentVertices(p == nullptr ? vHandles[0] : p, vW);
+  }
+  EXPECT_TRUE(vT.empty() && vW.empty());
+  EXPECT_TRUE(removed.getAdjacentTriangle(vRemoved[10], vRemoved[11]) == nullptr && removed.getAdjacentTriangle(nullptr, vRemoved[11]) == nullptr);
 }
 
 // The library's own check must notice each kind of damage. The quadrilateral A B C D (D above A)
-// is triangulated with the diagonal A-C; each case damages it in one way.
+// is triangulated with the diagonal A-C; each case damages it in one way (the first breaks only the
+// empty-circle property).
 TEST(Dt2Validity, EachKindOfDamageIsReported) {
-  struct Damage {
-    const char* expectedDefect;
-    bool bDelaunayOnly;  // the damage breaks only the empty-circle property
-    void (*apply)(Point2* pD, Triangle2* pWithD, Triangle2* pOther);
-  };
-  const Damage aDamages[] = {
-      {"edge is not locally Delaunay", true,
+  using Damage = void (*)(Point2* pD, Triangle2* pWithD, Triangle2* pOther);
+  const std::pair<const char*, Damage> aDamages[] = {
+      {"edge is not locally Delaunay",
        [](Point2* pD, Triangle2*, Triangle2*) {
          Triangle2* pInc(pD->getIncidentTriangle());
          *pD = Point2(0.0, 0.9);
          pD->setIncidentTriangle(pInc);
        }},
-      {"neighbour links are not symmetric", false,
+      {"neighbour links are not symmetric",
        [](Point2*, Triangle2* pWithD, Triangle2* pOther) { pWithD->setOppTriangle(pWithD->getIntraTriangleIndex(pOther), nullptr); }},
-      {"vertex without a valid incident triangle", false, [](Point2* pD, Triangle2*, Triangle2* pOther) { pD->setIncidentTriangle(pOther); }},
-      {"not strictly counterclockwise", false,
+      {"vertex without a valid incident triangle", [](Point2* pD, Triangle2*, Triangle2* pOther) { pD->setIncidentTriangle(pOther); }},
+      {"not strictly counterclockwise",
        [](Point2*, Triangle2* pWithD, Triangle2*) {
          Point2* p1(pWithD->getCorner(1));
          pWithD->setVertexPointer(1, pWithD->getCorner(2));
          pWithD->setVertexPointer(2, p1);
        }},
   };
-  for (const Damage& damage : aDamages) {
+  for (const auto& damage : aDamages) {
     Zarn_2D dt;
     std::vector<Point2*> vH;
     dt.insert(std::vector<Point2>{Point2(0, 0), Point2(4, 0), Point2(4, 1), Point2(0, 1.1)}, vH);
     Triangle2* pWithD(vH[3]->getIncidentTriangle());
     Triangle2* pOther(pWithD->getOppositeTriangle(pWithD->getIntraTriangleIndex(vH[3])));
     ASSERT_NE(pOther, nullptr) << "expected the diagonal A-C";
-    damage.apply(vH[3], pWithD, pOther);
-    const std::string report(zarn_test::captureStdout([&] { EXPECT_FALSE(dt.checkValidity(true, "damaged")) << damage.expectedDefect; }));
-    EXPECT_NE(report.find(damage.expectedDefect), std::string::npos) << report;
-    EXPECT_TRUE(!damage.bDelaunayOnly || dt.checkValidity(false, "damaged")) << damage.expectedDefect;
+    damage.second(vH[3], pWithD, pOther);
+    const std::string report(zarn_test::captureStdout([&] { EXPECT_FALSE(dt.checkValidity(true, "damaged")) << damage.first; }));
+    EXPECT_NE(report.find(damage.first), std::string::npos) << report;
+    EXPECT_TRUE(&damage != aDamages || dt.checkValidity(false, "damaged"));
   }
 }
