@@ -7,10 +7,39 @@
 #include <utility>
 #include <vector>
 
+#include "Partitioner.h"
 #include "dt2_test_support.h"
 
 using namespace KORA_ZARN2D;
 using namespace dt2test;
+
+// Keys with runs of equal values; for several chunk counts and sample steps: the chunks tile the
+// records, no run of equal keys is cut, a key is found in its chunk, only the first record of a run
+// can be a sample record, and the counts of records to insert add up.
+TEST(Dt2Parallel, PartitionerKeepsEqualKeysTogether) {
+  std::vector<IdxVtx> vRecords;
+  for (uint32_t i = 0; i < 1000; ++i) vRecords.push_back(IdxVtx{(i / 7) * 4, true, nullptr});
+  for (size_t numChunks : {1u, 2u, 3u, 8u, 2000u}) {
+    for (size_t sampleStep : {1u, 2u, 32u}) {
+      const Partitioner part(RecordRange{vRecords.data(), vRecords.size()}, numChunks, sampleStep);
+      size_t numCounted(0);
+      for (size_t c = 0; c < part.numChunks(); ++c) {
+        const size_t b(part.chunkBegin(c));
+        EXPECT_EQ(b, c == 0 ? 0u : part.chunkEnd(c - 1));
+        EXPECT_TRUE(b == 0 || b == part.chunkEnd(c) ||
+                    (vRecords[b - 1].key != vRecords[b].key && part.chunkOfKey(vRecords[b].key) == c && part.chunkOfKey(vRecords[b - 1].key) < c))
+            << b;
+        numCounted += part.numToInsert(c);
+      }
+      EXPECT_EQ(part.chunkEnd(part.numChunks() - 1), vRecords.size());
+      for (size_t i = 0; i < vRecords.size(); ++i) {
+        numCounted += part.isSample(i);
+        EXPECT_TRUE(i == 0 || vRecords[i - 1].key != vRecords[i].key || !part.isSample(i)) << i;
+      }
+      EXPECT_EQ(numCounted, vRecords.size());
+    }
+  }
+}
 
 // The same triangles as with one thread in general position, an exact Delaunay triangulation of the
 // input on ties; handles as with one thread. The batches of "uniform" end with one that grows the box.
