@@ -71,14 +71,16 @@ TEST(Dt2Insert, NonFinitePointsAreSkippedWithOneWarningCarryingTheCount) {
     dt.setNumCPU(numCPU);
     std::vector<Point2*> vHandles;
     const std::string out(oneWarning([&] { dt.insert(v, vHandles); }));
-    EXPECT_EQ(countLinesContaining(out, "7 point(s) with a non-finite coordinate skipped, their handles are NULL"), 1u) << out;
+    const std::string message("7 point(s) with a non-finite coordinate skipped, their handles are NULL");
+    EXPECT_NE(out.find(warningLine("Dt2::insertVector(..)", message) + "\n"), std::string::npos) << out;
     for (size_t i = 0; i < v.size(); ++i) EXPECT_EQ(vHandles[i] == nullptr, !std::isfinite(v[i].x() + v[i].y())) << i;
     EXPECT_DELAUNAY_OF(dt, v);  // the oracle drops non-finite points
     EXPECT_TRUE(std::isfinite(dt.computeBoundingBox().get_minX()) && std::isfinite(dt.computeBoundingBox().get_maxY()));
     EXPECT_EQ(zarn_test::captureStdout([&] { dt.insert(concat(std::vector<Point2>(v.begin() + 1, v.begin() + 17), randomPoints(100, 123))); }), "");
     Point2* pBad(&v[0]);
     const std::string single(oneWarning([&] { pBad = dt.insert(Point2(1, -kInf)); }));
-    EXPECT_TRUE(pBad == nullptr && countLinesContaining(single, "A point with a non-finite coordinate was rejected") == 1) << single;
+    EXPECT_EQ(pBad, nullptr);
+    EXPECT_NE(single.find(warningLine("Dt2::insert(..)", "A point with a non-finite coordinate was rejected") + "\n"), std::string::npos) << single;
   }
   std::vector<double> vCoords{0.0, 0.0, kNaN, 1.0, 1.0, 0.0, 0.0, 1.0, 2.0, kInf};
   std::vector<Point2*> vHandles(5, reinterpret_cast<Point2*>(&vCoords)), vOne;  // garbage to be overwritten
