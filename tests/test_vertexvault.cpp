@@ -44,10 +44,9 @@ TEST(VertexVault, CloseTriangleTakesTheNearerKeyAndSurvivesRemovals) {
   const uint32_t keyK(vault.getRecord(k).key), key0(vault.getRecord(0).key);
   Point2 *pNext(vault.getRecord(k + 1).pVtx), *pSecond(vault.getRecord(1).pVtx), *pBeforeLast(vault.getRecord(last - 1).pVtx);
   for (size_t i : {k, size_t(0), last}) dt.remove(vault.getRecord(i).pVtx);
-  EXPECT_TRUE(vault.getCloT(keyK)->hasVertex(pNext));
-  EXPECT_TRUE(vault.getCloT(key0)->hasVertex(pSecond));
-  EXPECT_TRUE(vault.getCloT(0)->hasVertex(pSecond));
-  EXPECT_TRUE(vault.getCloT(UINT32_MAX)->hasVertex(pBeforeLast));
+  EXPECT_EQ(vault.getCloT(keyK), pNext->getIncidentTriangle());
+  EXPECT_TRUE(vault.getCloT(key0) == pSecond->getIncidentTriangle() && vault.getCloT(0) == pSecond->getIncidentTriangle());
+  EXPECT_EQ(vault.getCloT(UINT32_MAX), pBeforeLast->getIncidentTriangle());
   for (uint32_t key = 0; key < (1u << 30); key += (1u << 22)) EXPECT_TRUE(isTriangleOf(dt, vault.getCloT(key))) << key;
 }
 
