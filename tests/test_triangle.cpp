@@ -87,18 +87,17 @@ TEST(Triangle2Measures, RightTriangleFlatCornersAndPointsOnEdges) {
     const double angle(flat.getInteriorAngle2D(0));
     ASSERT_TRUE(!std::isnan(angle) && angle < 1e-7) << dx << " " << dy << " " << f;
   }
-  const double tiny(std::numeric_limits<double>::denorm_min()), beyond(std::ldexp(1.0, -52));
+  const double tiny(std::numeric_limits<double>::denorm_min()), beyond(std::ldexp(1.0, -52)), above1(std::nextafter(1.0, 2.0));
   struct Case {
     int edge;
-    Point2 p;
+    double x, y;
     bool bOn;
   };
-  for (const Case& c : {Case{2, Point2(0.0, 0.0), true}, Case{2, Point2(1.0, 0.0), true}, Case{2, Point2(0.3, 0.0), true},
-                        Case{2, Point2(std::nextafter(1.0, 2.0), 0.0), false}, Case{2, Point2(-tiny, 0.0), false}, Case{2, Point2(0.5, tiny), false},
-                        Case{2, Point2(0.5, -tiny), false}, Case{0, Point2(0.25, 0.75), true}, Case{0, Point2(1.0 + beyond, -beyond), false},
-                        Case{0, Point2(-beyond, 1.0 + beyond), false}, Case{0, Point2(0.5, std::nextafter(0.5, 1.0)), false},
-                        Case{1, Point2(1.0, 0.0), false}}) {
-    EXPECT_EQ(t.hasOnEdge(c.edge, c.p), c.bOn) << c.edge << " " << c.p;
+  for (const Case& c : {Case{2, 0.0, 0.0, true}, Case{2, 1.0, 0.0, true}, Case{2, 0.3, 0.0, true}, Case{2, above1, 0.0, false},
+                        Case{2, -tiny, 0.0, false}, Case{2, 0.5, tiny, false}, Case{2, 0.5, -tiny, false}, Case{0, 0.25, 0.75, true},
+                        Case{0, 1.0 + beyond, -beyond, false}, Case{0, -beyond, 1.0 + beyond, false},
+                        Case{0, 0.5, std::nextafter(0.5, 1.0), false}, Case{1, 1.0, 0.0, false}}) {
+    EXPECT_EQ(t.hasOnEdge(c.edge, Point2(c.x, c.y)), c.bOn) << c.edge << " " << c.x << " " << c.y;
   }
 }
 
