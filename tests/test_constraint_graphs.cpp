@@ -171,27 +171,6 @@ TEST(ConstraintGraphPolygon, RingAndReadingDirectionsForInputInAnyOrder) {
 
 // ----- Split pieces ------------------------------------------------------------------------
 
-// A polygon through a vertex where the piece on one side is a segment split before: the graph must
-// learn the pieces below the reused segment, or its ring has pieces without a direction. Both sides.
-TEST(ConstraintGraphBookkeeping, PolygonThroughAnAlreadySplitConstraintKeepsItsRing) {
-  for (double preSplitX : {1.0, 3.0}) {
-    SCOPED_TRACE("pre-split piece at x=" + std::to_string(preSplitX));
-    Zarn_2D dt;
-    insertPoints(dt, {Point2(0, 0), Point2(4, 0), Point2(2, 3), Point2(2, -1)});
-    constrain(dt, {Segment2(Point2(preSplitX < 2 ? 0 : 4, 0), Point2(2, 0))});
-    ASSERT_NE(dt.insert(Point2(preSplitX, 0)), nullptr);
-    ConstraintGraph2* pTriangle(constrain(dt, chain({Point2(0, 0), Point2(4, 0), Point2(2, 3)}, true)));
-    ASSERT_TRUE(pTriangle->isPolygon());
-    const std::vector<Point2> vWant{Point2(0, 0), Point2(std::min(preSplitX, 2.0), 0), Point2(std::max(preSplitX, 2.0), 0), Point2(4, 0), Point2(2, 3)};
-    std::vector<Point2*> vRing;
-    pTriangle->getPolygonVertices(vRing);
-    EXPECT_EQ(positionsOf(vRing), vWant);
-    ASSERT_NE(dt.insert(Point2(preSplitX + 0.5, 0)), nullptr);
-    EXPECT_TRUE(libraryCheckValidity(dt));
-    EXPECT_TRUE(isBookkeepingConsistent(dt));
-  }
-}
-
 // Polygons and polylines on a small grid (directed or not, some over the segments of an earlier
 // graph), then points on their pieces (split, single and bulk insertion), and crossing segments;
 // after every step a random vertex is removed (refused at the end of a constraint piece). The
@@ -477,63 +456,49 @@ TEST(ConstraintSegmentOutput, PrintsLabelAddressesStatePointsAndLength) {
   EXPECT_TRUE(seg.isAlive());
 }
 
-// A constraint forced through the Delaunay edge C-D, then split at S: the children are alive
-// constraint edges, and S-B is no Delaunay edge (D lies in the circle of S, B, C), so the
-// Delaunay repair around S must leave the constraint alone.
+// A constraint A-B forced through the Delaunay edge C-D, then split at S: the children are alive
+// constraint edges, and S-B is no Delaunay edge (D lies in the circle of S, B, C), so the Delaunay
+// repair around S must leave the constraint alone. The pending segment E-F runs through the vertex
+// M: its bookkeeping is split there without touching the triangulation, and the flag stays set (a
+// second split fails on the children).
 //
+//   E (0,3) ------ M (5,3) ------ F (10,3)
 //              C (5, 0.5)
 //   A (0,0) ------ S (2,0) ------ B (10,0)
 //              D (5,-0.5)
-TEST(ConstraintSegmentSplit, InsertAndSplitMakesTwoAliveEdgesAndRefusesASecondSplit) {
-  const std::vector<Point2> vPoints{Point2(0, 0), Point2(10, 0), Point2(5, 0.5), Point2(5, -0.5)};
-  const std::vector<Segment2> vSegments{Segment2(vPoints[0], vPoints[1])};
+TEST(ConstraintSegmentSplit, BothSplitsBuildTheTreeAndRefuseMisuse) {
+  const std::vector<Point2> vPoints{Point2(0, 0), Point2(10, 0), Point2(5, 0.5), Point2(5, -0.5), Point2(0, 3), Point2(10, 3), Point2(5, 3)};
+  const std::vector<Segment2> vSegments{Segment2(vPoints[0], vPoints[1]), Segment2(vPoints[4], vPoints[5])};
   Zarn_2D dt;
   const std::vector<Point2*> v(insertPoints(dt, vPoints));
-  create(dt, vSegments, CIS_CONSTRAINED_DELAUNAY);
-  ConstraintSegment2* pSeg(dt.getConstraintSegment(v[0], v[1]));
-  ASSERT_NE(pSeg, nullptr);
-  Point2* pSplit(pSeg->insertAndSplit(Point2(2, 0)));
-  ASSERT_NE(pSplit, nullptr);
-  EXPECT_EQ(*pSplit, Point2(2, 0));
-  EXPECT_TRUE(validCdt(dt, vPoints, vSegments));
-  EXPECT_TRUE(isBookkeepingConsistent(dt));
-  expectChildren(dt, pSeg, pSplit);
-  EXPECT_EQ(aliveSegments(dt).size(), 2u);
-  EXPECT_FALSE(isEdge(dt, v[2], v[3]));
-  // getChildrenRec appends to what the caller has.
-  std::vector<ConstraintSegment2*> vLeaves{pSeg};
-  pSeg->getChildrenRec(vLeaves);
-  EXPECT_EQ(vLeaves, (std::vector<ConstraintSegment2*>{pSeg, dt.getConstraintSegment(v[0], pSplit), dt.getConstraintSegment(v[1], pSplit)}));
-  expectFailedCondition("bAlive", [&] { pSeg->insertAndSplit(Point2(4, 0)); });
-  EXPECT_EQ(dt.numberOfPoints(), 5u);
-}
-
-// The pending segment A-B runs through the vertex M; its bookkeeping is split there without
-// touching the triangulation. The flag stays set: a second split fails on the children.
-//
-//          C (1,1)
-//   A ---- M ---- B      A (0,0), M (1,0), B (2,0)
-//          D (1,-1)
-TEST(ConstraintSegmentSplit, CombinatorialSplitKeepsTheFlagButKillsTheSegment) {
-  const std::vector<Point2> vPoints{Point2(0, 0), Point2(2, 0), Point2(1, 1), Point2(1, -1), Point2(1, 0)};
-  Zarn_2D dt;
-  const std::vector<Point2*> v(insertPoints(dt, vPoints));
-  ConstraintMgr* pMgr(dt.getImpl()->getConstraintMgr());
-  pMgr->createConstraint({std::make_pair(v[1], v[0])}, CIS_CONSTRAINED_DELAUNAY, false, false);
+  create(dt, {vSegments[0]}, CIS_CONSTRAINED_DELAUNAY);
   ConstraintSegment2* pAB(dt.getConstraintSegment(v[0], v[1]));
   ASSERT_NE(pAB, nullptr);
-  expectFailedCondition("pSplit!=0", [&] { pAB->split_combinatorialOnly(nullptr); });
-  expectFailedCondition("p0!=pSplit && p1!=pSplit", [&] { pAB->split_combinatorialOnly(pAB->getTrg()); });
-  EXPECT_TRUE(pAB->isAlive());
+  Point2* pSplit(pAB->insertAndSplit(Point2(2, 0)));
+  ASSERT_NE(pSplit, nullptr);
+  EXPECT_EQ(*pSplit, Point2(2, 0));
+  expectChildren(dt, pAB, pSplit);
+  EXPECT_FALSE(isEdge(dt, v[2], v[3]));
+  std::vector<ConstraintSegment2*> vLeaves{pAB};  // getChildrenRec appends to what the caller has
+  pAB->getChildrenRec(vLeaves);
+  EXPECT_EQ(vLeaves, (std::vector<ConstraintSegment2*>{pAB, dt.getConstraintSegment(v[0], pSplit), dt.getConstraintSegment(v[1], pSplit)}));
+  expectFailedCondition("bAlive", [&] { pAB->insertAndSplit(Point2(4, 0)); });
 
+  dt.getImpl()->getConstraintMgr()->createConstraint({std::make_pair(v[5], v[4])}, CIS_CONSTRAINED_DELAUNAY, false, false);
+  ConstraintSegment2* pEF(dt.getConstraintSegment(v[4], v[5]));
+  ASSERT_NE(pEF, nullptr);
+  expectFailedCondition("pSplit!=0", [&] { pEF->split_combinatorialOnly(nullptr); });
+  expectFailedCondition("p0!=pSplit && p1!=pSplit", [&] { pEF->split_combinatorialOnly(pEF->getTrg()); });
+  EXPECT_TRUE(pEF->isAlive());
   const std::vector<TriangleKey> signature(triangleSignature(dt));
-  EXPECT_TRUE(pAB->split_combinatorialOnly(v[4]));
+  EXPECT_TRUE(pEF->split_combinatorialOnly(v[6]));
   EXPECT_EQ(triangleSignature(dt), signature);
-  EXPECT_TRUE(validCdt(dt, vPoints, {Segment2(vPoints[0], vPoints[1])}));
-  EXPECT_TRUE(isBookkeepingConsistent(dt));
-  expectChildren(dt, pAB, v[4]);
-  const std::string out(expectFailedCondition("vChildren.empty()", [&] { pAB->insertAndSplit(Point2(0.5, 0)); }));
+  expectChildren(dt, pEF, v[6]);
+  const std::string out(expectFailedCondition("vChildren.empty()", [&] { pEF->insertAndSplit(Point2(1, 3)); }));
   EXPECT_EQ(out.find("Condition [ bAlive failed ]"), std::string::npos) << out;
-  expectFailedCondition("isAlive()", [&] { pAB->split_combinatorialOnly(v[4]); });
-  EXPECT_EQ(dt.numberOfPoints(), 5u);
+  expectFailedCondition("isAlive()", [&] { pEF->split_combinatorialOnly(v[6]); });
+  EXPECT_TRUE(validCdt(dt, vPoints, vSegments));
+  EXPECT_TRUE(isBookkeepingConsistent(dt));
+  EXPECT_EQ(aliveSegments(dt).size(), 4u);
+  EXPECT_EQ(dt.numberOfPoints(), 8u);
 }
