@@ -87,28 +87,31 @@ TEST(SegmentChecker, AgreesWithAPairwiseRationalReferenceOnDegenerateRandomInput
       SegmentChecker checker(vSegments);
       const size_t n(vStore.size());
       std::vector<Intersectors> vExpectedIntersectors(n), vExpectedForeign(n, Intersectors{{nullptr, SIT_NONE}});
-      for (size_t i = 0; i < n; ++i) {
-        for (size_t j = 0; j < n; ++j) {
-          bool bCollinear(false);
-          Point2 lo, hi, p;
-          const SegmentIntersectionType expected(referenceType(vStore[i], vStore[j], bCollinear, lo, hi));
-          if (expected != SIT_NONE && (i % 2 == 0 || expected != SIT_ENDPOINT)) vExpectedForeign[i].emplace_back(vSegments[j], expected);
-          if (i == j) continue;
-          ASSERT_EQ(checker.getIntersectionType(vSegments[i], vSegments[j]), expected) << vStore[i] << " / " << vStore[j];
-          ASSERT_EQ(checker.getIntersectionType(&vReversed[i], vSegments[j]), expected) << vReversed[i] << " / " << vStore[j];
-          if (expected != SIT_NONE) vExpectedIntersectors[i].emplace_back(vSegments[j], expected);
-          if (expected == SIT_POINT) {
-            ASSERT_TRUE(constructions.getIntersectionPoint(SIT_POINT, vStore[i], vStore[j], p));
-            EXPECT_EQ(p, cdttest::roundedIntersection(vStore[i], vStore[j])) << vStore[i] << " / " << vStore[j];
-            EXPECT_EQ(p.getCustomIndex(), -1);
+      const std::string said(output([&] {  // collinear segments without a common point are refused silently
+        for (size_t i = 0; i < n; ++i) {
+          for (size_t j = 0; j < n; ++j) {
+            bool bCollinear(false);
+            Point2 lo, hi, p;
+            const SegmentIntersectionType expected(referenceType(vStore[i], vStore[j], bCollinear, lo, hi));
+            if (expected != SIT_NONE && (i % 2 == 0 || expected != SIT_ENDPOINT)) vExpectedForeign[i].emplace_back(vSegments[j], expected);
+            if (i == j) continue;
+            ASSERT_EQ(checker.getIntersectionType(vSegments[i], vSegments[j]), expected) << vStore[i] << " / " << vStore[j];
+            ASSERT_EQ(checker.getIntersectionType(&vReversed[i], vSegments[j]), expected) << vReversed[i] << " / " << vStore[j];
+            if (expected != SIT_NONE) vExpectedIntersectors[i].emplace_back(vSegments[j], expected);
+            if (expected == SIT_POINT) {
+              ASSERT_TRUE(constructions.getIntersectionPoint(SIT_POINT, vStore[i], vStore[j], p));
+              EXPECT_EQ(p, cdttest::roundedIntersection(vStore[i], vStore[j])) << vStore[i] << " / " << vStore[j];
+              EXPECT_EQ(p.getCustomIndex(), -1);
+            }
+            if (!bCollinear || vStore[i].getSrc() == vStore[i].getTrg() || vStore[j].getSrc() == vStore[j].getTrg()) continue;
+            Segment2 overlap;
+            EXPECT_EQ(constructions.getIntersectionSegment(vStore[i], vStore[j], overlap), expected != SIT_NONE);
+            if (dt2test::lessXY(vStore[i].getTrg(), vStore[i].getSrc())) std::swap(lo, hi);
+            EXPECT_TRUE(expected == SIT_NONE || (overlap.getSrc() == lo && overlap.getTrg() == hi)) << vStore[i] << " / " << vStore[j];
           }
-          if (!bCollinear || vStore[i].getSrc() == vStore[i].getTrg() || vStore[j].getSrc() == vStore[j].getTrg()) continue;
-          Segment2 overlap;
-          ASSERT_EQ(output([&] { EXPECT_EQ(constructions.getIntersectionSegment(vStore[i], vStore[j], overlap), expected != SIT_NONE); }), "");
-          if (dt2test::lessXY(vStore[i].getTrg(), vStore[i].getSrc())) std::swap(lo, hi);
-          EXPECT_TRUE(expected == SIT_NONE || (overlap.getSrc() == lo && overlap.getTrg() == hi)) << vStore[i] << " / " << vStore[j];
         }
-      }
+      }));
+      EXPECT_EQ(said, "");
       for (bool bAlsoEndpoints : {false, true}) {
         std::vector<Segment2*> vExpected, vIllegal;
         for (size_t i = 0; i < n; ++i) {
