@@ -73,7 +73,8 @@ inline double nearestDouble(const mpq_class& q) {
 /// The common point of two segments that meet in exactly one point, rounded to the nearest doubles.
 inline Point2 roundedIntersection(const Segment2& s, const Segment2& t) {
   const Point2 &a(s.getSrc()), &b(s.getTrg()), &c(t.getSrc()), &d(t.getTrg());
-  const mpq_class rx(mpq_class(b.x()) - a.x()), ry(mpq_class(b.y()) - a.y()), sx(mpq_class(d.x()) - c.x()), sy(mpq_class(d.y()) - c.y());
+  const mpq_class rx(mpq_class(b.x()) - a.x()), ry(mpq_class(b.y()) - a.y());
+  const mpq_class sx(mpq_class(d.x()) - c.x()), sy(mpq_class(d.y()) - c.y());
   const mpq_class den(rx * sy - ry * sx);
   if (den == 0) return a == b ? a : c;  // parallel: one of them is a point
   const mpq_class lambda(((mpq_class(c.x()) - a.x()) * sy - (mpq_class(c.y()) - a.y()) * sx) / den);

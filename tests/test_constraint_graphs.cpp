@@ -231,7 +231,8 @@ TEST(ConstraintGraphBookkeeping, RandomGraphsStayConsistentThroughSplits) {
       const bool bKept(dt.isConstraint(pVictim));
       const size_t numBefore(dt.numberOfPoints());
       const std::string out(captureStdout([&] { dt.remove(pVictim); }));
-      EXPECT_EQ(out, bKept ? "\n" + warningLine("Dt2::remove(..)", "The vertex is an endpoint of a constraint segment, nothing removed") + "\n\n" : "");
+      const std::string refusal(warningLine("Dt2::remove(..)", "The vertex is an endpoint of a constraint segment, nothing removed"));
+      EXPECT_EQ(out, bKept ? "\n" + refusal + "\n\n" : "");
       EXPECT_EQ(dt.numberOfPoints(), numBefore - !bKept);
       if (!bKept) vPoints.erase(std::remove(vPoints.begin(), vPoints.end(), gone), vPoints.end());
       ASSERT_TRUE(validCdt(dt, vPoints, vAll)) << "after removing " << gone;
@@ -395,8 +396,11 @@ TEST(ConstraintMgrDumps, DumpsHoldTheAlivePiecesOfEachGraphExactly) {
 
 // ----- Constraint segments -----------------------------------------------------------------
 
-TEST(ConstraintSegmentLabel, EverySegmentTakesTheNextLabelAndOnlyNewPairsMakeSegments) {
-  Point2 a[3] = {Point2(0, 0), Point2(1, 0), Point2(0, 1)};
+// Every segment constructed takes the next label (a failed construction and the pair query of a
+// graph too; an existing pair constructs nothing); the printed form shows label, addresses, state,
+// points and length; a segment splits only within a triangulation.
+TEST(ConstraintSegmentLabel, LabelsPrintedFormAndSplitsOutsideATriangulation) {
+  Point2 a[3] = {Point2(0.5, -1.25), Point2(3.5, 2.75), Point2(2, 0.75)};
   ConstraintSegment2 s0(&a[0], &a[1], CIS_CONSTRAINED_DELAUNAY);
   ConstraintSegment2 s1(&a[0], &a[2], CIS_CONFORMING_DELAUNAY);
   EXPECT_EQ(s1.getLabel(), s0.getLabel() + 1);
@@ -423,24 +427,19 @@ TEST(ConstraintSegmentLabel, EverySegmentTakesTheNextLabelAndOnlyNewPairsMakeSeg
   EXPECT_FALSE(pGraph->isConstraint(v[0], v[3]));
   ConstraintSegment2 after(&a[0], &a[1], CIS_CONSTRAINED_DELAUNAY);
   EXPECT_EQ(after.getLabel(), before.getLabel() + 3);
-}
-
-TEST(ConstraintSegmentOutput, PrintsLabelAddressesStatePointsAndLength) {
-  Point2 a[3] = {Point2(0.5, -1.25), Point2(3.5, 2.75), Point2(2, 0.75)};
-  ConstraintSegment2 seg(&a[0], &a[1], CIS_CONSTRAINED_DELAUNAY);
   std::ostringstream head;
-  head << "ConstraintSegment2 label " << seg.getLabel() << ", " << static_cast<const void*>(&seg) << ": ("
+  head << "ConstraintSegment2 label " << s0.getLabel() << ", " << static_cast<const void*>(&s0) << ": ("
        << static_cast<const void*>(&a[0]) << "," << static_cast<const void*>(&a[1]) << ")";
-  EXPECT_EQ(toString(seg), head.str() + " [alive]\nPoint2 (0.5, -1.25)\nPoint2 (3.5, 2.75)\nlength=5");
-  seg.setDead();
-  EXPECT_FALSE(seg.isAlive());
-  EXPECT_EQ(toString(seg), head.str() + " [DEAD, numChildren=0]\nPoint2 (0.5, -1.25)\nPoint2 (3.5, 2.75)\nlength=5");
-  seg.setAlive();
-  EXPECT_TRUE(seg.isAlive());
+  EXPECT_EQ(toString(s0), head.str() + " [alive]\nPoint2 (0.5, -1.25)\nPoint2 (3.5, 2.75)\nlength=5");
+  s0.setDead();
+  EXPECT_FALSE(s0.isAlive());
+  EXPECT_EQ(toString(s0), head.str() + " [DEAD, numChildren=0]\nPoint2 (0.5, -1.25)\nPoint2 (3.5, 2.75)\nlength=5");
+  s0.setAlive();
+  EXPECT_TRUE(s0.isAlive());
   // Split only within a triangulation.
-  expectFailedCondition("!sOwners.empty()", [&] { seg.insertAndSplit(a[2]); });
-  expectFailedCondition("!sOwners.empty()", [&] { seg.split_combinatorialOnly(&a[2]); });
-  EXPECT_TRUE(seg.isAlive());
+  expectFailedCondition("!sOwners.empty()", [&] { s0.insertAndSplit(a[2]); });
+  expectFailedCondition("!sOwners.empty()", [&] { s0.split_combinatorialOnly(&a[2]); });
+  EXPECT_TRUE(s0.isAlive());
 }
 
 // A constraint A-B forced through the Delaunay edge C-D, then split at S: the children are alive
@@ -454,7 +453,8 @@ TEST(ConstraintSegmentOutput, PrintsLabelAddressesStatePointsAndLength) {
 //   A (0,0) ------ S (2,0) ------ B (10,0)
 //              D (5,-0.5)
 TEST(ConstraintSegmentSplit, BothSplitsBuildTheTreeAndRefuseMisuse) {
-  const std::vector<Point2> vPoints{Point2(0, 0), Point2(10, 0), Point2(5, 0.5), Point2(5, -0.5), Point2(0, 3), Point2(10, 3), Point2(5, 3)};
+  const std::vector<Point2> vPoints{Point2(0, 0),  Point2(10, 0), Point2(5, 0.5), Point2(5, -0.5),
+                                    Point2(0, 3), Point2(10, 3), Point2(5, 3)};
   const std::vector<Segment2> vSegments{Segment2(vPoints[0], vPoints[1]), Segment2(vPoints[4], vPoints[5])};
   Zarn_2D dt;
   const std::vector<Point2*> v(insertPoints(dt, vPoints));

@@ -127,7 +127,8 @@ TEST(ConstrainedInsertion, CrossingVertexIsTheRoundedExactIntersection) {
   for (int i = 0; i < 200; ++i) {
     const double s(std::ldexp(1.0, static_cast<int>(rng() % 1001) - 500)), cx(i % 3 == 0 ? 1e5 * s * unit(rng) : 0.0);
     const double d(i % 2 == 0 ? 1e-12 : 0.5), ya0(unit(rng)), ya1(unit(rng));
-    const Segment2 a(Point2(cx - s, s * ya0), Point2(cx + s, s * ya1)), b(Point2(cx - s, s * (ya0 + d)), Point2(cx + s, s * (ya1 - d)));
+    const Segment2 a(Point2(cx - s, s * ya0), Point2(cx + s, s * ya1));
+    const Segment2 b(Point2(cx - s, s * (ya0 + d)), Point2(cx + s, s * (ya1 - d)));
     Zarn_2D dt;
     create(dt, {a, b}, CIS_CONSTRAINED_DELAUNAY);
     const Point2 want(roundedIntersection(a, b));

@@ -26,7 +26,9 @@ Segment2 seg(double x0, double y0, double x1, double y1) { return Segment2(Point
 
 std::string output(const std::function<void()>& action) { return zarn_test::captureStdout(action); }
 
-std::string errorLine(const std::string& where, const std::string& msg) { return "\n      [Zarn2D-Message] " + where + ", ERROR: " + msg + "\n\n"; }
+std::string errorLine(const std::string& where, const std::string& msg) {
+  return "\n      [Zarn2D-Message] " + where + ", ERROR: " + msg + "\n\n";
+}
 
 /// The classification by its definition, from the exact predicates of the test oracle: no common
 /// point, a common piece of positive length (collinear, the larger start before the smaller end),
@@ -93,7 +95,9 @@ TEST(SegmentChecker, AgreesWithAPairwiseRationalReferenceOnDegenerateRandomInput
             bool bCollinear(false);
             Point2 lo, hi, p;
             const SegmentIntersectionType expected(referenceType(vStore[i], vStore[j], bCollinear, lo, hi));
-            if (expected != SIT_NONE && (i % 2 == 0 || expected != SIT_ENDPOINT)) vExpectedForeign[i].emplace_back(vSegments[j], expected);
+            if (expected != SIT_NONE && (i % 2 == 0 || expected != SIT_ENDPOINT)) {
+              vExpectedForeign[i].emplace_back(vSegments[j], expected);
+            }
             if (i == j) continue;
             ASSERT_EQ(checker.getIntersectionType(vSegments[i], vSegments[j]), expected) << vStore[i] << " / " << vStore[j];
             ASSERT_EQ(checker.getIntersectionType(&vReversed[i], vSegments[j]), expected) << vReversed[i] << " / " << vStore[j];
@@ -107,7 +111,8 @@ TEST(SegmentChecker, AgreesWithAPairwiseRationalReferenceOnDegenerateRandomInput
             Segment2 overlap;
             EXPECT_EQ(constructions.getIntersectionSegment(vStore[i], vStore[j], overlap), expected != SIT_NONE);
             if (dt2test::lessXY(vStore[i].getTrg(), vStore[i].getSrc())) std::swap(lo, hi);
-            EXPECT_TRUE(expected == SIT_NONE || (overlap.getSrc() == lo && overlap.getTrg() == hi)) << vStore[i] << " / " << vStore[j];
+            EXPECT_TRUE(expected == SIT_NONE || (overlap.getSrc() == lo && overlap.getTrg() == hi))
+                << vStore[i] << " / " << vStore[j];
           }
         }
       }));
