@@ -1,12 +1,13 @@
 // Parallel bulk insertion (several threads, one triangulation): differential against one thread on
 // the table of degenerate and extreme point sets, in bulk, through the flat array and in batches
-// into an existing triangulation; constraints waiting for the points.
+// into an existing triangulation; constraints waiting for the points; how much the workers leave.
 #include <gtest/gtest.h>
 
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "Dt2.h"
 #include "Partitioner.h"
 #include "dt2_test_support.h"
 
@@ -74,5 +75,17 @@ TEST(Dt2Parallel, ConstraintsCreatedBeforeThePointsAreApplied) {
     }
     if (numCPU == 1) oneThread = triangleSignature(dt);
     EXPECT_EQ(triangleSignature(dt), oneThread) << "numCPU=" << numCPU;
+  }
+}
+
+// The workers insert nearly all points themselves: a fault that makes them leave everything to the
+// serial pass keeps every result right and only shows as lost speed.
+TEST(Dt2Parallel, WorkersLeaveFewPointsToTheSerialPass) {
+  const std::vector<Point2> vPoints(randomPoints(100000, 1430));
+  for (int numCPU : {2, 3}) {
+    Zarn_2D dt;
+    dt.setNumCPU(numCPU);
+    dt.insert(vPoints);
+    EXPECT_LT(dt.getImpl()->numberOfPointsDeferredByWorkers(), vPoints.size() / 5) << "numCPU=" << numCPU;
   }
 }
