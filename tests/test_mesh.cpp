@@ -320,10 +320,18 @@ TEST(RefCand3Rules, EdgeBlockingByLocationCode) {
 
 // ----- Entry checks -----
 
-// The parameters of an outside zone complain and keep no grid direction; refinement with them, a
-// null zone or an angle above 30 degrees ends at the entry with its message; 30 degrees refine.
-TEST(MeshEntry, WrongZonesAndAnglesEndAtTheEntry) {
-  Meshing m(squareWithHole());
+// The zone quality check exempts small angles between two constraints and draws offenders into the
+// named file. The parameters of an outside zone complain and keep no grid direction; refinement
+// with them, a null zone or an angle above 30 degrees ends at the entry with its message; 30 refine.
+TEST(MeshEntry, QualityCheckAndWrongZonesAndAngles) {
+  Meshing spikeMesh(spike(5.0)), m(squareWithHole());
+  EXPECT_TRUE(spikeMesh.dt.checkZoneQuality(spikeMesh.pZone, 30.0, "", AcceptExperimentalFeature()));
+  const std::string file(::testing::TempDir() + "zone_quality.ps");
+  std::remove(file.c_str());
+  EXPECT_FALSE(m.dt.checkZoneQuality(m.pZone, 30.0, file, AcceptExperimentalFeature()));
+  EXPECT_NE(zarn_test::readFile(file).find("%!PS"), std::string::npos);
+  EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, 10.0, "", AcceptExperimentalFeature()));
+  EXPECT_FALSE(zarn_test::captureStdout([&] { EXPECT_FALSE(m.dt.checkZoneQuality(nullptr, 10.0, "", AcceptExperimentalFeature())); }).empty());
   std::unique_ptr<MeshGenParams> pOutside;
   EXPECT_EQ(zarn_test::captureStderr([&] { pOutside.reset(new MeshGenParams(m.dt.createZone(m.pGraph, ZL_OUTSIDE))); }),
             "\n\n\nMeshGenParams::MeshGenParams(..), ERROR: \n\tbehavior since Zarn 1.39: The zoneLocation must be ZL_INSIDE or ZL_BOUNDED. "
@@ -369,19 +377,6 @@ TEST(MeshEntry, FacadeRefineAndVertexBudget) {
   EXPECT_LE(m.dt.numberOfPoints(), numBefore + 25);
   EXPECT_TRUE(m.report().bBudgetReached);
   EXPECT_NE(m.report().describe().find("vertex budget reached"), std::string::npos);
-}
-
-// Small angles between two constraints are exempt; offenders are drawn into the named file.
-TEST(MeshEntry, ZoneQualityCheck) {
-  Meshing spikeMesh(spike(5.0));
-  EXPECT_TRUE(spikeMesh.dt.checkZoneQuality(spikeMesh.pZone, 30.0, "", AcceptExperimentalFeature()));
-  Meshing m(squareWithHole());
-  const std::string file(::testing::TempDir() + "zone_quality.ps");
-  std::remove(file.c_str());
-  EXPECT_FALSE(m.dt.checkZoneQuality(m.pZone, 30.0, file, AcceptExperimentalFeature()));
-  EXPECT_NE(zarn_test::readFile(file).find("%!PS"), std::string::npos);
-  EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, 10.0, "", AcceptExperimentalFeature()));
-  EXPECT_FALSE(zarn_test::captureStdout([&] { EXPECT_FALSE(m.dt.checkZoneQuality(nullptr, 10.0, "", AcceptExperimentalFeature())); }).empty());
 }
 
 // ----- Mesh arrays -----
