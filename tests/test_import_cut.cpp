@@ -11,7 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "Zone2.h"
 #include "cdt_test_support.h"
 #include "test_support.h"
 #include "zone_test_support.h"

@@ -8,12 +8,9 @@
 #include <cmath>
 #include <cstdio>
 #include <memory>
-#include <random>
-#include <set>
 #include <string>
 #include <vector>
 
-#include "ConstraintMgr.h"
 #include "Dt2.h"
 #include "RefCand3.h"
 #include "cdt_test_support.h"

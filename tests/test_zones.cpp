@@ -48,9 +48,9 @@ TEST(Zones, ZonesOfRandomPolygonsFollowTheGeometryThroughInsertionsAndRemovals) 
     std::vector<Segment2> vA, vB;
     generateRandomPolygon(9, 100, 700, vA, seed);
     generateRandomPolygon(7, 350, 950, vB, seed + 10);
-    Ring a, b;
-    for (const Segment2& seg : vA) a.push_back(seg.getSrc());
-    for (const Segment2& seg : vB) b.push_back(seg.getSrc());
+    Ring a(vA.size()), b(vB.size());
+    std::transform(vA.begin(), vA.end(), a.begin(), std::mem_fn(&Segment2::getSrc));
+    std::transform(vB.begin(), vB.end(), b.begin(), std::mem_fn(&Segment2::getSrc));
     const bool bClockwise(seed % 2 == 0);  // then the left side of ring a is its outside
     Ring given(a);
     if (bClockwise) std::reverse(given.begin(), given.end());
@@ -80,18 +80,19 @@ TEST(Zones, ZonesOfRandomPolygonsFollowTheGeometryThroughInsertionsAndRemovals) 
     Zone2* pDomain(nullptr);
     captureStdout([&] { pDomain = createDomainZone(scene.dt, {pA, pB}, {Point2(650, 650), Point2(5000, 5000)}); });
     EXPECT_TRUE(isZoneOf(pDomain, scene.dt, [&](const Triangle2* pT) { return (inA(pT) || inB(pT)) && !inBCellOfHole(pT); }));
-    const std::pair<Zone2* (*)(Zone2*, Zone2*), ZoneLocation> aOps[] = {{zoneUnion, ZL_RESULT_UNION}, {zoneIntersection, ZL_RESULT_INTERSECTION},
-                                                                         {zoneDifference, ZL_RESULT_DIFFERENCE},
-                                                                         {zoneSymmetricDifference, ZL_RESULT_SYMMETRIC_DIFFERENCE}};
-    const std::function<bool(bool, bool)> aMember[] = {std::logical_or<bool>(), std::logical_and<bool>(), [](bool x, bool y) { return x && !y; },
-                                                       std::not_equal_to<bool>()};
-    for (int i = 0; i < 4; ++i) {
-      for (const bool bSwap : {false, true}) {
-        const Rule first(bSwap ? inB : inA), second(bSwap ? inA : inB);
-        vZones.emplace_back(aOps[i].first(bSwap ? pInB : pInA, bSwap ? pInA : pInB),
-                            [&, i, first, second](const Triangle2* pT) { return aMember[i](first(pT), second(pT)); }, aOps[i].second);
+    const struct {
+      Zone2* (*op)(Zone2*, Zone2*);
+      ZoneLocation zoneLoc;
+      std::function<bool(bool, bool)> member;  // is a triangle in the result, given whether it is in the operands
+    } aOps[] = {{zoneUnion, ZL_RESULT_UNION, std::logical_or<bool>()}, {zoneIntersection, ZL_RESULT_INTERSECTION, std::logical_and<bool>()},
+                {zoneDifference, ZL_RESULT_DIFFERENCE, [](bool x, bool y) { return x && !y; }},
+                {zoneSymmetricDifference, ZL_RESULT_SYMMETRIC_DIFFERENCE, std::not_equal_to<bool>()}};
+    for (const auto& op : aOps) {
+      for (const auto& operands : {std::make_pair(pInA, pInB), std::make_pair(pInB, pInA), std::make_pair(pInA, pInA)}) {
+        const Rule first(operands.first == pInA ? inA : inB), second(operands.second == pInA ? inA : inB);
+        const auto member = [&op, first, second](const Triangle2* pT) { return op.member(first(pT), second(pT)); };
+        vZones.emplace_back(op.op(operands.first, operands.second), member, op.zoneLoc);
       }
-      vZones.emplace_back(aOps[i].first(pInA, pInA), [&, i](const Triangle2* pT) { return aMember[i](inA(pT), inA(pT)); }, aOps[i].second);
     }
     for (const bool bLater : {false, true}) {
       for (const auto& zone : vZones) {
@@ -384,13 +385,11 @@ TEST(Zones, UnifyGridTurnsDiagonalsOneWayInsideTheZoneOnly) {
 // sortRing, sortRingCCW and isSimplePolygon on a table of shapes.
 TEST(PolygonUtils, SortRingAndSimplePolygonTable) {
   const Point2 a(0, 0), b(4, 0), c(4, 4), d(0, 4), m(2, 2), e(2, 0);
-  std::vector<Segment2> star, twoTriangles(ring({a, e, m})), eight(ring({a, e, m, b, c, m, d})), open(ring({a, b, c, d}));
+  const auto opened = [](std::vector<Segment2> v) { return v.pop_back(), v; };
+  std::vector<Segment2> star, twoTriangles(ring({a, e, m})), other(ring({b, c, Point2(3, 3)}));
   generateRandomPolygon(40, 0.0, 100.0, star, 3);
   std::reverse(star.begin(), star.end());
-  const std::vector<Segment2> other(ring({b, c, Point2(3, 3)}));
   twoTriangles.insert(twoTriangles.end(), other.begin(), other.end());
-  eight.pop_back();
-  open.pop_back();
   const struct {
     std::vector<Segment2> vSegments;
     bool bRing, bSimple;
@@ -402,9 +401,9 @@ TEST(PolygonUtils, SortRingAndSimplePolygonTable) {
       {ring({a, b, c, e, d}), true, false},        // a vertex on another segment
       {ring({a, b, c, Point2(4, 2)}), true, false},  // folds back on itself
       {ring({a, e, b}), true, false},              // flat
-      {eight, false, false},                       // figure eight, open
+      {opened(ring({a, e, m, b, c, m, d})), false, false},  // figure eight, open
       {twoTriangles, false, false},
-      {open, false, false},
+      {opened(ring({a, b, c, d})), false, false},
       {{Segment2(a, b), Segment2(b, a)}, false, false},
       {{Segment2(a, b), Segment2(b, b), Segment2(b, c), Segment2(c, a)}, false, false},  // a degenerate segment
       {{}, false, false},
