@@ -186,30 +186,6 @@ TEST(CutTriangles, ProtectedCutsAtTinyAnglesKeepEveryEarlierPiece) {
   }
 }
 
-// Bad segments are skipped with a count, before the triangulation is 2D nothing is cut, and the
-// triangulation stays as it was.
-TEST(CutTriangles, BadSegmentsAndEarlyCallsWarn) {
-  Zarn_2D dt(0);
-  std::vector<Segment2> vCuts(1, Segment2(Point2(0, 0), Point2(1, 1)));
-  EXPECT_NE(std::string::npos, captureStdout([&] { dt.cutTriangles(vCuts, true); })
-                                   .find(warningLine("Dt2::cutTriangles()", "The triangulation is not 2D yet, nothing to cut")));
-  EXPECT_EQ(0u, dt.numberOfPoints());
-  std::vector<Segment2> vNone, vOut;
-  EXPECT_TRUE(dt.drape(vNone, vOut));
-  makeGrid(dt);
-  const std::vector<TriangleKey> vBefore(dt2test::triangleSignature(dt));
-  vCuts.assign(1, Segment2(Point2(2, 2), Point2(2, 2)));
-  EXPECT_NE(std::string::npos, captureStdout([&] { dt.cutTriangles(vCuts, false); })
-                                   .find(warningLine("Dt2::cutTriangles()", "1 degenerate or non-finite segment(s) skipped")));
-  EXPECT_EQ(vBefore, dt2test::triangleSignature(dt));
-  std::vector<Segment2> vIn{vCuts[0], Segment2(Point2(kNaN, 1), Point2(2, 2)), Segment2(Point2(0.5, 0.5), Point2(1.5, 0.5))};
-  bool bResult(true);
-  const std::string out(captureStdout([&] { bResult = dt.drape(vIn, vOut); }));
-  EXPECT_FALSE(bResult);
-  EXPECT_NE(std::string::npos, out.find(warningLine("Dt2::drape()", "2 degenerate or non-finite segment(s) skipped")));
-  EXPECT_EQ(2u, vOut.size());  // the third segment, split at x = 1
-}
-
 // ----- importTriangles -----------------------------------------------------------------------
 
 // The edges of the triangles given as corner triples.
@@ -270,13 +246,32 @@ TEST(ImportTriangles, ImportedTrianglesReappearExactly) {
   }
 }
 
+// Before the triangulation is 2D nothing is cut; bad segments and triangles are skipped with a
+// count, a point count that is no multiple of 3 imports nothing, and the triangulation stays as it
+// was; overlapping imported triangles give the zone of their union.
 TEST(ImportTriangles, BadInputIsReported) {
   Zarn_2D dt(0);
+  std::vector<Segment2> vCuts(1, Segment2(Point2(0, 0), Point2(1, 1)));
+  EXPECT_NE(std::string::npos, captureStdout([&] { dt.cutTriangles(vCuts, true); })
+                                   .find(warningLine("Dt2::cutTriangles()", "The triangulation is not 2D yet, nothing to cut")));
+  EXPECT_EQ(0u, dt.numberOfPoints());
+  std::vector<Segment2> vNone, vOut;
+  EXPECT_TRUE(dt.drape(vNone, vOut));
   makeGrid(dt);
   const std::vector<TriangleKey> vBefore(dt2test::triangleSignature(dt));
+  vCuts.assign(1, Segment2(Point2(2, 2), Point2(2, 2)));
+  EXPECT_NE(std::string::npos, captureStdout([&] { dt.cutTriangles(vCuts, false); })
+                                   .find(warningLine("Dt2::cutTriangles()", "1 degenerate or non-finite segment(s) skipped")));
+  EXPECT_EQ(vBefore, dt2test::triangleSignature(dt));
+  std::vector<Segment2> vIn{vCuts[0], Segment2(Point2(kNaN, 1), Point2(2, 2)), Segment2(Point2(0.5, 0.5), Point2(1.5, 0.5))};
+  bool bResult(true);
+  std::string out(captureStdout([&] { bResult = dt.drape(vIn, vOut); }));
+  EXPECT_FALSE(bResult);
+  EXPECT_NE(std::string::npos, out.find(warningLine("Dt2::drape()", "2 degenerate or non-finite segment(s) skipped")));
+  EXPECT_EQ(2u, vOut.size());  // the third segment, split at x = 1
   std::vector<Point2> vFour(4, Point2(1, 1));
   Zone2* pZone(reinterpret_cast<Zone2*>(&dt));
-  std::string out(captureStdout([&] { pZone = dt.importTriangles(vFour, false, false); }));
+  out = captureStdout([&] { pZone = dt.importTriangles(vFour, false, false); });
   EXPECT_EQ(nullptr, pZone);
   EXPECT_NE(std::string::npos, out.find("Dt2::importTriangles(), ERROR: vPoints.size() must be a multiple of 3")) << out;
   EXPECT_EQ(vBefore, dt2test::triangleSignature(dt));
