@@ -66,15 +66,6 @@ inline std::vector<dt2test::TriangleKey> keysOf(const std::vector<Triangle2*>& v
 
 inline TriangleSet setOf(const std::vector<Triangle2*>& v) { return TriangleSet(v.begin(), v.end()); }
 
-/// The triangles of dt that satisfy the rule.
-inline TriangleSet where(const Zarn_2D& dt, const Rule& rule) {
-  TriangleSet s;
-  for (const Triangle2* pT : trianglesOf(dt)) {
-    if (rule(pT)) s.insert(pT);
-  }
-  return s;
-}
-
 /// The rule "the centroid lies inside the ring" (non-zero winding number, exact).
 inline Rule insideOf(const std::vector<Point2>& vRing) {
   return [vRing](const Triangle2* pT) { return dt2test::windingNumberAtCentroid(vRing, pT) != 0; };
@@ -83,7 +74,11 @@ inline Rule insideOf(const std::vector<Point2>& vRing) {
 /// Checks that the zone lists each triangle once and exactly those of dt that satisfy the rule.
 inline ::testing::AssertionResult isZoneOf(const Zone2* pZone, const Zarn_2D& dt, const Rule& rule) {
   const std::vector<Triangle2*> v(trianglesOf(pZone));
-  const TriangleSet sZone(setOf(v)), sWant(where(dt, rule));
+  const TriangleSet sZone(setOf(v));
+  TriangleSet sWant;
+  for (const Triangle2* pT : trianglesOf(dt)) {
+    if (rule(pT)) sWant.insert(pT);
+  }
   if (sZone.size() != v.size()) return ::testing::AssertionFailure() << "a triangle is listed twice";
   if (sZone == sWant) return ::testing::AssertionSuccess();
   const auto numNotIn = [](const TriangleSet& a, const TriangleSet& b) {
