@@ -18,7 +18,6 @@
 using namespace KORA_ZARN2D;
 using namespace zonetest;
 using dt2test::TriangleKey;
-using dt2test::warningLine;
 using zarn_test::captureStdout;
 
 namespace {
@@ -253,7 +252,7 @@ TEST(ImportTriangles, BadInputIsReported) {
   Zarn_2D dt(0);
   std::vector<Segment2> vCuts(1, Segment2(Point2(0, 0), Point2(1, 1)));
   EXPECT_NE(std::string::npos, captureStdout([&] { dt.cutTriangles(vCuts, true); })
-                                   .find(warningLine("Dt2::cutTriangles()", "The triangulation is not 2D yet, nothing to cut")));
+                                   .find(warned("Dt2::cutTriangles()", "The triangulation is not 2D yet, nothing to cut")));
   EXPECT_EQ(0u, dt.numberOfPoints());
   std::vector<Segment2> vNone, vOut;
   EXPECT_TRUE(dt.drape(vNone, vOut));
@@ -261,33 +260,33 @@ TEST(ImportTriangles, BadInputIsReported) {
   const std::vector<TriangleKey> vBefore(dt2test::triangleSignature(dt));
   vCuts.assign(1, Segment2(Point2(2, 2), Point2(2, 2)));
   EXPECT_NE(std::string::npos, captureStdout([&] { dt.cutTriangles(vCuts, false); })
-                                   .find(warningLine("Dt2::cutTriangles()", "1 degenerate or non-finite segment(s) skipped")));
+                                   .find(warned("Dt2::cutTriangles()", "1 degenerate or non-finite segment(s) skipped")));
   EXPECT_EQ(vBefore, dt2test::triangleSignature(dt));
   std::vector<Segment2> vIn{vCuts[0], Segment2(Point2(kNaN, 1), Point2(2, 2)), Segment2(Point2(0.5, 0.5), Point2(1.5, 0.5))};
   bool bResult(true);
   std::string out(captureStdout([&] { bResult = dt.drape(vIn, vOut); }));
   EXPECT_FALSE(bResult);
-  EXPECT_NE(std::string::npos, out.find(warningLine("Dt2::drape()", "2 degenerate or non-finite segment(s) skipped")));
+  EXPECT_NE(std::string::npos, out.find(warned("Dt2::drape()", "2 degenerate or non-finite segment(s) skipped")));
   EXPECT_EQ(2u, vOut.size());  // the third segment, split at x = 1
   std::vector<Point2> vFour(4, Point2(1, 1));
   Zone2* pZone(reinterpret_cast<Zone2*>(&dt));
   out = captureStdout([&] { pZone = dt.importTriangles(vFour, false, false); });
   EXPECT_EQ(nullptr, pZone);
-  EXPECT_NE(std::string::npos, out.find("Dt2::importTriangles(), ERROR: vPoints.size() must be a multiple of 3")) << out;
+  EXPECT_NE(std::string::npos, out.find("Dt2::importTriangles(), ERROR: vPoints.size() must be a multiple of 3\n")) << out;
   EXPECT_EQ(vBefore, dt2test::triangleSignature(dt));
   std::vector<Point2> vMixed{Point2(0.5, 0.5), Point2(1.5, 0.5), Point2(2.5, 0.5),      // collinear
                              Point2(1, 1),     Point2(1, 1),     Point2(2, 3),        // repeated corner
                              Point2(kNaN, 0),  Point2(1, 1),     Point2(2, 2),        // non-finite
                              Point2(0.5, 0.5), Point2(3.5, 0.75), Point2(1.25, 3.5)};  // a good one
   out = captureStdout([&] { dt.importTriangles(vMixed, false, false); });
-  EXPECT_NE(std::string::npos, out.find(warningLine("Dt2::importTriangles()", "2 degenerate triangle(s) skipped"))) << out;
-  EXPECT_NE(std::string::npos, out.find(warningLine("Dt2::importTriangles()", "1 triangle(s) with a non-finite coordinate skipped")));
+  EXPECT_NE(std::string::npos, out.find(warned("Dt2::importTriangles()", "2 degenerate triangle(s) skipped"))) << out;
+  EXPECT_NE(std::string::npos, out.find(warned("Dt2::importTriangles()", "1 triangle(s) with a non-finite coordinate skipped")));
   const std::vector<Point2> vGood(vMixed.end() - 3, vMixed.end());
   EXPECT_TRUE(cdttest::isConstrainedDelaunay(dt, dt2test::concat(dt2test::gridPoints(5, 5), vGood), edgesOf(vGood)));
   // Two overlapping triangles: the zone covers their union, more than either, less than both.
   std::vector<Point2> vOverlap{Point2(0.25, 0.25), Point2(3, 0.25), Point2(0.25, 3), Point2(1, 1), Point2(3.75, 1.25), Point2(1.5, 3.75)};
   out = captureStdout([&] { pZone = dt.importTriangles(vOverlap, false, false); });
-  EXPECT_NE(std::string::npos, out.find(warningLine("Dt2::importTriangles()", "The imported triangles overlap, the zone covers their union")));
+  EXPECT_NE(std::string::npos, out.find(warned("Dt2::importTriangles()", "The imported triangles overlap, the zone covers their union")));
   EXPECT_TRUE(dt2test::libraryCheckValidity(dt));
   EXPECT_TRUE(dt2test::isValidTriangulation(dt));
   ASSERT_NE(nullptr, pZone);
@@ -333,7 +332,7 @@ TEST(CookieCutter, ZoneIsThePolygonClippedToTheTriangulation) {
       const std::string out(captureStdout([&] { pZone = dt.createZone_cookieCutter(vRing, bProtect); }));
       if (c.area < 0) {
         EXPECT_EQ(nullptr, pZone);
-        EXPECT_NE(std::string::npos, out.find(warningLine("Dt2::createZone_cookieCutter()",
+        EXPECT_NE(std::string::npos, out.find(warned("Dt2::createZone_cookieCutter()",
                                                           "The segments do not form one simple closed polygon, returning NULL")));
         EXPECT_EQ(vBefore, dt2test::triangleSignature(dt));
         continue;

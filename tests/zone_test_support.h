@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <functional>
 #include <set>
+#include <string>
 #include <vector>
 
 #include "Zarn_2D.h"
@@ -17,6 +18,9 @@ namespace zonetest {
 using namespace KORA_ZARN2D;
 using TriangleSet = std::set<const Triangle2*>;
 using Rule = std::function<bool(const Triangle2*)>;
+
+/// A warning as it is printed: its line between blank lines.
+inline std::string warned(const std::string& where, const std::string& msg) { return "\n" + dt2test::warningLine(where, msg) + "\n\n"; }
 
 /// The closed ring through the corners: a segment from each corner to the next.
 inline std::vector<Segment2> ring(const std::vector<Point2>& vCorners) {
