@@ -368,7 +368,7 @@ void Dt2::insertRecordsInParallel(size_t firstRecord, bool bConstraintEdges) {
   while (end > firstRecord && !isPendingRecord(vertexVault.getRecord(end - 1))) --end;
   if (end == firstRecord) return;
   if (vertexVault.isSortedBetween(firstRecord, end)) {
-    InserterMT(*this, numCPU).run(RecordRange(vertexVault, firstRecord, end - firstRecord));
+    numDeferredByWorkers = InserterMT(*this, numCPU).run(RecordRange(vertexVault, firstRecord, end - firstRecord));
     return;
   }
   std::vector<IdxVtx> vRecords;
@@ -378,7 +378,7 @@ void Dt2::insertRecordsInParallel(size_t firstRecord, bool bConstraintEdges) {
   // Records that existed before the call come first in their own key order.
   const auto keyLess = [](const IdxVtx& a, const IdxVtx& b) { return a.key < b.key; };
   std::stable_sort(vRecords.begin(), vRecords.end(), keyLess);
-  InserterMT(*this, numCPU).run(RecordRange(vRecords.data(), vRecords.size()));
+  numDeferredByWorkers = InserterMT(*this, numCPU).run(RecordRange(vRecords.data(), vRecords.size()));
 }
 
 void Dt2::becomeTwoDimensional() {

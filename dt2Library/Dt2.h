@@ -147,6 +147,9 @@ class Dt2 {
   size_t forcingLimit() const;
   /// The number of constraint segments skipped so far (see forceSegment).
   size_t numberOfSkippedSegments() const { return numSkippedSegments; }
+  /// How many points the parallel workers of the last parallel bulk insertion left to the serial
+  /// pass (0 before the first one): a few percent near the borders of their regions.
+  size_t numberOfPointsDeferredByWorkers() const { return numDeferredByWorkers; }
   /// One walk from the segment's source to its target: returns a vertex lying on the segment's
   /// interior, or reports a crossing constraint in vPairIspCS, or makes the segment an edge.
   Point2* newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<Point2, ConstraintSegment2*>>& vPairIspCS);
@@ -454,6 +457,7 @@ class Dt2 {
   bool bConstraintsPending;
   InnerVtxMgr innerVtxMgr;  // grid-meshing vertices that constraint splits may remove
   size_t numSkippedSegments;
+  size_t numDeferredByWorkers = 0;
   // Scratch of the constraint walk, kept to avoid allocations per segment.
   std::vector<Triangle2*> vCavityTriangles;
   CavitySide leftSide;

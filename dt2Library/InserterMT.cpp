@@ -33,18 +33,19 @@ void InserterMT::insertSerially(const RecordRange& records, Include bInclude) {
   }
 }
 
-void InserterMT::run(const RecordRange& records) {
+size_t InserterMT::run(const RecordRange& records) {
   pLast = dt.vertexVault.getFakeCorner(0)->getIncidentTriangle();
   const size_t numChunks(std::min(numThreads, records.size() / kMinRecordsPerChunk));
   if (numChunks < 2) {
     insertSerially(records, [](size_t) { return true; });
-    return;
+    return 0;
   }
   const size_t sampleStep(std::max<size_t>(2, std::min(kSampleStep, records.size() / (kMinSamplePerChunk * numChunks))));
   const Partitioner partitioner(records, numChunks, sampleStep);
   insertSerially(records, [&partitioner](size_t i) { return partitioner.isSample(i); });
   const std::vector<Point2*> vDeferred(runChunks(records, partitioner));
   for (Point2* pVtx : vDeferred) pLast = dt.insertVertex(pVtx, pLast);
+  return vDeferred.size();
 }
 
 void InserterMT::assignOwners(const Partitioner& partitioner, const std::vector<uint32_t>& vMarks, std::vector<Triangle2*>& vStarts) {
@@ -74,6 +75,12 @@ std::vector<Triangle2*> InserterMT::findAnchors(const RecordRange& records, cons
   for (size_t c = 0; c < partitioner.numChunks(); ++c) {
     for (size_t i = partitioner.chunkBegin(c); i < partitioner.chunkEnd(c); ++i) {
       if (!partitioner.isSample(i) || !records[i].bActive) continue;
+      // Away from the borders of the regions the vertex's own link is the chunk's: no star to scan.
+      Triangle2* pIncident(records[i].pVtx->getIncidentTriangle());
+      if (pIncident != nullptr && pIncident->getMark() == vMarks[c]) {
+        vAnchors[partitioner.sampleSlot(i)] = pIncident;
+        continue;
+      }
       vStar.clear();
       dt.getIncidentTriangles(records[i].pVtx, vStar);
       for (Triangle2* pT : vStar) {

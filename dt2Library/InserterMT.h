@@ -33,8 +33,9 @@ class InserterMT {
 
   /// Inserts the vertices of the pending records (sorted by key; others are skipped). The
   /// triangulation must be two-dimensional, enclose every record's vertex strictly inside its hull
-  /// (the fake box) and hold no constraint segment. Small sets are inserted serially.
-  void run(const RecordRange& records);
+  /// (the fake box) and hold no constraint segment. Small sets are inserted serially. Returns how
+  /// many points the workers left to the serial pass.
+  size_t run(const RecordRange& records);
 
  private:
   /// Serial insertion of the records for which bInclude(index) holds, each walk starting where

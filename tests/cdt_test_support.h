@@ -61,6 +61,26 @@ inline bool closedSegmentsMeet(const Point2& a, const Point2& b, const Point2& c
   return (o1 == 0 && within(a, b, c)) || (o2 == 0 && within(a, b, d)) || (o3 == 0 && within(c, d, a)) || (o4 == 0 && within(c, d, b));
 }
 
+/// The double nearest to q, ties to even.
+inline double nearestDouble(const mpq_class& q) {
+  const double d(q.get_d());  // truncated towards zero
+  const double further(std::nextafter(d, sgn(q) > 0 ? HUGE_VAL : -HUGE_VAL));
+  const int c(cmp(abs(q - mpq_class(d)), abs(q - mpq_class(further))));
+  int e(0);
+  return c < 0 || (c == 0 && std::fmod(std::ldexp(std::frexp(d, &e), 53), 2.0) == 0.0) ? d : further;
+}
+
+/// The common point of two segments that meet in exactly one point, rounded to the nearest doubles.
+inline Point2 roundedIntersection(const Segment2& s, const Segment2& t) {
+  const Point2 &a(s.getSrc()), &b(s.getTrg()), &c(t.getSrc()), &d(t.getTrg());
+  const mpq_class rx(mpq_class(b.x()) - a.x()), ry(mpq_class(b.y()) - a.y());
+  const mpq_class sx(mpq_class(d.x()) - c.x()), sy(mpq_class(d.y()) - c.y());
+  const mpq_class den(rx * sy - ry * sx);
+  if (den == 0) return a == b ? a : c;  // parallel: one of them is a point
+  const mpq_class lambda(((mpq_class(c.x()) - a.x()) * sy - (mpq_class(c.y()) - a.y()) * sx) / den);
+  return Point2(nearestDouble(a.x() + lambda * rx), nearestDouble(a.y() + lambda * ry));
+}
+
 namespace detail {
 
 using EdgeKey = std::pair<const Point2*, const Point2*>;

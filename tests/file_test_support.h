@@ -26,39 +26,11 @@ inline size_t countOf(const std::string& text, const std::string& what) {
   return n;
 }
 
-/// The rows of a Triangle file after its header line, each as its numbers (comment lines skipped).
-inline Rows rowsOf(const std::string& content) {
-  Rows vRows;
-  std::istringstream in(content);
-  std::string line;
-  std::getline(in, line);
-  while (std::getline(in, line)) {
-    std::istringstream fields(line);
-    std::vector<double> vRow;
-    for (double value; fields >> value;) vRow.push_back(value);
-    if (!vRow.empty()) vRows.push_back(vRow);
-  }
-  return vRows;
-}
-
 /// The exit code (-1 when it did not exit normally) and the outputs of one tool run.
 struct ToolResult {
   int exitCode = -1;
   std::string out, err;
 };
-
-/// Runs the program with the arguments in the directory dir (which receives stdout.txt and
-/// stderr.txt) through the shell.
-inline ToolResult runInDirectory(const std::string& dir, const std::string& program, const std::string& arguments) {
-  ToolResult result;
-  const std::string outFile(dir + "/stdout.txt"), errFile(dir + "/stderr.txt");
-  const std::string command("cd '" + dir + "' && '" + program + "' " + arguments + " > '" + outFile + "' 2> '" + errFile + "'");
-  const int status(std::system(command.c_str()));
-  result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  result.out = readFile(outFile);
-  result.err = readFile(errFile);
-  return result;
-}
 
 class TempDirTest : public ::testing::Test {
  protected:
@@ -75,7 +47,18 @@ class TempDirTest : public ::testing::Test {
 
   std::string path(const std::string& name) const { return (dir / name).string(); }
   std::string read(const std::string& name) const { return readFile(path(name)); }
-  Rows rows(const std::string& name) const { return rowsOf(read(name)); }
+  /// The rows of a Triangle file after its header line, each as its numbers (comment lines skipped).
+  Rows rows(const std::string& name) const {
+    Rows vRows;
+    const std::vector<std::string> vLines(splitLines(read(name)));
+    for (size_t i = 1; i < vLines.size(); ++i) {
+      std::istringstream fields(vLines[i]);
+      std::vector<double> vRow;
+      for (double value; fields >> value;) vRow.push_back(value);
+      if (!vRow.empty()) vRows.push_back(vRow);
+    }
+    return vRows;
+  }
   std::string writeText(const std::string& name, const std::string& content) const {
     std::ofstream(path(name), std::ios::binary) << content;
     return path(name);
@@ -84,23 +67,23 @@ class TempDirTest : public ::testing::Test {
   std::filesystem::path dir;
 };
 
+#ifndef ZARN_TOOL_PATH
+#define ZARN_TOOL_PATH ""  // the tool is not built: its tests skip
+#endif
+
 class ToolTest : public TempDirTest {
  protected:
   void SetUp() override {
-#ifndef ZARN_TOOL_PATH
-    GTEST_SKIP() << "the zarn2d tool is not built";
-#endif
+    if (std::string(ZARN_TOOL_PATH).empty()) GTEST_SKIP() << "the zarn2d tool is not built";
     TempDirTest::SetUp();
   }
 
-  /// Runs the tool with arguments (a shell word list) in the test's directory.
+  /// Runs the tool with arguments (a shell word list) in the test's directory, which receives
+  /// its outputs as stdout.txt and stderr.txt.
   ToolResult run(const std::string& arguments) const {
-#ifdef ZARN_TOOL_PATH
-    return runInDirectory(dir.string(), ZARN_TOOL_PATH, arguments);
-#else
-    (void)arguments;
-    return ToolResult();
-#endif
+    const std::string command("cd '" + dir.string() + "' && '" ZARN_TOOL_PATH "' " + arguments + " > stdout.txt 2> stderr.txt");
+    const int status(std::system(command.c_str()));
+    return ToolResult{WIFEXITED(status) ? WEXITSTATUS(status) : -1, read("stdout.txt"), read("stderr.txt")};
   }
 };
 

@@ -25,9 +25,10 @@ namespace fuzztest {
 
 using namespace KORA_ZARN2D;
 
-class ByteReader {
- public:
-  ByteReader(const uint8_t* pData, size_t size) : pBytes(pData), numBytes(size) {}
+/// The fuzzer's bytes, read one at a time; zeros once they run out.
+struct ByteReader {
+  const uint8_t* pBytes;
+  size_t numBytes, pos;
   bool empty() const { return pos >= numBytes; }
   uint8_t byte() { return pos < numBytes ? pBytes[pos++] : 0; }
   int centered() { return static_cast<int>(byte()) - 128; }
@@ -38,11 +39,6 @@ class ByteReader {
     std::memcpy(&value, &bits, sizeof(value));
     return value;
   }
-
- private:
-  const uint8_t* pBytes;
-  size_t numBytes;
-  size_t pos = 0;
 };
 
 /// One coordinate of a kind chosen by the bytes: small integers and eighths (exact crossings),
@@ -73,7 +69,7 @@ constexpr int kMaxBulkPoints = 24;
 constexpr int kMaxSegmentsPerStep = 6;
 
 inline advtest::Scene decodeScene(const uint8_t* pData, size_t size) {
-  ByteReader in(pData, size);
+  ByteReader in{pData, size, 0};
   advtest::Scene scene;
   scene.cis = (in.byte() & 1) != 0 ? CIS_CONSTRAINED_DELAUNAY : CIS_CONFORMING_DELAUNAY;
   double previous(0.0);
@@ -131,10 +127,7 @@ inline std::string runReaders(const uint8_t* pData, size_t size) {
     std::memcpy(vBytes.data() + 4, &count, sizeof(count));
   }
   const std::string path("/tmp/zarn_fuzz_readers_" + std::to_string(getpid()) + ".bin");
-  {
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char*>(vBytes.data()), static_cast<std::streamsize>(vBytes.size()));
-  }
+  std::ofstream(path, std::ios::binary | std::ios::trunc).write(reinterpret_cast<const char*>(vBytes.data()), static_cast<std::streamsize>(vBytes.size()));
   std::vector<Point2> vText, vBinary;
   std::vector<Segment2> vSegments;
   ::testing::internal::CaptureStdout();

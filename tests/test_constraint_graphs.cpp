@@ -1,7 +1,7 @@
-// Constraint graphs and the constraint manager: polygon recognition and reading directions, the
-// bookkeeping of split pieces against the split trees (random graphs through many splits),
-// conforming subdivision by makeDelaunay, shared segments, the insertion passes, the messages and
-// the constraint dumps.
+// Constraint graphs, their segments and the constraint manager: polygon recognition and reading
+// directions, the split tree of both split operations and the bookkeeping of split pieces (random
+// graphs through many splits, insertions and removals), conforming subdivision by makeDelaunay,
+// shared segments, labels, the printed form, the messages, the guarded misuse and the dumps.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -23,10 +23,9 @@
 
 using namespace KORA_ZARN2D;
 using namespace dt2test;
-using cdttest::insertPoints;
-using cdttest::isBookkeepingConsistent;
-using cdttest::readingStart;
+using namespace cdttest;
 using zarn_test::captureStdout;
+using zarn_test::expectFailedCondition;
 
 namespace {
 
@@ -70,6 +69,24 @@ bool isEncroached(const Zarn_2D& dt, Point2* p, Point2* q) {
   return inside(pLeft, pRight) || inside(pRight, pLeft);
 }
 
+std::string toString(const ConstraintSegment2& seg) {
+  std::ostringstream oss;
+  oss << seg;
+  return oss.str();
+}
+
+/// The children and split vertex of a split segment, each child checked against the registry.
+void expectChildren(const Zarn_2D& dt, ConstraintSegment2* pParent, Point2* pWantSplit) {
+  ConstraintSegment2 *pKid0(nullptr), *pKid1(nullptr);
+  Point2* pSplit(nullptr);
+  pParent->getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
+  EXPECT_EQ(pSplit, pWantSplit);
+  EXPECT_EQ(pKid0, dt.getConstraintSegment(pParent->getSrc(), pWantSplit));
+  EXPECT_EQ(pKid1, dt.getConstraintSegment(pParent->getTrg(), pWantSplit));
+  EXPECT_FALSE(pParent->isAlive());
+  for (ConstraintSegment2* pKid : {pKid0, pKid1}) EXPECT_TRUE(pKid != nullptr && pKid->getCIS() == pParent->getCIS());
+}
+
 }  // namespace
 
 // ----- Polygon recognition and reading directions ------------------------------------------
@@ -108,7 +125,7 @@ TEST(ConstraintGraphPolygon, RingAndReadingDirectionsForInputInAnyOrder) {
     SCOPED_TRACE(c.name);
     Zarn_2D dt;
     insertPoints(dt, {Point2(-2, -4), Point2(8, -4), Point2(8, 7), Point2(-2, 7)});
-    const auto vertex = [&](const Point2& p) { return cdttest::vertexAt(dt, p.x(), p.y()); };
+    const auto vertex = [&](const Point2& p) { return vertexAt(dt, p.x(), p.y()); };
     const auto segmentOf = [&](const Segment2& s) { return dt.getConstraintSegment(vertex(s.getSrc()), vertex(s.getTrg())); };
     for (unsigned variant = 0; variant < 6; ++variant) {  // as given, reversed, then shuffled with random directions
       std::vector<Segment2> vInput(c.vSegments);
@@ -148,45 +165,16 @@ TEST(ConstraintGraphPolygon, RingAndReadingDirectionsForInputInAnyOrder) {
       }
     }
     EXPECT_TRUE(isBookkeepingConsistent(dt));  // with the ring of each polygon
-    EXPECT_TRUE(c.bOverlap || cdttest::allSegments(dt).size() == c.vSegments.size());
+    EXPECT_TRUE(c.bOverlap || allSegments(dt).size() == c.vSegments.size());
   }
-}
-
-// A segment of another graph has no direction in this one.
-TEST(ConstraintGraphDirections, ForeignSegmentHasNoDirection) {
-  Zarn_2D dt;
-  const std::vector<Point2*> v(insertPoints(dt, {Point2(0, 0), Point2(4, 1), Point2(1, 3)}));
-  ConstraintGraph2* pGraph(constrain(dt, {Segment2(Point2(1, 3), Point2(4, 1))}, true));
-  ASSERT_NE(constrain(dt, {Segment2(Point2(1, 3), Point2(0, 0))}), nullptr);
-  zarn_test::expectFailedCondition("q_it!=mCSegReverse.end()", [&] { pGraph->isReverse(dt.getConstraintSegment(v[0], v[2])); });
 }
 
 // ----- Split pieces ------------------------------------------------------------------------
 
-// A polygon through a vertex where the piece on one side is a segment split before: the graph must
-// learn the pieces below the reused segment, or its ring has pieces without a direction. Both sides.
-TEST(ConstraintGraphBookkeeping, PolygonThroughAnAlreadySplitConstraintKeepsItsRing) {
-  for (double preSplitX : {1.0, 3.0}) {
-    SCOPED_TRACE("pre-split piece at x=" + std::to_string(preSplitX));
-    Zarn_2D dt;
-    insertPoints(dt, {Point2(0, 0), Point2(4, 0), Point2(2, 3), Point2(2, -1)});
-    constrain(dt, {Segment2(Point2(preSplitX < 2 ? 0 : 4, 0), Point2(2, 0))});
-    ASSERT_NE(dt.insert(Point2(preSplitX, 0)), nullptr);
-    ConstraintGraph2* pTriangle(constrain(dt, chain({Point2(0, 0), Point2(4, 0), Point2(2, 3)}, true)));
-    ASSERT_TRUE(pTriangle->isPolygon());
-    const std::vector<Point2> vWant{Point2(0, 0), Point2(std::min(preSplitX, 2.0), 0), Point2(std::max(preSplitX, 2.0), 0), Point2(4, 0), Point2(2, 3)};
-    std::vector<Point2*> vRing;
-    pTriangle->getPolygonVertices(vRing);
-    EXPECT_EQ(positionsOf(vRing), vWant);
-    ASSERT_NE(dt.insert(Point2(preSplitX + 0.5, 0)), nullptr);
-    EXPECT_TRUE(libraryCheckValidity(dt));
-    EXPECT_TRUE(isBookkeepingConsistent(dt));
-  }
-}
-
 // Polygons and polylines on a small grid (directed or not, some over the segments of an earlier
-// graph), then points on their pieces, splits, and crossing segments: after every step the
-// triangulation passes the exact oracle and the bookkeeping agrees with the split trees.
+// graph), then points on their pieces (split, single and bulk insertion), and crossing segments;
+// after every step a random vertex is removed (refused at the end of a constraint piece). The
+// triangulation passes the exact oracle and the bookkeeping agrees with the split trees throughout.
 TEST(ConstraintGraphBookkeeping, RandomGraphsStayConsistentThroughSplits) {
   for (unsigned seed = 0; seed < 30; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
@@ -214,15 +202,13 @@ TEST(ConstraintGraphBookkeeping, RandomGraphsStayConsistentThroughSplits) {
         step(vLast, rng() % 2 == 0);  // the same segments again
       } else if (kind == 3) {
         for (int i = 0; i < 3; ++i) {  // points on pieces
-          const std::vector<ConstraintSegment2*> vAlive(cdttest::aliveSegments(dt));
+          const std::vector<ConstraintSegment2*> vAlive(aliveSegments(dt));
           if (vAlive.empty()) break;
           ConstraintSegment2* pCSeg(vAlive[rng() % vAlive.size()]);
           const Point2 mid(0.5 * (pCSeg->getSrc()->x() + pCSeg->getTrg()->x()), 0.5 * (pCSeg->getSrc()->y() + pCSeg->getTrg()->y()));
-          if (i == 0) {
-            pCSeg->insertAndSplit(mid);
-          } else {
-            dt.insert(mid);
-          }
+          if (i == 0) pCSeg->insertAndSplit(mid);
+          if (i == 1) dt.insert(mid);
+          if (i == 2) dt.insert(std::vector<Point2>{mid});
           vPoints.push_back(mid);
         }
       } else {
@@ -235,8 +221,21 @@ TEST(ConstraintGraphBookkeeping, RandomGraphsStayConsistentThroughSplits) {
         });
         step(chain(vCorners, kind == 1), rng() % 2 == 0);
       }
-      ASSERT_TRUE(cdttest::validCdt(dt, vPoints, vAll)) << g;
+      ASSERT_TRUE(validCdt(dt, vPoints, vAll)) << g;
       ASSERT_TRUE(isBookkeepingConsistent(dt)) << g;
+      // A random vertex goes, unless it ends a constraint piece: then it stays, with a warning.
+      std::vector<Point2*> vVertices;
+      dt.getVertexPointers(vVertices);
+      Point2* pVictim(vVertices[rng() % vVertices.size()]);
+      const Point2 gone(*pVictim);
+      const bool bKept(dt.isConstraint(pVictim));
+      const size_t numBefore(dt.numberOfPoints());
+      const std::string out(captureStdout([&] { dt.remove(pVictim); }));
+      const std::string refusal(warningLine("Dt2::remove(..)", "The vertex is an endpoint of a constraint segment, nothing removed"));
+      EXPECT_EQ(out, bKept ? "\n" + refusal + "\n\n" : "");
+      EXPECT_EQ(dt.numberOfPoints(), numBefore - !bKept);
+      if (!bKept) vPoints.erase(std::remove(vPoints.begin(), vPoints.end(), gone), vPoints.end());
+      ASSERT_TRUE(validCdt(dt, vPoints, vAll)) << "after removing " << gone;
     }
   }
 }
@@ -258,9 +257,9 @@ TEST(ConstraintGraphMakeDelaunay, SplitsEncroachedPiecesDownToTheMinimumLength) 
     ConstraintGraph2* pGraph(constrain(dt, vSegments));
     ASSERT_TRUE(isEncroached(dt, pieces(pGraph).at(0)->getSrc(), pieces(pGraph)[0]->getTrg()));
     EXPECT_EQ(pGraph->makeDelaunay(minLength), minLength == 0.0);
-    cdttest::CdtCheckOptions options;
+    CdtCheckOptions options;
     options.bConstraintEdgesDelaunay = (minLength == 0.0);
-    EXPECT_TRUE(cdttest::isConstrainedDelaunay(dt, vPoints, vSegments, options));
+    EXPECT_TRUE(isConstrainedDelaunay(dt, vPoints, vSegments, options));
     EXPECT_EQ(pieces(pGraph).size() > 4u, minLength < 100.0);
     size_t numEncroached(0);
     for (ConstraintSegment2* pPiece : pieces(pGraph)) {
@@ -280,25 +279,15 @@ TEST(ConstraintGraphMakeDelaunay, SplitsEncroachedPiecesDownToTheMinimumLength) 
 
 // ----- Constraint manager ------------------------------------------------------------------
 
-TEST(ConstraintMgrRegistry, OneSegmentPerVertexPairWhateverGraphOrDirection) {
+// A graph given a segment in both directions holds it once; a segment of another graph has no
+// direction in it.
+TEST(ConstraintMgrRegistry, SegmentsGivenTwiceAndForeignSegments) {
   Zarn_2D dt;
-  const Point2 A(0, 0), B(5, 1);
-  const std::vector<Point2*> v(insertPoints(dt, {A, B, Point2(2, 4), Point2(3, -3)}));
-  ConstraintGraph2* pForward(constrain(dt, {Segment2(A, B)}));
-  ConstraintGraph2* pBackward(constrain(dt, {Segment2(B, A)}, true));
-  ConstraintGraph2* pTwice(constrain(dt, {Segment2(A, B), Segment2(B, A)}));
-  ConstraintSegment2* pSeg(dt.getConstraintSegment(v[0], v[1]));
-  ASSERT_NE(pSeg, nullptr);
-  EXPECT_EQ(dt.getConstraintSegment(v[1], v[0]), pSeg);
-  for (ConstraintGraph2* pGraph : {pForward, pBackward, pTwice}) EXPECT_EQ(originals(pGraph), std::vector<ConstraintSegment2*>{pSeg});
-  EXPECT_EQ(readingStart(pBackward, pSeg), v[1]);
-  EXPECT_EQ(cdttest::allSegments(dt), std::vector<ConstraintSegment2*>{pSeg});
-  EXPECT_EQ(cdttest::aliveSegments(dt), std::vector<ConstraintSegment2*>{pSeg});
-  EXPECT_EQ(dt.getConstraintSegment(v[2], v[3]), nullptr);
-  EXPECT_EQ(dt.getConstraintSegment(v[0], v[0]), nullptr);
-  EXPECT_EQ(dt.getImpl()->getConstraintMgr()->getGraphs(), (std::vector<ConstraintGraph2*>{pForward, pBackward, pTwice}));
-  EXPECT_EQ(pSeg->getNumberOfOwners(), 3u);
-  EXPECT_TRUE(isBookkeepingConsistent(dt));
+  const std::vector<Point2*> v(insertPoints(dt, {Point2(0, 0), Point2(4, 1), Point2(1, 3)}));
+  ConstraintGraph2* pGraph(constrain(dt, {Segment2(Point2(1, 3), Point2(4, 1)), Segment2(Point2(4, 1), Point2(1, 3))}, true));
+  EXPECT_EQ(originals(pGraph), std::vector<ConstraintSegment2*>{dt.getConstraintSegment(v[1], v[2])});
+  ASSERT_NE(constrain(dt, {Segment2(Point2(1, 3), Point2(0, 0))}), nullptr);
+  expectFailedCondition("q_it!=mCSegReverse.end()", [&] { pGraph->isReverse(dt.getConstraintSegment(v[0], v[2])); });
 }
 
 // A segment from a point to itself: one warning each (with the pair on the console and in the
@@ -319,7 +308,7 @@ TEST(ConstraintMgrRegistry, SegmentFromAPointToItselfIsSkippedWithAWarning) {
   EXPECT_TRUE(pieces(pGraph).empty());
   EXPECT_FALSE(pGraph->isPolygon());
   EXPECT_EQ(dt.numberOfPoints(), 4u);
-  EXPECT_TRUE(cdttest::allSegments(dt).empty());
+  EXPECT_TRUE(allSegments(dt).empty());
 
   vSegments = {Segment2(Point2(0, 0), Point2(0, 0)), Segment2(Point2(0, 0), Point2(4, 0)), Segment2(Point2(4, 0), Point2(4, 0))};
   out = captureStdout([&] { pGraph = dt.createConstraint(vSegments, CIS_CONSTRAINED_DELAUNAY); });
@@ -335,7 +324,7 @@ TEST(ConstraintMgrApply, UnknownStrategyThroughTheFacadeIsReportedAtOnce) {
   std::vector<Segment2> vSegments{Segment2(Point2(0, 0), Point2(10, 0))};
   ConstraintGraph2* pGraph(nullptr);
   const std::string out(captureStdout([&] { pGraph = dt.createConstraint(vSegments, static_cast<ConstraintInsertionStrategy>(7)); }));
-  EXPECT_EQ(countLinesContaining(out, "      [Zarn2D-Message] ConstraintMgr::apply(), ERROR: Unknown CIS"), 1u) << out;
+  EXPECT_EQ(out, "\n      [Zarn2D-Message] ConstraintMgr::apply(), ERROR: Unknown CIS\n\n");
   ASSERT_NE(pGraph, nullptr);
   EXPECT_EQ(pGraph->getInsertionStrategy(), static_cast<ConstraintInsertionStrategy>(7));
   EXPECT_TRUE(originals(pGraph)[0]->isAlive());
@@ -403,4 +392,100 @@ TEST(ConstraintMgrDumps, DumpsHoldTheAlivePiecesOfEachGraphExactly) {
     }
   }
   EXPECT_FALSE(std::filesystem::exists(base + "_c2_con.bin") || std::filesystem::exists(base + "_c2.con"));
+}
+
+// ----- Constraint segments -----------------------------------------------------------------
+
+// Every segment constructed takes the next label (a failed construction and the pair query of a
+// graph too; an existing pair constructs nothing); the printed form shows label, addresses, state,
+// points and length; a segment splits only within a triangulation.
+TEST(ConstraintSegmentLabel, LabelsPrintedFormAndSplitsOutsideATriangulation) {
+  Point2 a[3] = {Point2(0.5, -1.25), Point2(3.5, 2.75), Point2(2, 0.75)};
+  ConstraintSegment2 s0(&a[0], &a[1], CIS_CONSTRAINED_DELAUNAY);
+  ConstraintSegment2 s1(&a[0], &a[2], CIS_CONFORMING_DELAUNAY);
+  EXPECT_EQ(s1.getLabel(), s0.getLabel() + 1);
+  // The label is taken before the address check.
+  expectFailedCondition("p0<p1", [&] { ConstraintSegment2 reversed(&a[1], &a[0], CIS_CONSTRAINED_DELAUNAY); });
+  EXPECT_EQ(zarn_test::readFile("ZARN_LOG.txt"), "Zarn, Condition [ p0<p1 failed ]\n");
+  expectFailedCondition("p0<p1", [&] { ConstraintSegment2 degenerate(&a[0], &a[0], CIS_CONSTRAINED_DELAUNAY); });
+
+  Zarn_2D dt;
+  const std::vector<Point2*> v(insertPoints(dt, {Point2(0, 0), Point2(4, 0), Point2(0, 4), Point2(5, 5)}));
+  ConstraintMgr* pMgr(dt.getImpl()->getConstraintMgr());
+  ConstraintSegment2* pNew(pMgr->getOrCreateSegment(v[1], v[0], CIS_CONSTRAINED_DELAUNAY));
+  EXPECT_EQ(pNew->getLabel(), s1.getLabel() + 3);
+  // An existing pair, in either order, is handed out again and constructs nothing.
+  EXPECT_EQ(pMgr->getOrCreateSegment(v[0], v[1], CIS_CONFORMING_DELAUNAY), pNew);
+  EXPECT_EQ(pNew->getCIS(), CIS_CONSTRAINED_DELAUNAY);
+  ConstraintSegment2 next(&a[0], &a[1], CIS_CONSTRAINED_DELAUNAY);
+  EXPECT_EQ(next.getLabel(), pNew->getLabel() + 1);
+  // The pair query of a graph builds a temporary segment: one label, member or not.
+  std::vector<Segment2> vSegments{Segment2(Point2(0, 4), Point2(4, 0))};
+  ConstraintGraph2* pGraph(dt.createConstraint(vSegments, CIS_CONSTRAINED_DELAUNAY));
+  ConstraintSegment2 before(&a[0], &a[1], CIS_CONSTRAINED_DELAUNAY);
+  EXPECT_TRUE(pGraph->isConstraint(v[2], v[1]));
+  EXPECT_FALSE(pGraph->isConstraint(v[0], v[3]));
+  ConstraintSegment2 after(&a[0], &a[1], CIS_CONSTRAINED_DELAUNAY);
+  EXPECT_EQ(after.getLabel(), before.getLabel() + 3);
+  std::ostringstream head;
+  head << "ConstraintSegment2 label " << s0.getLabel() << ", " << static_cast<const void*>(&s0) << ": ("
+       << static_cast<const void*>(&a[0]) << "," << static_cast<const void*>(&a[1]) << ")";
+  EXPECT_EQ(toString(s0), head.str() + " [alive]\nPoint2 (0.5, -1.25)\nPoint2 (3.5, 2.75)\nlength=5");
+  s0.setDead();
+  EXPECT_FALSE(s0.isAlive());
+  EXPECT_EQ(toString(s0), head.str() + " [DEAD, numChildren=0]\nPoint2 (0.5, -1.25)\nPoint2 (3.5, 2.75)\nlength=5");
+  s0.setAlive();
+  EXPECT_TRUE(s0.isAlive());
+  // Split only within a triangulation.
+  expectFailedCondition("!sOwners.empty()", [&] { s0.insertAndSplit(a[2]); });
+  expectFailedCondition("!sOwners.empty()", [&] { s0.split_combinatorialOnly(&a[2]); });
+  EXPECT_TRUE(s0.isAlive());
+}
+
+// A constraint A-B forced through the Delaunay edge C-D, then split at S: the children are alive
+// constraint edges, and S-B is no Delaunay edge (D lies in the circle of S, B, C), so the Delaunay
+// repair around S must leave the constraint alone. The pending segment E-F runs through the vertex
+// M: its bookkeeping is split there without touching the triangulation, and the flag stays set (a
+// second split fails on the children).
+//
+//   E (0,3) ------ M (5,3) ------ F (10,3)
+//              C (5, 0.5)
+//   A (0,0) ------ S (2,0) ------ B (10,0)
+//              D (5,-0.5)
+TEST(ConstraintSegmentSplit, BothSplitsBuildTheTreeAndRefuseMisuse) {
+  const std::vector<Point2> vPoints{Point2(0, 0),  Point2(10, 0), Point2(5, 0.5), Point2(5, -0.5),
+                                    Point2(0, 3), Point2(10, 3), Point2(5, 3)};
+  const std::vector<Segment2> vSegments{Segment2(vPoints[0], vPoints[1]), Segment2(vPoints[4], vPoints[5])};
+  Zarn_2D dt;
+  const std::vector<Point2*> v(insertPoints(dt, vPoints));
+  create(dt, {vSegments[0]}, CIS_CONSTRAINED_DELAUNAY);
+  ConstraintSegment2* pAB(dt.getConstraintSegment(v[0], v[1]));
+  ASSERT_NE(pAB, nullptr);
+  Point2* pSplit(pAB->insertAndSplit(Point2(2, 0)));
+  ASSERT_NE(pSplit, nullptr);
+  EXPECT_EQ(*pSplit, Point2(2, 0));
+  expectChildren(dt, pAB, pSplit);
+  EXPECT_FALSE(isEdge(dt, v[2], v[3]));
+  std::vector<ConstraintSegment2*> vLeaves{pAB};  // getChildrenRec appends to what the caller has
+  pAB->getChildrenRec(vLeaves);
+  EXPECT_EQ(vLeaves, (std::vector<ConstraintSegment2*>{pAB, dt.getConstraintSegment(v[0], pSplit), dt.getConstraintSegment(v[1], pSplit)}));
+  expectFailedCondition("bAlive", [&] { pAB->insertAndSplit(Point2(4, 0)); });
+
+  dt.getImpl()->getConstraintMgr()->createConstraint({std::make_pair(v[5], v[4])}, CIS_CONSTRAINED_DELAUNAY, false, false);
+  ConstraintSegment2* pEF(dt.getConstraintSegment(v[4], v[5]));
+  ASSERT_NE(pEF, nullptr);
+  expectFailedCondition("pSplit!=0", [&] { pEF->split_combinatorialOnly(nullptr); });
+  expectFailedCondition("p0!=pSplit && p1!=pSplit", [&] { pEF->split_combinatorialOnly(pEF->getTrg()); });
+  EXPECT_TRUE(pEF->isAlive());
+  const std::vector<TriangleKey> signature(triangleSignature(dt));
+  EXPECT_TRUE(pEF->split_combinatorialOnly(v[6]));
+  EXPECT_EQ(triangleSignature(dt), signature);
+  expectChildren(dt, pEF, v[6]);
+  const std::string out(expectFailedCondition("vChildren.empty()", [&] { pEF->insertAndSplit(Point2(1, 3)); }));
+  EXPECT_EQ(out.find("Condition [ bAlive failed ]"), std::string::npos) << out;
+  expectFailedCondition("isAlive()", [&] { pEF->split_combinatorialOnly(v[6]); });
+  EXPECT_TRUE(validCdt(dt, vPoints, vSegments));
+  EXPECT_TRUE(isBookkeepingConsistent(dt));
+  EXPECT_EQ(aliveSegments(dt).size(), 4u);
+  EXPECT_EQ(dt.numberOfPoints(), 8u);
 }

@@ -1,25 +1,26 @@
-// SegmentChecker: a differential check of the classification and the searches against an
-// independent pairwise classification by the exact predicates of the test oracle (all argument
-// orders and directions), the intersection constructions, the messages and the progress reports.
+// SegmentChecker: a differential check of the classification, the searches and the intersection
+// constructions against the exact predicates of the test oracle (all argument orders and
+// directions, members and foreign copies), the messages and the progress reports.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
-#include <random>
 #include <functional>
+#include <random>
 #include <string>
 #include <vector>
 
 #include "SegmentChecker.h"
-#include "ZarnException.h"
 #include "cdt_test_support.h"
 #include "test_support.h"
 
 using namespace KORA_ZARN2D;
 
 namespace {
+
+using Intersectors = std::vector<std::pair<Segment2*, SegmentIntersectionType>>;
 
 Segment2 seg(double x0, double y0, double x1, double y1) { return Segment2(Point2(x0, y0), Point2(x1, y1)); }
 
@@ -31,16 +32,17 @@ std::string errorLine(const std::string& where, const std::string& msg) {
 
 /// The classification by its definition, from the exact predicates of the test oracle: no common
 /// point, a common piece of positive length (collinear, the larger start before the smaller end),
-/// else one common point, which is an endpoint of both exactly when they share an endpoint.
-SegmentIntersectionType referenceType(const Segment2& a, const Segment2& b) {
+/// else one common point, which is an endpoint of both exactly when they share an endpoint. The
+/// overlap of collinear segments goes to lo, hi (in lessXY order).
+SegmentIntersectionType referenceType(const Segment2& a, const Segment2& b, bool& bCollinear, Point2& lo, Point2& hi) {
   const Point2 &a0(a.getSrc()), &a1(a.getTrg()), &b0(b.getSrc()), &b1(b.getTrg());
-  if (!cdttest::closedSegmentsMeet(a0, a1, b0, b1)) return SIT_NONE;
   using dt2test::exactOrientation;
   using dt2test::lessXY;
-  const bool bCollinear(exactOrientation(a0, a1, b0) == 0 && exactOrientation(a0, a1, b1) == 0 && exactOrientation(b0, b1, a0) == 0 &&
-                        exactOrientation(b0, b1, a1) == 0);
-  const Point2 lo(std::max(std::min(a0, a1, lessXY), std::min(b0, b1, lessXY), lessXY));
-  const Point2 hi(std::min(std::max(a0, a1, lessXY), std::max(b0, b1, lessXY), lessXY));
+  bCollinear = exactOrientation(a0, a1, b0) == 0 && exactOrientation(a0, a1, b1) == 0 && exactOrientation(b0, b1, a0) == 0 &&
+               exactOrientation(b0, b1, a1) == 0;
+  lo = std::max(std::min(a0, a1, lessXY), std::min(b0, b1, lessXY), lessXY);
+  hi = std::min(std::max(a0, a1, lessXY), std::max(b0, b1, lessXY), lessXY);
+  if (!cdttest::closedSegmentsMeet(a0, a1, b0, b1)) return SIT_NONE;
   if (bCollinear && lessXY(lo, hi)) return SIT_SEGMENT;
   return (a0 == b0 || a0 == b1 || a1 == b0 || a1 == b1) ? SIT_ENDPOINT : SIT_POINT;
 }
@@ -62,41 +64,59 @@ TEST(SegmentChecker, NullAndNonFiniteSegmentsKeepTheirIndexButAreNotChecked) {
 }
 
 // Random segments on a coarse grid (crossings, T's, shared endpoints, collinear overlaps and
-// containment, zero-length pieces) and on a grid of decimal steps that doubles cannot hold exactly:
-// every pair in both orders and directions, the illegal sets (with and without endpoint contacts,
-// in index order) and the intersectors of every segment must agree with the rational reference.
+// containment, zero-length pieces) and on a grid of decimal steps that doubles cannot hold exactly.
+// Every pair in both directions: the type, the common point (exact or rounded to nearest) or the
+// overlap (directed like the first). The illegal sets (with and without endpoint contacts, in index
+// order), the intersectors of every member, and those of a foreign copy, reversed or not (appended to
+// what the caller holds, the member it copies included), must agree with the rational reference.
 TEST(SegmentChecker, AgreesWithAPairwiseRationalReferenceOnDegenerateRandomInput) {
   std::mt19937 rng(2024);
+  SegmentChecker constructions;
   for (double step : {1.0, 0.1}) {
     for (int gridSize : {4, 9}) {
       std::uniform_int_distribution<int> coordinate(0, gridSize), kind(0, 9), length(-2, 2);
-      std::vector<Segment2> vStore;
+      std::vector<Segment2> vStore, vReversed;
       for (int i = 0; i < 160; ++i) {
-        const int x0(coordinate(rng)), y0(coordinate(rng));
-        const int k(kind(rng));
+        const int x0(coordinate(rng)), y0(coordinate(rng)), k(kind(rng));
         // Some axis-parallel, some zero-length, the rest anywhere.
         const int x1(k == 0 ? x0 : (k < 4 ? x0 + length(rng) : coordinate(rng)));
         const int y1(k == 1 ? y0 : (k < 4 ? y0 + length(rng) : coordinate(rng)));
         vStore.push_back(seg(x0 * step, y0 * step, x1 * step, y1 * step));
+        vReversed.push_back(seg(x1 * step, y1 * step, x0 * step, y0 * step));
       }
       std::vector<Segment2*> vSegments;
-      std::vector<Segment2> vReversed;
-      for (Segment2& s : vStore) {
-        vSegments.push_back(&s);
-        vReversed.emplace_back(s.getTrg(), s.getSrc());
-      }
+      for (Segment2& s : vStore) vSegments.push_back(&s);
       SegmentChecker checker(vSegments);
       const size_t n(vStore.size());
-      std::vector<std::vector<std::pair<Segment2*, SegmentIntersectionType>>> vExpectedIntersectors(n);
-      for (size_t i = 0; i < n; ++i) {
-        for (size_t j = 0; j < n; ++j) {
-          if (i == j) continue;
-          const SegmentIntersectionType expected(referenceType(vStore[i], vStore[j]));
-          ASSERT_EQ(checker.getIntersectionType(vSegments[i], vSegments[j]), expected) << vStore[i] << " / " << vStore[j];
-          ASSERT_EQ(checker.getIntersectionType(&vReversed[i], vSegments[j]), expected) << vReversed[i] << " / " << vStore[j];
-          if (expected != SIT_NONE) vExpectedIntersectors[i].emplace_back(vSegments[j], expected);
+      std::vector<Intersectors> vExpectedIntersectors(n), vExpectedForeign(n, Intersectors{{nullptr, SIT_NONE}});
+      const std::string said(output([&] {  // collinear segments without a common point are refused silently
+        for (size_t i = 0; i < n; ++i) {
+          for (size_t j = 0; j < n; ++j) {
+            bool bCollinear(false);
+            Point2 lo, hi, p;
+            const SegmentIntersectionType expected(referenceType(vStore[i], vStore[j], bCollinear, lo, hi));
+            if (expected != SIT_NONE && (i % 2 == 0 || expected != SIT_ENDPOINT)) {
+              vExpectedForeign[i].emplace_back(vSegments[j], expected);
+            }
+            if (i == j) continue;
+            ASSERT_EQ(checker.getIntersectionType(vSegments[i], vSegments[j]), expected) << vStore[i] << " / " << vStore[j];
+            ASSERT_EQ(checker.getIntersectionType(&vReversed[i], vSegments[j]), expected) << vReversed[i] << " / " << vStore[j];
+            if (expected != SIT_NONE) vExpectedIntersectors[i].emplace_back(vSegments[j], expected);
+            if (expected == SIT_POINT) {
+              ASSERT_TRUE(constructions.getIntersectionPoint(SIT_POINT, vStore[i], vStore[j], p));
+              EXPECT_EQ(p, cdttest::roundedIntersection(vStore[i], vStore[j])) << vStore[i] << " / " << vStore[j];
+              EXPECT_EQ(p.getCustomIndex(), -1);
+            }
+            if (!bCollinear || vStore[i].getSrc() == vStore[i].getTrg() || vStore[j].getSrc() == vStore[j].getTrg()) continue;
+            Segment2 overlap;
+            EXPECT_EQ(constructions.getIntersectionSegment(vStore[i], vStore[j], overlap), expected != SIT_NONE);
+            if (dt2test::lessXY(vStore[i].getTrg(), vStore[i].getSrc())) std::swap(lo, hi);
+            EXPECT_TRUE(expected == SIT_NONE || (overlap.getSrc() == lo && overlap.getTrg() == hi))
+                << vStore[i] << " / " << vStore[j];
+          }
         }
-      }
+      }));
+      EXPECT_EQ(said, "");
       for (bool bAlsoEndpoints : {false, true}) {
         std::vector<Segment2*> vExpected, vIllegal;
         for (size_t i = 0; i < n; ++i) {
@@ -107,41 +127,14 @@ TEST(SegmentChecker, AgreesWithAPairwiseRationalReferenceOnDegenerateRandomInput
         EXPECT_EQ(vIllegal, vExpected) << "step " << step << ", grid " << gridSize << ", endpoints " << bAlsoEndpoints;
       }
       for (size_t i = 0; i < n; ++i) {
-        std::vector<std::pair<Segment2*, SegmentIntersectionType>> vIntersectors;
+        Intersectors vIntersectors, vForeign{{nullptr, SIT_NONE}};
         checker.getIntersectors(vSegments[i], true, vIntersectors);
         EXPECT_EQ(vIntersectors, vExpectedIntersectors[i]) << vStore[i];
+        Segment2 probe(i % 2 == 0 ? vReversed[i] : vStore[i]);
+        checker.getIntersectors(&probe, i % 2 == 0, vForeign);
+        EXPECT_EQ(vForeign, vExpectedForeign[i]) << probe;
       }
     }
-  }
-}
-
-TEST(SegmentChecker, IntersectorsOfAForeignSegmentAreAppendedInIndexOrder) {
-  Segment2 a(seg(0, 0, 4, 0)), b(seg(2, -1, 2, 1)), c(seg(4, 0, 5, 5)), d(seg(9, 9, 9, 9));
-  SegmentChecker checker(std::vector<Segment2*>{&d, &c, &b, &a});
-  Segment2 probe(seg(0, 0, 4, 0));  // equal to a, but another object
-  using Intersectors = std::vector<std::pair<Segment2*, SegmentIntersectionType>>;
-  Intersectors vOut{{nullptr, SIT_NONE}};
-  checker.getIntersectors(&probe, false, vOut);
-  EXPECT_EQ(vOut, (Intersectors{{nullptr, SIT_NONE}, {&b, SIT_POINT}, {&a, SIT_SEGMENT}}));
-}
-
-// ----- Constructions --------------------------------------------------------------------------
-
-TEST(SegmentChecker, IntersectionPointsAreExactOrNearest) {
-  struct Case {
-    Segment2 a, b;
-    Point2 want;
-  };
-  const Case aCases[] = {{seg(0, 0, 2, 2), seg(0, 2, 2, 0), Point2(1, 1)},
-                         {seg(0, 0, 3, 1), seg(0, 1, 1, -1), Point2(3.0 / 7.0, 1.0 / 7.0)},  // (3/7, 1/7) rounded
-                         {seg(0.1, 0.7, 0.1, -3), seg(-1, 0.3, 0.1, 0.3), Point2(0.1, 0.3)},  // a T meets at the endpoint
-                         {seg(0.5, 0.5, 0.5, 0.5), seg(0, 0, 1, 1), Point2(0.5, 0.5)}};
-  SegmentChecker checker;
-  for (const Case& c : aCases) {
-    Point2 p;
-    ASSERT_TRUE(checker.getIntersectionPoint(SIT_POINT, c.a, c.b, p));
-    EXPECT_EQ(p, c.want);
-    EXPECT_EQ(p.getCustomIndex(), -1);
   }
 }
 
@@ -159,35 +152,13 @@ TEST(SegmentChecker, IntersectionConstructionsRefuseOtherTypes) {
   }
   EXPECT_EQ(p, Point2(7, 7));
   Segment2 out;
-  EXPECT_EQ(output([&] { EXPECT_FALSE(checker.getIntersectionSegment(seg(0, 0, 1, 1), seg(2, 2, 3, 3), out)); }), "");  // collinear, apart
   EXPECT_EQ(output([&] { EXPECT_FALSE(checker.getIntersectionSegment(seg(0, 0, 1, 1), seg(0, 0, 1, dt2test::ulpsAway(1, 1)), out)); }),
             errorLine(where, "segments seem to be non-collinear"));
 }
 
-// The overlap, directed like the first segment.
-TEST(SegmentChecker, IntersectionSegmentIsTheOverlapDirectedLikeTheFirst) {
-  struct Case {
-    Segment2 a, b, want;
-  };
-  const Case aCases[] = {{seg(0, 0, 3, 3), seg(5, 5, 1, 1), seg(1, 1, 3, 3)},
-                         {seg(0, 4, 0, -4), seg(0, 1, 0, 2), seg(0, 2, 0, 1)},   // vertical, contained
-                         {seg(0, 0, 1, 2), seg(2, 4, 1, 2), seg(1, 2, 1, 2)}};  // touching only
-  SegmentChecker checker;
-  for (const Case& c : aCases) {
-    Segment2 out;
-    ASSERT_TRUE(checker.getIntersectionSegment(c.a, c.b, out));
-    EXPECT_TRUE(out.getSrc() == c.want.getSrc() && out.getTrg() == c.want.getTrg()) << out;
-  }
-}
-
-// ----- Messages -------------------------------------------------------------------------------
-
-TEST(SegmentChecker, TypeTexts) {
+TEST(SegmentChecker, TypeTextsAndShowOperations) {
   const char* const aTexts[] = {"SIT_UNINITIALIZED", "SIT_NONE", "SIT_SEGMENT", "SIT_POINT", "SIT_ENDPOINT", "UNKNOWN SIT"};
   for (int i = 0; i < 6; ++i) EXPECT_EQ(SegmentChecker::getIntersectionTypeString(static_cast<SegmentIntersectionType>(i)), aTexts[i]);
-}
-
-TEST(SegmentChecker, ShowOperationsPrintTheirCountsAndWriteTheDrawing) {
   Segment2 a(seg(0, 0, 2, 2)), b(seg(0, 2, 2, 0)), c(seg(3, 0, 3, 1)), d(seg(3, 1, 4, 1));
   SegmentChecker checker(std::vector<Segment2*>{&a, &b, &c, &d});
   std::remove("segmentchecker_show.ps");
@@ -199,8 +170,6 @@ TEST(SegmentChecker, ShowOperationsPrintTheirCountsAndWriteTheDrawing) {
             "Number of segments:4\nIllegal segments:2\nLegal segments:2\n");
   EXPECT_NE(zarn_test::readFile("segmentchecker_illegal.svg").find("<svg"), std::string::npos);
 }
-
-// ----- Progress -------------------------------------------------------------------------------
 
 namespace {
 
@@ -239,7 +208,6 @@ TEST(SegmentChecker, ProgressReachesEachSubscribedReceiverOnce) {
   checker.unsubscribe(MSG_PROGRESS, &recorder);
   checker.getIllegalSegments(false, vIllegal);
   EXPECT_EQ(v.size(), numReports);
-
   SegmentChecker empty;
   EXPECT_EQ(output([&] { empty.unsubscribe(MSG_PROGRESS, &recorder); }), errorLine("SegmentChecker::unsubscribe()", "No publisher present"));
   empty.subscribe(MSG_WARNING, &recorder);
