@@ -1,10 +1,12 @@
-// OBJ export, the web-scene directory, createDirectory and fileReplicate.
+// Output files: the OBJ export, the web-scene directory, createDirectory and fileReplicate; the
+// PostScript and SVG pictures of Visualizer2 (one primitive per object, layout, bad input).
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdlib>
 #include <deque>
 #include <filesystem>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -22,9 +24,11 @@ namespace {
 // The viewer sources that the library embeds.
 std::string webSource(const std::string& name) { return zarn_test::readFile((fs::path(__FILE__).parent_path().parent_path() / "web" / name).string()); }
 
-std::string warningLines(const std::string& where, const std::string& msg) { return "\n      [Zarn2D-Message] " + where + ", WARNING: " + msg + "\n\n"; }
+std::string message(const std::string& where, const std::string& kind, const std::string& msg) {
+  return "\n      [Zarn2D-Message] " + where + ", " + kind + ": " + msg + "\n\n";
+}
 
-// Hand-made triangles: the points live in a deque so that their addresses stay stable.
+// Hand-made triangles: points and triangles live in deques so that their addresses stay stable.
 class Export : public zarn_test::TempDirTest {
  protected:
   Point2* point(double x, double y) { return &vPoints.emplace_back(x, y); }
@@ -33,35 +37,38 @@ class Export : public zarn_test::TempDirTest {
     vTriangles.push_back(&vStore.back());
     return vTriangles.back();
   }
+  Triangle2* triangle(double x0, double y0, double x1, double y1, double x2, double y2) {
+    Point2 *a(point(x0, y0)), *b(point(x1, y1));  // in this order
+    return triangle(a, b, point(x2, y2));
+  }
 
   std::deque<Point2> vPoints;
   std::deque<Triangle2> vStore;
   std::vector<Triangle2*> vTriangles;
 };
 
-TEST_F(Export, ObjWritesSharedVerticesOnceInOrderOfFirstUse) {
+// Shared vertices are written once, numbered in order of first use (corners in each triangle's
+// own order), and every coordinate reads back exactly.
+TEST_F(Export, ObjWritesSharedVerticesOnceAndCoordinatesExactly) {
   Point2 *a(point(0, 0)), *b(point(1, 0)), *c(point(0, 1)), *d(point(1, 1));
   triangle(a, b, c);
-  triangle(d, c, b);  // corners in this triangle's own order: d is new, c and b are known
+  triangle(d, c, b);  // d is new, c and b are known
   ASSERT_TRUE(writeObjFile(path("two.obj"), vTriangles));
   EXPECT_EQ(read("two.obj"), "v 0 0 0 \nv 1 0 0 \nv 0 1 0 \nf 1 2 3\nv 1 1 0 \nf 4 3 2\n");
   ASSERT_TRUE(writeObjFile(path("empty.obj"), {}));
   EXPECT_EQ(read("empty.obj"), "");
   bool bWritten(true);
-  EXPECT_EQ(captureStdout([&] { bWritten = writeObjFile(path("missing/x.obj"), {}); }), warningLines("writeObj", "Can't write " + path("missing/x.obj")));
+  EXPECT_EQ(captureStdout([&] { bWritten = writeObjFile(path("missing/x.obj"), {}); }), message("writeObj", "WARNING", "Can't write " + path("missing/x.obj")));
   EXPECT_FALSE(bWritten);
-}
-
-TEST_F(Export, ObjCoordinatesReadBackExactly) {
+  vPoints.clear();
+  vTriangles.clear();
   const double aValues[] = {0.1, 1.0 / 3.0, -2.0 / 7.0, 1e-300, 123456789.123456789, -9.87654321e15, std::nextafter(1.0, 2.0), 4.9406564584124654e-324};
-  for (std::size_t i = 0; i + 2 < sizeof(aValues) / sizeof(aValues[0]); ++i) {
-    Point2* p0(point(aValues[i], aValues[i + 1]));  // in this order: the file lists them so
-    Point2* p1(point(aValues[i + 1], -aValues[i + 2]));
-    triangle(p0, p1, point(-aValues[i + 2], aValues[i]));
+  for (size_t i = 0; i + 2 < sizeof(aValues) / sizeof(aValues[0]); ++i) {
+    triangle(aValues[i], aValues[i + 1], aValues[i + 1], -aValues[i + 2], -aValues[i + 2], aValues[i]);  // the file lists them so
   }
   ASSERT_TRUE(writeObjFile(path("exact.obj"), vTriangles));
   std::istringstream in(read("exact.obj"));
-  std::size_t numVertices(0);
+  size_t numVertices(0);
   for (std::string line; std::getline(in, line);) {
     if (line[0] != 'v') continue;
     ASSERT_LT(numVertices, vPoints.size());
@@ -75,7 +82,7 @@ TEST_F(Export, ObjCoordinatesReadBackExactly) {
 }
 
 TEST_F(Export, WebSceneWritesPageScriptsAndMeshOrNothing) {
-  triangle(point(0, 0), point(1, 0), point(0, 1));
+  triangle(0, 0, 1, 0, 0, 1);
   const std::string scene(path("scene"));
   bool bWritten(false);
   EXPECT_EQ(captureStdout([&] { bWritten = writeWebSceneFiles(scene.c_str(), vTriangles); }), "writeWebScene: Creating " + scene + "\n");
@@ -86,7 +93,8 @@ TEST_F(Export, WebSceneWritesPageScriptsAndMeshOrNothing) {
   // Below a regular file: a warning, false, and nothing written.
   writeText("plain", "not a directory");
   const std::string below(path("plain/scene"));
-  EXPECT_EQ(captureStdout([&] { bWritten = writeWebSceneFiles(below.c_str(), vTriangles); }), warningLines("Dt2::writeWebScene()", "Can't create directory " + below));
+  EXPECT_EQ(captureStdout([&] { bWritten = writeWebSceneFiles(below.c_str(), vTriangles); }),
+            message("Dt2::writeWebScene()", "WARNING", "Can't create directory " + below));
   EXPECT_FALSE(bWritten);
   EXPECT_EQ(read("plain"), "not a directory");
 }
@@ -120,12 +128,96 @@ TEST_F(Export, FileReplicateWritesTheBuiltInCopyOfKnownFilesOnly) {
   }
   fs::create_directory(dir / "unknown");
   for (const char* name : {"3d.obj", "index.htm", "../index.html", "JSC3D.JS", "", static_cast<const char*>(nullptr)}) {
-    EXPECT_EQ(captureStdout([&] { fileReplicate(name, path("unknown").c_str()); }), "\n      [Zarn2D-Message] fileReplicate, ERROR: unknown file\n\n")
-        << (name ? name : "null");
+    EXPECT_EQ(captureStdout([&] { fileReplicate(name, path("unknown").c_str()); }), message("fileReplicate", "ERROR", "unknown file")) << (name ? name : "null");
   }
   EXPECT_TRUE(fs::is_empty(dir / "unknown"));
-  EXPECT_EQ(captureStdout([&] { fileReplicate("jsc3d.js", path("missing").c_str()); }), warningLines("fileReplicate", "Can't write " + path("missing/jsc3d.js")));
+  EXPECT_EQ(captureStdout([&] { fileReplicate("jsc3d.js", path("missing").c_str()); }), message("fileReplicate", "WARNING", "Can't write " + path("missing/jsc3d.js")));
   EXPECT_FALSE(fs::exists(dir / "missing"));
+}
+
+// ----- Visualizer2 ------------------------------------------------------------------------------
+
+size_t countMatches(const std::string& text, const std::string& pattern) {
+  const std::regex re(pattern);
+  return static_cast<size_t>(std::distance(std::sregex_iterator(text.begin(), text.end(), re), std::sregex_iterator()));
+}
+
+// Numbers standing before a PostScript operator on its own line, e.g. "1 2 3 D".
+std::vector<std::vector<double>> operands(const std::string& ps, const std::string& op) {
+  std::vector<std::vector<double>> vResult;
+  std::istringstream in(ps);
+  for (std::string line; std::getline(in, line);) {
+    if (line.size() <= op.size() || line.compare(line.size() - op.size() - 1, std::string::npos, " " + op) != 0) continue;
+    std::istringstream numbers(line);
+    vResult.emplace_back();
+    for (double value; numbers >> value;) vResult.back().push_back(value);
+  }
+  return vResult;
+}
+
+// The same drawing as PostScript and as SVG (the extension selects the format, in any case): two
+// filled triangles, one outline triangle, two segments, three points, a filled and an outline
+// circle and two labels.
+TEST_F(Export, VisualizerWritesOnePrimitivePerObject) {
+  Visualizer2 vis;
+  vis.addTriangles({triangle(0, 0, 10, 0, 0, 10), triangle(10, 0, 10, 10, 0, 10)});
+  vis.addTriangle(triangle(2, 2, 4, 2, 2, 4), Color(CRED), false);
+  vis.addSegments({Segment2(Point2(0, 0), Point2(10, 10)), Segment2(Point2(0, 10), Point2(10, 0))}, Color(CGREEN, 1.0));
+  vis.addPoints(std::vector<Point2>{Point2(0, 0), Point2(5, 5), Point2(10, 10)});
+  vis.addCircle(Circle2(5, 5, 4.0), Color(CBLUE), true);
+  vis.addCircle(Circle2(5, 5, 9.0));
+  vis.addLabel(Label("corner", 0, 0));
+  vis.addLabel(Label("a(b)\\c <&>", Point2(10, 10), Color(CORANGE), 12));
+  ASSERT_TRUE(vis.write(path("all.ps")));
+  const std::string ps(read("all.ps"));
+  EXPECT_EQ(ps.rfind("%!PS", 0), 0u);
+  EXPECT_EQ(zarn_test::countOf(ps, "\nshowpage\n"), 1u);
+  const std::pair<const char*, size_t> aCounts[] = {{"TF", 2}, {"T", 3}, {"S", 2}, {"D", 3}, {"CF", 1}, {"C", 1}};  // fills, every outline, ...
+  for (const auto& c : aCounts) EXPECT_EQ(operands(ps, c.first).size(), c.second) << c.first;
+  EXPECT_EQ(zarn_test::countOf(ps, ") show\n"), 2u);
+  EXPECT_NE(ps.find("(a\\(b\\)\\\\c <&>) show"), std::string::npos);
+  EXPECT_EQ(ps.find("nan"), std::string::npos);
+  ASSERT_TRUE(vis.write(path("all.SVG")));
+  const std::string svg(read("all.SVG"));
+  EXPECT_EQ(svg.rfind("<?xml", 0), 0u);
+  const std::string parse("python3 -c 'import sys, xml.dom.minidom; xml.dom.minidom.parse(sys.argv[1])' '" + path("all.SVG") + "'");
+  EXPECT_EQ(std::system(parse.c_str()), 0) << "not well-formed XML";
+  const std::pair<const char*, size_t> aSvgCounts[] = {{"<polygon [^>]*stroke=\"none\"", 2}, {"<polygon [^>]*fill=\"none\"", 3}, {"<line ", 2},
+                                                       {"<circle ", 5}, {"<text ", 2}};  // circles: three points and two circles
+  for (const auto& c : aSvgCounts) EXPECT_EQ(countMatches(svg, c.first), c.second) << c.first;
+  EXPECT_NE(svg.find(">a(b)\\c &lt;&amp;&gt;</text>"), std::string::npos);
+  EXPECT_NE(svg.find("fill=\"#ff8c00\""), std::string::npos);  // orange label
+}
+
+// The drawing fills the printable width of A4 and is centred; bad input is ignored with a warning.
+TEST_F(Export, VisualizerLayoutAndBadInput) {
+  Visualizer2 vis;
+  vis.addPoint(Point2(-1, 2));
+  vis.addPoint(Point2(3, 4));  // extent 4 x 2: the width limits the scale
+  vis.addPoint(Point2(1, 3));
+  ASSERT_TRUE(vis.writePostscript(path("layout.ps")));
+  const std::vector<std::vector<double>> vDiscs(operands(read("layout.ps"), "D"));
+  ASSERT_EQ(vDiscs.size(), 3u);
+  EXPECT_NEAR(vDiscs[0][0], 36.0, 1e-3);   // left margin
+  EXPECT_NEAR(vDiscs[1][0], 559.0, 1e-3);  // right margin (595 - 36)
+  EXPECT_NEAR(vDiscs[2][0], 297.5, 1e-3);  // centre
+  EXPECT_NEAR(vDiscs[2][1], 421.0, 1e-3);
+  EXPECT_NEAR(vDiscs[1][1] - vDiscs[0][1], 523.0 / 2.0, 1e-3);  // uniform scale
+  Visualizer2 bad;
+  EXPECT_EQ(captureStdout([&] { bad.addTriangle(nullptr); }), message("Visualizer2::addTriangle()", "WARNING", "Null triangle, ignored"));
+  Triangle2 open;  // no corners
+  const std::string out(captureStdout([&] {
+    bad.addTriangle(&open);
+    bad.addPoint(Point2(NAN, 0));
+    bad.addSegment(Point2(0, 0), Point2(INFINITY, 1));
+    bad.addPoints(std::vector<Point2*>{nullptr});
+  }));
+  EXPECT_EQ(zarn_test::countOf(out, "WARNING"), 4u) << out;
+  EXPECT_EQ(bad.numTriangles() + bad.numPoints() + bad.numSegments(), 0u);
+  const std::string missing(path("missing/x.svg"));
+  bool bWritten(true);
+  EXPECT_EQ(captureStdout([&] { bWritten = vis.write(missing); }), message("Visualizer2::writeSvg()", "WARNING", "Can't write " + missing));
+  EXPECT_FALSE(bWritten);
 }
 
 }  // namespace

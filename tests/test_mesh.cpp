@@ -1,28 +1,24 @@
 // Mesh generation: refinement of zones under angle, size and growth bounds, checked by the exact
 // oracle (constrained Delaunay, coverage of every input segment) and an independent check of the
 // bounds; hard inputs (small input angles, nearly touching constraints, tiny minEdgeLen) must end
-// in bounded time; the refinement candidates' rules on hand-made triangles.
+// (within the test's time limit); the refinement candidates' rules on hand-made triangles; the mesh arrays of the
+// result.
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
-#include <future>
 #include <memory>
-#include <random>
-#include <set>
 #include <string>
 #include <vector>
 
-#include "ConstraintMgr.h"
 #include "Dt2.h"
 #include "RefCand3.h"
 #include "cdt_test_support.h"
-#include "dt2_test_support.h"
 #include "test_support.h"
+#include "zone_test_support.h"
 
 using namespace KORA_ZARN2D;
+using zonetest::trianglesOf;
 
 namespace {
 
@@ -33,36 +29,28 @@ constexpr double kPi = 3.14159265358979323846;
 struct Domain {
   std::vector<Segment2> vSegments;
   double area = 0.0;
+  Domain(std::initializer_list<std::vector<Point2>> lRings) {
+    for (const std::vector<Point2>& vRing : lRings) {
+      const std::vector<Segment2> v(zonetest::ring(vRing));
+      vSegments.insert(vSegments.end(), v.begin(), v.end());
+    }
+    area = zonetest::signedArea2(vSegments).get_d() / 2;
+  }
 };
 
-Domain makeDomain(const std::vector<std::vector<Point2>>& vRings) {
-  Domain d;
-  for (const std::vector<Point2>& ring : vRings) {
-    for (size_t i = 0; i < ring.size(); ++i) {
-      const Point2 &p(ring[i]), &q(ring[(i + 1) % ring.size()]);
-      d.vSegments.push_back(Segment2(p, q));
-      d.area += 0.5 * (p.x() * q.y() - q.x() * p.y());
-    }
-  }
-  return d;
-}
-
-Domain squareWithHole() { return makeDomain({{{0, 0}, {10, 0}, {10, 10}, {0, 10}}, {{4, 4}, {4, 6}, {6, 6}, {6, 4}}}); }
-Domain thinTrapezoidWithHole() { return makeDomain({{{0, 0}, {10, 0}, {10, 1}, {0, 0.3}}, {{4, 0.3}, {4, 0.4}, {5, 0.4}, {5, 0.3}}}); }
+Domain squareWithHole() { return Domain({zonetest::square(0, 0, 10, 10), {{4, 4}, {4, 6}, {6, 6}, {6, 4}}}); }
+Domain thinTrapezoidWithHole() { return Domain({{{0, 0}, {10, 0}, {10, 1}, {0, 0.3}}, {{4, 0.3}, {4, 0.4}, {5, 0.4}, {5, 0.3}}}); }
 // A triangle with a sharp corner at the origin.
-Domain spike(double degrees) { return makeDomain({{{0, 0}, {10, 0}, {10, 10 * std::tan(degrees * kPi / 180.0)}}}); }
+Domain spike(double degrees) { return Domain({{{0, 0}, {10, 0}, {10, 10 * std::tan(degrees * kPi / 180.0)}}}); }
 // A slit of width 1e-9 cut into a square from the top: two constraints 1e-9 apart.
-Domain slit() { return makeDomain({{{0, 0}, {10, 0}, {10, 10}, {5 + 1e-9, 10}, {5 + 1e-9, 5}, {5, 5}, {5, 10}, {0, 10}}}); }
-// A star-shaped polygon with random radii (fixed seed): many sharp and reflex corners.
-Domain randomStar(int numCorners, unsigned seed) {
-  std::mt19937 rng(seed);
-  std::uniform_real_distribution<double> radius(0.2, 1.0);
-  std::vector<Point2> ring;
-  for (int i = 0; i < numCorners; ++i) {
-    const double t(2.0 * kPi * i / numCorners), r(radius(rng));
-    ring.push_back(Point2(r * std::cos(t), r * std::sin(t)));
-  }
-  return makeDomain({ring});
+Domain slit() { return Domain({{{0, 0}, {10, 0}, {10, 10}, {5 + 1e-9, 10}, {5 + 1e-9, 5}, {5, 5}, {5, 10}, {0, 10}}}); }
+// A random star-shaped polygon (fixed seed): many sharp and reflex corners.
+Domain randomStar(unsigned numCorners, unsigned seed) {
+  std::vector<Segment2> v;
+  generateRandomPolygon(numCorners, -1.0, 1.0, v, seed);
+  std::vector<Point2> vRing;
+  for (const Segment2& seg : v) vRing.push_back(seg.getSrc());
+  return Domain({vRing});
 }
 
 /// A triangulation of the domain's corners with its rings as one oriented constraint graph, and
@@ -72,50 +60,23 @@ struct Meshing {
   ConstraintGraph2* pGraph = nullptr;
   Zone2* pZone = nullptr;
   std::vector<Segment2> vInput;
+  std::vector<Triangle2*> vZone;  // after refine
   explicit Meshing(const Domain& domain) : vInput(domain.vSegments) {
     std::vector<Segment2> v(vInput);
     pGraph = dt.createConstraint(v, CIS_CONSTRAINED_DELAUNAY, true);
     pZone = dt.createZone(pGraph, ZL_INSIDE);
   }
-  std::vector<Triangle2*> zoneTriangles() const {
-    std::vector<Triangle2*> v;
-    pZone->getTriangles(v);
-    return v;
+  const RefinementReport& report() { return dt.getImpl()->getRefinementReport(); }
+  /// Refines with the parameters, checks the result exactly and collects the zone.
+  void refine(MeshGenParams& params) {
+    zarn_test::captureStdout([&] { dt.refineAdvanced(&params); });
+    vZone = trianglesOf(pZone);
+    EXPECT_TRUE(cdttest::isConstrainedDelaunay(dt, {}, vInput));
   }
-  Dt2& impl() { return *dt.getImpl(); }
-  const RefinementReport& report() { return impl().getRefinementReport(); }
-  /// Refines with the parameters (a hang fails), checks the result and collects the zone.
-  void refine(MeshGenParams& params);
-  /// The zone collected by refine against the bounds; *pNumInputAngle gets the triangles excused by
-  /// a small input angle.
-  ::testing::AssertionResult meetsBounds(const cdttest::MeshBounds& bounds, size_t* pNumInputAngle = nullptr) const {
-    size_t numInputAngle(0);
-    const ::testing::AssertionResult result(cdttest::meetsMeshBounds(vZone, vInput, bounds, numInputAngle));
-    if (pNumInputAngle != nullptr) *pNumInputAngle = numInputAngle;
-    return result;
-  }
-  std::vector<Triangle2*> vZone;
+  /// The zone collected by refine against the bounds.
+  ::testing::AssertionResult meetsBounds(const cdttest::MeshBounds& bounds) { return cdttest::meetsMeshBounds(vZone, vInput, bounds, numInputAngle); }
+  size_t numInputAngle = 0;  // the triangles meetsBounds excused by a small input angle
 };
-
-/// Runs the action and fails (ending the process) when it does not return within the time: a
-/// hang must fail, not stall the suite.
-void endsWithin(double seconds, const std::function<void()>& action) {
-  std::packaged_task<void()> task(action);
-  std::future<void> done(task.get_future());
-  std::thread worker(std::move(task));
-  if (done.wait_for(std::chrono::duration<double>(seconds)) != std::future_status::ready) {
-    ADD_FAILURE() << "did not end within " << seconds << " s";
-    std::_Exit(1);
-  }
-  worker.join();
-  done.get();
-}
-
-void Meshing::refine(MeshGenParams& params) {
-  endsWithin(60.0, [&] { zarn_test::captureStdout([&] { dt.refineAdvanced(&params); }); });
-  vZone = zoneTriangles();
-  EXPECT_TRUE(cdttest::isConstrainedDelaunay(dt, {}, vInput));
-}
 
 /// Parameters for the candidate's rules, which need no zone (the constructor's complaint about the
 /// missing zone is swallowed).
@@ -125,7 +86,77 @@ std::unique_ptr<MeshGenParams> paramsWithoutZone() {
   return pParams;
 }
 
-/// A host's size function: edges grow with the distance from the origin.
+// Each domain refined with its bounds: the zone tracked during the run is the zone searched anew,
+// the bounds hold except where an input angle or minEdgeLen forbids, and the report says which;
+// grid meshing puts most vertices on the (turned) grid and removes grid vertices near the border
+// only when they may come close (auxFlag false).
+TEST(Refinement, MeetsTheBoundsAndStaysConstrainedDelaunay) {
+  const struct {
+    Domain domain;
+    double minAngle, maxEdge, minEdgeLen;
+    bool bSmallInputAngle;  // the report must name triangles left at a small input angle
+    bool bBoundsHold;       // false: minEdgeLen stops the refinement before the bounds hold
+    double gridCell;        // > 0: grid meshing with cells of this size, turned by gridDegrees
+    double gridDegrees;
+    bool bKeepOffBorder;  // auxFlag: grid vertices keep off the border
+  } aCases[] = {{squareWithHole(), 30.0, 1.0, 0.001, false, true, 0, 0, true},
+                {squareWithHole(), 20.0, 0.3, 0.001, false, true, 0, 0, true},
+                {thinTrapezoidWithHole(), 30.0, 0.3, 0.001, false, true, 0, 0, true},
+                {thinTrapezoidWithHole(), 30.0, DBL_MAX, 0.001, false, true, 0, 0, true},
+                {spike(5.0), 30.0, DBL_MAX, 1e-12, true, true, 0, 0, true},
+                {spike(0.5), 30.0, 2.0, 1e-12, true, true, 0, 0, true},
+                {randomStar(40, 7), 30.0, DBL_MAX, 1e-12, true, true, 0, 0, true},
+                {randomStar(25, 11), 28.0, 0.1, 1e-12, true, true, 0, 0, true},
+                {slit(), 30.0, DBL_MAX, 0.001, false, false, 0, 0, true},
+                {slit(), 30.0, DBL_MAX, 1e-15, false, true, 0, 0, true},
+                {squareWithHole(), 30.0, 0.375, 0.001, false, true, 0.25, 0.0, true},
+                {squareWithHole(), 30.0, 0.45, 0.001, false, true, 0.3, 30.0, true},
+                {squareWithHole(), 30.0, 0.375, 0.001, false, true, 0.25, 10.0, false}};
+  for (const auto& c : aCases) {
+    SCOPED_TRACE(&c - aCases);
+    Meshing m(c.domain);
+    MeshGenParams params(m.pZone);
+    params.minAngleDegree = c.minAngle;
+    params.maxEdgeLength = c.maxEdge;
+    params.minEdgeLen = c.minEdgeLen;
+    params.gridLength = c.gridCell;
+    const double dx(std::cos(c.gridDegrees * kPi / 180.0)), dy(std::sin(c.gridDegrees * kPi / 180.0));
+    params.gridVector = Vector2(3.0 * dx, 3.0 * dy);
+    params.auxFlag = c.bKeepOffBorder;
+    m.refine(params);
+    const RefinementReport& report(m.report());
+    EXPECT_TRUE(m.dt.checkValidity(true, "refinement"));
+    EXPECT_EQ(m.vZone.size(), report.numZoneTriangles);
+    if (!c.bBoundsHold || !c.bSmallInputAngle) {
+      EXPECT_EQ(m.dt.checkZoneQuality(m.pZone, c.minAngle, "", AcceptExperimentalFeature()), c.bBoundsHold);
+    }
+    if (c.bBoundsHold) {
+      EXPECT_TRUE(m.meetsBounds({c.minAngle, [&](Triangle2*) { return c.maxEdge; }, c.domain.area})) << report.describe();
+      EXPECT_TRUE(report.isComplete()) << report.describe();
+    } else {
+      EXPECT_GT(report.numLeftMinEdgeLen, 0u) << report.describe();
+    }
+    EXPECT_EQ(m.numInputAngle > 0, c.bSmallInputAngle && c.bBoundsHold) << report.describe();
+    EXPECT_TRUE(m.numInputAngle == 0 || report.numLeftInputAngle > 0);
+    if (c.gridCell == 0.0) continue;
+    std::vector<Point2*> vVertices;
+    m.dt.getVertexPointers(vVertices);
+    size_t numOnGrid(0);
+    for (const Point2* p : vVertices) {
+      const double u((p->x() * dx + p->y() * dy) / c.gridCell), v((-p->x() * dy + p->y() * dx) / c.gridCell);
+      if (std::fabs(u - std::round(u)) < 1e-9 && std::fabs(v - std::round(v)) < 1e-9) ++numOnGrid;
+    }
+    // Most vertices are grid vertices: about (96 / cell^2) of them fit in the domain.
+    EXPECT_GT(numOnGrid, 0.6 * 96.0 / (c.gridCell * c.gridCell)) << report.describe();
+    EXPECT_GE(numOnGrid, report.numGridVertices - report.numGridVerticesRemoved);
+    EXPECT_EQ(report.numGridVerticesRemoved > 0, !c.bKeepOffBorder) << report.describe();
+  }
+}
+
+// ----- Host size functions, protected constraints, growth -----
+
+/// A host's size function: edges grow with the distance from the origin, and tiny triangles are
+/// forced at the left side (x = 0) by the area bound.
 class GradedParams : public MeshGenParams {
  public:
   explicit GradedParams(Zone2* pZone) : MeshGenParams(pZone) {}
@@ -133,147 +164,26 @@ class GradedParams : public MeshGenParams {
     ++numCalls;
     return sizeAt(pT->getBarycenter());
   }
+  double getMaxTriangleArea(Triangle2* pT) override {
+    return pT->getCorner(0)->x() == 0.0 || pT->getCorner(1)->x() == 0.0 || pT->getCorner(2)->x() == 0.0 ? 0.002 : maxTriangleArea;
+  }
   static double sizeAt(const Point2& p) { return 0.05 + 0.1 * std::sqrt(p.x() * p.x() + p.y() * p.y()); }
   size_t numCalls = 0;
 };
 
-struct RefineCase {
-  const char* name;
-  Domain domain;
-  double minAngle;
-  double maxEdge;
-  double minEdgeLen;
-  bool bSmallInputAngle;  // the report must name triangles left at a small input angle
-  bool bBoundsHold;       // false: minEdgeLen stops the refinement before the bounds hold
-  double gridCell = 0.0;  // > 0: grid meshing with cells of this size, turned by gridDegrees
-  double gridDegrees = 0.0;
-  bool bKeepOffBorder = true;  // auxFlag: grid vertices keep off the border
-};
-
-class Refinement : public ::testing::TestWithParam<RefineCase> {};
-
-TEST_P(Refinement, MeetsTheBoundsAndStaysConstrainedDelaunay) {
-  const RefineCase& c(GetParam());
-  Meshing m(c.domain);
-  MeshGenParams params(m.pZone);
-  params.minAngleDegree = c.minAngle;
-  params.maxEdgeLength = c.maxEdge;
-  params.minEdgeLen = c.minEdgeLen;
-  params.gridLength = c.gridCell;
-  const double dx(std::cos(c.gridDegrees * kPi / 180.0)), dy(std::sin(c.gridDegrees * kPi / 180.0));
-  params.gridVector = Vector2(3.0 * dx, 3.0 * dy);
-  params.auxFlag = c.bKeepOffBorder;
-  m.refine(params);
-  const RefinementReport& report(m.report());
-  EXPECT_TRUE(m.dt.checkValidity(true, c.name));
-  EXPECT_EQ(m.vZone.size(), report.numZoneTriangles);  // the zone tracked during the run and the zone searched anew
-  if (c.bBoundsHold && !c.bSmallInputAngle) {
-    EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, c.minAngle, "", AcceptExperimentalFeature()));
-  } else if (!c.bBoundsHold) {
-    EXPECT_FALSE(m.dt.checkZoneQuality(m.pZone, c.minAngle, "", AcceptExperimentalFeature()));
-  }
-  size_t numInputAngle(0);
-  if (c.bBoundsHold) {
-    EXPECT_TRUE(m.meetsBounds({c.minAngle, [&](Triangle2*) { return c.maxEdge; }, c.domain.area}, &numInputAngle)) << report.describe();
-    EXPECT_TRUE(report.isComplete()) << report.describe();
-  } else {
-    EXPECT_GT(report.numLeftMinEdgeLen, 0u) << report.describe();
-  }
-  EXPECT_EQ(numInputAngle > 0, c.bSmallInputAngle && c.bBoundsHold) << report.describe();
-  if (numInputAngle > 0) {
-    EXPECT_GT(report.numLeftInputAngle, 0u);
-  }
-  if (c.gridCell == 0.0) return;
-  // Inner vertices lie on the grid; constraint splits remove grid vertices near the border only
-  // when they may come close (auxFlag false).
-  std::vector<Point2*> vVertices;
-  m.dt.getVertexPointers(vVertices);
-  size_t numOnGrid(0);
-  for (const Point2* p : vVertices) {
-    const double u((p->x() * dx + p->y() * dy) / c.gridCell), v((-p->x() * dy + p->y() * dx) / c.gridCell);
-    if (std::fabs(u - std::round(u)) < 1e-9 && std::fabs(v - std::round(v)) < 1e-9) ++numOnGrid;
-  }
-  // Most vertices are grid vertices: about (96 / cell^2) of them fit in the domain.
-  EXPECT_GT(numOnGrid, 0.6 * 96.0 / (c.gridCell * c.gridCell)) << report.describe();
-  EXPECT_GE(numOnGrid, report.numGridVertices - report.numGridVerticesRemoved);
-  EXPECT_EQ(report.numGridVerticesRemoved > 0, !c.bKeepOffBorder) << report.describe();
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Domains, Refinement,
-    ::testing::Values(RefineCase{"squareWithHole", squareWithHole(), 30.0, 1.0, 0.001, false, true},
-                      RefineCase{"squareWithHole20", squareWithHole(), 20.0, 0.3, 0.001, false, true},
-                      RefineCase{"thinTrapezoid", thinTrapezoidWithHole(), 30.0, 0.3, 0.001, false, true},
-                      RefineCase{"thinTrapezoidAnglesOnly", thinTrapezoidWithHole(), 30.0, DBL_MAX, 0.001, false, true},
-                      RefineCase{"spike5", spike(5.0), 30.0, DBL_MAX, 1e-12, true, true},
-                      RefineCase{"spike0_5", spike(0.5), 30.0, 2.0, 1e-12, true, true},
-                      RefineCase{"randomStar", randomStar(40, 7), 30.0, DBL_MAX, 1e-12, true, true},
-                      RefineCase{"randomStarGraded", randomStar(25, 11), 28.0, 0.1, 1e-12, true, true},
-                      RefineCase{"slitStopsAtMinEdgeLen", slit(), 30.0, DBL_MAX, 0.001, false, false},
-                      RefineCase{"slitTinyMinEdgeLen", slit(), 30.0, DBL_MAX, 1e-15, false, true},
-                      RefineCase{"gridAxisAligned", squareWithHole(), 30.0, 0.375, 0.001, false, true, 0.25, 0.0, true},
-                      RefineCase{"gridTurned", squareWithHole(), 30.0, 0.45, 0.001, false, true, 0.3, 30.0, true},
-                      RefineCase{"gridCloseToTheBorder", squareWithHole(), 30.0, 0.375, 0.001, false, true, 0.25, 10.0, false}),
-    [](const ::testing::TestParamInfo<RefineCase>& info) { return std::string(info.param.name); });
-
-// ----- Host size functions, protected constraints, budget, growth -----
-
-
-TEST(MeshHost, ASizeFunctionBoundsEachTriangle) {
+// The host's size function bounds each triangle it is asked about; with a growth limit the tiny
+// triangles at the left side spread gradually: no two neighbours (across no constraint, both above
+// growthMinArea) differ by more than the limit in area.
+TEST(MeshHost, SizeFunctionAndGrowthLimit) {
   Meshing r(squareWithHole());
   GradedParams params(r.pZone);
   params.minAngleDegree = 25.0;
-  r.refine(params);
-  EXPECT_GT(params.numCalls, r.vZone.size());
-  EXPECT_TRUE(r.meetsBounds({25.0, [](Triangle2* pT) { return GradedParams::sizeAt(pT->getBarycenter()); }}));
-  EXPECT_GT(r.vZone.size(), 1000u);
-}
-
-// Locked segments and splitConstraints=false leave input segments whole; the Steiner points then
-// go inside only, and bad triangles whose point lies beyond a protected segment are reported.
-TEST(MeshHost, ProtectedConstraintsStayWhole) {
-  for (const int variant : {0, 1}) {
-    SCOPED_TRACE(variant == 0 ? "locked hole" : "splitConstraints false");
-    Meshing r(squareWithHole());
-    MeshGenParams params(r.pZone);
-    params.minAngleDegree = 30.0;
-    params.maxEdgeLength = 0.7;
-    std::vector<ConstraintSegment2*> vProtected;
-    for (const Segment2& seg : r.vInput) {
-      if (variant == 1 || seg.getSrc().x() == 4.0 || seg.getSrc().x() == 6.0) {
-        vProtected.push_back(r.dt.getConstraintSegment(cdttest::vertexAt(r.dt, seg.getSrc().x(), seg.getSrc().y()),
-                                                         cdttest::vertexAt(r.dt, seg.getTrg().x(), seg.getTrg().y())));
-      }
-    }
-    ASSERT_EQ(std::count(vProtected.begin(), vProtected.end(), nullptr), 0);
-    if (variant == 0) {
-      for (ConstraintSegment2* pCSeg : vProtected) params.addLockedConstraint(pCSeg);
-    } else {
-      params.splitConstraints = false;
-    }
-    r.refine(params);
-    for (ConstraintSegment2* pCSeg : vProtected) EXPECT_TRUE(pCSeg->isAlive());
-    EXPECT_GT(r.report().numSteinerPoints, 50u);
-  }
-}
-
-/// Tiny triangles are forced at the left side (x = 0); the growth limit spreads them gradually.
-class FineStripParams : public MeshGenParams {
- public:
-  explicit FineStripParams(Zone2* pZone) : MeshGenParams(pZone) {}
-  double getMaxTriangleArea(Triangle2* pT) override {
-    const bool bTouchesLeft(pT->getCorner(0)->x() == 0.0 || pT->getCorner(1)->x() == 0.0 || pT->getCorner(2)->x() == 0.0);
-    return bTouchesLeft ? 0.002 : maxTriangleArea;
-  }
-};
-
-TEST(MeshHost, GrowthLimitHoldsBetweenNeighbours) {
-  Meshing r(squareWithHole());
-  FineStripParams params(r.pZone);
   params.growthLimit = 2.0;
   params.growthMinArea = 1e-4;
   r.refine(params);
-  std::set<Triangle2*> sZone(r.vZone.begin(), r.vZone.end());
+  EXPECT_GT(params.numCalls, r.vZone.size());
+  EXPECT_TRUE(r.meetsBounds({25.0, [](Triangle2* pT) { return GradedParams::sizeAt(pT->getBarycenter()); }}));
+  const zonetest::TriangleSet sZone(zonetest::setOf(r.vZone));
   size_t numPairs(0);
   for (Triangle2* pT : r.vZone) {
     for (int i = 0; i < 3; ++i) {
@@ -283,7 +193,31 @@ TEST(MeshHost, GrowthLimitHoldsBetweenNeighbours) {
       EXPECT_LE(pT->getArea2D() / pN->getArea2D(), 2.0 * (1.0 + 1e-9));
     }
   }
-  EXPECT_GT(numPairs, 100u);
+  EXPECT_GT(numPairs, 1000u);
+}
+
+// Locked segments and splitConstraints=false leave input segments whole; the Steiner points then
+// go inside only.
+TEST(MeshHost, ProtectedConstraintsStayWhole) {
+  for (const bool bLockHole : {true, false}) {
+    SCOPED_TRACE(bLockHole ? "locked hole" : "splitConstraints false");
+    Meshing r(squareWithHole());
+    MeshGenParams params(r.pZone);
+    params.minAngleDegree = 30.0;
+    params.maxEdgeLength = 0.7;
+    params.splitConstraints = bLockHole;
+    std::vector<ConstraintSegment2*> vProtected;
+    for (const Segment2& seg : r.vInput) {
+      const Point2 &a(seg.getSrc()), &b(seg.getTrg());
+      if (bLockHole && a.x() != 4.0 && a.x() != 6.0) continue;
+      vProtected.push_back(r.dt.getConstraintSegment(cdttest::vertexAt(r.dt, a.x(), a.y()), cdttest::vertexAt(r.dt, b.x(), b.y())));
+      if (bLockHole) params.addLockedConstraint(vProtected.back());
+    }
+    ASSERT_EQ(std::count(vProtected.begin(), vProtected.end(), nullptr), 0);
+    r.refine(params);
+    for (ConstraintSegment2* pCSeg : vProtected) EXPECT_TRUE(pCSeg->isAlive());
+    EXPECT_GT(r.report().numSteinerPoints, 50u);
+  }
 }
 
 // ----- The refinement candidate's rules on hand-made triangles -----
@@ -292,7 +226,7 @@ TEST(MeshHost, GrowthLimitHoldsBetweenNeighbours) {
 /// neighbour across a-b at d.
 struct OneTriangle {
   Zarn_2D dt;
-  Point2 *pA, *pB, *pC;
+  Point2 *pA, *pB;
   Triangle2* pT;
   OneTriangle(const Point2& a, const Point2& b, const Point2& c, const Point2* pD = nullptr, bool bConstrained = false) {
     std::vector<Point2> v{a, b, c};
@@ -301,54 +235,50 @@ struct OneTriangle {
     dt.insert(v, vHandles);
     pA = vHandles[0];
     pB = vHandles[1];
-    pC = vHandles[2];
-    if (bConstrained) {
-      std::vector<Segment2> vEdges{Segment2(a, b), Segment2(b, c), Segment2(c, a)};
-      dt.createConstraint(vEdges, CIS_CONSTRAINED_DELAUNAY, true);
-    }
+    std::vector<Segment2> vEdges(zonetest::ring({a, b, c}));
+    if (bConstrained) dt.createConstraint(vEdges, CIS_CONSTRAINED_DELAUNAY, true);
     pT = dt.getAdjacentTriangle(pA, pB);
   }
-  int edgeIndexOf(Point2* p, Point2* q) const { return pT->getIntraTriangleIndex(p, q); }
 };
 
 // The default bounds refine below 20 degrees only; a size bound refines a triangle above it.
 TEST(RefCand3Rules, AngleAndSizeRules) {
   const auto apex = [](double degrees) { return Point2(0.5, 0.5 / std::tan(0.5 * degrees * kPi / 180.0)); };  // over the base 0-1
-  struct Case {
+  const struct {
     Point2 b, c;
     double maxEdge, maxArea;
     bool bRefine;
   } aCases[] = {{Point2(1, 0), apex(19.9), DBL_MAX, DBL_MAX, true}, {Point2(1, 0), apex(20.1), DBL_MAX, DBL_MAX, false},
                 {Point2(4, 0), Point2(0, 3), 5.0, 6.0, false},  // longest edge 5, area 6
                 {Point2(4, 0), Point2(0, 3), 4.999, DBL_MAX, true}, {Point2(4, 0), Point2(0, 3), DBL_MAX, 5.999, true}};
-  for (const Case& c : aCases) {
+  for (const auto& c : aCases) {
     OneTriangle t(Point2(0, 0), c.b, c.c);
     std::unique_ptr<MeshGenParams> pParams(paramsWithoutZone());
     pParams->maxEdgeLength = c.maxEdge;
     pParams->maxTriangleArea = c.maxArea;
     RefCand3 candidate(t.dt.getImpl(), t.pT);
     EXPECT_EQ(candidate.isSafe(*pParams), c.bRefine) << c.c << " " << c.maxEdge << " " << c.maxArea;
-    EXPECT_NEAR(candidate.getMinAngle(), std::min({cdttest::detail::angleAtDegrees(t.pT, 0), cdttest::detail::angleAtDegrees(t.pT, 1), cdttest::detail::angleAtDegrees(t.pT, 2)}), 1e-9);
+    long double minAngle(180.0L);
+    for (int i = 0; i < 3; ++i) minAngle = std::min(minAngle, cdttest::detail::angleAtDegrees(t.pT, i));
+    EXPECT_NEAR(candidate.getMinAngle(), minAngle, 1e-9);
   }
 }
 
+// Growth against the neighbour across the base (area 3 against 1 and 1.55 at limit 2), exempt
+// neighbours and a zero limit; across constraint edges the adjacent area counts, zero never
+// triggers.
 TEST(RefCand3Rules, GrowthAgainstTheNeighbour) {
-  struct Case {
-    double neighbourDepth;  // the neighbour across the base has area depth (base length 2)
-    bool bRefine;
-  } aCases[] = {{1.0, true}, {1.55, false}};
-  for (const Case& c : aCases) {
-    const Point2 d(1.0, -c.neighbourDepth);
-    OneTriangle t(Point2(0, 0), Point2(2, 0), Point2(0, 3), &d);  // area 3
+  for (const double depth : {1.0, 1.55}) {  // the neighbour's area (base length 2)
+    const Point2 d(1.0, -depth);
+    OneTriangle t(Point2(0, 0), Point2(2, 0), Point2(0, 3), &d);
     RefCand3 candidate(t.dt.getImpl(), t.pT);
     candidate.computeSquaredLengths();
     // The other two edges lie on the hull: no neighbour, a warning each, skipped.
-    const std::string out(zarn_test::captureStdout([&] { EXPECT_EQ(candidate.needRefinementDueToGrowth(2.0, 0.001), c.bRefine) << c.neighbourDepth; }));
-    EXPECT_NE(out.find("RefCand3::needRefinementDueToGrowth(), WARNING: pForeignT=NULL"), std::string::npos);
+    const std::string out(zarn_test::captureStdout([&] { EXPECT_EQ(candidate.needRefinementDueToGrowth(2.0, 0.001), depth < 1.5) << depth; }));
+    EXPECT_NE(out.find(zonetest::warned("RefCand3::needRefinementDueToGrowth()", "pForeignT=NULL")), std::string::npos);
     zarn_test::captureStdout([&] { EXPECT_FALSE(candidate.needRefinementDueToGrowth(2.0, 1.6)); });  // the neighbour is exempt
     EXPECT_FALSE(candidate.needRefinementDueToGrowth(0.0, 0.001));
   }
-  // Across constraint edges the adjacent area counts; zero never triggers.
   OneTriangle t(Point2(0, 0), Point2(2, 0), Point2(0, 3), nullptr, true);
   RefCand3 candidate(t.dt.getImpl(), t.pT);
   candidate.computeSquaredLengths();
@@ -361,98 +291,147 @@ TEST(RefCand3Rules, GrowthAgainstTheNeighbour) {
 
 TEST(RefCand3Rules, EdgeBlockingByLocationCode) {
   OneTriangle t(Point2(0, 0), Point2(1, 0), Point2(0.5, 0.1), nullptr, true);  // obtuse at c: its centre lies below a-b
-  const int base(t.edgeIndexOf(t.pA, t.pB));
-  ConstraintSegment2* pBase(t.dt.getConstraintSegment(t.pA, t.pB));
-  struct Case {
+  const int base(t.pT->getIntraTriangleIndex(t.pA, t.pB));
+  const struct {
     int locCode;
     double minEdgeLen;
     bool bSplit, bLock, bBlocked;
   } aCases[] = {{RefCand3::kLocNoEdge, 0.001, true, false, false}, {base, 0.001, true, false, false}, {base, 0.5000001, true, false, true},
-                {base, 0.001, false, false, true},                 {base, 0.001, true, true, true},   {RefCand3::kLocSkip, 0.001, true, false, true}};
-  for (const Case& c : aCases) {
+                {base, 0.001, false, false, true}, {base, 0.001, true, true, true}, {RefCand3::kLocSkip, 0.001, true, false, true}};
+  for (const auto& c : aCases) {
     std::unique_ptr<MeshGenParams> pParams(paramsWithoutZone());
-    MeshGenParams& params(*pParams);
-    params.minEdgeLen = c.minEdgeLen;
-    params.splitConstraints = c.bSplit;
-    if (c.bLock) params.addLockedConstraint(pBase);
+    pParams->minEdgeLen = c.minEdgeLen;
+    pParams->splitConstraints = c.bSplit;
+    if (c.bLock) pParams->addLockedConstraint(t.dt.getConstraintSegment(t.pA, t.pB));
     RefCand3 candidate(t.dt.getImpl(), t.pT);
     candidate.setCircumcenter(Point2(0.5, -1.0), c.locCode);
-    EXPECT_EQ(candidate.needRefinement(params), c.bBlocked) << c.locCode << " " << c.minEdgeLen;
+    EXPECT_EQ(candidate.needRefinement(*pParams), c.bBlocked) << c.locCode << " " << c.minEdgeLen;
     // Beyond its own constraint edge the triangle is never refined directly (the edge is split).
-    if (c.locCode == base) {
-      EXPECT_FALSE(candidate.isSafe(params));
-    }
+    EXPECT_TRUE(c.locCode != base || !candidate.isSafe(*pParams));
   }
   RefCand3 candidate(t.dt.getImpl(), t.pT);
   candidate.setCircumcenter(Point2(0.5, -1.0), 3);
   std::string out(zarn_test::captureStdout([&] { EXPECT_TRUE(candidate.needRefinement(*paramsWithoutZone())); }));
-  EXPECT_NE(out.find("RefCand3::needRefinement"), std::string::npos);
-  EXPECT_NE(out.find("bug, unexpected case"), std::string::npos);
+  EXPECT_NE(out.find("RefCand3::needRefinement, ERROR: bug, unexpected case\n"), std::string::npos) << out;
 }
 
 // ----- Entry checks -----
 
-const char* const kZoneLocationComplaint =
-    "\n\n\nMeshGenParams::MeshGenParams(..), ERROR: \n\tbehavior since Zarn 1.39: The zoneLocation must be ZL_INSIDE or ZL_BOUNDED. "
-    "Please convert the zone using pZone->convertToBoundedZone(..)\n\n\n";
-
-TEST(MeshEntry, ParametersForAnOutsideZoneAreRejected) {
-  Meshing m(squareWithHole());
-  Zone2* pOutside(m.dt.createZone(m.pGraph, ZL_OUTSIDE));
-  std::unique_ptr<MeshGenParams> pParams;
-  EXPECT_EQ(zarn_test::captureStderr([&] { pParams.reset(new MeshGenParams(pOutside)); }), kZoneLocationComplaint);
-  EXPECT_EQ(pParams->gridVector.x(), 0.0);
-  EXPECT_EQ(pParams->gridVector.y(), 0.0);
-  const unsigned int numBefore(m.dt.numberOfPoints());
-  const std::string out(zarn_test::captureStdout([&] { m.dt.refineAdvanced(pParams.get()); }));
-  EXPECT_NE(out.find("Dt2::refineMain2(), ERROR: The zoneLocation must be ZL_INSIDE or ZL_BOUNDED."), std::string::npos) << out;
-  EXPECT_EQ(m.dt.numberOfPoints(), numBefore);
-  MeshGenParams inside(m.pZone);
-  EXPECT_EQ(inside.gridVector.x(), 1.0);
-}
-
-TEST(MeshEntry, AngleLimitAndNullZone) {
-  Meshing m(squareWithHole());
-  MeshGenParams params(m.pZone);
-  params.minAngleDegree = 30.000001;
-  std::string out(zarn_test::captureStdout([&] { m.dt.refineAdvanced(&params); }));
-  EXPECT_NE(out.find("Dt2::refine(..), ERROR: minAngleDegree must be <=30.0, return"), std::string::npos) << out;
-  EXPECT_TRUE(m.impl().getRefinementReport().bEntryFailed);
-  params.minAngleDegree = 30.0;
-  zarn_test::captureStdout([&] { m.dt.refineAdvanced(&params); });
-  EXPECT_TRUE(m.impl().getRefinementReport().isComplete());
-  EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, 30.0, "", AcceptExperimentalFeature()));
-  out = zarn_test::captureStdout([&] { m.dt.refineAdvanced(nullptr); });
-  EXPECT_NE(out.find("Dt2::refineMain2(..), ERROR: pZone==NULL"), std::string::npos) << out;
-  EXPECT_NE(zarn_test::captureStderr([&] { m.dt.refine(nullptr, 20.0, 0.001, 1.0, true); })
-                .find("Warning: Zarn_2D::refine(..) has been called with pZone==NULL"),
-            std::string::npos);
-  // The facade's refine maps its arguments onto the same driver; a vertex budget ends the run.
-  Meshing m2(squareWithHole());
-  zarn_test::captureStdout([&] { m2.dt.refine(m2.pZone, 25.0, 0.001, 0.5, true); });
-  m2.vZone = m2.zoneTriangles();
-  EXPECT_TRUE(m2.meetsBounds({25.0, [](Triangle2*) { return 0.5; }, squareWithHole().area}));
-  m2.impl().setRefinementVertexBudget(25);
-  const unsigned int numBefore(m2.dt.numberOfPoints());
-  MeshGenParams budgeted(m2.pZone);
-  budgeted.maxEdgeLength = 0.1;
-  m2.refine(budgeted);
-  EXPECT_LE(m2.dt.numberOfPoints(), numBefore + 25);
-  EXPECT_TRUE(m2.report().bBudgetReached);
-  EXPECT_NE(m2.report().describe().find("vertex budget reached"), std::string::npos);
-}
-
-// Small angles between two constraints are exempt; offenders are drawn into the named file.
-TEST(MeshEntry, ZoneQualityCheck) {
-  Meshing spikeMesh(spike(5.0));
+// The zone quality check exempts small angles between two constraints and draws offenders into the
+// named file. The parameters of an outside zone complain and keep no grid direction; refinement
+// with them, a null zone or an angle above 30 degrees ends at the entry with its message; 30 refine.
+TEST(MeshEntry, QualityCheckAndWrongZonesAndAngles) {
+  Meshing spikeMesh(spike(5.0)), m(squareWithHole());
   EXPECT_TRUE(spikeMesh.dt.checkZoneQuality(spikeMesh.pZone, 30.0, "", AcceptExperimentalFeature()));
-  Meshing m(squareWithHole());
   const std::string file(::testing::TempDir() + "zone_quality.ps");
   std::remove(file.c_str());
   EXPECT_FALSE(m.dt.checkZoneQuality(m.pZone, 30.0, file, AcceptExperimentalFeature()));
   EXPECT_NE(zarn_test::readFile(file).find("%!PS"), std::string::npos);
   EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, 10.0, "", AcceptExperimentalFeature()));
   EXPECT_FALSE(zarn_test::captureStdout([&] { EXPECT_FALSE(m.dt.checkZoneQuality(nullptr, 10.0, "", AcceptExperimentalFeature())); }).empty());
+  std::unique_ptr<MeshGenParams> pOutside;
+  EXPECT_EQ(zarn_test::captureStderr([&] { pOutside.reset(new MeshGenParams(m.dt.createZone(m.pGraph, ZL_OUTSIDE))); }),
+            "\n\n\nMeshGenParams::MeshGenParams(..), ERROR: \n\tbehavior since Zarn 1.39: The zoneLocation must be ZL_INSIDE or ZL_BOUNDED. "
+            "Please convert the zone using pZone->convertToBoundedZone(..)\n\n\n");
+  EXPECT_EQ(pOutside->gridVector.x(), 0.0);
+  EXPECT_EQ(pOutside->gridVector.y(), 0.0);
+  MeshGenParams params(m.pZone), params30(m.pZone);
+  EXPECT_EQ(params.gridVector.x(), 1.0);
+  params.minAngleDegree = 30.000001;
+  params30.minAngleDegree = 30.0;
+  const unsigned int numBefore(m.dt.numberOfPoints());
+  const struct {
+    MeshGenParams* pParams;
+    const char* message;
+  } aCases[] = {{pOutside.get(), "Dt2::refineMain2(), ERROR: The zoneLocation must be ZL_INSIDE or ZL_BOUNDED. Please convert the zone "
+                                 "using pZone->convertToBoundedZone(..)\n"},
+                {nullptr, "Dt2::refineMain2(..), ERROR: pZone==NULL\n"},
+                {&params, "Dt2::refine(..), ERROR: minAngleDegree must be <=30.0, return\n"}};
+  for (const auto& c : aCases) {
+    const std::string out(zarn_test::captureStdout([&] { m.dt.refineAdvanced(c.pParams); }));
+    EXPECT_NE(out.find(c.message), std::string::npos) << out;
+    EXPECT_TRUE(m.report().bEntryFailed);
+    EXPECT_EQ(m.dt.numberOfPoints(), numBefore);
+  }
+  m.refine(params30);
+  EXPECT_TRUE(m.report().isComplete());
+  EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, 30.0, "", AcceptExperimentalFeature()));
+  EXPECT_EQ(zarn_test::captureStderr([&] { m.dt.refine(nullptr, 20.0, 0.001, 1.0, true); }),
+            "\nWarning: Zarn_2D::refine(..) has been called with pZone==NULL\n\n");
+  EXPECT_EQ(zarn_test::captureStderr([&] { m.dt.refine(m.pZone, 30.000001, 0.001, 1.0, true); }),
+            "\nWarning: Zarn_2D::refine(..), minAngleDegree can't be >30\n\n");
+}
+
+// The facade's refine maps its arguments onto the same driver; a vertex budget ends the run.
+TEST(MeshEntry, FacadeRefineAndVertexBudget) {
+  Meshing m(squareWithHole());
+  zarn_test::captureStdout([&] { m.dt.refine(m.pZone, 25.0, 0.001, 0.5, true); });
+  m.vZone = trianglesOf(m.pZone);
+  EXPECT_TRUE(m.meetsBounds({25.0, [](Triangle2*) { return 0.5; }, squareWithHole().area}));
+  m.dt.getImpl()->setRefinementVertexBudget(25);
+  const unsigned int numBefore(m.dt.numberOfPoints());
+  MeshGenParams budgeted(m.pZone);
+  budgeted.maxEdgeLength = 0.1;
+  m.refine(budgeted);
+  EXPECT_LE(m.dt.numberOfPoints(), numBefore + 25);
+  EXPECT_TRUE(m.report().bBudgetReached);
+  EXPECT_NE(m.report().describe().find("vertex budget reached"), std::string::npos);
+}
+
+// ----- Mesh arrays -----
+
+// getMeshArrays on randomized inputs with a duplicate, constraints (whose crossings add vertices)
+// and removals, for all triangles and for a subset in another order: rows follow the input,
+// positions follow the list, neighbours outside the list are -1.
+TEST(MeshArrays, RowsFollowTheInputAndPositionsFollowTheList) {
+  for (unsigned seed = 1; seed <= 6; ++seed) {
+    SCOPED_TRACE(seed);
+    std::vector<Point2> vInput(dt2test::randomPoints(300 * seed, seed));
+    vInput.push_back(vInput[7]);  // a duplicate keeps its own row
+    for (size_t i = 0; i < vInput.size(); ++i) vInput[i].setCustomIndex(int(i));
+    Zarn_2D dt;
+    std::vector<Point2*> vHandles;
+    zarn_test::captureStdout([&] {
+      dt.insert(vInput, vHandles);
+      std::vector<Segment2> vSegments;
+      generateRandomSegments(10, 0.0, 1.0, 0.5, vSegments, seed);
+      dt.createConstraint(vSegments, seed % 2 == 0 ? CIS_CONFORMING_DELAUNAY : CIS_CONSTRAINED_DELAUNAY);
+      for (size_t i = 0; i < vHandles.size(); i += 9) {
+        if (!dt.isConstraint(vHandles[i])) dt.remove(vHandles[i]);
+      }
+    });
+    ASSERT_TRUE(dt.checkValidity(true, "mesh arrays"));
+    const std::vector<Triangle2*> vAll(trianglesOf(dt));
+    std::vector<Triangle2*> vSubset;
+    for (size_t t = vAll.size(); t-- > 0;) {
+      if (t % 3 != 0) vSubset.push_back(vAll[t]);
+    }
+    std::vector<ConstraintSegment2*> vPieces(cdttest::aliveSegments(dt));
+    for (const std::vector<Triangle2*>& vTriangles : {vAll, vSubset}) {
+      MeshArrays mesh;
+      getMeshArrays(dt, vTriangles, int32_t(vInput.size()), mesh);
+      EXPECT_FALSE(mesh.vAddedVertices.empty());
+      for (const Point2* pV : mesh.vAddedVertices) EXPECT_TRUE(pV->getCustomIndex() < 0 || pV->getCustomIndex() >= int(vInput.size()));
+      const auto at = [&](int32_t row) {
+        return row < int32_t(vInput.size()) ? vInput[size_t(row)] : *mesh.vAddedVertices.at(size_t(row) - vInput.size());
+      };
+      ASSERT_EQ(mesh.vTriangles.size(), 3 * vTriangles.size());
+      const zonetest::TriangleSet sListed(zonetest::setOf(vTriangles));
+      for (size_t t = 0; t < vTriangles.size(); ++t) {
+        for (int i = 0; i < 3; ++i) {
+          EXPECT_TRUE(dt2test::sameXY(at(mesh.vTriangles[3 * t + i]), *vTriangles[t]->getCorner(i))) << t;
+          const int32_t n(mesh.vNeighbors[3 * t + i]);
+          const Triangle2* pN(vTriangles[t]->getOppositeTriangle(i));
+          EXPECT_EQ(n < 0 ? nullptr : vTriangles[size_t(n)], sListed.count(pN) > 0 ? pN : nullptr);
+        }
+      }
+      ASSERT_EQ(mesh.vSegments.size(), 2 * vPieces.size());
+      for (size_t k = 0; k < vPieces.size(); ++k) {
+        EXPECT_TRUE(dt2test::sameXY(at(mesh.vSegments[2 * k]), *vPieces[k]->getSrc()));
+        EXPECT_TRUE(dt2test::sameXY(at(mesh.vSegments[2 * k + 1]), *vPieces[k]->getTrg()));
+      }
+    }
+  }
 }
 
 }  // namespace

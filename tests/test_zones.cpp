@@ -1,23 +1,23 @@
 // Zones: the triangles of every rule compared with what the geometry says (exact winding numbers
 // at the centroids), through later insertions and removals; set operations against std::set
-// algebra; components, peeling, bounded zones; the messages of wrong use.
+// algebra; components, peeling, borders and the polygon utilities on them; unifying grid diagonals;
+// the messages of wrong use.
 #include <algorithm>
 #include <functional>
-#include <iterator>
-#include <set>
+#include <map>
+#include <tuple>
 
-#include "dt2_test_support.h"
+#include "cdt_test_support.h"
 #include "test_support.h"
+#include "zone_test_support.h"
 
 namespace {
 
 using namespace KORA_ZARN2D;
 using namespace dt2test;
+using namespace zonetest;
 using zarn_test::captureStdout;
-using TriangleSet = std::set<const Triangle2*>;
 using Ring = std::vector<Point2>;
-
-Ring square(double x0, double y0, double x1, double y1) { return {Point2(x0, y0), Point2(x1, y0), Point2(x1, y1), Point2(x0, y1)}; }
 
 // A triangulation of random integer points in [0, 1000)^2 with rings added as constraint graphs.
 struct Scene {
@@ -28,130 +28,162 @@ struct Scene {
     for (Point2& p : vPoints) p = Point2(std::floor(p.x()), std::floor(p.y()));
     dt.insert(vPoints);
   }
-  ConstraintGraph2* addRing(const Ring& ring, ConstraintInsertionStrategy cis = CIS_CONSTRAINED_DELAUNAY, bool bOriented = true) {
-    std::vector<Segment2> vSegments;
-    for (size_t i = 0; i < ring.size(); ++i) vSegments.emplace_back(ring[i], ring[(i + 1) % ring.size()]);
+  ConstraintGraph2* addRing(const Ring& corners, ConstraintInsertionStrategy cis = CIS_CONSTRAINED_DELAUNAY, bool bOriented = true) {
+    std::vector<Segment2> vSegments(ring(corners));
     vGraphs.push_back(dt.createConstraint(vSegments, cis, bOriented));
     return vGraphs.back();
   }
-  // The triangles that satisfy the rule.
-  TriangleSet where(const std::function<bool(const Triangle2*)>& rule) {
-    std::vector<Triangle2*> v;
-    dt.getTrianglePointers(v);
-    TriangleSet s;
-    std::copy_if(v.begin(), v.end(), std::inserter(s, s.end()), rule);
-    return s;
-  }
 };
 
-TriangleSet trianglesOf(const Zone2* pZone) {
-  std::vector<Triangle2*> v;
-  pZone->getTriangles(v);
-  TriangleSet s(v.begin(), v.end());
-  EXPECT_EQ(s.size(), v.size()) << "a triangle was listed twice";
-  return s;
-}
-
-std::function<bool(const Triangle2*)> insideOf(const Ring& ccwRing) {
-  return [ccwRing](const Triangle2* pT) { return windingNumberAtCentroid(ccwRing, pT) != 0; };
-}
-
-std::string warned(const std::string& where, const std::string& msg) { return "\n" + warningLine(where, msg) + "\n\n"; }
-
-// Every way to make a zone of a square, checked against the geometry, also after points are
-// inserted inside, outside and on the ring and vertices are removed.
-TEST(Zones, SquareZonesFollowTheGeometryThroughInsertionsAndRemovals) {
-  using Make = std::function<Zone2*(Zarn_2D&, ConstraintGraph2*)>;
-  const auto byLocation = [](ZoneLocation zl) { return Make([zl](Zarn_2D& dt, ConstraintGraph2* pG) { return dt.createZone(pG, zl); }); };
-  const Make grow([](Zarn_2D& dt, ConstraintGraph2* pG) { return dt.createZone(pG, ZL_GROW, Point2(475, 475)); });
-  const Make fromTriangles([](Zarn_2D& dt, ConstraintGraph2* pG) {
-    std::vector<Triangle2*> v;
-    dt.createZone(pG, ZL_INSIDE)->getTriangles(v);
-    return dt.createZone(v);
-  });
-  const Make converted([](Zarn_2D& dt, ConstraintGraph2* pG) { return dt.createZone(pG, ZL_INSIDE)->convertToBoundedZone(); });
-  const struct {
-    const char* name;
-    bool bClockwise;  // the ring is given clockwise: its left side is the outside
-    Make make;
-    int expected;  // 1: the square's inside, 0: its outside, 2: everything
-    ZoneLocation zoneLoc;
-  } aCases[] = {
-      {"ccw inside", false, byLocation(ZL_INSIDE), 1, ZL_INSIDE},  {"ccw bounded", false, byLocation(ZL_BOUNDED), 1, ZL_BOUNDED},
-      {"ccw outside", false, byLocation(ZL_OUTSIDE), 0, ZL_OUTSIDE}, {"cw inside", true, byLocation(ZL_INSIDE), 0, ZL_INSIDE},
-      {"cw outside", true, byLocation(ZL_OUTSIDE), 1, ZL_OUTSIDE},  {"grow", false, grow, 1, ZL_GROW},
-      {"grow, cw ring", true, grow, 1, ZL_GROW},                     {"global", false, byLocation(ZL_GLOBAL), 2, ZL_GLOBAL},
-      {"from triangles", false, fromTriangles, 1, ZL_BOUNDED},       {"converted", false, converted, 1, ZL_BOUNDED},
-  };
-  for (const auto& c : aCases) {
-    SCOPED_TRACE(c.name);
-    Scene scene(600);
-    const Ring ccw(square(250.5, 300, 700, 650.25));
-    Ring ring(ccw);
-    if (c.bClockwise) std::reverse(ring.begin(), ring.end());
-    Zone2* pZone(c.make(scene.dt, c.expected == 2 ? nullptr : scene.addRing(ring)));
-    ASSERT_NE(pZone, nullptr);
-    EXPECT_EQ(pZone->getZoneLocation(), c.zoneLoc);
-    const auto rule = [&](const Triangle2* pT) { return c.expected == 2 || int(insideOf(ccw)(pT)) == c.expected; };
-    EXPECT_EQ(trianglesOf(pZone), scene.where(rule));
-    std::vector<Point2> vMore(randomPoints(300, 11, 0.0, 1000.0));
-    vMore.push_back(Point2(400, 300));  // splits a ring edge
-    scene.dt.insert(vMore);
-    std::vector<Point2*> vVertices;
-    scene.dt.getVertexPointers(vVertices);
-    captureStdout([&] {  // ring vertices refuse with a warning
-      for (size_t i = 0; i < vVertices.size(); i += 17) scene.dt.remove(vVertices[i]);
-    });
-    ASSERT_TRUE(libraryCheckValidity(scene.dt));
-    EXPECT_EQ(trianglesOf(pZone), scene.where(rule));
-  }
-}
-
-TEST(Zones, SetOperationsMatchSetAlgebraAndRefuseNullAndForeignOperands) {
-  Scene scene(1500, 13);
-  Zone2* pA(scene.dt.createZone(scene.addRing(square(100, 100, 600, 700)), ZL_INSIDE));
-  Zone2* pB(scene.dt.createZone(scene.addRing({Point2(300, 50), Point2(950, 400), Point2(400, 950)}), ZL_INSIDE));
-  const struct {
-    Zone2* (*op)(Zone2*, Zone2*);
-    ZoneLocation zoneLoc;
-    bool (*member)(bool, bool);  // is a triangle in the result, given whether it is in the operands
-  } aCases[] = {{zoneUnion, ZL_RESULT_UNION, [](bool x, bool y) { return x || y; }},
-                {zoneIntersection, ZL_RESULT_INTERSECTION, [](bool x, bool y) { return x && y; }},
+// Two random star polygons (fixed seeds, the first given clockwise in every other round) over
+// random points: every way to make a zone of one, the domain zone of both with a hole point and
+// the set operations agree with the geometry (exact winding numbers at the centroids) and with set
+// algebra, also after points are inserted (one on a ring edge) and vertices removed.
+TEST(Zones, ZonesOfRandomPolygonsFollowTheGeometryThroughInsertionsAndRemovals) {
+  for (unsigned seed = 1; seed <= 4; ++seed) {
+    SCOPED_TRACE(seed);
+    Scene scene(600, seed);
+    std::vector<Segment2> vA, vB;
+    generateRandomPolygon(9, 100, 700, vA, seed);
+    generateRandomPolygon(7, 350, 950, vB, seed + 10);
+    Ring a(vA.size()), b(vB.size());
+    std::transform(vA.begin(), vA.end(), a.begin(), std::mem_fn(&Segment2::getSrc));
+    std::transform(vB.begin(), vB.end(), b.begin(), std::mem_fn(&Segment2::getSrc));
+    const bool bClockwise(seed % 2 == 0);  // then the left side of ring a is its outside
+    Ring given(a);
+    if (bClockwise) std::reverse(given.begin(), given.end());
+    ConstraintGraph2* pA(scene.addRing(given));
+    ConstraintGraph2* pB(scene.addRing(b, seed < 3 ? CIS_CONSTRAINED_DELAUNAY : CIS_CONFORMING_DELAUNAY));
+    std::map<const Triangle2*, int> mIn;  // per triangle: 1 inside a, 2 inside b (cleared after each change)
+    const auto in = [&](const Triangle2* pT) {
+      const auto it(mIn.find(pT));
+      return it != mIn.end() ? it->second : (mIn[pT] = int(insideOf(a)(pT)) + 2 * int(insideOf(b)(pT)));
+    };
+    const Rule inA([&](const Triangle2* pT) { return (in(pT) & 1) != 0; }), inB([&](const Triangle2* pT) { return in(pT) >= 2; });
+    const Rule outA([&](const Triangle2* pT) { return !inA(pT); });
+    const bool bHoleInA(inA(scene.dt.locate(Point2(650, 650))));
+    const Rule inBCellOfHole([&](const Triangle2* pT) { return inB(pT) && inA(pT) == bHoleInA; });
+    Zone2* pInA(scene.dt.createZone(pA, bClockwise ? ZL_OUTSIDE : ZL_INSIDE));
+    Zone2* pInB(scene.dt.createZone(pB, ZL_INSIDE));
+    std::vector<Triangle2*> vInA(trianglesOf(pInA));
+    std::vector<std::tuple<Zone2*, Rule, ZoneLocation>> vZones{
+        {pInA, inA, bClockwise ? ZL_OUTSIDE : ZL_INSIDE},
+        {scene.dt.createZone(pA, bClockwise ? ZL_INSIDE : ZL_OUTSIDE), outA, bClockwise ? ZL_INSIDE : ZL_OUTSIDE},
+        {scene.dt.createZone(pB, ZL_BOUNDED), inB, ZL_BOUNDED},
+        {scene.dt.createZone(pA, ZL_GROW, Point2(400, 400)), inA, ZL_GROW},
+        {scene.dt.createZone(nullptr, ZL_GLOBAL), [](const Triangle2*) { return true; }, ZL_GLOBAL},
+        {scene.dt.createZone(vInA), inA, ZL_BOUNDED},
+        {pInA->convertToBoundedZone(), inA, ZL_BOUNDED}};
+    // The domain grows from points in hull triangles: checked before a removal may shrink the hull.
+    Zone2* pDomain(nullptr);
+    captureStdout([&] { pDomain = createDomainZone(scene.dt, {pA, pB}, {Point2(650, 650), Point2(5000, 5000)}); });
+    EXPECT_TRUE(isZoneOf(pDomain, scene.dt, [&](const Triangle2* pT) { return (inA(pT) || inB(pT)) && !inBCellOfHole(pT); }));
+    const struct {
+      Zone2* (*op)(Zone2*, Zone2*);
+      ZoneLocation zoneLoc;
+      std::function<bool(bool, bool)> member;  // is a triangle in the result, given whether it is in the operands
+    } aOps[] = {{zoneUnion, ZL_RESULT_UNION, std::logical_or<bool>()}, {zoneIntersection, ZL_RESULT_INTERSECTION, std::logical_and<bool>()},
                 {zoneDifference, ZL_RESULT_DIFFERENCE, [](bool x, bool y) { return x && !y; }},
-                {zoneSymmetricDifference, ZL_RESULT_SYMMETRIC_DIFFERENCE, [](bool x, bool y) { return x != y; }}};
-  for (int round = 0; round < 2; ++round) {  // the results follow a later insertion
-    for (const auto& c : aCases) {
-      for (const std::pair<Zone2*, Zone2*>& operands : {std::make_pair(pA, pB), std::make_pair(pB, pA), std::make_pair(pA, pA)}) {
-        Zone2* pResult(c.op(operands.first, operands.second));
-        ASSERT_NE(pResult, nullptr);  // also for an empty result
-        EXPECT_EQ(pResult->getZoneLocation(), c.zoneLoc);
-        const TriangleSet first(trianglesOf(operands.first)), second(trianglesOf(operands.second));
-        EXPECT_EQ(trianglesOf(pResult), scene.where([&](const Triangle2* pT) { return c.member(first.count(pT) > 0, second.count(pT) > 0); }));
+                {zoneSymmetricDifference, ZL_RESULT_SYMMETRIC_DIFFERENCE, std::not_equal_to<bool>()}};
+    for (const auto& op : aOps) {
+      for (const auto& operands : {std::make_pair(pInA, pInB), std::make_pair(pInB, pInA), std::make_pair(pInA, pInA)}) {
+        const Rule first(operands.first == pInA ? inA : inB), second(operands.second == pInA ? inA : inB);
+        const auto member = [&op, first, second](const Triangle2* pT) { return op.member(first(pT), second(pT)); };
+        vZones.emplace_back(op.op(operands.first, operands.second), member, op.zoneLoc);
       }
     }
-    scene.dt.insert(randomPoints(200, 17 + round, 0.0, 1000.0));
-  }
-  Scene other(50);
-  Zone2* pForeign(other.dt.createZone(nullptr, ZL_GLOBAL));
-  const std::string kForeign("The zones must belong to the same triangulation! Returning NULL");
-  Zone2* pResult(pA);
-  EXPECT_EQ(captureStdout([&] { pResult = zoneUnion(pA, pForeign); }), warned("Zone2::zoneUnion(...)", kForeign));
-  EXPECT_EQ(pResult, nullptr);
-  for (const auto& c : aCases) {
-    if (c.op == zoneUnion) continue;
-    EXPECT_EQ(captureStdout([&] { pResult = c.op(pForeign, pA); }), warned("zoneUnion(...)", kForeign));
-    EXPECT_EQ(pResult, nullptr);
-    EXPECT_EQ(countLinesContaining(captureStdout([&] { pResult = c.op(pA, nullptr); }), "NULL"), 1u);
-    EXPECT_EQ(pResult, nullptr);
+    for (const bool bLater : {false, true}) {
+      for (const auto& zone : vZones) {
+        ASSERT_NE(std::get<0>(zone), nullptr);
+        EXPECT_EQ(std::get<0>(zone)->getZoneLocation(), std::get<2>(zone));
+        EXPECT_TRUE(isZoneOf(std::get<0>(zone), scene.dt, std::get<1>(zone))) << "zone " << &zone - vZones.data() << (bLater ? " later" : "");
+      }
+      std::vector<Point2> vMore(randomPoints(300, seed + 20, 0.0, 1000.0));
+      vMore.push_back(Point2(0.5 * (a[0].x() + a[1].x()), 0.5 * (a[0].y() + a[1].y())));  // on or next to a ring edge
+      scene.dt.insert(vMore);
+      std::vector<Point2*> vVertices;
+      scene.dt.getVertexPointers(vVertices);
+      captureStdout([&] {  // ring vertices refuse with a warning
+        for (size_t i = 0; i < vVertices.size(); i += 17) scene.dt.remove(vVertices[i]);
+      });
+      ASSERT_TRUE(libraryCheckValidity(scene.dt));
+      mIn.clear();
+    }
   }
 }
 
-// Two squares touching at a corner are two components, two sharing a side are one; the
-// components partition the zone and are bounded zones.
-TEST(Zones, ComponentsAreEdgeConnected) {
-  Scene scene(800, 29);
-  Zone2* pTouching(scene.dt.createZone({scene.addRing(square(100, 100, 400, 400)), scene.addRing(square(400, 400, 800, 700))}, ZL_INSIDE));
-  Zone2* pSharing(scene.dt.createZone({scene.addRing(square(500, 100, 700, 300)), scene.addRing(square(700, 100, 900, 300))}, ZL_INSIDE));
+// A zone with a hole reaching beyond the hull: its boundary edges are exactly the edges to
+// non-zone triangles or the hull, seen from the zone; they chain into two polygons (the outer one
+// counterclockwise, the hole clockwise) and an extra edge remains; the vertices, box, area and
+// statistics are those of the triangles; the components partition it.
+TEST(Zones, BordersComponentsAndFiguresAgreeWithTheTriangles) {
+  Scene scene(800, 37);
+  Ring hole(square(400, 200, 600, 400));
+  std::reverse(hole.begin(), hole.end());
+  Zone2* pZone(scene.dt.createZone({scene.addRing(square(200, 100, 1100, 600)), scene.addRing(hole)}, ZL_INSIDE));
+  std::vector<Triangle2*> vTriangles(trianglesOf(pZone));
+  const TriangleSet zone(setOf(vTriangles));
+  std::set<std::pair<const Triangle2*, int>> expectedEdges, edges;
+  std::set<const Point2*> expectedVertices;
+  Bbox2 expectedBox;
+  double expectedArea(0.0);
+  for (const Triangle2* pT : zone) {
+    expectedArea += pT->getArea2D();
+    for (int i = 0; i < 3; ++i) {
+      if (zone.count(pT->getOppositeTriangle(i)) == 0) expectedEdges.emplace(pT, i);
+      expectedVertices.insert(pT->getCorner(i));
+      expectedBox.add(*pT->getCorner(i));
+    }
+  }
+  std::vector<Edge2> vEdges;
+  pZone->getBorderEdges(vEdges);
+  for (const Edge2& e : vEdges) edges.emplace(e.getTriangle(), e.getIndex());
+  EXPECT_EQ(edges, expectedEdges);
+  EXPECT_EQ(edges.size(), vEdges.size());
+  std::vector<Segment2> vSegments, vBorders;
+  pZone->getBoundarySegments(vSegments);
+  getBorders(vTriangles, vBorders);
+  ASSERT_EQ(vSegments.size(), vEdges.size());
+  EXPECT_EQ(vBorders.size(), vSegments.size());
+  for (size_t i = 0; i < vEdges.size(); ++i) EXPECT_TRUE(sameXY(vSegments[i].getSrc(), *vEdges[i].getSrc()) && sameXY(vSegments[i].getTrg(), *vEdges[i].getTrg()));
+  std::vector<std::vector<Edge2>> vvPolygons;
+  std::vector<Edge2> vRemaining;
+  vEdges.push_back(Edge2(vTriangles[vTriangles.size() / 2], 0));
+  edgesToPolygons(vEdges, vvPolygons, vRemaining);
+  ASSERT_EQ(vvPolygons.size(), 2u);
+  EXPECT_EQ(vRemaining, std::vector<Edge2>(1, vEdges.back()));
+  std::multiset<int> signs;
+  for (const std::vector<Edge2>& vPolygon : vvPolygons) {
+    std::vector<Segment2> vRing;
+    for (const Edge2& e : vPolygon) vRing.emplace_back(*e.getSrc(), *e.getTrg());
+    for (size_t i = 0; i < vPolygon.size(); ++i) EXPECT_EQ(vPolygon[i].getTrg(), vPolygon[(i + 1) % vPolygon.size()].getSrc());
+    EXPECT_TRUE(isSimplePolygon(vRing));
+    signs.insert(sgn(signedArea2(vRing)));
+  }
+  EXPECT_EQ(signs, (std::multiset<int>{-1, 1}));
+  std::vector<Point2*> vVertices;
+  pZone->getVertices(vVertices);
+  EXPECT_EQ(std::set<const Point2*>(vVertices.begin(), vVertices.end()), expectedVertices);
+  EXPECT_EQ(vVertices.size(), expectedVertices.size());
+  EXPECT_EQ(pZone->getBoundingBox().getRangeX(), expectedBox.getRangeX());
+  EXPECT_EQ(pZone->getNumberOfTriangles(), zone.size());
+  EXPECT_NEAR(pZone->getArea2D(), expectedArea, 1e-9 * expectedArea);
+  const std::string stats(captureStdout([&] { pZone->statistics("square"); }));
+  EXPECT_EQ(stats.rfind("\n\n\n********* ZONE STATISTICS (square) **********\n\n", 0), 0u);
+  EXPECT_NE(stats.find("triangles:         " + std::to_string(zone.size()) + "\n"), std::string::npos);
+  // The directed edges of the triangles, and each undirected edge once.
+  std::vector<Edge2> vDirected, vUndirected;
+  getDirectedEdges(vTriangles, vDirected);
+  getUndirectedEdges(vTriangles, vUndirected);
+  std::set<std::pair<const Point2*, const Point2*>> sUndirected;
+  for (const Edge2& e : vUndirected) sUndirected.insert(std::minmax<const Point2*>(e.getSrc(), e.getTrg()));
+  EXPECT_EQ(vDirected.size(), 3 * vTriangles.size());
+  EXPECT_EQ(sUndirected.size(), vUndirected.size());
+  EXPECT_EQ(2 * vUndirected.size(), 3 * vTriangles.size() + expectedEdges.size());
+  // Two squares touching at a corner are two components, two sharing a side are one; the
+  // components are bounded zones that partition the zone.
+  Zone2* pTouching(scene.dt.createZone({scene.addRing(square(100, 700, 400, 800)), scene.addRing(square(400, 800, 800, 900))}, ZL_INSIDE));
+  Zone2* pSharing(scene.dt.createZone({scene.addRing(square(500, 650, 700, 750)), scene.addRing(square(700, 650, 900, 750))}, ZL_INSIDE));
   for (const std::pair<Zone2*, size_t>& c : {std::make_pair(pTouching, size_t(2)), std::make_pair(pSharing, size_t(1))}) {
     std::vector<Zone2*> vComponents(1, nullptr);  // appended to
     c.first->getComponents(vComponents);
@@ -159,10 +191,9 @@ TEST(Zones, ComponentsAreEdgeConnected) {
     TriangleSet united;
     for (size_t i = 1; i < vComponents.size(); ++i) {
       EXPECT_EQ(vComponents[i]->getZoneLocation(), ZL_BOUNDED);
-      const TriangleSet part(trianglesOf(vComponents[i]));
-      united.insert(part.begin(), part.end());
+      for (const Triangle2* pT : trianglesOf(vComponents[i])) EXPECT_TRUE(united.insert(pT).second);
     }
-    EXPECT_EQ(united, trianglesOf(c.first));
+    EXPECT_EQ(united, setOf(trianglesOf(c.first)));
   }
 }
 
@@ -184,8 +215,8 @@ TEST(Zones, PeelOffIfReachesAFixedPoint) {
   CentroidLeftOf leftHalf(500);
   Zone2* pRest(pZone->peelOffIf(&leftHalf));
   ASSERT_NE(pRest, nullptr);
-  const TriangleSet rest(trianglesOf(pRest));
-  EXPECT_LE(leftHalf.numCalls, trianglesOf(pZone).size());  // each triangle asked once at most
+  const TriangleSet rest(setOf(trianglesOf(pRest)));
+  EXPECT_LE(leftHalf.numCalls, pZone->getNumberOfTriangles());  // each triangle asked once at most
   for (const Triangle2* pT : trianglesOf(pZone)) EXPECT_TRUE(rest.count(pT) > 0 || pT->getBarycenter().x() < 500);
   std::vector<Edge2> vBorder;
   pRest->getBorderEdges(vBorder);
@@ -195,67 +226,6 @@ TEST(Zones, PeelOffIfReachesAFixedPoint) {
   EXPECT_EQ(captureStdout([&] { pNone = pZone->peelOffIf(&everything); }), warned("Zone2::peelOffIf()", "No triangles left, returning NULL"));
   EXPECT_EQ(pNone, nullptr);
   EXPECT_EQ(captureStdout([&] { pNone = pZone->peelOffIf(&everything, false); }), "");
-}
-
-// createDomainZone: the triangles enclosed by the (unoriented) rings minus the holes, for both
-// insertion strategies; a hole point outside the triangulation is ignored, open segments enclose
-// nothing.
-TEST(Zones, DomainZoneIsTheRingMinusItsHole) {
-  for (unsigned seed = 1; seed <= 2; ++seed) {
-    Scene scene(800, seed);
-    const Ring outer(square(200, 200, 800, 800)), hole(square(400, 400, 600, 600));
-    const ConstraintInsertionStrategy cis(seed % 2 == 0 ? CIS_CONFORMING_DELAUNAY : CIS_CONSTRAINED_DELAUNAY);
-    Zone2* pDomain(nullptr);
-    captureStdout([&] { pDomain = createDomainZone(scene.dt, {scene.addRing(outer, cis, false), scene.addRing(hole, cis, false)}, {Point2(500, 500), Point2(5000, 5000)}); });
-    ASSERT_NE(pDomain, nullptr);
-    ASSERT_TRUE(libraryCheckValidity(scene.dt));
-    EXPECT_EQ(trianglesOf(pDomain), scene.where([&](const Triangle2* pT) { return insideOf(outer)(pT) && !insideOf(hole)(pT); })) << seed;
-  }
-  Scene scene(100, 3);
-  std::vector<Segment2> vOpen{Segment2(Point2(100, 100), Point2(900, 900))};
-  Zone2* pOpen(nullptr);
-  captureStdout([&] { pOpen = createDomainZone(scene.dt, {scene.dt.createConstraint(vOpen, CIS_CONSTRAINED_DELAUNAY)}, {}); });
-  ASSERT_NE(pOpen, nullptr);
-  EXPECT_EQ(pOpen->getNumberOfTriangles(), 0u);
-}
-
-// Boundary edges: exactly the zone triangles' edges to non-zone triangles or the hull, each seen
-// from the zone triangle; the vertices, box, area and statistics are those of the triangles.
-TEST(Zones, BoundaryVerticesAndBoxAgreeWithTheTriangles) {
-  Scene scene(600, 37);
-  Zone2* pZone(scene.dt.createZone(scene.addRing(square(200, 100, 1100, 600)), ZL_INSIDE));  // beyond the points: hull edges too
-  const TriangleSet zone(trianglesOf(pZone));
-  std::set<std::pair<const Triangle2*, int>> expectedEdges, edges;
-  std::set<const Point2*> expectedVertices;
-  Bbox2 expectedBox;
-  double expectedArea(0.0);
-  for (const Triangle2* pT : zone) {
-    expectedArea += pT->getArea2D();
-    for (int i = 0; i < 3; ++i) {
-      if (zone.count(pT->getOppositeTriangle(i)) == 0) expectedEdges.emplace(pT, i);
-      expectedVertices.insert(pT->getCorner(i));
-      expectedBox.add(*pT->getCorner(i));
-    }
-  }
-  std::vector<Edge2> vEdges;
-  pZone->getBoundaryEdges(vEdges);
-  for (const Edge2& e : vEdges) edges.emplace(e.getTriangle(), e.getIndex());
-  EXPECT_EQ(edges, expectedEdges);
-  EXPECT_EQ(edges.size(), vEdges.size());
-  std::vector<Segment2> vSegments;
-  pZone->getBoundarySegments(vSegments);
-  ASSERT_EQ(vSegments.size(), vEdges.size());
-  EXPECT_TRUE(sameXY(vSegments[0].getSrc(), *vEdges[0].getSrc()) && sameXY(vSegments[0].getTrg(), *vEdges[0].getTrg()));
-  std::vector<Point2*> vVertices;
-  pZone->getVertices(vVertices);
-  EXPECT_EQ(std::set<const Point2*>(vVertices.begin(), vVertices.end()), expectedVertices);
-  EXPECT_EQ(vVertices.size(), expectedVertices.size());
-  EXPECT_EQ(pZone->getBoundingBox().getRangeX(), expectedBox.getRangeX());
-  EXPECT_EQ(pZone->getNumberOfTriangles(), zone.size());
-  EXPECT_NEAR(pZone->getArea2D(), expectedArea, 1e-9 * expectedArea);
-  const std::string stats(captureStdout([&] { pZone->statistics("square"); }));
-  EXPECT_EQ(stats.rfind("\n\n\n********* ZONE STATISTICS (square) **********\n\n", 0), 0u);
-  EXPECT_NE(stats.find("triangles:         " + std::to_string(zone.size()) + "\n"), std::string::npos);
 }
 
 TEST(Zones, WrongArgumentsGiveTheirMessagesAndNull) {
@@ -294,21 +264,39 @@ TEST(Zones, WrongArgumentsGiveTheirMessagesAndNull) {
   EXPECT_EQ(captureStdout([&] { pOutside->getTriangles(vTriangles); }), warned("Dt2::growZoneArea()", "pStartT==NULL, no triangles"));
   EXPECT_TRUE(vTriangles.empty());
   const std::string out(captureStdout([&] { EXPECT_EQ(pOutside->convertToBoundedZone(), nullptr); }));
-  EXPECT_NE(out.find(warningLine("Zone2::convertToBoundedZone()", "No triangles available, returning NULL")), std::string::npos) << out;
+  EXPECT_NE(out.find(warned("Zone2::convertToBoundedZone()", "No triangles available, returning NULL")), std::string::npos) << out;
+  // Set operations refuse operands of two triangulations and null operands.
+  Zone2* pA(scene.dt.createZone(nullptr, ZL_GLOBAL));
+  Scene other(50);
+  Zone2* pForeign(other.dt.createZone(nullptr, ZL_GLOBAL));
+  const std::string kForeign("The zones must belong to the same triangulation! Returning NULL");
+  Zone2* pResult(pA);
+  EXPECT_EQ(captureStdout([&] { pResult = zoneUnion(pA, pForeign); }), warned("Zone2::zoneUnion(...)", kForeign));
+  EXPECT_EQ(pResult, nullptr);
+  for (Zone2* (*op)(Zone2*, Zone2*) : {zoneIntersection, zoneDifference, zoneSymmetricDifference}) {
+    EXPECT_EQ(captureStdout([&] { pResult = op(pForeign, pA); }), warned("zoneUnion(...)", kForeign));
+    EXPECT_EQ(pResult, nullptr);
+    EXPECT_EQ(countLinesContaining(captureStdout([&] { pResult = op(pA, nullptr); }), "NULL"), 1u);
+    EXPECT_EQ(pResult, nullptr);
+  }
 }
 
 // Deleting a zone keeps it while a set operation's zone uses it and refuses strangers; writeObj
-// of a zone writes its triangles only, and the zone's picture fills them.
+// of a zone writes its triangles only, the zone's picture fills them, its debug report names the
+// operands of a result zone.
 TEST(Zones, DeletionAndExports) {
   Scene scene(300, 41), other(10);
   Zone2* pA(scene.dt.createZone(nullptr, ZL_GLOBAL));
   Zone2* pB(scene.dt.createZone(scene.addRing(square(100, 100, 600, 600)), ZL_OUTSIDE));
   Zone2* pInside(scene.dt.createZone(scene.vGraphs[0], ZL_INSIDE));
   Zone2* pDiff(zoneDifference(pA, pB));
+  const std::string report(captureStdout([&] { pDiff->debug("zone_debug.svg"); }));
+  EXPECT_NE(report.find("2 operand(s), " + std::to_string(pInside->getNumberOfTriangles()) + " triangle(s)"), std::string::npos) << report;
+  EXPECT_NE(zarn_test::readFile("zone_debug.svg").find("operand 1"), std::string::npos);
   const std::string kNonExisting(warned("Dt2::deleteZone(..)", "trying to delete a non-existing zone"));
   EXPECT_EQ(captureStdout([&] { scene.dt.deleteZone(pB); }),
             warned("Dt2::deleteZone(..)", "the zone is an operand of a set operation's zone; delete that zone first"));
-  EXPECT_EQ(trianglesOf(pDiff), trianglesOf(pInside));
+  EXPECT_EQ(setOf(trianglesOf(pDiff)), setOf(trianglesOf(pInside)));
   EXPECT_EQ(captureStdout([&] { other.dt.deleteZone(pA); }), kNonExisting);
   EXPECT_EQ(captureStdout([&] {
               scene.dt.deleteZone(pDiff);
@@ -318,7 +306,7 @@ TEST(Zones, DeletionAndExports) {
             "");
   EXPECT_EQ(captureStdout([&] { scene.dt.deleteZone(pA); }), kNonExisting);
   const std::string file(::testing::TempDir() + "zone.obj"), svgFile(::testing::TempDir() + "zone.svg");
-  const size_t numInside(trianglesOf(pInside).size());
+  const size_t numInside(pInside->getNumberOfTriangles());
   scene.dt.writeObj(file, pInside);
   const std::string obj(zarn_test::readFile(file));
   EXPECT_EQ(countLinesContaining(obj, "f "), numInside);
@@ -327,8 +315,117 @@ TEST(Zones, DeletionAndExports) {
   EXPECT_EQ(zarn_test::readFile(file), obj);
   pInside->show(svgFile, true, false);  // every triangle outlined, the zone's filled (a fill and an outline each)
   const std::string svg(zarn_test::readFile(svgFile));
-  EXPECT_EQ(countLinesContaining(svg, "<polygon"), scene.where([](const Triangle2*) { return true; }).size() + 2 * numInside);
+  EXPECT_EQ(countLinesContaining(svg, "<polygon"), scene.dt.numberOfTriangles() + 2 * numInside);
   EXPECT_EQ(countLinesContaining(svg, "<polygon") - countLinesContaining(svg, "fill=\"none\""), numInside);
+}
+
+// unifyGrid on the integer grid [0, 20]^2 with the zone inside the square ring (5, 5)-(15, 15):
+// free cells turn one way; a constraint diagonal running the other way stays (and the result says
+// so); with tolerance 0 the four cells around a point moved by 1e-9 are no longer cocircular and
+// keep their Delaunay diagonal, a tolerance unifies them too. Outside the zone nothing changes.
+TEST(Zones, UnifyGridTurnsDiagonalsOneWayInsideTheZoneOnly) {
+  using Diagonal = std::pair<Point2, Point2>;
+  const Point2 moved(10.0 + 1e-9, 10.0);
+  const Diagonal constraint(Point2(8, 9), Point2(9, 8));
+  const auto isNearMoved = [](const Diagonal& d) {
+    return std::min(d.first.x(), d.second.x()) >= 9 && std::max(d.first.x(), d.second.x()) <= 11.5 && std::min(d.first.y(), d.second.y()) >= 9 &&
+           std::max(d.first.y(), d.second.y()) <= 11.5;
+  };
+  const auto isRising = [](const Diagonal& d) { return d.second.y() > d.first.y(); };  // lower left to upper right
+  for (int variant = 0; variant < 3; ++variant) {  // free cells, one constraint diagonal, a point moved off the grid
+    SCOPED_TRACE(variant);
+    std::vector<Point2> vPoints(gridPoints(21, 21));
+    if (variant == 2) vPoints[10 * 21 + 10] = moved;
+    std::vector<Segment2> vSegments(ring(square(5, 5, 15, 15))), vRing(vSegments), vDiagonal{Segment2(constraint.first, constraint.second)};
+    Zarn_2D dt;
+    dt.insert(vPoints);
+    Zone2* pZone(dt.createZone(dt.createConstraint(vRing, CIS_CONSTRAINED_DELAUNAY, true), ZL_INSIDE));
+    if (variant == 1) dt.createConstraint(vDiagonal, CIS_CONSTRAINED_DELAUNAY, false);
+    if (variant == 1) vSegments.push_back(vDiagonal[0]);
+    const auto diagonals = [&] {  // the zone's cell diagonals, each once, lower end first
+      std::set<Diagonal> s;
+      for (const Triangle2* pT : trianglesOf(pZone)) {
+        for (int i = 0; i < 3; ++i) {
+          const Point2 p(*pT->getCorner(incIndexBy1(i))), q(*pT->getCorner(incIndexBy2(i)));
+          if (std::fabs(p.x() - q.x()) > 0.5 && std::fabs(p.y() - q.y()) > 0.5) s.insert(std::minmax(p, q));
+        }
+      }
+      return s;
+    };
+    const auto outsideKeys = [&] {
+      const TriangleSet sZone(setOf(trianglesOf(pZone)));
+      std::vector<Triangle2*> vOutside;
+      for (Triangle2* pT : trianglesOf(dt)) {
+        if (sZone.count(pT) == 0) vOutside.push_back(pT);
+      }
+      return keysOf(vOutside);
+    };
+    const std::vector<TriangleKey> vOutsideBefore(outsideKeys());
+    const std::set<Diagonal> sBefore(diagonals());
+    ASSERT_FALSE(std::all_of(sBefore.begin(), sBefore.end(), isRising)) << "nothing to unify";
+    EXPECT_EQ(pZone->unifyGrid(0.0), variant != 1);
+    EXPECT_EQ(outsideKeys(), vOutsideBefore);
+    EXPECT_TRUE(cdttest::isConstrainedDelaunay(dt, vPoints, vSegments));
+    const std::set<Diagonal> sDiagonals(diagonals());
+    EXPECT_EQ(sDiagonals.size(), 100u);  // one per cell of the 10 x 10 square
+    for (const Diagonal& d : sDiagonals) {
+      const bool bKept((variant == 1 && d == constraint) || (variant == 2 && isNearMoved(d)));
+      EXPECT_TRUE(bKept ? sBefore.count(d) == 1 : isRising(d)) << d.first << " " << d.second;
+    }
+    if (variant != 2) continue;
+    EXPECT_TRUE(pZone->unifyGrid(1e-6));
+    for (const Diagonal& d : diagonals()) EXPECT_TRUE(isRising(d)) << d.first << " " << d.second;
+    EXPECT_FALSE(captureStdout([&] { EXPECT_TRUE(dt.checkValidity(false, "tolerance")); }).empty());
+    EXPECT_NE(captureStdout([&] { EXPECT_FALSE(pZone->unifyGrid(-1.0)); }).find(warned("Zone2::unifyGrid()", "The tolerance must be finite and >= 0, nothing changed")), std::string::npos);
+  }
+}
+
+// sortRing, sortRingCCW and isSimplePolygon on a table of shapes.
+TEST(PolygonUtils, SortRingAndSimplePolygonTable) {
+  const Point2 a(0, 0), b(4, 0), c(4, 4), d(0, 4), m(2, 2), e(2, 0);
+  const auto opened = [](std::vector<Segment2> v) { return v.pop_back(), v; };
+  std::vector<Segment2> star, twoTriangles(ring({a, e, m})), other(ring({b, c, Point2(3, 3)}));
+  generateRandomPolygon(40, 0.0, 100.0, star, 3);
+  std::reverse(star.begin(), star.end());
+  twoTriangles.insert(twoTriangles.end(), other.begin(), other.end());
+  const struct {
+    std::vector<Segment2> vSegments;
+    bool bRing, bSimple;
+  } aCases[] = {
+      {{Segment2(c, b), Segment2(d, c), Segment2(a, b), Segment2(a, d)}, true, true},  // square, shuffled and mixed
+      {ring({a, b, c}), true, true},
+      {star, true, true},
+      {ring({a, b, d, c}), true, false},           // bow tie
+      {ring({a, b, c, e, d}), true, false},        // a vertex on another segment
+      {ring({a, b, c, Point2(4, 2)}), true, false},  // folds back on itself
+      {ring({a, e, b}), true, false},              // flat
+      {opened(ring({a, e, m, b, c, m, d})), false, false},  // figure eight, open
+      {twoTriangles, false, false},
+      {opened(ring({a, b, c, d})), false, false},
+      {{Segment2(a, b), Segment2(b, a)}, false, false},
+      {{Segment2(a, b), Segment2(b, b), Segment2(b, c), Segment2(c, a)}, false, false},  // a degenerate segment
+      {{}, false, false},
+  };
+  const auto undirected = [](const std::vector<Segment2>& v) {
+    std::set<std::pair<Point2, Point2>> s;
+    for (const Segment2& seg : v) s.insert(std::minmax(seg.getSrc(), seg.getTrg()));
+    return s;
+  };
+  for (const auto& k : aCases) {
+    SCOPED_TRACE(&k - aCases);
+    std::vector<Segment2> v(k.vSegments), w(k.vSegments), s(k.vSegments);
+    ASSERT_EQ(sortRing(v), k.bRing);
+    if (k.bRing) {
+      EXPECT_EQ(undirected(v), undirected(k.vSegments));
+      EXPECT_TRUE(sameXY(v[0].getSrc(), k.vSegments[0].getSrc()) && sameXY(v[0].getTrg(), k.vSegments[0].getTrg()));
+      for (size_t i = 0; i < v.size(); ++i) EXPECT_TRUE(sameXY(v[i].getTrg(), v[(i + 1) % v.size()].getSrc())) << i;
+    } else {
+      EXPECT_EQ(v, k.vSegments);  // unchanged
+    }
+    const bool bCCW(sortRingCCW(w));
+    EXPECT_TRUE(!k.bSimple || (bCCW && signedArea2(w) > 0));
+    EXPECT_EQ(isSimplePolygon(s), k.bSimple);
+  }
 }
 
 }  // namespace

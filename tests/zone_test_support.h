@@ -1,0 +1,94 @@
+// Zones checked against geometry: rings as constraint input, a zone's triangles against the set a
+// rule selects (exact winding numbers at the centroids), triangle lists of zones and triangulations.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Zarn_2D.h"
+#include "dt2_test_support.h"
+
+namespace zonetest {
+
+using namespace KORA_ZARN2D;
+using TriangleSet = std::set<const Triangle2*>;
+using Rule = std::function<bool(const Triangle2*)>;
+
+/// A warning as it is printed: its line between blank lines.
+inline std::string warned(const std::string& where, const std::string& msg) { return "\n" + dt2test::warningLine(where, msg) + "\n\n"; }
+
+/// The closed ring through the corners: a segment from each corner to the next.
+inline std::vector<Segment2> ring(const std::vector<Point2>& vCorners) {
+  std::vector<Segment2> v;
+  for (size_t i = 0; i < vCorners.size(); ++i) v.emplace_back(vCorners[i], vCorners[(i + 1) % vCorners.size()]);
+  return v;
+}
+
+/// Twice the signed area enclosed by the segments, exactly.
+inline mpq_class signedArea2(const std::vector<Segment2>& v) {
+  mpq_class sum(0);
+  for (const Segment2& s : v) sum += mpq_class(s.getSrc().x()) * s.getTrg().y() - mpq_class(s.getTrg().x()) * s.getSrc().y();
+  return sum;
+}
+
+/// The counterclockwise corners of the box [x0, x1] x [y0, y1].
+inline std::vector<Point2> square(double x0, double y0, double x1, double y1) {
+  return {Point2(x0, y0), Point2(x1, y0), Point2(x1, y1), Point2(x0, y1)};
+}
+
+inline std::vector<Triangle2*> trianglesOf(const Zone2* pZone) {
+  std::vector<Triangle2*> v;
+  pZone->getTriangles(v);
+  return v;
+}
+
+inline std::vector<Triangle2*> trianglesOf(const Zarn_2D& dt) {
+  std::vector<Triangle2*> v;
+  dt.getTrianglePointers(v);
+  return v;
+}
+
+/// The triangle a-b-c by its sorted corner coordinates.
+inline dt2test::TriangleKey keyOf(const Point2& a, const Point2& b, const Point2& c) {
+  dt2test::TriangleKey k{{{a.x(), a.y()}, {b.x(), b.y()}, {c.x(), c.y()}}};
+  std::sort(k.begin(), k.end());
+  return k;
+}
+
+/// The keys of the triangles, sorted: equal for equal triangles, whatever their handles.
+inline std::vector<dt2test::TriangleKey> keysOf(const std::vector<Triangle2*>& vT) {
+  std::vector<dt2test::TriangleKey> v;
+  for (const Triangle2* pT : vT) v.push_back(keyOf(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2)));
+  std::sort(v.begin(), v.end());
+  return v;
+}
+
+inline TriangleSet setOf(const std::vector<Triangle2*>& v) { return TriangleSet(v.begin(), v.end()); }
+
+/// The rule "the centroid lies inside the ring" (non-zero winding number, exact).
+inline Rule insideOf(const std::vector<Point2>& vRing) {
+  return [vRing](const Triangle2* pT) { return dt2test::windingNumberAtCentroid(vRing, pT) != 0; };
+}
+
+/// Checks that the zone lists each triangle once and exactly those of dt that satisfy the rule.
+inline ::testing::AssertionResult isZoneOf(const Zone2* pZone, const Zarn_2D& dt, const Rule& rule) {
+  const std::vector<Triangle2*> v(trianglesOf(pZone));
+  const TriangleSet sZone(setOf(v));
+  TriangleSet sWant;
+  for (const Triangle2* pT : trianglesOf(dt)) {
+    if (rule(pT)) sWant.insert(pT);
+  }
+  if (sZone.size() != v.size()) return ::testing::AssertionFailure() << "a triangle is listed twice";
+  if (sZone == sWant) return ::testing::AssertionSuccess();
+  const auto numNotIn = [](const TriangleSet& a, const TriangleSet& b) {
+    return std::count_if(a.begin(), a.end(), [&b](const Triangle2* pT) { return b.count(pT) == 0; });
+  };
+  return ::testing::AssertionFailure() << numNotIn(sWant, sZone) << " triangle(s) missing, " << numNotIn(sZone, sWant) << " too many";
+}
+
+}  // namespace zonetest
