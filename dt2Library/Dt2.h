@@ -182,6 +182,10 @@ class Dt2 {
   /// A ZL_BOUNDED zone of exactly the given triangles: their border becomes a new oriented
   /// constraint graph. Null, dead and foreign triangles are left out with a warning.
   Zone2* createZone(std::vector<Triangle2*>& vTriangles, ZoneLocation zoneLoc, bool bVerbose);
+  /// The zone grown from the convex hull up to the graphs' edges (see Zone2's FromHull
+  /// constructor); it lives until deleteZone or the triangulation's end. Null, with a warning,
+  /// for a null or foreign graph or before the triangulation has triangles.
+  Zone2* createZoneGrownFromHull(const std::vector<ConstraintGraph2*>& vConstraintGraphs);
   /// The zone of a set operation (ZL_RESULT_*) of two zones of this triangulation.
   Zone2* createResultZone(ZoneLocation zoneLoc, Zone2* pZone0, Zone2* pZone1);
   /// Destroys a zone of this triangulation. A foreign zone, or one that a set-operation zone

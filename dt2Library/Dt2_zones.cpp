@@ -84,6 +84,12 @@ Zone2* Dt2::createZone(const std::vector<ConstraintGraph2*>& vConstraintGraphs, 
   return vZones.back().get();
 }
 
+Zone2* Dt2::createZoneGrownFromHull(const std::vector<ConstraintGraph2*>& vConstraintGraphs) {
+  if (!acceptGraphs(vConstraintGraphs, false, true)) return nullptr;
+  vZones.emplace_back(new Zone2(this, vConstraintGraphs, Zone2::FromHull()));
+  return vZones.back().get();
+}
+
 Zone2* Dt2::createZone(std::vector<Triangle2*>& vTriangles, ZoneLocation zoneLoc, bool bVerbose) {
   if (zoneLoc != ZL_BOUNDED) {
     warnIf(bVerbose, "This overloaded version of createZone accepts only ZL_BOUNDED as zoneLocation. Returning NULL");

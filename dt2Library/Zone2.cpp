@@ -58,6 +58,9 @@ Zone2::Zone2(Dt2* pDt, ZoneLocation zoneLoc, const std::vector<ConstraintGraph2*
 Zone2::Zone2(Dt2* pDt, const std::vector<ConstraintGraph2*>& vGraphs, ZoneLocation zoneLoc, const std::vector<Point2>& vStartPoints)
     : pDt(pDt), zoneLoc(zoneLoc), vConstraintGraphs(vGraphs), vStartPoints(vStartPoints) {}
 
+Zone2::Zone2(Dt2* pDt, const std::vector<ConstraintGraph2*>& vGraphs, FromHull)
+    : pDt(pDt), zoneLoc(ZL_GROW), vConstraintGraphs(vGraphs), bFromHull(true) {}
+
 Zone2::Zone2(Dt2* pDt, const std::vector<Triangle2*>& vTriangles) : pDt(pDt), zoneLoc(ZL_GROW) {
   vSnapshot.reserve(vTriangles.size());
   for (Triangle2* pT : vTriangles) vSnapshot.push_back(SnapshotTriangle{pT, {pT->getCorner(0), pT->getCorner(1), pT->getCorner(2)}});
@@ -108,6 +111,7 @@ void Zone2::getTriangles(std::vector<Triangle2*>& vTriangles) const {
       searchInside(false, vTriangles);
       break;
     case ZL_GROW:
+      if (bFromHull) growFromHull(vTriangles);
       pDt->growZoneArea(vConstraintGraphs, vStartPoints, vTriangles);
       for (const SnapshotTriangle& t : vSnapshot) {
         if (t.pT->isAlive() && t.pT->isSame(t.aCorners[0], t.aCorners[1], t.aCorners[2])) vTriangles.push_back(t.pT);
@@ -122,6 +126,19 @@ void Zone2::getTriangles(std::vector<Triangle2*>& vTriangles) const {
     default:
       reportError("Zone2::getTriangles()", "unknown zoneLoc value");
   }
+}
+
+void Zone2::growFromHull(std::vector<Triangle2*>& vTriangles) const {
+  std::vector<Triangle2*> vAll;
+  pDt->getTrianglePointers(vAll);
+  ZoneSearch search(pDt, vConstraintGraphs);
+  const size_t first(vTriangles.size());
+  for (Triangle2* pT : vAll) {
+    for (int i = 0; i < 3; ++i) {
+      if (pT->getOppositeTriangle(i) == nullptr && !pDt->isConstraint(pT, i)) search.seed(pT, vTriangles);
+    }
+  }
+  search.run(vTriangles, first);
 }
 
 // The workspace: the triangle left (inside) or right (outside) of every piece. A piece that

@@ -51,6 +51,12 @@ class ZARN2D_EXPORT Zone2 {
   /// ZL_GROW without start points or graphs; its triangles are those of vSnapshot that still stand
   /// unchanged (same corners), so it shrinks where the triangulation changes.
   Zone2(Dt2* pDt, const std::vector<Triangle2*>& vSnapshot);
+  /// Tag of the zone grown from the convex hull.
+  struct FromHull {};
+  /// A zone grown from the convex hull (internal; domains use it): location ZL_GROW, started at
+  /// every evaluation in each triangle with a hull edge that is no constraint edge, the graphs'
+  /// edges are barriers. So it follows insertions and removals that move the hull.
+  Zone2(Dt2* pDt, const std::vector<ConstraintGraph2*>& vConstraintGraphs, FromHull);
   Zone2(const Zone2&) = delete;
   Zone2& operator=(const Zone2&) = delete;
 
@@ -151,6 +157,8 @@ class ZARN2D_EXPORT Zone2 {
  private:
   static void appendDistinctCorners(const std::vector<Triangle2*>& vTriangles, std::vector<Point2*>& vVertices);
   void searchInside(bool bInside, std::vector<Triangle2*>& vTriangles) const;
+  /// The triangles of a zone grown from the hull, appended to vTriangles.
+  void growFromHull(std::vector<Triangle2*>& vTriangles) const;
   void computeSetOperation(std::vector<Triangle2*>& vTriangles) const;
 
   struct SnapshotTriangle {
@@ -165,6 +173,7 @@ class ZARN2D_EXPORT Zone2 {
   std::vector<Zone2*> vInputZones;
   Vector2 gridVector;
   std::vector<SnapshotTriangle> vSnapshot;  // a snapshot zone's triangles
+  bool bFromHull = false;                    // grown from the hull (see the FromHull constructor)
 };
 
 }  // namespace KORA_ZARN2D

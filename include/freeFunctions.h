@@ -166,8 +166,9 @@ class Zarn_2D;
 /// hull edges that are not constraints) and those reached from a hole point, without crossing a
 /// constraint edge. Returns a new zone of dt (owned by it, following later changes like every
 /// zone); it may hold no triangle (segments that enclose nothing). A hole point outside the
-/// triangulation is ignored with a warning. Null (with a warning) before dt is 2D. O(n log n) for
-/// n triangles, plus one zone evaluation per hole and per separate outside part.
+/// triangulation is ignored with a warning. Null (with a warning) before dt is 2D and for a null
+/// graph or one of another triangulation. Its triangles cost one pass over all triangles plus one
+/// zone evaluation per hole.
 ZARN2D_EXPORT Zone2* createDomainZone(Zarn_2D& dt, const std::vector<ConstraintGraph2*>& vGraphs, const std::vector<Point2>& vHoles);
 
 }  // namespace KORA_ZARN2D
