@@ -14,7 +14,7 @@ namespace KORA_ZARN2D {
 void* takeBlock(size_t numBytes);
 
 /// Gives back a block from takeBlock of numBytes bytes (the size it was asked for). Kept in the
-/// calling thread's cache while that holds less than a few tens of MiB and the block is not huge;
+/// calling thread's cache while that holds at most 64 MiB and the block is at most 16 MiB;
 /// otherwise freed. The cache frees what it holds when the thread ends. Builds with
 /// AddressSanitizer keep nothing, so that use after free stays visible.
 void giveBackBlock(void* pBlock, size_t numBytes);
