@@ -265,33 +265,33 @@ void VertexVault::forgetPositions() {
   numIndexed = 0;
 }
 
-bool VertexVault::spansTriangleWith(const Point2& p) const {
-  const Point2* a(nullptr);
+size_t VertexVault::findTwoDistinctActive(const Point2*& a, const Point2*& b) const {
+  a = nullptr;
   for (size_t i = 0; i < size(); ++i) {
     const Point2* pVtx(recordAt(i));
     if (!isActive(pVtx)) continue;
     if (a == nullptr) {
       a = pVtx;
     } else if (*pVtx != *a) {
-      return pDt->getPredicates().getOrientation(*a, *pVtx, p) != ORIENTATION2_COLLINEAR;
+      b = pVtx;
+      return i + 1;
     }
   }
-  return false;
+  return 0;
+}
+
+bool VertexVault::spansTriangleWith(const Point2& p) const {
+  const Point2 *a, *b;
+  return findTwoDistinctActive(a, b) > 0 && pDt->getPredicates().getOrientation(*a, *b, p) != ORIENTATION2_COLLINEAR;
 }
 
 bool VertexVault::spansTriangle() const {
-  const Point2* a(nullptr);
-  const Point2* b(nullptr);
-  for (size_t i = 0; i < size(); ++i) {
+  const Point2 *a, *b;
+  const size_t next(findTwoDistinctActive(a, b));
+  if (next == 0) return false;
+  for (size_t i = next; i < size(); ++i) {
     const Point2* pVtx(recordAt(i));
-    if (!isActive(pVtx)) continue;
-    if (a == nullptr) {
-      a = pVtx;
-    } else if (b == nullptr) {
-      if (*pVtx != *a) b = pVtx;
-    } else if (pDt->getPredicates().getOrientation(*a, *b, *pVtx) != ORIENTATION2_COLLINEAR) {
-      return true;
-    }
+    if (isActive(pVtx) && pDt->getPredicates().getOrientation(*a, *b, *pVtx) != ORIENTATION2_COLLINEAR) return true;
   }
   return false;
 }

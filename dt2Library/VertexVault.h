@@ -128,6 +128,9 @@ class VertexVault {
   bool bFullDimensional;
 
  private:
+  /// Sets a and b to the first two active vertices at distinct positions, in record order, and
+  /// returns the index after b's record; 0 (b unset) when there are no two.
+  size_t findTwoDistinctActive(const Point2*& a, const Point2*& b) const;
   // The vertex's store word: the key in the low 31 bits, bit 31 set once the vertex is inactive.
   static constexpr uint32_t kInactiveBit = 0x80000000u;
   static uint32_t keyOf(const Point2* pVtx) { return pVtx->storeWord & ~kInactiveBit; }
