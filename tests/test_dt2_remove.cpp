@@ -1,17 +1,21 @@
-// Vertex removal: the table of degenerate and extreme point sets emptied vertex by vertex or halved
-// and filled again, each result checked exactly against the remaining points; a random mix of
-// insertions and removals; and the refusals, which warn once and change nothing.
+// Vertex removal and the topological queries. The table of degenerate and extreme point sets is
+// emptied vertex by vertex or halved and filled again, each result checked exactly against the
+// remaining points, and queried along the way: point location (inside, on edges and corners, just
+// outside the hull), the star of a vertex in counterclockwise order, adjacent triangles, both convex
+// hulls, the bounding box and the enumerations, against exact references. A random mix of insertions
+// and removals; the refusals, which warn once and change nothing; the lower-dimensional cases; the
+// library's own check.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 #include <random>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "dt2_test_support.h"
-#include "test_support.h"
+#include "cdt_test_support.h"
 
 using namespace KORA_ZARN2D;
 using namespace dt2test;
@@ -63,11 +67,76 @@ void expectRefused(Zarn_2D& dt, Point2* pVtx, const std::string& why) {
   EXPECT_TRUE(triangleSignature(dt) == before);
 }
 
+// The star of pV must be the exact counterclockwise fan: triangle k is (pV, w_k, w_k+1) with w the
+// incident vertices; around an inner vertex the fan closes, around a hull vertex it runs from one
+// hull edge to the other.
+void expectCounterclockwiseStar(Zarn_2D& dt, Point2* pV, size_t numTriangles, bool bHull) {
+  std::vector<Triangle2*> vT;
+  std::vector<Point2*> vW;
+  dt.getIncidentTriangles(pV, vT);
+  dt.getIncidentVertices(pV, vW);
+  ASSERT_EQ(vT.size(), numTriangles);
+  ASSERT_EQ(vW.size(), vT.size() + (bHull ? 1 : 0));
+  for (size_t k = 0; k < vT.size(); ++k) {
+    ASSERT_TRUE(vT[k]->hasVertex(pV));
+    const int c(vT[k]->getIntraTriangleIndex(pV));
+    EXPECT_EQ(vT[k]->getCorner(incIndexBy1(c)), vW[k]) << k;
+    EXPECT_EQ(vT[k]->getCorner(incIndexBy2(c)), vW[(k + 1) % vW.size()]) << k;
+  }
+  EXPECT_TRUE(!bHull || (dt.getAdjacentTriangle(vW.front(), pV) == nullptr && dt.getAdjacentTriangle(pV, vW.back()) == nullptr));
+}
+
+// Every query of one triangulation whose vertices are vPoints. Locate answers with a triangle that
+// holds q exactly when q is in the closed hull; q runs over random points around the box, the
+// vertices, points just outside the hull corners and the midpoints of the edges.
+void expectQueriesAgree(Zarn_2D& dt, const std::vector<Point2>& vPoints) {
+  const std::vector<Point2> vHull(hullCorners(vPoints));
+  const Bbox2 box(vPoints.begin(), vPoints.end());
+  const double w(box.get_maxX() - box.get_minX()), h(box.get_maxY() - box.get_minY());
+  std::vector<Point2> vQueries(vPoints);
+  for (const Point2& t : randomPoints(300, 402, -0.2, 1.2)) vQueries.emplace_back(box.get_minX() + t.x() * w, box.get_minY() + t.y() * h);
+  for (const Point2& c : vHull) {
+    vQueries.emplace_back(std::nextafter(c.x(), c.x() < 0 ? -1e308 : 1e308), c.y());
+    vQueries.emplace_back(c.x(), std::nextafter(c.y(), c.y() < 0 ? -1e308 : 1e308));
+  }
+  std::vector<Triangle2*> vT(2, nullptr);
+  dt.getTrianglePointers(vT);  // appends
+  ASSERT_TRUE(vT.size() == dt.numberOfTriangles() + 2 && vT[0] == nullptr);
+  std::map<Point2*, size_t> mUses;
+  std::set<Point2*> sOnHull;
+  for (size_t t = 2; t < vT.size(); ++t) {
+    for (int i = 0; i < 3; ++i) {
+      Point2 *a(vT[t]->getCorner(incIndexBy1(i))), *b(vT[t]->getCorner(incIndexBy2(i)));
+      ++mUses[a];
+      if (vT[t]->getOppositeTriangle(i) == nullptr) sOnHull.insert({a, b});
+      EXPECT_EQ(dt.getAdjacentTriangle(a, b), vT[t]);
+      EXPECT_EQ(dt.getAdjacentTriangle(b, a), vT[t]->getOppositeTriangle(i));
+      vQueries.emplace_back(a->x() / 2 + b->x() / 2, a->y() / 2 + b->y() / 2);
+    }
+  }
+  for (const Point2& q : vQueries) {
+    if (!std::isfinite(q.x()) || !std::isfinite(q.y())) continue;
+    const Triangle2* pT(dt.locate(q));
+    EXPECT_TRUE(cdttest::isInConvexPolygon(vHull, q) ? pT != nullptr && cdttest::isInTriangleUpTo(*pT, q, 0.0) : pT == nullptr) << q;
+  }
+  for (const auto& entry : mUses) expectCounterclockwiseStar(dt, entry.first, entry.second, sOnHull.count(entry.first) > 0);
+  std::vector<Point2*> vCorners(1, nullptr), vAll;
+  dt.getConvexHull(false, vCorners);  // appends
+  dt.getConvexHull(true, vAll);
+  const std::vector<Point2> vHave(canonicalCycle(positionsOf(std::vector<Point2*>(vCorners.begin() + 1, vCorners.end()))));
+  EXPECT_TRUE(vHave.size() == vHull.size() && std::equal(vHave.begin(), vHave.end(), vHull.begin(), sameXY));
+  EXPECT_EQ(vAll.size(), sOnHull.size());
+  for (size_t i = 0; i < vAll.size(); ++i) EXPECT_EQ(dt.getAdjacentTriangle(vAll[(i + 1) % vAll.size()], vAll[i]), nullptr) << i;
+  const Bbox2 have(dt.computeBoundingBox());
+  EXPECT_TRUE(have.getMinPoint() == box.getMinPoint() && have.getMaxPoint() == box.getMaxPoint());
+}
+
 }  // namespace
 
 // The small sets are emptied (in input order, the smallest also hull corners first) until the rest
 // would be collinear, checked after every removal. The larger ones lose a random half and get all
 // points back one by one: in general position the same triangles as a fresh insertion and as before.
+// Sets of up to 1000 points are queried as inserted, half emptied (the hull shrinks) and refilled.
 TEST(Dt2Remove, EverySetRemovedVertexByVertexOrHalvedAndRefilled) {
   for (const PointSet& set : degenerateAndExtremePointSets()) {
     const bool bLarge(set.vPoints.size() > 400);
@@ -77,6 +146,9 @@ TEST(Dt2Remove, EverySetRemovedVertexByVertexOrHalvedAndRefilled) {
       SCOPED_TRACE(std::string(set.name) + (bHullFirst ? ", hull corners first" : ""));
       Tracked t(set.vPoints);
       const std::vector<TriangleKey> original(triangleSignature(t.dt));
+      const bool bQueried(!bHullFirst && set.vPoints.size() <= 1000);
+      const size_t numHalf(t.vPoints.size() / 2);
+      if (bQueried) expectQueriesAgree(t.dt, t.vPoints);
       std::mt19937 rng(202);
       for (size_t numLeft = bLarge ? t.vPoints.size() / 2 : 3; t.vPoints.size() > numLeft;) {
         size_t i(bLarge ? rng() % t.vPoints.size() : 0);
@@ -88,6 +160,7 @@ TEST(Dt2Remove, EverySetRemovedVertexByVertexOrHalvedAndRefilled) {
         if (!t.removeAt(i)) break;
         const bool bCheck(!bLarge && (t.vPoints.size() < 60 || t.vPoints.size() % 7 == 0));  // damage stays: every 7th removal finds it
         ASSERT_TRUE(!bCheck || isDelaunayTriangulationOf(t.dt, t.vPoints)) << t.vPoints.size() << " left";
+        if (bQueried && t.vPoints.size() == numHalf) expectQueriesAgree(t.dt, t.vPoints);
       }
       EXPECT_DELAUNAY_OF(t.dt, t.vPoints);
       for (size_t i = 0; i < t.vHandles.size(); ++i) ASSERT_TRUE(sameXY(*t.vHandles[i], t.vPoints[i])) << i;
@@ -98,44 +171,45 @@ TEST(Dt2Remove, EverySetRemovedVertexByVertexOrHalvedAndRefilled) {
       for (const Point2& p : set.vPoints) ASSERT_TRUE(sameXY(*t.dt.insert(p), p));
       EXPECT_DELAUNAY_OF(t.dt, set.vPoints);
       EXPECT_TRUE(!set.bGeneralPosition || triangleSignature(t.dt) == original);
+      if (bQueried) expectQueriesAgree(t.dt, distinctPositions(set.vPoints));
     }
   }
 }
+
 // Single and bulk insertions (various thread counts) and removals of lattice points, checked
 // after every operation: repeats, collinear runs, cocircular quadruples, the collinear phase
 // and the refusal rule (a removal that would leave no triangle is refused) all interact.
 TEST(Dt2Remove, RandomMixOfInsertionsAndRemovalsOnALattice) {
   for (unsigned seed = 0; seed < 30; ++seed) {
     std::mt19937 rng(seed);
-    std::uniform_int_distribution<int> coord(0, 3 + static_cast<int>(seed % 10)), operation(0, 9);
+    const auto coordinate = [&] { return static_cast<double>(rng() % (4 + seed % 10)); };
     Zarn_2D dt;
     std::map<std::pair<double, double>, Point2*> mPresent;
-    for (int step = 0; step < 250; ++step) {
-      const int op(operation(rng));
+    const auto positionsBut = [&](const Point2* pLeftOut) {
       std::vector<Point2> v;
-      std::vector<Point2*> vHandles;
-      for (int i = op < 4 ? 1 : (op < 6 ? 1 + static_cast<int>(rng() % 40) : 0); i > 0; --i) v.emplace_back(coord(rng), coord(rng));
-      if (op < 4) vHandles.push_back(dt.insert(v[0]));
-      dt.setNumCPU(1 + static_cast<int>(rng() % 4));
-      if (op >= 4 && op < 6) dt.insert(v, vHandles);
-      for (size_t i = 0; i < v.size(); ++i) {
-        EXPECT_EQ(vHandles[i], mPresent.emplace(std::make_pair(v[i].x(), v[i].y()), vHandles[i]).first->second) << "seed " << seed;
+      for (const auto& entry : mPresent) {
+        if (entry.second != pLeftOut) v.emplace_back(entry.first.first, entry.first.second);
       }
+      return v;
+    };
+    for (int step = 0; step < 250; ++step) {
+      SCOPED_TRACE("seed " + std::to_string(seed) + " step " + std::to_string(step));
+      const unsigned op(rng() % 10);
+      dt.setNumCPU(1 + static_cast<int>(rng() % 4));
+      std::vector<Point2> v(op < 4 ? 1 : (op < 6 ? 1 + rng() % 40 : 0));
+      std::vector<Point2*> vHandles;
+      for (Point2& p : v) p = Point2(coordinate(), coordinate());
+      if (op < 4) vHandles.push_back(dt.insert(v[0]));
+      if (op == 4 || op == 5) dt.insert(v, vHandles);
+      for (size_t i = 0; i < v.size(); ++i) EXPECT_EQ(vHandles[i], mPresent.emplace(std::make_pair(v[i].x(), v[i].y()), vHandles[i]).first->second);
       if (op >= 6 && !mPresent.empty()) {
-        auto it(mPresent.begin());
-        std::advance(it, static_cast<long>(rng() % mPresent.size()));
-        std::vector<Point2> vRest;
-        for (const auto& entry : mPresent) {
-          if (entry.first != it->first) vRest.emplace_back(entry.first.first, entry.first.second);
-        }
-        const bool bRefused(dt.is2D() && allCollinear(vRest));
+        const auto it(std::next(mPresent.begin(), static_cast<long>(rng() % mPresent.size())));
+        const bool bRefused(dt.is2D() && allCollinear(positionsBut(it->second)));
         const std::string out(zarn_test::captureStdout([&] { dt.remove(it->second); }));
-        EXPECT_EQ(countLinesContaining(out, ", WARNING: "), bRefused ? 1u : 0u) << "seed " << seed << " step " << step;
+        EXPECT_EQ(countLinesContaining(out, ", WARNING: "), bRefused ? 1u : 0u);
         if (!bRefused) mPresent.erase(it);
       }
-      std::vector<Point2> vExpected;
-      for (const auto& entry : mPresent) vExpected.emplace_back(entry.first.first, entry.first.second);
-      ASSERT_TRUE(isDelaunayTriangulationOf(dt, vExpected)) << "seed " << seed << " step " << step << " operation " << op;
+      ASSERT_TRUE(isDelaunayTriangulationOf(dt, positionsBut(nullptr))) << "operation " << op;
     }
     EXPECT_TRUE(libraryCheckValidity(dt));
   }
@@ -169,5 +243,73 @@ TEST(Dt2Remove, RefusalsAndRemovalBeforeTheTriangulationIsTwoDimensional) {
     line.removeAt(1);
     line.dt.insert(std::vector<Point2>{Point2(0, 5), vLine[1]});
     EXPECT_DELAUNAY_OF(line.dt, concat(vLine, {Point2(0, 5)}));
+  }
+}
+
+// Before the triangulation is 2D: nothing to locate, no star, the hull is the line's ends (or
+// all its points in order), the box holds the points. Removed and null vertices have no star.
+TEST(Dt2Queries, LowerDimensionalAndRemovedVertices) {
+  Zarn_2D dt, removed;
+  std::vector<Point2*> vHull, vHandles, vRemoved;
+  dt.getConvexHull(false, vHull);
+  EXPECT_TRUE(vHull.empty() && !dt.computeBoundingBox().isValid());
+  vHandles.push_back(dt.insert(Point2(2, 1)));
+  dt.getConvexHull(false, vHull);
+  EXPECT_EQ(vHull, vHandles);
+  for (const Point2& p : {Point2(6, 3), Point2(-2, -1), Point2(4, 2)}) vHandles.push_back(dt.insert(p));
+  EXPECT_EQ(dt.locate(Point2(2, 1)), nullptr);
+  EXPECT_TRUE(dt.computeBoundingBox().getMinPoint() == Point2(-2, -1) && dt.computeBoundingBox().getMaxPoint() == Point2(6, 3));
+  for (std::vector<Point2*> vForward : {std::vector<Point2*>{vHandles[2], vHandles[1]}, {vHandles[2], vHandles[0], vHandles[3], vHandles[1]}}) {
+    vHull.clear();
+    dt.getConvexHull(vForward.size() == 4, vHull);
+    EXPECT_TRUE(vHull == vForward || vHull == std::vector<Point2*>(vForward.rbegin(), vForward.rend())) << vForward.size();
+  }
+  removed.insert(randomPoints(60, 413), vRemoved);
+  removed.remove(vRemoved[10]);
+  std::vector<Triangle2*> vT;
+  std::vector<Point2*> vW;
+  for (Point2* p : {vRemoved[10], static_cast<Point2*>(nullptr)}) {
+    removed.getIncidentTriangles(p, vT);
+    removed.getIncidentVertices(p, vW);
+    dt.getIncidentTriangles(p == nullptr ? vHandles[0] : p, vT);
+    dt.getIncidentVertices(p == nullptr ? vHandles[0] : p, vW);
+  }
+  EXPECT_TRUE(vT.empty() && vW.empty());
+  EXPECT_TRUE(removed.getAdjacentTriangle(vRemoved[10], vRemoved[11]) == nullptr && removed.getAdjacentTriangle(nullptr, vRemoved[11]) == nullptr);
+}
+
+// The library's own check must notice each kind of damage. The quadrilateral A B C D (D above A)
+// is triangulated with the diagonal A-C; each case damages it in one way (the first breaks only the
+// empty-circle property).
+TEST(Dt2Validity, EachKindOfDamageIsReported) {
+  using Damage = void (*)(Point2* pD, Triangle2* pWithD, Triangle2* pOther);
+  const std::pair<const char*, Damage> aDamages[] = {
+      {"edge is not locally Delaunay",
+       [](Point2* pD, Triangle2*, Triangle2*) {
+         Triangle2* pInc(pD->getIncidentTriangle());
+         *pD = Point2(0.0, 0.9);
+         pD->setIncidentTriangle(pInc);
+       }},
+      {"neighbour links are not symmetric",
+       [](Point2*, Triangle2* pWithD, Triangle2* pOther) { pWithD->setOppTriangle(pWithD->getIntraTriangleIndex(pOther), nullptr); }},
+      {"vertex without a valid incident triangle", [](Point2* pD, Triangle2*, Triangle2* pOther) { pD->setIncidentTriangle(pOther); }},
+      {"not strictly counterclockwise",
+       [](Point2*, Triangle2* pWithD, Triangle2*) {
+         Point2* p1(pWithD->getCorner(1));
+         pWithD->setVertexPointer(1, pWithD->getCorner(2));
+         pWithD->setVertexPointer(2, p1);
+       }},
+  };
+  for (const auto& damage : aDamages) {
+    Zarn_2D dt;
+    std::vector<Point2*> vH;
+    dt.insert(std::vector<Point2>{Point2(0, 0), Point2(4, 0), Point2(4, 1), Point2(0, 1.1)}, vH);
+    Triangle2* pWithD(vH[3]->getIncidentTriangle());
+    Triangle2* pOther(pWithD->getOppositeTriangle(pWithD->getIntraTriangleIndex(vH[3])));
+    ASSERT_NE(pOther, nullptr) << "expected the diagonal A-C";
+    damage.second(vH[3], pWithD, pOther);
+    const std::string report(zarn_test::captureStdout([&] { EXPECT_FALSE(dt.checkValidity(true, "damaged")) << damage.first; }));
+    EXPECT_NE(report.find(damage.first), std::string::npos) << report;
+    EXPECT_TRUE(&damage != aDamages || dt.checkValidity(false, "damaged"));
   }
 }
