@@ -1,8 +1,13 @@
-// Parallel bulk insertion (several threads, one triangulation): differential against one thread on
-// the table of degenerate and extreme point sets, in bulk, through the flat array and in batches
-// into an existing triangulation; constraints waiting for the points; how much the workers leave.
+// Inserting points, one by one and in bulk with one or several threads: the table of degenerate and
+// extreme point sets run through every way of inserting them, each result checked exactly against the
+// input and, in general position, against the triangles of one thread one by one; ties; non-finite
+// points; the partition of the parallel insertion, constraints waiting for the points, and how much
+// the workers leave to the serial pass.
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <functional>
+#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,6 +18,84 @@
 
 using namespace KORA_ZARN2D;
 using namespace dt2test;
+
+namespace {
+
+const double kInf = std::numeric_limits<double>::infinity();
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+// Under ASan the largest sets go in one by one with one thread only in bulk (ten times slower).
+TEST(Dt2Insert, EveryPointSetEveryWayAndThreadCount) {
+  const std::pair<Way, int> aRuns[] = {{Way::ONE_BY_ONE, 1}, {Way::ONE_BY_ONE_SHUFFLED, 1}, {Way::BULK, 1}, {Way::BULK_THEN_SINGLE, 1},
+                                       {Way::BULK, 2},       {Way::FLAT_ARRAY, 3},          {Way::SINGLE_THEN_BATCHES, 8}};
+  for (const PointSet& set : degenerateAndExtremePointSets()) {
+    std::vector<TriangleKey> firstSignature;
+    for (const std::pair<Way, int>& run : aRuns) {
+      if (DT2TEST_SANITIZED && set.vPoints.size() > 5000 && run.second == 1 && run.first != Way::BULK) continue;
+      SCOPED_TRACE(std::string(set.name) + ", " + kWayNames[static_cast<int>(run.first)] + ", numCPU=" + std::to_string(run.second));
+      Zarn_2D dt;
+      const std::vector<TriangleKey> signature(expectInsertedTheWay(dt, set, run.first, run.second));
+      if (firstSignature.empty()) firstSignature = signature;
+      EXPECT_TRUE(!set.bGeneralPosition || signature == firstSignature);
+      if (run != std::make_pair(Way::BULK, 1)) continue;
+      const std::string stats(zarn_test::captureStdout([&] { dt.statistics("set"); }));  // finite angles: nothing overflows
+      EXPECT_TRUE(stats.find("nan") == std::string::npos && (stats.find("interior angle min/max (degrees): ") != std::string::npos) == dt.is2D())
+          << stats;
+    }
+  }
+}
+
+// A point on the circumcircle of a triangle does not flip: the diagonal that came first stays.
+TEST(Dt2Insert, CocircularPointCausesNoFlip) {
+  const std::vector<Point2> aCases[] = {{Point2(0, 0), Point2(2, 2), Point2(2, 0), Point2(0, 2)},
+                                        {Point2(2, 0), Point2(0, 2), Point2(0, 0), Point2(2, 2)},
+                                        {Point2(4, 0), Point2(0, 4), Point2(0, 0), Point2(10, 10), Point2(4, 4)}};
+  for (const std::vector<Point2>& v : aCases) {  // the first two points are the diagonal that stays
+    Zarn_2D dt;
+    std::vector<Point2*> vH;
+    for (const Point2& p : v) vH.push_back(dt.insert(p));
+    EXPECT_NE(dt.getAdjacentTriangle(vH[0], vH[1]), nullptr) << v.back();
+    EXPECT_DELAUNAY_OF(dt, v);
+  }
+}
+
+// Skipped with one warning carrying the count, a null handle each; in bulk (any thread count),
+// in the flat array, one by one, and before the triangulation is 2D.
+TEST(Dt2Insert, NonFinitePointsAreSkippedWithOneWarningCarryingTheCount) {
+  const auto expectWarning = [](const std::string& where, const std::string& message, const std::function<void()>& action) {
+    const std::string out(zarn_test::captureStdout(action));
+    EXPECT_TRUE(countLinesContaining(out, ", WARNING: ") == 1 && out.find(warningLine(where, message) + "\n") != std::string::npos) << out;
+  };
+  const std::string bulk("Dt2::insertVector(..)"), single("Dt2::insert(..)"), rejected("A point with a non-finite coordinate was rejected");
+  const auto skipped = [](int num) { return std::to_string(num) + " point(s) with a non-finite coordinate skipped, their handles are NULL"; };
+  std::vector<Point2> v(concat(randomPoints(1500, 121, -1.0, 1.0), {Point2(kNaN, kNaN), Point2(kInf, 0.0), Point2(0.5, -kInf)}));
+  v[0] = Point2(kNaN, 0.25);
+  v[17] = Point2(-kInf, kInf);
+  v[400] = Point2(0.0, kNaN);
+  v[1499] = Point2(kInf, -kInf);
+  for (int numCPU : {1, 2}) {
+    Zarn_2D dt;
+    dt.setNumCPU(numCPU);
+    std::vector<Point2*> vHandles;
+    expectWarning(bulk, skipped(7), [&] { dt.insert(v, vHandles); });
+    for (size_t i = 0; i < v.size(); ++i) EXPECT_EQ(vHandles[i] == nullptr, !std::isfinite(v[i].x() + v[i].y())) << i;
+    EXPECT_DELAUNAY_OF(dt, v);  // the oracle drops non-finite points
+    EXPECT_TRUE(std::isfinite(dt.computeBoundingBox().get_minX()) && std::isfinite(dt.computeBoundingBox().get_maxY()));
+    EXPECT_EQ(zarn_test::captureStdout([&] { dt.insert(concat(std::vector<Point2>(v.begin() + 1, v.begin() + 17), randomPoints(100, 123))); }), "");
+    expectWarning(single, rejected, [&] { EXPECT_EQ(dt.insert(Point2(1, -kInf)), nullptr); });
+  }
+  std::vector<double> vCoords{0.0, 0.0, kNaN, 1.0, 1.0, 0.0, 0.0, 1.0, 2.0, kInf};
+  std::vector<Point2*> vHandles(5, reinterpret_cast<Point2*>(&vCoords)), vOne;  // garbage to be overwritten
+  Zarn_2D dt, empty;
+  expectWarning(bulk, skipped(2), [&] { dt.insert(5, vCoords.data(), vHandles.data()); });
+  EXPECT_TRUE(vHandles[1] == nullptr && vHandles[4] == nullptr && vHandles[3] != nullptr);
+  EXPECT_DELAUNAY_OF(dt, (std::vector<Point2>{Point2(0, 0), Point2(1, 0), Point2(0, 1)}));
+  expectWarning(bulk, skipped(1), [&] { empty.insert(std::vector<Point2>{Point2(kNaN, 0.0)}, vOne); });
+  EXPECT_TRUE(vOne.size() == 1 && vOne[0] == nullptr);
+  expectWarning(single, rejected, [&] { EXPECT_EQ(empty.insert(Point2(kNaN, 1)), nullptr); });
+  empty.insert(std::vector<Point2>());
+  EXPECT_EQ(empty.numberOfPoints(), 0u);
+}
 
 // Keys with runs of equal values; for several chunk counts and sample steps: the chunks tile the
 // records, no run of equal keys is cut, a key is found in its chunk, only the first record of a run
@@ -38,21 +121,6 @@ TEST(Dt2Parallel, PartitionerKeepsEqualKeysTogether) {
         EXPECT_TRUE(i == 0 || vRecords[i - 1].key != vRecords[i].key || !part.isSample(i)) << i;
       }
       EXPECT_EQ(numCounted, vRecords.size());
-    }
-  }
-}
-
-// The same triangles as with one thread in general position, an exact Delaunay triangulation of the
-// input on ties; handles as with one thread. The batches of "uniform" end with one that grows the box.
-TEST(Dt2Parallel, ThreadCountsAgreeWithOneThread) {
-  const std::pair<Way, int> aRuns[] = {{Way::BULK, 2}, {Way::FLAT_ARRAY, 3}, {Way::SINGLE_THEN_BATCHES, 8}};
-  for (const PointSet& set : degenerateAndExtremePointSets()) {
-    Zarn_2D dtOne;
-    dtOne.insert(set.vPoints);
-    for (const std::pair<Way, int>& run : aRuns) {
-      SCOPED_TRACE(std::string(set.name) + ", " + kWayNames[static_cast<int>(run.first)] + ", numCPU=" + std::to_string(run.second));
-      Zarn_2D dt;
-      EXPECT_TRUE(expectInsertedTheWay(dt, set, run.first, run.second) == triangleSignature(dtOne) || !set.bGeneralPosition);
     }
   }
 }
@@ -89,3 +157,5 @@ TEST(Dt2Parallel, WorkersLeaveFewPointsToTheSerialPass) {
     EXPECT_LT(dt.getImpl()->numberOfPointsDeferredByWorkers(), vPoints.size() / 5) << "numCPU=" << numCPU;
   }
 }
+
+}  // namespace
