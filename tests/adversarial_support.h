@@ -112,20 +112,17 @@ inline std::string playAndCheck(const Scene& scene, double maxUlpsOffLine = 8.0)
 
 /// Runs body(i) for i in [0, numCases) in child processes, each case under a time limit, and
 /// returns one line per failed case: its defect, a crash (signal) or a hang (time limit). A child
-/// runs the cases one after another and is replaced after a case that killed it.
+/// runs the cases one after another and reports each finished one; the case after the last one
+/// reported killed it, and a new child goes on behind that case.
 inline std::vector<std::string> runWatched(size_t numCases, unsigned secondsPerCase, const std::function<std::string(size_t)>& body) {
   std::vector<std::string> vFailures;
-  for (size_t next = 0; next < numCases;) {
+  for (size_t next = 0; next < numCases; ++next) {
     int fd[2];
     if (pipe(fd) != 0) return {"pipe() failed"};
     const pid_t pid(fork());
     if (pid == 0) {
       close(fd[0]);
-      const auto send = [&](const std::string& line) {
-        if (write(fd[1], line.data(), line.size()) < 0) _exit(2);
-      };
       for (size_t i = next; i < numCases; ++i) {
-        send("S " + std::to_string(i) + "\n");
         alarm(secondsPerCase);
         std::string defect;
         try {
@@ -135,9 +132,9 @@ inline std::vector<std::string> runWatched(size_t numCases, unsigned secondsPerC
         }
         alarm(0);
         std::replace(defect.begin(), defect.end(), '\n', ' ');
-        if (!defect.empty()) send("F " + std::to_string(i) + " " + defect.substr(0, 1500) + "\n");
+        const std::string line(std::to_string(i) + (defect.empty() ? "" : " " + defect.substr(0, 1500)) + "\n");  // one atomic write
+        if (write(fd[1], line.data(), line.size()) < 0) _exit(2);
       }
-      send("E\n");
       _exit(0);
     }
     close(fd[1]);
@@ -147,18 +144,14 @@ inline std::vector<std::string> runWatched(size_t numCases, unsigned secondsPerC
     close(fd[0]);
     int status(0);
     waitpid(pid, &status, 0);
-    size_t current(next);
-    bool bFinished(false);
     for (const std::string& line : dt2test::splitLines(text)) {
-      if (line.rfind("S ", 0) == 0) current = std::stoul(line.substr(2));
-      if (line.rfind("F ", 0) == 0) vFailures.push_back("case " + line.substr(2));
-      bFinished = bFinished || line == "E";
+      next = std::stoul(line) + 1;
+      if (line.find(' ') != std::string::npos) vFailures.push_back("case " + line);
     }
-    if (bFinished) break;
+    if (next == numCases) break;
     const bool bHang(WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM);
-    vFailures.push_back("case " + std::to_string(current) + (bHang ? " did not finish within " + std::to_string(secondsPerCase) + " s"
-                                                                   : " killed the process (status " + std::to_string(status) + ")"));
-    next = current + 1;
+    vFailures.push_back("case " + std::to_string(next) + (bHang ? " did not finish within " + std::to_string(secondsPerCase) + " s"
+                                                                : " killed the process (status " + std::to_string(status) + ")"));
   }
   return vFailures;
 }

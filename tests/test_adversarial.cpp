@@ -45,37 +45,34 @@ struct Input {
       vSegments.emplace_back(a, makeEnd());
     }
   }
-  void randomPoints(int n, double lo, double hi) {
-    points(n, [&] { return point(lo, hi); });
-  }
 };
 
+// A family: first numRandom uniform random points in [lo, hi)^2, then what fill adds.
 struct Family {
   const char* name;
+  int numRandom;
+  double lo, hi;
   void (*fill)(Input&);
 };
 
 const Family kFamilies[] = {
-    {"NearlyCollinear",  // segment ends within a few tens of ulps of one line
+    {"NearlyCollinear", 12, -1.0, 2.0,  // segment ends within a few tens of ulps of one line
      [](Input& in) {
-       in.randomPoints(12, -1.0, 2.0);
        const double x0(in.u(0.0, 0.2)), y0(in.u(0.0, 1.0)), slope(in.u(-2.0, 2.0));
        for (int k = in.i(3, 7); k > 0; --k) {
          const double xa(x0 + in.u(0.0, 0.5)), xb(xa + in.u(0.05, 0.5));
          in.vSegments.emplace_back(Point2(xa, ulpsAway(y0 + slope * xa, in.i(-30, 30))), Point2(xb, ulpsAway(y0 + slope * xb, in.i(-30, 30))));
        }
      }},
-    {"NearlyParallelBand",  // nearly horizontal, a few 1e-12 apart, crossing at tiny angles
+    {"NearlyParallelBand", 12, 0.0, 1.0,  // nearly horizontal, a few 1e-12 apart, crossing at tiny angles
      [](Input& in) {
-       in.randomPoints(12, 0.0, 1.0);
        const double gap(std::ldexp(1.0, -in.i(30, 48)));
        for (int k = in.i(3, 10); k > 0; --k) {
          in.vSegments.emplace_back(Point2(in.u(0.0, 0.1), 0.5 + gap * in.i(-5, 5)), Point2(in.u(0.9, 1.0), 0.5 + gap * in.i(-5, 5)));
        }
      }},
-    {"FanAcrossLongSegment",  // short segments crossing a long one at tiny angles
+    {"FanAcrossLongSegment", 12, 0.0, 1.0,  // short segments crossing a long one at tiny angles
      [](Input& in) {
-       in.randomPoints(12, 0.0, 1.0);
        in.vSegments.emplace_back(Point2(0.0, 0.5), Point2(1.0, 0.5 + in.u(-1e-9, 1e-9)));
        const double rise(std::ldexp(1.0, -in.i(20, 45)));
        for (int k = in.i(3, 10); k > 0; --k) {
@@ -83,9 +80,8 @@ const Family kFamilies[] = {
          in.vSegments.emplace_back(Point2(xc - half, 0.5 - rise * in.u(0.5, 2.0)), Point2(xc + half, 0.5 + rise * in.u(0.5, 2.0)));
        }
      }},
-    {"NearlyThroughOnePoint",  // through one point that is no double
+    {"NearlyThroughOnePoint", 12, 0.0, 1.0,  // through one point that is no double
      [](Input& in) {
-       in.randomPoints(12, 0.0, 1.0);
        const double cx(in.u(0.3, 0.7)), cy(in.u(0.3, 0.7));
        for (int k = in.i(3, 14); k > 0; --k) {
          const double angle(in.u(0.0, M_PI)), r0(in.u(0.05, 0.3)), r1(in.u(0.05, 0.3));
@@ -93,14 +89,9 @@ const Family kFamilies[] = {
          in.vSegments.emplace_back(Point2(cx + r0 * dx, cy + r0 * dy), Point2(cx - r1 * dx, cy - r1 * dy));
        }
      }},
-    {"CrossingStorm",
+    {"CrossingStorm", 12, 0.0, 1.0, [](Input& in) { in.segments(in.i(4, 16), [&] { return in.point(0.0, 1.0); }); }},
+    {"CollinearOverlapping", 12, -0.5, 1.5,  // on one exact line, overlapping, duplicated and reversed
      [](Input& in) {
-       in.randomPoints(12, 0.0, 1.0);
-       in.segments(in.i(4, 16), [&] { return in.point(0.0, 1.0); });
-     }},
-    {"CollinearOverlapping",  // on one exact line, overlapping, duplicated and reversed
-     [](Input& in) {
-       in.randomPoints(12, -0.5, 1.5);
        const int axis(in.i(0, 2));
        const auto at = [axis](int k) {
          const double t(k * 0.125);
@@ -113,9 +104,8 @@ const Family kFamilies[] = {
          if (in.i(0, 3) == 0) in.vSegments.emplace_back(at(a), at(b));
        }
      }},
-    {"PolylineWithOneHugeCoordinate",
+    {"PolylineWithOneHugeCoordinate", 6, 0.0, 10.0,
      [](Input& in) {
-       in.randomPoints(6, 0.0, 10.0);
        std::vector<Point2> vLine;
        for (int k = in.i(4, 8); k > 0; --k) vLine.push_back(in.point(0.0, 10.0));
        const double huge(std::ldexp(in.u(0.5, 1.0), in.i(100, 1023)));
@@ -123,14 +113,13 @@ const Family kFamilies[] = {
        far = in.i(0, 1) == 0 ? Point2(huge, far.y()) : Point2(far.x(), -huge);
        for (size_t k = 0; k + 1 < vLine.size(); ++k) in.vSegments.emplace_back(vLine[k], vLine[k + 1]);
      }},
-    {"SegmentNextToFarVertex",  // the far vertex makes the triangles around the segments long and thin
+    {"SegmentNextToFarVertex", 8, 0.0, 1.0,  // the far vertex makes the triangles around the segments long and thin
      [](Input& in) {
-       in.randomPoints(8, 0.0, 1.0);
        const double far(std::ldexp(1.0, in.i(20, 1000)));
        in.vPoints.emplace_back(far * in.u(-1.0, 1.0), far);
        in.segments(in.i(1, 4), [&] { return in.point(0.0, 1.0); });
      }},
-    {"ThroughVertexAtTinyScale",  // 2^-1000 and below, still normal
+    {"ThroughVertexAtTinyScale", 0, 0.0, 0.0,  // 2^-1000 and below, still normal
      [](Input& in) {
        const double unit(std::ldexp(1.0, -in.i(900, 1010)));
        in.points(10, [&] { return Point2(unit * in.i(0, 8), unit * in.i(0, 8)); });
@@ -140,20 +129,20 @@ const Family kFamilies[] = {
          in.vSegments.emplace_back(Point2(mid.x() - dx * unit, mid.y() - dy * unit), Point2(mid.x() + dx * unit, mid.y() + dy * unit));
        }
      }},
-    {"SmallIntegerSegments",
+    {"SmallIntegerSegments", 0, 0.0, 0.0,
      [](Input& in) {
        const auto point = [&] { return Point2(in.i(-5, 5), in.i(-5, 5)); };
        in.points(6, point);
        in.segments(12, point);
      }},
-    {"SubnormalCoordinates",
+    {"SubnormalCoordinates", 0, 0.0, 0.0,
      [](Input& in) {
        const double unit(std::ldexp(1.0, -1074 + in.i(0, 40)));
        const auto point = [&] { return Point2(unit * in.i(-60, 60), unit * in.i(-60, 60)); };
        in.points(8, point);
        in.segments(in.i(2, 8), point);
      }},
-    {"MixedExtremeScales",  // wildly different magnitudes, up to near the largest double
+    {"MixedExtremeScales", 0, 0.0, 0.0,  // wildly different magnitudes, up to near the largest double
      [](Input& in) {
        const auto coordinate = [&] {
          const int e(in.i(0, 3));
@@ -166,9 +155,8 @@ const Family kFamilies[] = {
        in.points(10, point);
        in.segments(in.i(1, 6), point);
      }},
-    {"InterleavedOperations",  // insertions, removals, constraints (applied at once or later), applies
+    {"InterleavedOperations", 6, 0.0, 1.0,  // insertions, removals, constraints (applied at once or later), applies
      [](Input& in) {
-       in.randomPoints(6, 0.0, 1.0);
        for (int k = in.i(4, 12); k > 0; --k) {
          using S = advtest::Step;
          static const S::Kind aKinds[] = {S::INSERT_ONE, S::INSERT_BULK, S::REMOVE, S::CONSTRAIN, S::APPLY};
@@ -192,6 +180,7 @@ TEST_P(Adversarial, SeededCasesPassTheExactOracleInTime) {
   const Family& family(std::get<0>(GetParam()));
   const std::vector<std::string> vFailures(advtest::runWatched(kCasesPerFamily, kSecondsPerCase, [&](size_t i) {
     Input in{std::mt19937_64(1000003u * i + 17u), {}, {}, {}};
+    in.points(family.numRandom, [&] { return in.point(family.lo, family.hi); });
     family.fill(in);
     advtest::Scene scene{std::get<1>(GetParam()), {advtest::bulk(in.vPoints), advtest::Step{advtest::Step::CONSTRAIN, {}, in.vSegments}}};
     scene.vSteps.insert(scene.vSteps.end(), in.vSteps.begin(), in.vSteps.end());
