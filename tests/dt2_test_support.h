@@ -467,38 +467,19 @@ inline void checkLocallyDelaunay(const std::vector<Triangle2*>& vT, Defects& d) 
   }
 }
 
-// Each vertex: its incident triangle is live and holds it, and the triangles around it form one
-// fan (the walk through the neighbour links reaches all triangles that use the vertex).
+// Each vertex: the triangles use it, and its incident triangle is live and holds it. That the
+// triangles around a vertex form one fan follows from the other checks: counterclockwise triangles
+// with matching links whose one border cycle runs once around the hull cover the hull exactly once.
 inline void checkVertexFans(const std::vector<Triangle2*>& vT, const std::vector<Point2*>& vVertices,
                             const std::vector<const Triangle2*>& vLive, Defects& d) {
   std::unordered_map<const Point2*, size_t> mUse;
-  mUse.reserve(vVertices.size() * 2);
   for (const Triangle2* pT : vT) {
     for (int i = 0; i < 3; ++i) ++mUse[pT->getCorner(i)];
   }
   if (mUse.size() != vVertices.size()) d.add("the triangles use " + std::to_string(mUse.size()) + " vertices, there are " + std::to_string(vVertices.size()));
   for (const Point2* pV : vVertices) {
-    const Triangle2* pStart(pV->getIncidentTriangle());
-    if (pStart == nullptr || !isLive(vLive, pStart) || !pStart->hasVertex(pV)) {
-      d.add("vertex without a valid incident triangle: " + str(*pV));
-      continue;
-    }
-    const size_t numUses(mUse[pV]);
-    size_t numSeen(1);
-    const auto turn = [&](const Triangle2* pT, bool bCcw) {
-      int k(0);
-      while (pT->getCorner(k) != pV) ++k;
-      return pT->getOppositeTriangle(bCcw ? incIndexBy1(k) : incIndexBy2(k));
-    };
-    const Triangle2* pT(turn(pStart, true));
-    while (pT != nullptr && pT != pStart && numSeen <= numUses) {
-      ++numSeen;
-      pT = turn(pT, true);
-    }
-    if (pT == nullptr) {
-      for (pT = turn(pStart, false); pT != nullptr && numSeen <= numUses; pT = turn(pT, false)) ++numSeen;
-    }
-    if (numSeen != numUses) d.add("triangles around " + str(*pV) + " do not form one fan");
+    const Triangle2* pT(pV->getIncidentTriangle());
+    if (pT == nullptr || !isLive(vLive, pT) || !pT->hasVertex(pV)) d.add("vertex without a valid incident triangle: " + str(*pV));
   }
 }
 
@@ -550,7 +531,7 @@ inline void checkBorderAndEuler(const std::vector<Triangle2*>& vT, size_t numVer
   }
 }
 
-// Vertex set, strictly counterclockwise triangles, symmetric links, one fan per vertex, Euler's
+// Vertex set, strictly counterclockwise triangles, symmetric links, valid incident triangles, Euler's
 // relation and one convex border cycle equal to the hull of vExpected (together they leave no room
 // for a second component: each would bring its own border cycle). False when
 // the triangles are not worth further checks (collinear input, inconsistent links).

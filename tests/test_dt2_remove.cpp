@@ -282,34 +282,22 @@ TEST(Dt2Queries, LowerDimensionalAndRemovedVertices) {
 // is triangulated with the diagonal A-C; each case damages it in one way (the first breaks only the
 // empty-circle property).
 TEST(Dt2Validity, EachKindOfDamageIsReported) {
-  using Damage = void (*)(Point2* pD, Triangle2* pWithD, Triangle2* pOther);
-  const std::pair<const char*, Damage> aDamages[] = {
-      {"edge is not locally Delaunay",
-       [](Point2* pD, Triangle2*, Triangle2*) {
-         Triangle2* pInc(pD->getIncidentTriangle());
-         *pD = Point2(0.0, 0.9);
-         pD->setIncidentTriangle(pInc);
-       }},
-      {"neighbour links are not symmetric",
-       [](Point2*, Triangle2* pWithD, Triangle2* pOther) { pWithD->setOppTriangle(pWithD->getIntraTriangleIndex(pOther), nullptr); }},
-      {"vertex without a valid incident triangle", [](Point2* pD, Triangle2*, Triangle2* pOther) { pD->setIncidentTriangle(pOther); }},
-      {"not strictly counterclockwise",
-       [](Point2*, Triangle2* pWithD, Triangle2*) {
-         Point2* p1(pWithD->getCorner(1));
-         pWithD->setVertexPointer(1, pWithD->getCorner(2));
-         pWithD->setVertexPointer(2, p1);
-       }},
-  };
-  for (const auto& damage : aDamages) {
+  const char* const aReports[] = {"edge is not locally Delaunay", "neighbour links are not symmetric",
+                                  "vertex without a valid incident triangle", "not strictly counterclockwise"};
+  for (int damage = 0; damage < 4; ++damage) {
     Zarn_2D dt;
     std::vector<Point2*> vH;
     dt.insert(std::vector<Point2>{Point2(0, 0), Point2(4, 0), Point2(4, 1), Point2(0, 1.1)}, vH);
-    Triangle2* pWithD(vH[3]->getIncidentTriangle());
-    Triangle2* pOther(pWithD->getOppositeTriangle(pWithD->getIntraTriangleIndex(vH[3])));
+    Point2* pD(vH[3]);
+    Triangle2* pWithD(pD->getIncidentTriangle());
+    Triangle2* pOther(pWithD->getOppositeTriangle(pWithD->getIntraTriangleIndex(pD)));
     ASSERT_NE(pOther, nullptr) << "expected the diagonal A-C";
-    damage.second(vH[3], pWithD, pOther);
-    const std::string report(zarn_test::captureStdout([&] { EXPECT_FALSE(dt.checkValidity(true, "damaged")) << damage.first; }));
-    EXPECT_NE(report.find(damage.first), std::string::npos) << report;
-    EXPECT_TRUE(&damage != aDamages || dt.checkValidity(false, "damaged"));
+    if (damage == 0) *pD = Point2(0.0, 0.9);  // the copy loses the incident triangle
+    if (damage == 0 || damage == 2) pD->setIncidentTriangle(damage == 0 ? pWithD : pOther);
+    if (damage == 1) pWithD->setOppTriangle(pWithD->getIntraTriangleIndex(pOther), nullptr);
+    if (damage == 3) pWithD->setProperties(pWithD->getCorner(0), pWithD->getCorner(2), pWithD->getCorner(1));
+    const std::string report(zarn_test::captureStdout([&] { EXPECT_FALSE(dt.checkValidity(true, "damaged")) << aReports[damage]; }));
+    EXPECT_NE(report.find(aReports[damage]), std::string::npos) << report;
+    EXPECT_TRUE(damage != 0 || dt.checkValidity(false, "damaged"));
   }
 }
