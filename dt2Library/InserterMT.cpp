@@ -27,9 +27,9 @@ InserterMT::InserterMT(Dt2& dt_, int numThreads_)
     : dt(dt_), numThreads(static_cast<size_t>(std::max(1, numThreads_))), pLast(nullptr) {}
 
 template <class Include>
-void InserterMT::insertSerially(const RecordRange& records, Include bInclude) {
-  for (size_t i = 0; i < records.size(); ++i) {
-    if (bInclude(i) && isPendingRecord(records[i])) pLast = dt.insertVertex(records[i].pVtx, pLast);
+void InserterMT::insertSerially(const RecordRange& records, size_t step, bool bDeferDuplicates, Include bInclude) {
+  for (size_t i = 0; i < records.size(); i += step) {
+    if (bInclude(i) && isPendingRecord(records[i])) pLast = dt.insertVertex(records[i].pVtx, pLast, bDeferDuplicates);
   }
 }
 
@@ -37,12 +37,16 @@ size_t InserterMT::run(const RecordRange& records) {
   pLast = dt.vertexVault.getFakeCorner(0)->getIncidentTriangle();
   const size_t numChunks(std::min(numThreads, records.size() / kMinRecordsPerChunk));
   if (numChunks < 2) {
-    insertSerially(records, [](size_t) { return true; });
+    insertSerially(records, 1, false, [](size_t) { return true; });
     return 0;
   }
   const size_t sampleStep(std::max<size_t>(2, std::min(kSampleStep, records.size() / (kMinSamplePerChunk * numChunks))));
   const Partitioner partitioner(records, numChunks, sampleStep);
-  insertSerially(records, [&partitioner](size_t i) { return partitioner.isSample(i); });
+  // The sample goes in rounds, as the serial insertion: every 64th sample record, every 8th, then
+  // all. Each round fills a triangulation that already spans the area (fewer flips than a sweep).
+  for (const size_t stride : {64, 8, 1}) {
+    insertSerially(records, stride * sampleStep, stride > 1, [&partitioner](size_t i) { return partitioner.isSample(i); });
+  }
   const std::vector<Point2*> vDeferred(runChunks(records, partitioner));
   for (Point2* pVtx : vDeferred) pLast = dt.insertVertex(pVtx, pLast);
   return vDeferred.size();

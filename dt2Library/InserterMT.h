@@ -38,10 +38,11 @@ class InserterMT {
   size_t run(const RecordRange& records);
 
  private:
-  /// Serial insertion of the records for which bInclude(index) holds, each walk starting where
-  /// the previous one ended.
+  /// Serial insertion of the pending records among every step-th one for which bInclude(index)
+  /// holds, each walk starting where the previous one ended. With bDeferDuplicates a point that
+  /// meets a vertex is left pending for a later pass, which registers it as a duplicate.
   template <class Include>
-  void insertSerially(const RecordRange& records, Include bInclude);
+  void insertSerially(const RecordRange& records, size_t step, bool bDeferDuplicates, Include bInclude);
   /// Marks every triangle with the mark of the chunk owning its centroid's key; vStarts receives,
   /// per chunk, its triangle of smallest key (null for a chunk without triangles).
   void assignOwners(const Partitioner& partitioner, const std::vector<uint32_t>& vMarks, std::vector<Triangle2*>& vStarts);
