@@ -536,7 +536,7 @@ inline ::testing::AssertionResult validCdt(Zarn_2D& dt, const std::vector<Point2
 /// children come in the graph's reading direction (getDirectChildren, isReverse), the graph's pieces
 /// are the alive leaves below its originals, a polygon's ring lists the reading start of each piece
 /// in order, every segment of a tree counts the graphs above it as owners, and the manager counts
-/// one split per split segment.
+/// one split per split segment; pieces keep their parent's strategy.
 inline ::testing::AssertionResult isBookkeepingConsistent(Zarn_2D& dt) {
   dt2test::detail::Defects d;
   std::map<const ConstraintSegment2*, unsigned> mOwners;
@@ -562,6 +562,7 @@ inline ::testing::AssertionResult isBookkeepingConsistent(Zarn_2D& dt) {
       Point2* pSplit(nullptr);
       pCSeg->getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
       if (pKid1->getSrc() == pFrom || pKid1->getTrg() == pFrom) std::swap(pKid0, pKid1);
+      if (pKid0->getCIS() != pCSeg->getCIS() || pKid1->getCIS() != pCSeg->getCIS()) d.add("a piece has another strategy than its parent");
       if (pFirst != pKid0 || pSecond != pKid1) d.add("direct children not in reading order at " + detail::str(*pSplit));
       read(pKid0, pFrom);
       read(pKid1, pSplit);
