@@ -171,37 +171,28 @@ TEST(SegmentChecker, TypeTextsAndShowOperations) {
   EXPECT_NE(zarn_test::readFile("segmentchecker_illegal.svg").find("<svg"), std::string::npos);
 }
 
-namespace {
-
-class ProgressRecorder : public MsgBase {
- public:
-  void update(MsgType msgType, const std::string& text, double progress) override {
-    EXPECT_EQ(msgType, MSG_PROGRESS);
-    EXPECT_EQ(text, "getIllegalSegments");
-    vProgress.push_back(progress);
-  }
-  std::vector<double> vProgress;
-};
-
-}  // namespace
-
+// Progress goes once to each receiver subscribed for it: at the start, every percent at most, at the end.
 TEST(SegmentChecker, ProgressReachesEachSubscribedReceiverOnce) {
+  struct Recorder : MsgBase {
+    void update(MsgType msgType, const std::string& text, double progress) override {
+      EXPECT_TRUE(msgType == MSG_PROGRESS && text == "getIllegalSegments") << text;
+      vProgress.push_back(progress);
+    }
+    std::vector<double> vProgress;
+  } recorder, other;
   std::vector<Segment2> vStore;
   for (int i = 0; i < 1000; ++i) vStore.push_back(seg(i, 0, i + 0.5, 1));
-  std::vector<Segment2*> vSegments;
+  std::vector<Segment2*> vSegments, vIllegal;
   for (Segment2& s : vStore) vSegments.push_back(&s);
   SegmentChecker checker(vSegments);
-  ProgressRecorder recorder, other;
   checker.subscribe(MSG_PROGRESS, &recorder);
   checker.subscribe(MSG_PROGRESS, &recorder);  // a second subscription of the pair is ignored
   checker.subscribe(MSG_WARNING, &other);
-  std::vector<Segment2*> vIllegal;
   checker.getIllegalSegments(false, vIllegal);
   const std::vector<double>& v(recorder.vProgress);
   ASSERT_GE(v.size(), 90u);   // a report for every percent,
   EXPECT_LE(v.size(), 102u);  // and no more, plus start and end
-  EXPECT_EQ(v.front(), 0.0);
-  EXPECT_EQ(v.back(), 1.0);
+  EXPECT_TRUE(v.front() == 0.0 && v.back() == 1.0);
   for (size_t i = 1; i + 1 < v.size(); ++i) EXPECT_GE(v[i] - v[i - 1], 0.01 - 1e-12);
   EXPECT_TRUE(other.vProgress.empty());
   const size_t numReports(v.size());
