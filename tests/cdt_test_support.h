@@ -439,13 +439,10 @@ inline bool isEdge(const Zarn_2D& dt, Point2* a, Point2* b) { return dt.getAdjac
 /// bConstraint says so; no check of that when it is null).
 inline ::testing::AssertionResult isEdgeChain(const Zarn_2D& dt, const std::vector<Point2*>& vChain, const bool* pbConstraint = nullptr) {
   for (size_t i = 1; i < vChain.size(); ++i) {
-    Point2* p(vChain[i - 1]);
-    Point2* q(vChain[i]);
-    if (!isEdge(dt, p, q)) {
-      return ::testing::AssertionFailure() << detail::str(*p) << " - " << detail::str(*q) << " is no edge";
-    }
-    if (pbConstraint != nullptr && dt.isConstraint(p, q) != *pbConstraint) {
-      return ::testing::AssertionFailure() << detail::str(*p) << " - " << detail::str(*q) << (*pbConstraint ? " is no" : " is a") << " constraint";
+    Point2 *p(vChain[i - 1]), *q(vChain[i]);
+    if (!isEdge(dt, p, q) || (pbConstraint != nullptr && dt.isConstraint(p, q) != *pbConstraint)) {
+      return ::testing::AssertionFailure() << detail::str(*p) << " - " << detail::str(*q) << ": edge " << isEdge(dt, p, q) << ", constraint "
+                                           << dt.isConstraint(p, q);
     }
   }
   return ::testing::AssertionSuccess();
