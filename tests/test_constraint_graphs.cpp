@@ -116,9 +116,7 @@ TEST(ConstraintGraphPolygon, RingAndReadingDirectionsForInputInAnyOrder) {
       std::mt19937 rng(variant);
       if (variant == 1) std::reverse(vInput.begin(), vInput.end());
       if (variant > 1) std::shuffle(vInput.begin(), vInput.end(), rng);
-      for (Segment2& s : vInput) {
-        if (variant == 1 || (variant > 1 && rng() % 2 == 0)) s = Segment2(s.getTrg(), s.getSrc());
-      }
+      for (Segment2& s : vInput) s = variant == 1 || (variant > 1 && rng() % 2 == 0) ? Segment2(s.getTrg(), s.getSrc()) : s;
       for (bool bOriented : {false, true}) {
         SCOPED_TRACE("variant " + std::to_string(variant) + (bOriented ? ", directed" : ""));
         ConstraintGraph2* pGraph(constrain(dt, vInput, bOriented));
@@ -162,9 +160,7 @@ TEST(ConstraintGraphBookkeeping, RandomGraphsStayConsistentThroughSplits) {
     const auto step = [&](const std::vector<Segment2>& vSegments, bool bOriented) {
       std::vector<Segment2> v(vSegments);
       std::shuffle(v.begin(), v.end(), rng);
-      for (Segment2& s : v) {
-        if (rng() % 2 == 0) s = Segment2(s.getTrg(), s.getSrc());
-      }
+      for (Segment2& s : v) s = rng() % 2 == 0 ? Segment2(s.getTrg(), s.getSrc()) : s;
       captureStdout([&] { dt.createConstraint(v, CIS_CONSTRAINED_DELAUNAY, bOriented); });
       vAll.insert(vAll.end(), v.begin(), v.end());
       vLast = vSegments;
@@ -202,11 +198,9 @@ TEST(ConstraintGraphBookkeeping, RandomGraphsStayConsistentThroughSplits) {
       Point2* pVictim(vVertices[rng() % vVertices.size()]);
       const Point2 gone(*pVictim);
       const bool bKept(dt.isConstraint(pVictim));
-      const size_t numBefore(dt.numberOfPoints());
-      const std::string out(captureStdout([&] { dt.remove(pVictim); }));
       const std::string refusal(warningLine("Dt2::remove(..)", "The vertex is an endpoint of a constraint segment, nothing removed"));
-      EXPECT_EQ(out, bKept ? "\n" + refusal + "\n\n" : "");
-      EXPECT_EQ(dt.numberOfPoints(), numBefore - !bKept);
+      EXPECT_EQ(captureStdout([&] { dt.remove(pVictim); }), bKept ? "\n" + refusal + "\n\n" : "");
+      EXPECT_EQ(dt.numberOfPoints(), vVertices.size() - !bKept);
       if (!bKept) vPoints.erase(std::remove(vPoints.begin(), vPoints.end(), gone), vPoints.end());
       ASSERT_TRUE(validCdt(dt, vPoints, vAll)) << "after removing " << gone;
     }
@@ -334,8 +328,7 @@ TEST(ConstraintMgrDumps, DumpsHoldTheAlivePiecesOfEachGraphExactly) {
     std::vector<Segment2> vRead;
     ASSERT_TRUE(readSegmentsBIN(binName.c_str(), vRead));
     const std::vector<std::string> vLines(splitLines(zarn_test::readFile(textName)));
-    ASSERT_EQ(vRead.size(), vPieces.size());
-    ASSERT_EQ(vLines.size(), vPieces.size());
+    ASSERT_TRUE(vRead.size() == vPieces.size() && vLines.size() == vPieces.size()) << vRead.size() << " " << vLines.size();
     for (size_t k = 0; k < vPieces.size(); ++k) {
       const Point2 &src(*vPieces[k]->getSrc()), &trg(*vPieces[k]->getTrg());
       EXPECT_TRUE(vRead[k].getSrc() == src && vRead[k].getTrg() == trg) << k;
