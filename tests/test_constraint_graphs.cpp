@@ -65,11 +65,6 @@ bool isEncroached(const Zarn_2D& dt, Point2* p, Point2* q) {
   return exactInCircle(*pLeft->getCorner(0), *pLeft->getCorner(1), *pLeft->getCorner(2), *pApex) > 0;
 }
 
-std::string toString(const ConstraintSegment2& seg) {
-  std::ostringstream oss;
-  oss << seg;
-  return oss.str();
-}
 
 }  // namespace
 
@@ -379,10 +374,10 @@ TEST(ConstraintSegmentLabel, LabelsPrintedFormAndSplitsOutsideATriangulation) {
   std::ostringstream head;
   head << "ConstraintSegment2 label " << s0.getLabel() << ", " << static_cast<const void*>(&s0) << ": ("
        << static_cast<const void*>(&a[0]) << "," << static_cast<const void*>(&a[1]) << ")";
-  EXPECT_EQ(toString(s0), head.str() + " [alive]\nPoint2 (0.5, -1.25)\nPoint2 (3.5, 2.75)\nlength=5");
+  EXPECT_EQ(::testing::PrintToString(s0), head.str() + " [alive]\nPoint2 (0.5, -1.25)\nPoint2 (3.5, 2.75)\nlength=5");
   s0.setDead();
   EXPECT_FALSE(s0.isAlive());
-  EXPECT_EQ(toString(s0), head.str() + " [DEAD, numChildren=0]\nPoint2 (0.5, -1.25)\nPoint2 (3.5, 2.75)\nlength=5");
+  EXPECT_EQ(::testing::PrintToString(s0), head.str() + " [DEAD, numChildren=0]\nPoint2 (0.5, -1.25)\nPoint2 (3.5, 2.75)\nlength=5");
   s0.setAlive();
   // Split only within a triangulation.
   expectFailedCondition("!sOwners.empty()", [&] { s0.insertAndSplit(a[2]); });
