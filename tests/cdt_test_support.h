@@ -53,6 +53,18 @@ struct CdtCheckOptions {
   bool bQueries = false;
 };
 
+inline std::vector<ConstraintSegment2*> aliveSegments(const Zarn_2D& dt) {
+  std::vector<ConstraintSegment2*> v;
+  dt.getAliveConstraintSegments(v);
+  return v;
+}
+
+inline std::vector<ConstraintSegment2*> allSegments(const Zarn_2D& dt) {
+  std::vector<ConstraintSegment2*> v;
+  dt.getAliveAndDeadConstraintSegments(v);
+  return v;
+}
+
 /// True when the closed segments a-b and c-d have a point in common (exact).
 inline bool closedSegmentsMeet(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
   using dt2test::exactOrientation;
@@ -222,8 +234,7 @@ inline ::testing::AssertionResult isConstrainedDelaunay(const Zarn_2D& dt, const
     expectVertex(seg.getTrg());
   }
   // (b) Alive segments are edges, (a) every edge that is not a constraint is locally Delaunay.
-  std::vector<ConstraintSegment2*> vAlive;
-  dt.getAliveConstraintSegments(vAlive);
+  const std::vector<ConstraintSegment2*> vAlive(aliveSegments(dt));
   std::set<detail::EdgeKey> sConstraintEdges;
   std::set<const Point2*> sEnds;
   for (const ConstraintSegment2* pCSeg : vAlive) {
@@ -251,9 +262,7 @@ inline ::testing::AssertionResult isConstrainedDelaunay(const Zarn_2D& dt, const
       }
     }
   }
-  std::vector<ConstraintSegment2*> vAll;
-  dt.getAliveAndDeadConstraintSegments(vAll);
-  for (ConstraintSegment2* pCSeg : vAll) {
+  for (ConstraintSegment2* pCSeg : allSegments(dt)) {
     if (options.bQueries && !pCSeg->isAlive() && dt.isConstraint(pCSeg->getSrc(), pCSeg->getTrg())) d.add("a dead segment counts as a constraint");
   }
   for (const detail::EdgeKey& key : sNoEdge) d.add("alive constraint segment " + detail::str(*key.first) + "-" + detail::str(*key.second) + " is not an edge");
@@ -481,18 +490,6 @@ inline std::string create(Zarn_2D& dt, std::vector<Segment2> vSegments, Constrai
   ConstraintGraph2* pGraph(dt.createConstraint(vSegments, cis, false));
   if (ppGraph != nullptr) *ppGraph = pGraph;
   return ::testing::internal::GetCapturedStdout();
-}
-
-inline std::vector<ConstraintSegment2*> aliveSegments(const Zarn_2D& dt) {
-  std::vector<ConstraintSegment2*> v;
-  dt.getAliveConstraintSegments(v);
-  return v;
-}
-
-inline std::vector<ConstraintSegment2*> allSegments(const Zarn_2D& dt) {
-  std::vector<ConstraintSegment2*> v;
-  dt.getAliveAndDeadConstraintSegments(v);
-  return v;
 }
 
 /// The vertex at exactly (x, y), or null.

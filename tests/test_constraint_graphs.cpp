@@ -14,10 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "ConstraintMgr.h"
-#include "Dt2.h"
 #include "cdt_test_support.h"
-#include "dt2_test_support.h"
 #include "test_support.h"
 
 using namespace KORA_ZARN2D;

@@ -18,7 +18,6 @@
 #include <vector>
 
 #include "cdt_test_support.h"
-#include "dt2_test_support.h"
 #include "test_support.h"
 
 using namespace KORA_ZARN2D;
@@ -183,11 +182,9 @@ void runInputCase(const std::string& path) {
         ASSERT_TRUE(validCdt(dt, vPoints, vSoFar, maxUlps));
       }
     }
-    std::vector<Point2> vAll(vPoints);
-    vAll.insert(vAll.end(), vLater.begin(), vLater.end());
     if (vLater.size() == 1) dt.insert(vLater[0]);
     if (vLater.size() > 1) dt.insert(vLater);
-    ASSERT_TRUE(validCdt(dt, vAll, vSoFar, maxUlps));
+    ASSERT_TRUE(validCdt(dt, dt2test::concat(vPoints, vLater), vSoFar, maxUlps));
     EXPECT_TRUE(numVertices < 0 || dt.numberOfPoints() == static_cast<size_t>(numVertices)) << dt.numberOfPoints();
     EXPECT_TRUE(numPieces < 0 || aliveSegments(dt).size() == static_cast<size_t>(numPieces)) << aliveSegments(dt).size();
     for (const Point2& p : vExpectedVertices) EXPECT_NE(vertexAt(dt, p.x(), p.y()), nullptr) << p;

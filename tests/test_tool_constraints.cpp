@@ -6,9 +6,6 @@
 #include <array>
 #include <regex>
 
-#include "ConstraintMgr.h"
-#include "Dt2.h"
-#include "Zarn_2D.h"
 #include "cdt_test_support.h"
 #include "file_test_support.h"
 
