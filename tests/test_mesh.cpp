@@ -83,29 +83,33 @@ std::unique_ptr<MeshGenParams> paramsWithoutZone() {
 // Each domain refined with its bounds: the zone tracked during the run is the zone searched anew,
 // the bounds hold except where an input angle or minEdgeLen forbids, and the report says which;
 // grid meshing puts most vertices on the (turned) grid and removes grid vertices near the border
-// only when they may come close (auxFlag false).
+// only when they may come close (auxFlag false); locked segments and splitConstraints=false leave
+// the input segments whole (the report names the triangles left for them).
 TEST(Refinement, MeetsTheBoundsAndStaysConstrainedDelaunay) {
+  enum Left { kNothing, kShortEdges, kLockedHole, kNoSplits };  // kLockedHole, kNoSplits: the protected segments stay whole
   const struct {
     Domain domain;
     double minAngle, maxEdge, minEdgeLen;
     bool bSmallInputAngle;  // the report must name triangles left at a small input angle
-    bool bBoundsHold;       // false: minEdgeLen stops the refinement before the bounds hold
+    Left left;              // what keeps the bounds from holding: minEdgeLen or segments that may not be split
     double gridCell;        // > 0: grid meshing with cells of this size, turned by gridDegrees
     double gridDegrees;
     bool bKeepOffBorder;  // auxFlag: grid vertices keep off the border
-  } aCases[] = {{squareWithHole(), 30.0, 1.0, 0.001, false, true, 0, 0, true},
-                {squareWithHole(), 20.0, 0.3, 0.001, false, true, 0, 0, true},
-                {thinTrapezoidWithHole(), 30.0, 0.3, 0.001, false, true, 0, 0, true},
-                {thinTrapezoidWithHole(), 30.0, DBL_MAX, 0.001, false, true, 0, 0, true},
-                {spike(5.0), 30.0, DBL_MAX, 1e-12, true, true, 0, 0, true},
-                {spike(0.5), 30.0, 2.0, 1e-12, true, true, 0, 0, true},
-                {randomStar(40, 7), 30.0, DBL_MAX, 1e-12, true, true, 0, 0, true},
-                {randomStar(25, 11), 28.0, 0.1, 1e-12, true, true, 0, 0, true},
-                {slit(), 30.0, DBL_MAX, 0.001, false, false, 0, 0, true},
-                {slit(), 30.0, DBL_MAX, 1e-15, false, true, 0, 0, true},
-                {squareWithHole(), 30.0, 0.375, 0.001, false, true, 0.25, 0.0, true},
-                {squareWithHole(), 30.0, 0.45, 0.001, false, true, 0.3, 30.0, true},
-                {squareWithHole(), 30.0, 0.375, 0.001, false, true, 0.25, 10.0, false}};
+  } aCases[] = {{squareWithHole(), 30.0, 1.0, 0.001, false, kNothing, 0, 0, true},
+                {squareWithHole(), 20.0, 0.3, 0.001, false, kNothing, 0, 0, true},
+                {thinTrapezoidWithHole(), 30.0, 0.3, 0.001, false, kNothing, 0, 0, true},
+                {thinTrapezoidWithHole(), 30.0, DBL_MAX, 0.001, false, kNothing, 0, 0, true},
+                {spike(5.0), 30.0, DBL_MAX, 1e-12, true, kNothing, 0, 0, true},
+                {spike(0.5), 30.0, 2.0, 1e-12, true, kNothing, 0, 0, true},
+                {randomStar(40, 7), 30.0, DBL_MAX, 1e-12, true, kNothing, 0, 0, true},
+                {randomStar(25, 11), 28.0, 0.1, 1e-12, true, kNothing, 0, 0, true},
+                {slit(), 30.0, DBL_MAX, 0.001, false, kShortEdges, 0, 0, true},
+                {slit(), 30.0, DBL_MAX, 1e-15, false, kNothing, 0, 0, true},
+                {squareWithHole(), 30.0, 0.7, 0.001, false, kLockedHole, 0, 0, true},
+                {squareWithHole(), 30.0, 0.7, 0.001, false, kNoSplits, 0, 0, true},
+                {squareWithHole(), 30.0, 0.375, 0.001, false, kNothing, 0.25, 0.0, true},
+                {squareWithHole(), 30.0, 0.45, 0.001, false, kNothing, 0.3, 30.0, true},
+                {squareWithHole(), 30.0, 0.375, 0.001, false, kNothing, 0.25, 10.0, false}};
   for (const auto& c : aCases) {
     SCOPED_TRACE(&c - aCases);
     Meshing m(c.domain);
@@ -117,20 +121,29 @@ TEST(Refinement, MeetsTheBoundsAndStaysConstrainedDelaunay) {
     const double dx(std::cos(c.gridDegrees * kPi / 180.0)), dy(std::sin(c.gridDegrees * kPi / 180.0));
     params.gridVector = Vector2(3.0 * dx, 3.0 * dy);
     params.auxFlag = c.bKeepOffBorder;
+    params.splitConstraints = c.left != kNoSplits;
+    std::vector<ConstraintSegment2*> vProtected;
+    for (ConstraintSegment2* pCSeg : c.left < kLockedHole ? std::vector<ConstraintSegment2*>() : cdttest::aliveSegments(m.dt)) {
+      if (c.left == kLockedHole && std::fmod(pCSeg->getSrc()->x(), 10.0) == 0.0) continue;  // the outer ring may be split
+      vProtected.push_back(pCSeg);
+      if (c.left == kLockedHole) params.addLockedConstraint(pCSeg);
+    }
     m.refine(params);
     const RefinementReport& report(m.report());
     EXPECT_TRUE(m.dt.checkValidity(true, "refinement"));
     EXPECT_EQ(m.vZone.size(), report.numZoneTriangles);
-    if (!c.bBoundsHold || !c.bSmallInputAngle) {
-      EXPECT_EQ(m.dt.checkZoneQuality(m.pZone, c.minAngle, "", AcceptExperimentalFeature()), c.bBoundsHold);
+    for (ConstraintSegment2* pCSeg : vProtected) EXPECT_TRUE(pCSeg->isAlive());
+    if (c.left != kNothing || !c.bSmallInputAngle) {
+      EXPECT_EQ(m.dt.checkZoneQuality(m.pZone, c.minAngle, "", AcceptExperimentalFeature()), c.left == kNothing);
     }
-    if (c.bBoundsHold) {
+    if (c.left == kNothing) {
       EXPECT_TRUE(m.meetsBounds({c.minAngle, [&](Triangle2*) { return c.maxEdge; }, c.domain.area})) << report.describe();
       EXPECT_TRUE(report.isComplete()) << report.describe();
     } else {
-      EXPECT_GT(report.numLeftMinEdgeLen, 0u) << report.describe();
+      EXPECT_GT(c.left == kShortEdges ? report.numLeftMinEdgeLen : report.numLeftProtected, 0u) << report.describe();
+      EXPECT_EQ(report.numSegmentSplits > 0, c.left != kNoSplits) << report.describe();
     }
-    EXPECT_EQ(m.numInputAngle > 0, c.bSmallInputAngle && c.bBoundsHold) << report.describe();
+    EXPECT_EQ(m.numInputAngle > 0, c.bSmallInputAngle && c.left == kNothing) << report.describe();
     EXPECT_TRUE(m.numInputAngle == 0 || report.numLeftInputAngle > 0);
     if (c.gridCell == 0.0) continue;
     std::vector<Point2*> vVertices;
@@ -188,29 +201,6 @@ TEST(MeshHost, SizeFunctionAndGrowthLimit) {
     }
   }
   EXPECT_GT(numPairs, 1000u);
-}
-
-// Locked segments and splitConstraints=false leave input segments whole; the Steiner points then
-// go inside only.
-TEST(MeshHost, ProtectedConstraintsStayWhole) {
-  for (const bool bLockHole : {true, false}) {
-    SCOPED_TRACE(bLockHole ? "locked hole" : "splitConstraints false");
-    Meshing r(squareWithHole());
-    MeshGenParams params(r.pZone);
-    params.minAngleDegree = 30.0;
-    params.maxEdgeLength = 0.7;
-    params.splitConstraints = bLockHole;
-    std::vector<ConstraintSegment2*> vProtected;
-    for (ConstraintSegment2* pCSeg : cdttest::aliveSegments(r.dt)) {
-      if (bLockHole && std::fmod(pCSeg->getSrc()->x(), 10.0) == 0.0) continue;  // the outer ring may be split
-      vProtected.push_back(pCSeg);
-      if (bLockHole) params.addLockedConstraint(pCSeg);
-    }
-    ASSERT_EQ(vProtected.size(), bLockHole ? 4u : 8u);
-    r.refine(params);
-    for (ConstraintSegment2* pCSeg : vProtected) EXPECT_TRUE(pCSeg->isAlive());
-    EXPECT_GT(r.report().numSteinerPoints, 50u);
-  }
 }
 
 // ----- The refinement candidate's rules on hand-made triangles -----
