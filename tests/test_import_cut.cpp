@@ -132,16 +132,20 @@ TEST(CutTriangles, RandomDrapesAndCutsOverRandomPoints) {
     captureStdout([&] { dt.createConstraint(vCuts, CIS_CONSTRAINED_DELAUNAY); });
     std::mt19937 rng(seed);
     std::uniform_real_distribution<double> coord(-0.2, 1.2);
+    std::vector<Segment2> vOneByOne, vAtOnce;  // the pieces of all segments, draped one by one and in one call
     for (int i = 0; i < 15; ++i) {
       const Segment2 seg(Point2(coord(rng), coord(rng)), Point2(coord(rng), coord(rng)));
       std::vector<Segment2> vIn(1, seg), vOut;
       dt.drape(vIn, vOut);  // finds where the segment enters and leaves the hull
+      vOneByOne.insert(vOneByOne.end(), vOut.begin(), vOut.end());
       const Point2 first(inHull(seg.getSrc()) || vOut.empty() ? seg.getSrc() : vOut.front().getSrc());
       const Point2 last(inHull(seg.getTrg()) || vOut.empty() ? seg.getTrg() : vOut.back().getTrg());
       expectDraped(dt, seg, inHull(seg.getSrc()) && inHull(seg.getTrg()), vOut.empty() ? last : first, last);
       vCuts.push_back(seg);
     }
     std::vector<Segment2> vNew(vCuts.begin() + 1, vCuts.end());
+    dt.drape(vNew, vAtOnce);
+    EXPECT_EQ(vAtOnce, vOneByOne);
     expectCutKeepsTheRest(dt, vCuts, [&] { dt.cutTriangles(vNew, bProtect); });
     for (const bool bLater : {false, true}) {
       for (const Segment2& seg : vCuts) {

@@ -279,8 +279,9 @@ TEST(RefCand3Rules, EdgeBlockingByLocationCode) {
     int locCode;
     double minEdgeLen;
     bool bSplit, bLock, bBlocked;
-  } aCases[] = {{RefCand3::kLocNoEdge, 0.001, true, false, false}, {base, 0.001, true, false, false}, {base, 0.5000001, true, false, true},
-                {base, 0.001, false, false, true}, {base, 0.001, true, true, true}, {RefCand3::kLocSkip, 0.001, true, false, true}};
+  } aCases[] = {{RefCand3::kLocNoEdge, 0.001, true, false, false}, {base, 0.001, true, false, false}, {base, 0.5, true, false, false},
+                {base, 0.5000001, true, false, true}, {base, 0.001, false, false, true}, {base, 0.001, true, true, true},
+                {RefCand3::kLocSkip, 0.001, true, false, true}};  // a-b is 1 long: blocked when 2 * minEdgeLen exceeds it
   for (const auto& c : aCases) {
     std::unique_ptr<MeshGenParams> pParams(paramsWithoutZone());
     pParams->minEdgeLen = c.minEdgeLen;
