@@ -9,12 +9,11 @@
 namespace KORA_ZARN2D {
 
 namespace {
-// Large triangulations fault in their memory on huge pages and take long enough that a cache
-// gains them nothing, while it would keep their memory after their end: only blocks up to
-// kMaxCachedBlockBytes (the triangles of about 150,000 points; faulting their pages in again took
-// about 40% of a repeated 100,000-point triangulation) are kept, at most kMaxCachedBytes per thread.
-constexpr size_t kMaxCachedBlockBytes = size_t(16) << 20;
-constexpr size_t kMaxCachedBytes = size_t(64) << 20;
+// A thread keeps the blocks of its dead triangulations up to kMaxCachedBytes in all: a repeated
+// triangulation of up to about 1.5 million points then reuses resident pages. First touch of new
+// pages (zeroing by the kernel, and on virtual machines a fault in the host as well) costs a
+// quarter to a third of a one-million-point triangulation.
+constexpr size_t kMaxCachedBytes = size_t(256) << 20;
 constexpr size_t kMaxCachedBlocks = 32;
 // A cached block serves requests down to half its size.
 constexpr size_t kMaxSizeRatio = 2;
@@ -47,6 +46,8 @@ class Cache {
 // Trivially destructible, so still readable while the thread's other objects are destroyed: a
 // triangulation that dies after the cache frees its blocks directly.
 thread_local bool bCacheDestroyed = false;
+// The number of live BypassBlockCache scopes of the thread that keep nothing.
+thread_local int numBypassingScopes = 0;
 
 Cache::~Cache() {
   release();
@@ -74,7 +75,7 @@ void* Cache::take(size_t numBytes) {
 }
 
 bool Cache::keep(void* p, size_t numBytes) {
-  if (numBytes > kMaxCachedBlockBytes || numCachedBytes + numBytes > kMaxCachedBytes || vBlocks.size() == kMaxCachedBlocks) {
+  if (numCachedBytes + numBytes > kMaxCachedBytes || vBlocks.size() == kMaxCachedBlocks) {
     return false;
   }
   vBlocks.push_back(Block{p, numBytes});
@@ -103,7 +104,15 @@ void releaseCachedBlocks() {
 void giveBackBlock(void* pBlock, size_t numBytes) {
   if (pBlock == nullptr) return;
   Cache* pCache(threadCache());
-  if (pCache == nullptr || !pCache->keep(pBlock, numBytes)) std::free(pBlock);
+  if (pCache == nullptr || numBypassingScopes > 0 || !pCache->keep(pBlock, numBytes)) std::free(pBlock);
+}
+
+BypassBlockCache::BypassBlockCache(bool bActive_) : bActive(bActive_) {
+  if (bActive) ++numBypassingScopes;
+}
+
+BypassBlockCache::~BypassBlockCache() {
+  if (bActive) --numBypassingScopes;
 }
 
 }  // namespace KORA_ZARN2D

@@ -14,13 +14,27 @@ namespace KORA_ZARN2D {
 void* takeBlock(size_t numBytes);
 
 /// Gives back a block from takeBlock of numBytes bytes (the size it was asked for). Kept in the
-/// calling thread's cache while that holds at most 64 MiB and the block is at most 16 MiB;
-/// otherwise freed. The cache frees what it holds when the thread ends. Builds with
+/// calling thread's cache while that holds at most 256 MiB (the storage of a triangulation of
+/// about 1.5 million points) and no BypassBlockCache scope is active; otherwise freed. The cache
+/// frees what it holds when the thread ends or on releaseCachedBlocks(). Builds with
 /// AddressSanitizer keep nothing, so that use after free stays visible.
 void giveBackBlock(void* pBlock, size_t numBytes);
 
-/// Frees every block in the calling thread's cache (before a large allocation that the heap
-/// could serve from them). O(number of cached blocks).
+/// Frees every block in the calling thread's cache. O(number of cached blocks).
 void releaseCachedBlocks();
+
+/// While an active scope lives, blocks given back on its thread are freed, not cached: the
+/// scratch buffers of a large bulk insertion would otherwise stay resident beside the triangles
+/// built after them and raise the peak. Scopes nest; an inactive one does nothing.
+class BypassBlockCache {
+ public:
+  explicit BypassBlockCache(bool bActive);
+  ~BypassBlockCache();
+  BypassBlockCache(const BypassBlockCache&) = delete;
+  BypassBlockCache& operator=(const BypassBlockCache&) = delete;
+
+ private:
+  const bool bActive;
+};
 
 }  // namespace KORA_ZARN2D

@@ -10,6 +10,7 @@
 #include <malloc.h>
 #endif
 
+#include "BlockCache.h"
 #include "ConstraintMgr.h"
 #include "Zone2.h"
 #include "InserterMT.h"
@@ -26,9 +27,8 @@ constexpr size_t kProgressInterval = size_t(1) << 12;
 
 bool isFinitePoint(const Point2& p) { return std::isfinite(p.x()) && std::isfinite(p.y()); }
 
-// Below this many points the key buffers are too small to matter for the peak, and trimming would
-// give away the cached blocks that the new triangles are about to reuse (repeated triangulations
-// of up to a few hundred thousand points would fault all their pages in again).
+// Below this many points the key buffers are too small to matter for the peak: they stay in the
+// block cache, where the next triangulation's buffers find them resident.
 constexpr size_t kTrimMinPoints = size_t(1) << 18;
 
 // Extends box by the input's finite points; true when it changed. One pass with the bounds in
@@ -50,14 +50,14 @@ bool extendByFinitePoints(Bbox2& box, const BulkInput& input) {
   return bLowerChanged || bUpperChanged;
 }
 
-// The key buffers of a bulk insertion (16 bytes per point) are freed before the triangles are
-// built, into the thread's block cache (BlockCache.h), and glibc may keep freed pages of its heap
-// resident: for a large insertion both go back so that they do not add to the peak.
-void releaseFreedHeapMemory(size_t numPoints) {
-  if (numPoints < kTrimMinPoints) return;
-  releaseCachedBlocks();
+// The key buffers of a large bulk insertion (16 bytes per point) bypass the thread's block cache
+// (BlockCache.h) when they are freed, before the triangles are built, and glibc may keep freed
+// pages of its heap resident: those go back too, so that neither adds to the peak.
+void trimFreedHeapMemory(size_t numPoints) {
 #ifdef __GLIBC__
-  malloc_trim(0);
+  if (numPoints >= kTrimMinPoints) malloc_trim(0);
+#else
+  (void)numPoints;
 #endif
 }
 }  // namespace
@@ -451,8 +451,12 @@ void Dt2::insertBulk(const BulkInput& input, Point2** aHandles) {
   }
   if (aHandles != nullptr) std::fill(aHandles, aHandles + input.size, nullptr);
   const size_t firstNewRecord(vertexVault.size());
-  const size_t numSkipped(vertexVault.createVertices(input, aHandles));
-  releaseFreedHeapMemory(input.size);
+  size_t numSkipped(0);
+  {
+    const BypassBlockCache bypass(input.size >= kTrimMinPoints);
+    numSkipped = vertexVault.createVertices(input, aHandles);
+  }
+  trimFreedHeapMemory(input.size);
   if (numSkipped > 0) {
     reportWarning("Dt2::insertVector(..)",
                   std::to_string(numSkipped) + " point(s) with a non-finite coordinate skipped, their handles are NULL");

@@ -1,6 +1,7 @@
 // Free functions: version of the library and the public predicate entry points.
 #include <string>
 
+#include "BlockCache.h"
 #include "KoraTest.h"
 #include "freeFunctions.h"
 #include "tools.h"
@@ -22,6 +23,8 @@ int getMinorVersionNumber() { return kMinorVersion; }
 int getRevisionNumber() { return kRevision; }
 bool isRelease() { return true; }
 std::string getZarn2DVersion() { return kVersionText; }
+
+void releaseCachedStorage() { releaseCachedBlocks(); }
 
 namespace {
 void assertNonNull(const Point2* p0, const Point2* p1, const Point2* p2) {

@@ -30,6 +30,14 @@ ZARN2D_EXPORT bool isRelease();
 /// "Zarn 2D, RELEASE, v1.78".
 ZARN2D_EXPORT std::string getZarn2DVersion();
 
+// ----- Memory -------------------------------------------------------------------------------
+
+/// A thread keeps the storage of its destroyed triangulations, up to 256 MiB, so that the next one
+/// reuses resident memory instead of faulting in new pages; the storage is freed when the thread
+/// ends. This frees it now, for example after the last large triangulation of a long-lived thread.
+/// Affects the calling thread only. O(number of kept blocks, at most 32).
+ZARN2D_EXPORT void releaseCachedStorage();
+
 // ----- Diagnostics --------------------------------------------------------------------------
 
 /// Prints a blank line, "      [Zarn2D-Message] " + where + ", ERROR: " + msg, and a blank line.

@@ -521,6 +521,10 @@ PYBIND11_MODULE(zarn2d, m) {
         "refinement adds vertices, listed after the input rows) until every triangle meets them.\n"
         "Runs without the GIL; O(N log N).");
 
+  m.def("release_cached_storage", &releaseCachedStorage,
+        "Frees the storage that destroyed triangulations left to the calling thread for reuse (up to\n"
+        "256 MiB; it makes repeated triangulations faster and is freed when the thread ends).");
+
   py::class_<Vertex>(m, "Vertex", "A vertex of a Triangulation; keeps the triangulation alive.")
       .def_property_readonly("x", [](const Vertex& v) { return v.x; })
       .def_property_readonly("y", [](const Vertex& v) { return v.y; })

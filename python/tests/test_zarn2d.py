@@ -40,6 +40,10 @@ def test_random_points_match_scipy(seed):
     ours = {tuple(sorted(tri)) for tri in result["triangles"].tolist()}
     theirs = {tuple(sorted(tri)) for tri in spatial.Delaunay(points).simplices.tolist()}
     assert ours == theirs
+    # Storage reused from the first run, or freshly allocated, gives the same mesh.
+    assert np.array_equal(zarn2d.triangulate(points)["triangles"], result["triangles"])
+    zarn2d.release_cached_storage()
+    assert np.array_equal(zarn2d.triangulate(points)["triangles"], result["triangles"])
 
 
 def test_duplicates_keep_their_rows_and_collinear_input_gives_no_triangles():
