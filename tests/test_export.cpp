@@ -7,6 +7,7 @@
 #include <deque>
 #include <filesystem>
 #include <regex>
+#include <tuple>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -67,21 +68,20 @@ TEST_F(Export, ObjWritesSharedVerticesOnceAndCoordinatesExactly) {
     triangle(aValues[i], aValues[i + 1], aValues[i + 1], -aValues[i + 2], -aValues[i + 2], aValues[i]);  // the file lists them so
   }
   ASSERT_TRUE(writeObjFile(path("exact.obj"), vTriangles));
-  std::istringstream in(read("exact.obj"));
-  size_t numVertices(0);
-  for (std::string line; std::getline(in, line);) {
+  std::vector<Point2> vRead;
+  for (const std::string& line : zarn_test::splitLines(read("exact.obj"))) {
     if (line[0] != 'v') continue;
-    ASSERT_LT(numVertices, vPoints.size());
-    ASSERT_EQ(line.substr(line.size() - 3), " 0 ") << line;
     char* pEnd(nullptr);
-    EXPECT_EQ(std::strtod(line.c_str() + 2, &pEnd), vPoints[numVertices].x()) << line;
-    EXPECT_EQ(std::strtod(pEnd, &pEnd), vPoints[numVertices].y()) << line;
-    ++numVertices;
+    const double x(std::strtod(line.c_str() + 2, &pEnd));
+    vRead.emplace_back(x, std::strtod(pEnd, &pEnd));
+    EXPECT_STREQ(pEnd, " 0 ") << line;
   }
-  EXPECT_EQ(numVertices, vPoints.size());
+  EXPECT_EQ(vRead, std::vector<Point2>(vPoints.begin(), vPoints.end()));
 }
 
-TEST_F(Export, WebSceneWritesPageScriptsAndMeshOrNothing) {
+// The web scene: the page, three scripts and the mesh, or nothing below a regular file; the
+// directories it needs; the built-in copies of the viewer files.
+TEST_F(Export, WebSceneDirectoriesAndViewerFiles) {
   triangle(0, 0, 1, 0, 0, 1);
   const std::string scene(path("scene"));
   bool bWritten(false);
@@ -97,9 +97,6 @@ TEST_F(Export, WebSceneWritesPageScriptsAndMeshOrNothing) {
             message("Dt2::writeWebScene()", "WARNING", "Can't create directory " + below));
   EXPECT_FALSE(bWritten);
   EXPECT_EQ(read("plain"), "not a directory");
-}
-
-TEST_F(Export, CreateDirectoryBuildsMissingParentsAndAcceptsExistingPaths) {
   const fs::path nested(dir / "x" / "y" / "z");
   EXPECT_TRUE(createDirectory(nested.string().c_str()));
   EXPECT_TRUE(fs::is_directory(nested));
@@ -107,14 +104,10 @@ TEST_F(Export, CreateDirectoryBuildsMissingParentsAndAcceptsExistingPaths) {
   EXPECT_TRUE(createDirectory((dir / "p" / "q" / "").string().c_str()));  // trailing separator
   EXPECT_TRUE(fs::is_directory(dir / "p" / "q"));
   // Only the status query decides for an existing path, whatever it is.
-  writeText("file", "");
-  EXPECT_TRUE(createDirectory(path("file").c_str()));
-  EXPECT_FALSE(createDirectory(path("file/sub").c_str()));
+  EXPECT_TRUE(createDirectory(path("plain").c_str()));
+  EXPECT_FALSE(createDirectory(path("plain/sub").c_str()));
   EXPECT_FALSE(createDirectory(""));
   EXPECT_FALSE(createDirectory(nullptr));
-}
-
-TEST_F(Export, FileReplicateWritesTheBuiltInCopyOfKnownFilesOnly) {
   for (const char* name : {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js", "jsc3d.3ds.js", "jsc3d.console.js", "jsc3d.ie.js", "jsc3d.webgl.js"}) {
     fileReplicate(name, dir.string().c_str());
     EXPECT_FALSE(read(name).empty()) << name;
@@ -126,11 +119,10 @@ TEST_F(Export, FileReplicateWritesTheBuiltInCopyOfKnownFilesOnly) {
     EXPECT_EQ(std::system(("node " + checks + " " + dir.string() + " > " + path("node.log") + " 2>&1").c_str()), 0) << read("node.log");
     EXPECT_NE(read("node.log").find(" passed, 0 failed"), std::string::npos) << read("node.log");
   }
-  fs::create_directory(dir / "unknown");
   for (const char* name : {"3d.obj", "index.htm", "../index.html", "JSC3D.JS", "", static_cast<const char*>(nullptr)}) {
-    EXPECT_EQ(captureStdout([&] { fileReplicate(name, path("unknown").c_str()); }), message("fileReplicate", "ERROR", "unknown file")) << (name ? name : "null");
+    EXPECT_EQ(captureStdout([&] { fileReplicate(name, nested.string().c_str()); }), message("fileReplicate", "ERROR", "unknown file")) << (name ? name : "null");
   }
-  EXPECT_TRUE(fs::is_empty(dir / "unknown"));
+  EXPECT_TRUE(fs::is_empty(nested));
   EXPECT_EQ(captureStdout([&] { fileReplicate("jsc3d.js", path("missing").c_str()); }), message("fileReplicate", "WARNING", "Can't write " + path("missing/jsc3d.js")));
   EXPECT_FALSE(fs::exists(dir / "missing"));
 }
@@ -145,8 +137,7 @@ size_t countMatches(const std::string& text, const std::string& pattern) {
 // Numbers standing before a PostScript operator on its own line, e.g. "1 2 3 D".
 std::vector<std::vector<double>> operands(const std::string& ps, const std::string& op) {
   std::vector<std::vector<double>> vResult;
-  std::istringstream in(ps);
-  for (std::string line; std::getline(in, line);) {
+  for (const std::string& line : zarn_test::splitLines(ps)) {
     if (line.size() <= op.size() || line.compare(line.size() - op.size() - 1, std::string::npos, " " + op) != 0) continue;
     std::istringstream numbers(line);
     vResult.emplace_back();
@@ -157,8 +148,8 @@ std::vector<std::vector<double>> operands(const std::string& ps, const std::stri
 
 // The same drawing as PostScript and as SVG (the extension selects the format, in any case): two
 // filled triangles, one outline triangle, two segments, three points, a filled and an outline
-// circle and two labels.
-TEST_F(Export, VisualizerWritesOnePrimitivePerObject) {
+// circle and two labels. The layout, and bad input.
+TEST_F(Export, VisualizerWritesOnePrimitivePerObjectInItsLayout) {
   Visualizer2 vis;
   vis.addTriangles({triangle(0, 0, 10, 0, 0, 10), triangle(10, 0, 10, 10, 0, 10)});
   vis.addTriangle(triangle(2, 2, 4, 2, 2, 4), Color(CRED), false);
@@ -169,33 +160,25 @@ TEST_F(Export, VisualizerWritesOnePrimitivePerObject) {
   vis.addLabel(Label("corner", 0, 0));
   vis.addLabel(Label("a(b)\\c <&>", Point2(10, 10), Color(CORANGE), 12));
   ASSERT_TRUE(vis.write(path("all.ps")));
-  const std::string ps(read("all.ps"));
-  EXPECT_EQ(ps.rfind("%!PS", 0), 0u);
-  EXPECT_EQ(zarn_test::countOf(ps, "\nshowpage\n"), 1u);
-  const std::pair<const char*, size_t> aCounts[] = {{"TF", 2}, {"T", 3}, {"S", 2}, {"D", 3}, {"CF", 1}, {"C", 1}};  // fills, every outline, ...
-  for (const auto& c : aCounts) EXPECT_EQ(operands(ps, c.first).size(), c.second) << c.first;
-  EXPECT_EQ(zarn_test::countOf(ps, ") show\n"), 2u);
-  EXPECT_NE(ps.find("(a\\(b\\)\\\\c <&>) show"), std::string::npos);
-  EXPECT_EQ(ps.find("nan"), std::string::npos);
   ASSERT_TRUE(vis.write(path("all.SVG")));
-  const std::string svg(read("all.SVG"));
-  EXPECT_EQ(svg.rfind("<?xml", 0), 0u);
+  const std::string ps(read("all.ps")), svg(read("all.SVG"));
+  // How often each pattern occurs: PostScript fills (TF), every triangle outline (T), segments,
+  // discs, circles and labels; SVG filled and outline polygons, lines, circles (three points and
+  // two circles) and labels, escaped; the orange label.
+  const std::tuple<const std::string*, const char*, size_t> aCounts[] = {
+      {&ps, "^%!PS", 1}, {&ps, "\nshowpage\n", 1}, {&ps, " TF\n", 2}, {&ps, " T\n", 3}, {&ps, " S\n", 2}, {&ps, " D\n", 3}, {&ps, " CF\n", 1},
+      {&ps, " C\n", 1}, {&ps, "\\) show\n", 2}, {&ps, "\\(a\\\\\\(b\\\\\\)\\\\\\\\c <&>\\) show", 1}, {&ps, "nan", 0}, {&svg, "^<\\?xml", 1},
+      {&svg, "<polygon [^>]*stroke=\"none\"", 2}, {&svg, "<polygon [^>]*fill=\"none\"", 3}, {&svg, "<line ", 2}, {&svg, "<circle ", 5},
+      {&svg, "<text ", 2}, {&svg, ">a\\(b\\)\\\\c &lt;&amp;&gt;</text>", 1}, {&svg, "fill=\"#ff8c00\"", 1}};
+  for (const auto& c : aCounts) EXPECT_EQ(countMatches(*std::get<0>(c), std::get<1>(c)), std::get<2>(c)) << std::get<1>(c);
   const std::string parse("python3 -c 'import sys, xml.dom.minidom; xml.dom.minidom.parse(sys.argv[1])' '" + path("all.SVG") + "'");
   EXPECT_EQ(std::system(parse.c_str()), 0) << "not well-formed XML";
-  const std::pair<const char*, size_t> aSvgCounts[] = {{"<polygon [^>]*stroke=\"none\"", 2}, {"<polygon [^>]*fill=\"none\"", 3}, {"<line ", 2},
-                                                       {"<circle ", 5}, {"<text ", 2}};  // circles: three points and two circles
-  for (const auto& c : aSvgCounts) EXPECT_EQ(countMatches(svg, c.first), c.second) << c.first;
-  EXPECT_NE(svg.find(">a(b)\\c &lt;&amp;&gt;</text>"), std::string::npos);
-  EXPECT_NE(svg.find("fill=\"#ff8c00\""), std::string::npos);  // orange label
-}
-
-// The drawing fills the printable width of A4 and is centred; bad input is ignored with a warning.
-TEST_F(Export, VisualizerLayoutAndBadInput) {
-  Visualizer2 vis;
-  vis.addPoint(Point2(-1, 2));
-  vis.addPoint(Point2(3, 4));  // extent 4 x 2: the width limits the scale
-  vis.addPoint(Point2(1, 3));
-  ASSERT_TRUE(vis.writePostscript(path("layout.ps")));
+  // The drawing fills the printable width of A4 and is centred; bad input is ignored with a warning.
+  Visualizer2 layout;
+  layout.addPoint(Point2(-1, 2));
+  layout.addPoint(Point2(3, 4));  // extent 4 x 2: the width limits the scale
+  layout.addPoint(Point2(1, 3));
+  ASSERT_TRUE(layout.writePostscript(path("layout.ps")));
   const std::vector<std::vector<double>> vDiscs(operands(read("layout.ps"), "D"));
   ASSERT_EQ(vDiscs.size(), 3u);
   EXPECT_NEAR(vDiscs[0][0], 36.0, 1e-3);   // left margin

@@ -45,13 +45,7 @@ Domain spike(double degrees) { return Domain({{{0, 0}, {10, 0}, {10, 10 * std::t
 // A slit of width 1e-9 cut into a square from the top: two constraints 1e-9 apart.
 Domain slit() { return Domain({{{0, 0}, {10, 0}, {10, 10}, {5 + 1e-9, 10}, {5 + 1e-9, 5}, {5, 5}, {5, 10}, {0, 10}}}); }
 // A random star-shaped polygon (fixed seed): many sharp and reflex corners.
-Domain randomStar(unsigned numCorners, unsigned seed) {
-  std::vector<Segment2> v;
-  generateRandomPolygon(numCorners, -1.0, 1.0, v, seed);
-  std::vector<Point2> vRing;
-  for (const Segment2& seg : v) vRing.push_back(seg.getSrc());
-  return Domain({vRing});
-}
+Domain randomStar(unsigned numCorners, unsigned seed) { return Domain({zonetest::randomStar(numCorners, -1.0, 1.0, seed)}); }
 
 /// A triangulation of the domain's corners with its rings as one oriented constraint graph, and
 /// the zone inside.
@@ -89,29 +83,33 @@ std::unique_ptr<MeshGenParams> paramsWithoutZone() {
 // Each domain refined with its bounds: the zone tracked during the run is the zone searched anew,
 // the bounds hold except where an input angle or minEdgeLen forbids, and the report says which;
 // grid meshing puts most vertices on the (turned) grid and removes grid vertices near the border
-// only when they may come close (auxFlag false).
+// only when they may come close (auxFlag false); locked segments and splitConstraints=false leave
+// the input segments whole (the report names the triangles left for them).
 TEST(Refinement, MeetsTheBoundsAndStaysConstrainedDelaunay) {
+  enum Left { kNothing, kShortEdges, kLockedHole, kNoSplits };  // kLockedHole, kNoSplits: the protected segments stay whole
   const struct {
     Domain domain;
     double minAngle, maxEdge, minEdgeLen;
     bool bSmallInputAngle;  // the report must name triangles left at a small input angle
-    bool bBoundsHold;       // false: minEdgeLen stops the refinement before the bounds hold
+    Left left;              // what keeps the bounds from holding: minEdgeLen or segments that may not be split
     double gridCell;        // > 0: grid meshing with cells of this size, turned by gridDegrees
     double gridDegrees;
     bool bKeepOffBorder;  // auxFlag: grid vertices keep off the border
-  } aCases[] = {{squareWithHole(), 30.0, 1.0, 0.001, false, true, 0, 0, true},
-                {squareWithHole(), 20.0, 0.3, 0.001, false, true, 0, 0, true},
-                {thinTrapezoidWithHole(), 30.0, 0.3, 0.001, false, true, 0, 0, true},
-                {thinTrapezoidWithHole(), 30.0, DBL_MAX, 0.001, false, true, 0, 0, true},
-                {spike(5.0), 30.0, DBL_MAX, 1e-12, true, true, 0, 0, true},
-                {spike(0.5), 30.0, 2.0, 1e-12, true, true, 0, 0, true},
-                {randomStar(40, 7), 30.0, DBL_MAX, 1e-12, true, true, 0, 0, true},
-                {randomStar(25, 11), 28.0, 0.1, 1e-12, true, true, 0, 0, true},
-                {slit(), 30.0, DBL_MAX, 0.001, false, false, 0, 0, true},
-                {slit(), 30.0, DBL_MAX, 1e-15, false, true, 0, 0, true},
-                {squareWithHole(), 30.0, 0.375, 0.001, false, true, 0.25, 0.0, true},
-                {squareWithHole(), 30.0, 0.45, 0.001, false, true, 0.3, 30.0, true},
-                {squareWithHole(), 30.0, 0.375, 0.001, false, true, 0.25, 10.0, false}};
+  } aCases[] = {{squareWithHole(), 30.0, 1.0, 0.001, false, kNothing, 0, 0, true},
+                {squareWithHole(), 20.0, 0.3, 0.001, false, kNothing, 0, 0, true},
+                {thinTrapezoidWithHole(), 30.0, 0.3, 0.001, false, kNothing, 0, 0, true},
+                {thinTrapezoidWithHole(), 30.0, DBL_MAX, 0.001, false, kNothing, 0, 0, true},
+                {spike(5.0), 30.0, DBL_MAX, 1e-12, true, kNothing, 0, 0, true},
+                {spike(0.5), 30.0, 2.0, 1e-12, true, kNothing, 0, 0, true},
+                {randomStar(40, 7), 30.0, DBL_MAX, 1e-12, true, kNothing, 0, 0, true},
+                {randomStar(25, 11), 28.0, 0.1, 1e-12, true, kNothing, 0, 0, true},
+                {slit(), 30.0, DBL_MAX, 0.001, false, kShortEdges, 0, 0, true},
+                {slit(), 30.0, DBL_MAX, 1e-15, false, kNothing, 0, 0, true},
+                {squareWithHole(), 30.0, 0.7, 0.001, false, kLockedHole, 0, 0, true},
+                {squareWithHole(), 30.0, 0.7, 0.001, false, kNoSplits, 0, 0, true},
+                {squareWithHole(), 30.0, 0.375, 0.001, false, kNothing, 0.25, 0.0, true},
+                {squareWithHole(), 30.0, 0.45, 0.001, false, kNothing, 0.3, 30.0, true},
+                {squareWithHole(), 30.0, 0.375, 0.001, false, kNothing, 0.25, 10.0, false}};
   for (const auto& c : aCases) {
     SCOPED_TRACE(&c - aCases);
     Meshing m(c.domain);
@@ -123,20 +121,29 @@ TEST(Refinement, MeetsTheBoundsAndStaysConstrainedDelaunay) {
     const double dx(std::cos(c.gridDegrees * kPi / 180.0)), dy(std::sin(c.gridDegrees * kPi / 180.0));
     params.gridVector = Vector2(3.0 * dx, 3.0 * dy);
     params.auxFlag = c.bKeepOffBorder;
+    params.splitConstraints = c.left != kNoSplits;
+    std::vector<ConstraintSegment2*> vProtected;
+    for (ConstraintSegment2* pCSeg : c.left < kLockedHole ? std::vector<ConstraintSegment2*>() : cdttest::aliveSegments(m.dt)) {
+      if (c.left == kLockedHole && std::fmod(pCSeg->getSrc()->x(), 10.0) == 0.0) continue;  // the outer ring may be split
+      vProtected.push_back(pCSeg);
+      if (c.left == kLockedHole) params.addLockedConstraint(pCSeg);
+    }
     m.refine(params);
     const RefinementReport& report(m.report());
     EXPECT_TRUE(m.dt.checkValidity(true, "refinement"));
     EXPECT_EQ(m.vZone.size(), report.numZoneTriangles);
-    if (!c.bBoundsHold || !c.bSmallInputAngle) {
-      EXPECT_EQ(m.dt.checkZoneQuality(m.pZone, c.minAngle, "", AcceptExperimentalFeature()), c.bBoundsHold);
+    for (ConstraintSegment2* pCSeg : vProtected) EXPECT_TRUE(pCSeg->isAlive());
+    if (c.left != kNothing || !c.bSmallInputAngle) {
+      EXPECT_EQ(m.dt.checkZoneQuality(m.pZone, c.minAngle, "", AcceptExperimentalFeature()), c.left == kNothing);
     }
-    if (c.bBoundsHold) {
+    if (c.left == kNothing) {
       EXPECT_TRUE(m.meetsBounds({c.minAngle, [&](Triangle2*) { return c.maxEdge; }, c.domain.area})) << report.describe();
       EXPECT_TRUE(report.isComplete()) << report.describe();
     } else {
-      EXPECT_GT(report.numLeftMinEdgeLen, 0u) << report.describe();
+      EXPECT_GT(c.left == kShortEdges ? report.numLeftMinEdgeLen : report.numLeftProtected, 0u) << report.describe();
+      EXPECT_EQ(report.numSegmentSplits > 0, c.left != kNoSplits) << report.describe();
     }
-    EXPECT_EQ(m.numInputAngle > 0, c.bSmallInputAngle && c.bBoundsHold) << report.describe();
+    EXPECT_EQ(m.numInputAngle > 0, c.bSmallInputAngle && c.left == kNothing) << report.describe();
     EXPECT_TRUE(m.numInputAngle == 0 || report.numLeftInputAngle > 0);
     if (c.gridCell == 0.0) continue;
     std::vector<Point2*> vVertices;
@@ -194,30 +201,6 @@ TEST(MeshHost, SizeFunctionAndGrowthLimit) {
     }
   }
   EXPECT_GT(numPairs, 1000u);
-}
-
-// Locked segments and splitConstraints=false leave input segments whole; the Steiner points then
-// go inside only.
-TEST(MeshHost, ProtectedConstraintsStayWhole) {
-  for (const bool bLockHole : {true, false}) {
-    SCOPED_TRACE(bLockHole ? "locked hole" : "splitConstraints false");
-    Meshing r(squareWithHole());
-    MeshGenParams params(r.pZone);
-    params.minAngleDegree = 30.0;
-    params.maxEdgeLength = 0.7;
-    params.splitConstraints = bLockHole;
-    std::vector<ConstraintSegment2*> vProtected;
-    for (const Segment2& seg : r.vInput) {
-      const Point2 &a(seg.getSrc()), &b(seg.getTrg());
-      if (bLockHole && a.x() != 4.0 && a.x() != 6.0) continue;
-      vProtected.push_back(r.dt.getConstraintSegment(cdttest::vertexAt(r.dt, a.x(), a.y()), cdttest::vertexAt(r.dt, b.x(), b.y())));
-      if (bLockHole) params.addLockedConstraint(vProtected.back());
-    }
-    ASSERT_EQ(std::count(vProtected.begin(), vProtected.end(), nullptr), 0);
-    r.refine(params);
-    for (ConstraintSegment2* pCSeg : vProtected) EXPECT_TRUE(pCSeg->isAlive());
-    EXPECT_GT(r.report().numSteinerPoints, 50u);
-  }
 }
 
 // ----- The refinement candidate's rules on hand-made triangles -----
@@ -296,8 +279,9 @@ TEST(RefCand3Rules, EdgeBlockingByLocationCode) {
     int locCode;
     double minEdgeLen;
     bool bSplit, bLock, bBlocked;
-  } aCases[] = {{RefCand3::kLocNoEdge, 0.001, true, false, false}, {base, 0.001, true, false, false}, {base, 0.5000001, true, false, true},
-                {base, 0.001, false, false, true}, {base, 0.001, true, true, true}, {RefCand3::kLocSkip, 0.001, true, false, true}};
+  } aCases[] = {{RefCand3::kLocNoEdge, 0.001, true, false, false}, {base, 0.001, true, false, false}, {base, 0.5, true, false, false},
+                {base, 0.5000001, true, false, true}, {base, 0.001, false, false, true}, {base, 0.001, true, true, true},
+                {RefCand3::kLocSkip, 0.001, true, false, true}};  // a-b is 1 long: blocked when 2 * minEdgeLen exceeds it
   for (const auto& c : aCases) {
     std::unique_ptr<MeshGenParams> pParams(paramsWithoutZone());
     pParams->minEdgeLen = c.minEdgeLen;
@@ -320,7 +304,8 @@ TEST(RefCand3Rules, EdgeBlockingByLocationCode) {
 // The zone quality check exempts small angles between two constraints and draws offenders into the
 // named file. The parameters of an outside zone complain and keep no grid direction; refinement
 // with them, a null zone or an angle above 30 degrees ends at the entry with its message; 30 refine.
-TEST(MeshEntry, QualityCheckAndWrongZonesAndAngles) {
+// The facade's refine and a vertex budget.
+TEST(MeshEntry, QualityCheckWrongZonesAndAnglesFacadeAndBudget) {
   Meshing spikeMesh(spike(5.0)), m(squareWithHole());
   EXPECT_TRUE(spikeMesh.dt.checkZoneQuality(spikeMesh.pZone, 30.0, "", AcceptExperimentalFeature()));
   const std::string file(::testing::TempDir() + "zone_quality.ps");
@@ -333,8 +318,7 @@ TEST(MeshEntry, QualityCheckAndWrongZonesAndAngles) {
   EXPECT_EQ(zarn_test::captureStderr([&] { pOutside.reset(new MeshGenParams(m.dt.createZone(m.pGraph, ZL_OUTSIDE))); }),
             "\n\n\nMeshGenParams::MeshGenParams(..), ERROR: \n\tbehavior since Zarn 1.39: The zoneLocation must be ZL_INSIDE or ZL_BOUNDED. "
             "Please convert the zone using pZone->convertToBoundedZone(..)\n\n\n");
-  EXPECT_EQ(pOutside->gridVector.x(), 0.0);
-  EXPECT_EQ(pOutside->gridVector.y(), 0.0);
+  EXPECT_TRUE(pOutside->gridVector.x() == 0.0 && pOutside->gridVector.y() == 0.0);
   MeshGenParams params(m.pZone), params30(m.pZone);
   EXPECT_EQ(params.gridVector.x(), 1.0);
   params.minAngleDegree = 30.000001;
@@ -353,6 +337,10 @@ TEST(MeshEntry, QualityCheckAndWrongZonesAndAngles) {
     EXPECT_TRUE(m.report().bEntryFailed);
     EXPECT_EQ(m.dt.numberOfPoints(), numBefore);
   }
+  // The facade's refine maps its arguments onto the same driver.
+  zarn_test::captureStdout([&] { m.dt.refine(m.pZone, 25.0, 0.001, 0.5, true); });
+  m.vZone = trianglesOf(m.pZone);
+  EXPECT_TRUE(m.meetsBounds({25.0, [](Triangle2*) { return 0.5; }, squareWithHole().area}));
   m.refine(params30);
   EXPECT_TRUE(m.report().isComplete());
   EXPECT_TRUE(m.dt.checkZoneQuality(m.pZone, 30.0, "", AcceptExperimentalFeature()));
@@ -360,20 +348,12 @@ TEST(MeshEntry, QualityCheckAndWrongZonesAndAngles) {
             "\nWarning: Zarn_2D::refine(..) has been called with pZone==NULL\n\n");
   EXPECT_EQ(zarn_test::captureStderr([&] { m.dt.refine(m.pZone, 30.000001, 0.001, 1.0, true); }),
             "\nWarning: Zarn_2D::refine(..), minAngleDegree can't be >30\n\n");
-}
-
-// The facade's refine maps its arguments onto the same driver; a vertex budget ends the run.
-TEST(MeshEntry, FacadeRefineAndVertexBudget) {
-  Meshing m(squareWithHole());
-  zarn_test::captureStdout([&] { m.dt.refine(m.pZone, 25.0, 0.001, 0.5, true); });
-  m.vZone = trianglesOf(m.pZone);
-  EXPECT_TRUE(m.meetsBounds({25.0, [](Triangle2*) { return 0.5; }, squareWithHole().area}));
+  // A vertex budget ends the run.
   m.dt.getImpl()->setRefinementVertexBudget(25);
-  const unsigned int numBefore(m.dt.numberOfPoints());
-  MeshGenParams budgeted(m.pZone);
-  budgeted.maxEdgeLength = 0.1;
-  m.refine(budgeted);
-  EXPECT_LE(m.dt.numberOfPoints(), numBefore + 25);
+  const unsigned int numRefined(m.dt.numberOfPoints());
+  params30.maxEdgeLength = 0.1;
+  m.refine(params30);
+  EXPECT_LE(m.dt.numberOfPoints(), numRefined + 25);
   EXPECT_TRUE(m.report().bBudgetReached);
   EXPECT_NE(m.report().describe().find("vertex budget reached"), std::string::npos);
 }
@@ -402,10 +382,7 @@ TEST(MeshArrays, RowsFollowTheInputAndPositionsFollowTheList) {
     });
     ASSERT_TRUE(dt.checkValidity(true, "mesh arrays"));
     const std::vector<Triangle2*> vAll(trianglesOf(dt));
-    std::vector<Triangle2*> vSubset;
-    for (size_t t = vAll.size(); t-- > 0;) {
-      if (t % 3 != 0) vSubset.push_back(vAll[t]);
-    }
+    const std::vector<Triangle2*> vSubset(vAll.rbegin(), vAll.rend() - std::ptrdiff_t(vAll.size() / 3));  // reversed, a third left out
     std::vector<ConstraintSegment2*> vPieces(cdttest::aliveSegments(dt));
     for (const std::vector<Triangle2*>& vTriangles : {vAll, vSubset}) {
       MeshArrays mesh;
@@ -427,8 +404,7 @@ TEST(MeshArrays, RowsFollowTheInputAndPositionsFollowTheList) {
       }
       ASSERT_EQ(mesh.vSegments.size(), 2 * vPieces.size());
       for (size_t k = 0; k < vPieces.size(); ++k) {
-        EXPECT_TRUE(dt2test::sameXY(at(mesh.vSegments[2 * k]), *vPieces[k]->getSrc()));
-        EXPECT_TRUE(dt2test::sameXY(at(mesh.vSegments[2 * k + 1]), *vPieces[k]->getTrg()));
+        EXPECT_TRUE(dt2test::sameXY(at(mesh.vSegments[2 * k]), *vPieces[k]->getSrc()) && dt2test::sameXY(at(mesh.vSegments[2 * k + 1]), *vPieces[k]->getTrg()));
       }
     }
   }

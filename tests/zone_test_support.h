@@ -29,6 +29,15 @@ inline std::vector<Segment2> ring(const std::vector<Point2>& vCorners) {
   return v;
 }
 
+/// The corners of a random star-shaped polygon in [lo, hi]^2 (fixed seed), counterclockwise.
+inline std::vector<Point2> randomStar(unsigned numCorners, double lo, double hi, unsigned seed) {
+  std::vector<Segment2> v;
+  generateRandomPolygon(numCorners, lo, hi, v, seed);
+  std::vector<Point2> vCorners;
+  for (const Segment2& s : v) vCorners.push_back(s.getSrc());
+  return vCorners;
+}
+
 /// Twice the signed area enclosed by the segments, exactly.
 inline mpq_class signedArea2(const std::vector<Segment2>& v) {
   mpq_class sum(0);
