@@ -100,31 +100,29 @@ TEST_F(ToolFiles, TriangleFilesKeepInputOrderAndAgreeWithTheLibrary) {
   std::set<std::set<Point2>> sLibrary, sWritten;
   for (const Triangle2* pT : vT) sLibrary.insert({*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2)});
   // Each written triangle counterclockwise, never using the duplicate row 6; its neighbour across
-  // an edge has that edge, and exactly the edges used once have none.
-  std::map<std::pair<int, int>, int> mEdgeUses;
-  int numWithoutNeighbour(0);
+  // an edge is the other written triangle with that edge, -1 for a hull edge.
+  std::map<std::pair<int, int>, std::vector<double>> mEdgeTriangles;
+  const auto edge = [&](size_t t, int i) -> std::pair<int, int> { return std::minmax(vTriangles[t][1 + (i + 1) % 3], vTriangles[t][1 + (i + 2) % 3]); };
   ASSERT_EQ(vNeighbours.size(), vTriangles.size());
   for (size_t t = 0; t < vTriangles.size(); ++t) {
-    ASSERT_EQ(vTriangles[t].size(), 4u);
-    EXPECT_EQ(vTriangles[t][0], double(t + 1));
-    const int aCorner[3] = {int(vTriangles[t][1]), int(vTriangles[t][2]), int(vTriangles[t][3])};
-    for (int v : aCorner) ASSERT_TRUE(v >= 1 && v <= 5) << v;
-    const Point2 *pA(&vPoints[aCorner[0] - 1]), *pB(&vPoints[aCorner[1] - 1]), *pC(&vPoints[aCorner[2] - 1]);
-    EXPECT_EQ(getOrientation2(pA, pB, pC), ORIENTATION2_CCW);
-    sWritten.insert({*pA, *pB, *pC});
-    for (int i = 0; i < 3; ++i) {
-      ++mEdgeUses[std::minmax(aCorner[(i + 1) % 3], aCorner[(i + 2) % 3])];
-      const int n(int(vNeighbours[t][1 + i]));
-      ASSERT_TRUE(n == -1 || (n >= 1 && size_t(n) <= vTriangles.size())) << n;
-      numWithoutNeighbour += n < 0;
-      if (n < 0) continue;
-      const std::set<double> sOther(vTriangles[size_t(n - 1)].begin() + 1, vTriangles[size_t(n - 1)].end());
-      EXPECT_TRUE(sOther.count(aCorner[(i + 1) % 3]) == 1 && sOther.count(aCorner[(i + 2) % 3]) == 1) << t << " " << i;
+    ASSERT_TRUE(vTriangles[t].size() == 4u && vTriangles[t][0] == t + 1.0 && vNeighbours[t].size() == 4u) << t;
+    std::vector<Point2> vCorners;
+    for (int k = 1; k <= 3; ++k) {
+      ASSERT_TRUE(vTriangles[t][k] >= 1 && vTriangles[t][k] <= 5) << vTriangles[t][k];
+      vCorners.push_back(vPoints[size_t(vTriangles[t][k]) - 1]);
+      mEdgeTriangles[edge(t, k - 1)].push_back(t + 1.0);
     }
+    EXPECT_EQ(getOrientation2(&vCorners[0], &vCorners[1], &vCorners[2]), ORIENTATION2_CCW);
+    sWritten.insert(std::set<Point2>(vCorners.begin(), vCorners.end()));
   }
   EXPECT_EQ(sWritten, sLibrary);
-  EXPECT_EQ(rows("A.1.edge").size(), mEdgeUses.size());
-  EXPECT_EQ(numWithoutNeighbour, std::count_if(mEdgeUses.begin(), mEdgeUses.end(), [](const auto& e) { return e.second == 1; }));
+  EXPECT_EQ(rows("A.1.edge").size(), mEdgeTriangles.size());
+  for (size_t t = 0; t < vTriangles.size(); ++t) {
+    for (int i = 0; i < 3; ++i) {
+      const std::vector<double>& vAlong(mEdgeTriangles[edge(t, i)]);
+      EXPECT_EQ(vNeighbours[t][1 + i], vAlong.size() == 1 ? -1.0 : vAlong[0] == t + 1.0 ? vAlong[1] : vAlong[0]) << t << " " << i;
+    }
+  }
 }
 
 TEST_F(ToolFiles, StandardOutputCarriesOnlyDataAndCountsAreTrue) {
