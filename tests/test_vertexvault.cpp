@@ -1,5 +1,5 @@
 // The vertex store behind a triangulation: start triangles near a key (getCloT) before and after
-// removals, and the resolution of duplicates and redundant vertices to the vertex kept.
+// removals. (Duplicates resolved to the vertex kept, handles redirected: the insertion tests.)
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,7 +9,6 @@
 #include "Dt2.h"
 #include "VertexVault.h"
 #include "dt2_test_support.h"
-#include "test_support.h"
 
 using namespace KORA_ZARN2D;
 using namespace dt2test;
@@ -72,33 +71,4 @@ TEST(VertexVault, CloseTriangleFromTheUnsortedTailWhenNoSortedRecordIsLeft) {
   EXPECT_TRUE(startTrianglesAreLive(dt));
   for (size_t i = 0; i < 40; ++i) dt.insert(vKept[i]);
   EXPECT_DELAUNAY_OF(dt, vKept);
-}
-
-// Redundant vertices recorded with their unique twin: the caller's handles are redirected, and a
-// redundant vertex missing from the handles is an assertion.
-TEST(VertexVault, CleanDuplicatesResolvesRecordedRedundantVertices) {
-  Zarn_2D dt;
-  std::vector<Point2*> vHandles;
-  const std::vector<Point2> v(randomPoints(100, 605, 0.0, 1.0));
-  dt.insert(v, vHandles);
-  Dt2& impl(*dt.getImpl());
-  VertexVault& vault(impl.vertexVault);
-  const auto addRedundantTwin = [&](Point2* pUnique) {
-    Point2* pRedundant(impl.createVertex(*pUnique));
-    vault.add(impl.getHC2().getKey(*pRedundant), pRedundant);
-    vault.addRedundant(pRedundant, pUnique);
-    return pRedundant;
-  };
-  Point2 *pRedundantA(addRedundantTwin(vHandles[3])), *pRedundantB(addRedundantTwin(vHandles[40]));
-  EXPECT_FALSE(vault.dupIsClean());
-  std::vector<Point2*> vCaller{pRedundantB, vHandles[7], pRedundantA};
-  vault.cleanDuplicates(vCaller.data(), vCaller.size());
-  EXPECT_TRUE(vault.dupIsClean() && dt.numberOfPoints() == 100u);
-  EXPECT_EQ(vCaller, (std::vector<Point2*>{vHandles[40], vHandles[7], vHandles[3]}));
-  EXPECT_FALSE(vault.isActiveVertex(pRedundantA) || vault.isActiveVertex(pRedundantB));
-  EXPECT_DELAUNAY_OF(dt, v);
-  addRedundantTwin(vHandles[2]);
-  vCaller.assign(1, vHandles[5]);
-  zarn_test::expectFailedCondition("mRedundant2UniqueVtx.size()==numFoundInHandles",
-                                   [&] { vault.cleanDuplicates(vCaller.data(), vCaller.size()); });
 }
