@@ -7,16 +7,10 @@
 //     the points read are triangulated and checked.
 #pragma once
 
-#include <unistd.h>
-
-#include <cfloat>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <limits>
-#include <string>
-#include <vector>
 
 #include "adversarial_support.h"
 #include "freeFunctions.h"

@@ -3,10 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <iterator>
-#include <string>
-#include <vector>
 
 #include "fuzz_targets.h"
 

@@ -1,17 +1,12 @@
 // Triangle2 measures and circumcentres, Edge2, and the walk around the star of a vertex.
 #include <gtest/gtest.h>
-#include <gmpxx.h>
 
-#include <algorithm>
-#include <cmath>
 #include <limits>
-#include <random>
 #include <tuple>
 
 #include "Edge2.h"
 #include "TriangleAroundVertexIterator.h"
 #include "dt2_test_support.h"
-#include "test_support.h"
 
 using namespace KORA_ZARN2D;
 
