@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
 
 #include "test_support.h"
 
@@ -32,8 +33,7 @@ class TempDirTest : public ::testing::Test {
  protected:
   void SetUp() override {
     const ::testing::TestInfo* pInfo(::testing::UnitTest::GetInstance()->current_test_info());
-    dir = std::filesystem::temp_directory_path() /
-          ("zarn_" + std::to_string(getpid()) + "_" + pInfo->test_suite_name() + "_" + pInfo->name());
+    dir = std::filesystem::temp_directory_path() / ("zarn_" + std::to_string(getpid()) + "_" + pInfo->test_suite_name() + "_" + pInfo->name());
     std::filesystem::remove_all(dir);
     std::filesystem::create_directories(dir);
   }
@@ -49,9 +49,8 @@ class TempDirTest : public ::testing::Test {
     const std::vector<std::string> vLines(splitLines(read(name)));
     for (size_t i = 1; i < vLines.size(); ++i) {
       std::istringstream fields(vLines[i]);
-      std::vector<double> vRow;
-      for (double value; fields >> value;) vRow.push_back(value);
-      if (!vRow.empty()) vRows.push_back(vRow);
+      vRows.emplace_back(std::istream_iterator<double>(fields), std::istream_iterator<double>());
+      if (vRows.back().empty()) vRows.pop_back();
     }
     return vRows;
   }
