@@ -40,10 +40,8 @@ TEST(Vector2, ArithmeticNormalizeAndTheLeftUnitNormal) {
   std::mt19937_64 engine(7);
   std::uniform_real_distribution<double> coordinate(-1e6, 1e6);
   for (int i = 0; i < 1000; ++i) {
-    const Vector2 v(coordinate(engine), coordinate(engine));
-    const Vector2 normal(v.orthogonalVector());
-    EXPECT_NEAR(normal.length(), 1.0, 1e-15);
-    EXPECT_NEAR(normal * v, 0.0, 1e-9 * v.length());
+    const Vector2 v(coordinate(engine), coordinate(engine)), normal(v.orthogonalVector());
+    EXPECT_TRUE(std::abs(normal.length() - 1.0) <= 1e-15 && std::abs(normal * v) <= 1e-9 * v.length()) << v.x() << " " << v.y();
     const Point2 origin(0, 0), tip(v.x(), v.y()), normalTip(normal.x(), normal.y());
     EXPECT_EQ(getOrientation2(&origin, &tip, &normalTip), ORIENTATION2_CCW);
   }
