@@ -82,12 +82,9 @@ TEST_F(ToolFiles, TriangleFilesKeepInputOrderAndAgreeWithTheLibrary) {
   const zarn_test::ToolResult r(run("square.poly --write-triangle A.1"));
   ASSERT_EQ(r.exitCode, 0) << r.err;
   const zarn_test::Rows vNodes(rows("A.1.node")), vTriangles(rows("A.1.ele")), vNeighbours(rows("A.1.neigh"));
+  ASSERT_EQ(vNodes, (zarn_test::Rows{{1, 0, 0}, {2, 4, 0}, {3, 4, 4}, {4, 0, 4}, {5, 1, 3}, {6, 4, 0}}));
   std::vector<Point2> vPoints;
-  for (size_t i = 0; i < vNodes.size(); ++i) {
-    EXPECT_EQ(vNodes[i][0], double(i + 1));
-    vPoints.emplace_back(vNodes[i][1], vNodes[i][2]);
-  }
-  ASSERT_EQ(vPoints, (std::vector<Point2>{Point2(0, 0), Point2(4, 0), Point2(4, 4), Point2(0, 4), Point2(1, 3), Point2(4, 0)}));
+  for (const std::vector<double>& node : vNodes) vPoints.emplace_back(node[1], node[2]);
   Zarn_2D dt;
   dt.insert(vPoints);
   std::vector<Triangle2*> vT;

@@ -169,13 +169,13 @@ TEST(TriangleAroundVertex, WalksAndEdgesAgreeWithTheNeighbourLinks) {
       for (size_t start = 0; start < vCycle.size(); ++start) {
         if (vCycle[start] == nullptr) continue;
         TriangleAroundVertexIterator it(pV, vCycle[start]);
-        for (size_t step = 1; step <= vCycle.size(); ++step) {
-          ASSERT_EQ(it.previewNextTriangle(), vCycle[(start + step) % vCycle.size()]) << step;
-          ASSERT_EQ(*++it, vCycle[(start + step) % vCycle.size()]) << step;
+        for (size_t step = 1; step <= vCycle.size(); ++step) {  // the preview first, then the step
+          const Triangle2* pNext(vCycle[(start + step) % vCycle.size()]);
+          ASSERT_TRUE(it.previewNextTriangle() == pNext && *++it == pNext) << step;
         }
         for (size_t step = 1; step <= vCycle.size() + 1; ++step) {
-          ASSERT_EQ(it.previewPrevTriangle(), vCycle[(start + 2 * vCycle.size() - step) % vCycle.size()]) << step;
-          ASSERT_EQ(*--it, vCycle[(start + 2 * vCycle.size() - step) % vCycle.size()]) << step;
+          const Triangle2* pPrev(vCycle[(start + 2 * vCycle.size() - step) % vCycle.size()]);
+          ASSERT_TRUE(it.previewPrevTriangle() == pPrev && *--it == pPrev) << step;
         }
       }
     }
