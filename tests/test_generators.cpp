@@ -58,8 +58,7 @@ TEST(RandomPolygon, IsASimpleCounterclockwiseRingInsideTheBox) {
     ASSERT_EQ(vRing.size(), numSegments);
     std::vector<Point2> vVertices;
     for (std::size_t i = 0; i < vRing.size(); ++i) {
-      ASSERT_EQ(vRing[i].getTrg(), vRing[(i + 1) % vRing.size()].getSrc()) << "ring broken after edge " << i;
-      ASSERT_TRUE(isInBox(vRing[i].getSrc(), min, max)) << vRing[i].getSrc();
+      ASSERT_TRUE(vRing[i].getTrg() == vRing[(i + 1) % vRing.size()].getSrc() && isInBox(vRing[i].getSrc(), min, max)) << "edge " << i;
       vVertices.push_back(vRing[i].getSrc());
     }
     const std::size_t n(vVertices.size());
@@ -71,9 +70,8 @@ TEST(RandomPolygon, IsASimpleCounterclockwiseRingInsideTheBox) {
       }
     }
     // At the lexicographically lowest vertex the ring turns left exactly when it runs counterclockwise.
-    const auto lowest(std::min_element(vRing.begin(), vRing.end(), [](const Segment2& a, const Segment2& b) { return a.getSrc() < b.getSrc(); }));
-    const Segment2& incoming(lowest == vRing.begin() ? vRing.back() : *(lowest - 1));
-    EXPECT_EQ(dt2test::exactOrientation(incoming.getSrc(), lowest->getSrc(), lowest->getTrg()), 1);
+    const size_t low(std::min_element(vVertices.begin(), vVertices.end()) - vVertices.begin());
+    EXPECT_EQ(dt2test::exactOrientation(vVertices[(low + n - 1) % n], vVertices[low], vVertices[(low + 1) % n]), 1);
   }
 }
 

@@ -12,11 +12,11 @@ using namespace KORA_ZARN2D;
 
 namespace {
 
-// Exposes the two circumcentre constructions separately: the first (false when it is not
-// accurate) or the fallback.
-class CircumcentreProbe : public Triangle2 {
+// A triangle on three corners that exposes the two circumcentre constructions separately: the
+// first (false when it is not accurate) or the fallback.
+class TestTriangle : public Triangle2 {
  public:
-  CircumcentreProbe(Point2* p0, Point2* p1, Point2* p2) { setProperties(p0, p1, p2); }
+  TestTriangle(Point2* p0, Point2* p1, Point2* p2) { setProperties(p0, p1, p2); }
   bool centre(bool bFirst, Point2& cc) const {
     double offsetX(0.0), offsetY(0.0);
     getCommonOffset(offsetX, offsetY);
@@ -46,8 +46,7 @@ double distanceToExact(const Point2& cc, const std::pair<mpq_class, mpq_class>& 
 // hasOnEdge includes the end points and nothing one unit in the last place beyond.
 TEST(Triangle2Measures, RightTriangleFlatCornersAndPointsOnEdges) {
   Point2 p0(0.0, 0.0), p1(1.0, 0.0), p2(0.0, 1.0);
-  Triangle2 t;
-  t.setProperties(&p0, &p1, &p2);
+  TestTriangle t(&p0, &p1, &p2);
   EXPECT_EQ(t.getSquaredEdgeLength(0) + 10 * t.getSquaredEdgeLength(1) + 100 * t.getSquaredEdgeLength2D(2), 2.0 + 10 + 100);
   EXPECT_EQ(t.getMaxSqEdgeLen2D() + 10 * t.getMaxIndex() + 100 * t.getMinIndex(), 2.0 + 0 + 100);  // 1 and 2 tie: the lower wins
   EXPECT_DOUBLE_EQ(Edge2(&t, 0).getLength2D(), std::sqrt(2.0));
@@ -55,12 +54,11 @@ TEST(Triangle2Measures, RightTriangleFlatCornersAndPointsOnEdges) {
   EXPECT_DOUBLE_EQ(t.getArea2D(), 0.5);
   EXPECT_TRUE(t.getBarycenter() == Point2(1.0 / 3.0, 1.0 / 3.0) && t.getDual() == std::make_pair(Point2(0.5, 0.5), true));
   Point2 a(0.0, 0.0), b(2.0, 0.0), apex(1.0, 5.0), c(3.0, 0.0), cc;
-  Triangle2 tall;
-  tall.setProperties(&a, &b, &apex);  // edges 0 and 1 are the long ones
+  TestTriangle tall(&a, &b, &apex);  // edges 0 and 1 are the long ones
   EXPECT_EQ(tall.getMaxIndex() + 10 * tall.getMinIndex(), 0 + 10 * 2);
   tall.setProperties(&apex, &a, &b);  // now edges 1 and 2
   EXPECT_EQ(tall.getMaxIndex() + 10 * tall.getMinIndex(), 1 + 10 * 0);
-  CircumcentreProbe flat(&a, &b, &c);  // collinear: no accurate centre, but a finite one
+  TestTriangle flat(&a, &b, &c);  // collinear: no accurate centre, but a finite one
   const std::pair<Point2, bool> dual(flat.getDual());
   EXPECT_TRUE(flat.getArea2D() == 0.0 && !flat.centre(true, cc) && !dual.second && std::isfinite(dual.first.x() + dual.first.y()));
   std::mt19937_64 rng(7);
@@ -82,8 +80,7 @@ TEST(Triangle2Measures, RightTriangleFlatCornersAndPointsOnEdges) {
 
 TEST(Triangle2Measures, AreaOfCorruptCoordinatesReportsAndThrows) {
   Point2 a(std::numeric_limits<double>::quiet_NaN(), 0.0), b(1.0, 0.0), c(0.0, 1.0);
-  Triangle2 t;
-  t.setProperties(&a, &b, &c);
+  const TestTriangle t(&a, &b, &c);
   const std::string output(zarn_test::outputOfFailedAssertion([&] { t.getArea2D(); }));
   const std::string expectedStart(
       "\n      [Zarn2D-Message] Triangle2::computeArea(), WARNING: invalid value, no area for this triangle\n\n"
@@ -110,7 +107,7 @@ TEST(Triangle2Dual, CircumcentresAgreeWithTheExactOne) {
     const Orientation2 ori(getOrientation2(&a, &b, &c));
     if (ori == ORIENTATION2_COLLINEAR) continue;
     if (ori == ORIENTATION2_CW) std::swap(a, b);
-    CircumcentreProbe t(&a, &b, &c);
+    const TestTriangle t(&a, &b, &c);
     const std::pair<mpq_class, mpq_class> exact(exactCircumcentre(a, b, c));
     const double radius(distanceToExact(a, exact));
     Point2 cc2, cc1;
