@@ -324,7 +324,7 @@ TEST(Facade, MeasureTriangulationTimeLeavesThisTriangulationAlone) {
     const std::vector<dt2test::TriangleKey> before(dt2test::triangleSignature(dt));
     std::vector<Point2> vOther(dt2test::randomPoints(5000, 506, 10.0, 20.0));
     EXPECT_EQ(captureStdout([&] { EXPECT_GE(dt.measureTriangulationTime(vOther), 0.0); }), "");
-    EXPECT_TRUE(dt2test::triangleSignature(dt) == before && vOther.size() == 5000u);
+    EXPECT_TRUE(dt2test::triangleSignature(dt) == before && vOther.size() == 5000u && dt.getImpl()->getNumCPU() == numCPU);
     EXPECT_DELAUNAY_OF(dt, v);
     // The timer was stopped: a timer of the same name starts anew.
     EXPECT_TRUE(timer("[quiet] Delaunay point insertion") == -1.0 && timer("[quiet] Delaunay point insertion") >= 0.0);
