@@ -33,7 +33,8 @@ class TempDirTest : public ::testing::Test {
  protected:
   void SetUp() override {
     const ::testing::TestInfo* pInfo(::testing::UnitTest::GetInstance()->current_test_info());
-    dir = std::filesystem::temp_directory_path() / ("zarn_" + std::to_string(getpid()) + "_" + pInfo->test_suite_name() + "_" + pInfo->name());
+    dir = std::filesystem::temp_directory_path() /
+          ("zarn_" + std::to_string(getpid()) + "_" + pInfo->test_suite_name() + "_" + pInfo->name());
     std::filesystem::remove_all(dir);
     std::filesystem::create_directories(dir);
   }

@@ -29,8 +29,9 @@ TEST(RandomNumbers, ClassicFifteenBitSequenceOnTheGridOfTheRange) {
   EXPECT_EQ(vNumbers, (std::vector<double>{16838 / 32768.0, 5758 / 32768.0, 10113 / 32768.0, 17515 / 32768.0, 31051 / 32768.0}));
   vNumbers.clear();
   generateRandomNumbers(20000, -3.0, 5.0, vNumbers, 42);
-  for (double value : vNumbers) ASSERT_TRUE(std::fmod(value + 3.0, 8.0 / 32768) == 0.0 && value >= -3.0 && value <= 5.0 - 8.0 / 32768) << value;
-  EXPECT_TRUE(*std::min_element(vNumbers.begin(), vNumbers.end()) < -3.0 + 0.01 && *std::max_element(vNumbers.begin(), vNumbers.end()) > 5.0 - 0.01);
+  for (double value : vNumbers) ASSERT_TRUE(std::fmod(value + 3.0, 0x1p-12) == 0.0 && value >= -3.0 && value <= 5.0 - 0x1p-12) << value;
+  const auto [pMin, pMax] = std::minmax_element(vNumbers.begin(), vNumbers.end());
+  EXPECT_TRUE(*pMin < -3.0 + 0.01 && *pMax > 5.0 - 0.01) << *pMin << " " << *pMax;
 }
 
 // ----- Circle and polygons -------------------------------------------------------------------
@@ -43,7 +44,8 @@ TEST(Circle, FourPointsAtTheTruncatedQuarterAnglesAndNoneWarns) {
   for (int i = 0; i < 4; ++i) {
     EXPECT_LT(std::hypot(vPoints[1 + i].x() - std::cos(angles[i]) * 3.0 - 1.0, vPoints[1 + i].y() - std::sin(angles[i]) * 0.5 + 2.0), 1e-14);
   }
-  EXPECT_EQ(captureStdout([&] { generateCircle(0, 0, 0, 1, 1, vPoints); }), "\n" + dt2test::warningLine("generateCircle()", "numPoints=0") + "\n\n");
+  EXPECT_EQ(captureStdout([&] { generateCircle(0, 0, 0, 1, 1, vPoints); }),
+            "\n" + dt2test::warningLine("generateCircle()", "numPoints=0") + "\n\n");
   EXPECT_EQ(vPoints.size(), 5u);
 }
 

@@ -2,10 +2,6 @@
 // removals. (Duplicates resolved to the vertex kept, handles redirected: the insertion tests.)
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdint>
-#include <vector>
-
 #include "Dt2.h"
 #include "VertexVault.h"
 #include "dt2_test_support.h"
