@@ -8,10 +8,7 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <vector>
+#include <iterator>
 
 #include "test_support.h"
 
@@ -53,9 +50,8 @@ class TempDirTest : public ::testing::Test {
     const std::vector<std::string> vLines(splitLines(read(name)));
     for (size_t i = 1; i < vLines.size(); ++i) {
       std::istringstream fields(vLines[i]);
-      std::vector<double> vRow;
-      for (double value; fields >> value;) vRow.push_back(value);
-      if (!vRow.empty()) vRows.push_back(vRow);
+      vRows.emplace_back(std::istream_iterator<double>(fields), std::istream_iterator<double>());
+      if (vRows.back().empty()) vRows.pop_back();
     }
     return vRows;
   }

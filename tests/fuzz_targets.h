@@ -7,16 +7,10 @@
 //     the points read are triangulated and checked.
 #pragma once
 
-#include <unistd.h>
-
-#include <cfloat>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <limits>
-#include <string>
-#include <vector>
 
 #include "adversarial_support.h"
 #include "freeFunctions.h"
@@ -120,11 +114,9 @@ constexpr uint32_t kMaxDeclaredRecords = 4096;
 inline std::string runReaders(const uint8_t* pData, size_t size) {
   std::vector<uint8_t> vBytes(pData, pData + size);
   if (vBytes.size() < 8) vBytes.resize(std::min<size_t>(vBytes.size(), 4));  // a partial count would be padded with zeros
-  if (vBytes.size() >= 8) {
-    uint32_t count(0);
-    std::memcpy(&count, vBytes.data() + 4, sizeof(count));
-    count %= kMaxDeclaredRecords;
-    std::memcpy(vBytes.data() + 4, &count, sizeof(count));
+  if (vBytes.size() >= 8) {  // the little-endian count at byte 4 modulo kMaxDeclaredRecords (a power of two)
+    vBytes[5] &= (kMaxDeclaredRecords >> 8) - 1;
+    vBytes[6] = vBytes[7] = 0;
   }
   const std::string path("/tmp/zarn_fuzz_readers_" + std::to_string(getpid()) + ".bin");
   std::ofstream(path, std::ios::binary | std::ios::trunc).write(reinterpret_cast<const char*>(vBytes.data()), static_cast<std::streamsize>(vBytes.size()));

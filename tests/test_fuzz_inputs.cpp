@@ -3,10 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
-#include <vector>
 
 #include "fuzz_targets.h"
 
@@ -23,14 +19,12 @@ class FrozenFuzzInputs : public ::testing::TestWithParam<Target> {};
 
 TEST_P(FrozenFuzzInputs, PassTheOracleInTime) {
   std::vector<std::string> vFiles;
-  for (const auto& entry : std::filesystem::directory_iterator(std::string(ZARN_TEST_INPUTS) + "/" + GetParam().directory)) {
-    vFiles.push_back(entry.path().string());
-  }
+  const std::string folder(std::string(ZARN_TEST_INPUTS) + "/" + GetParam().directory);
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) vFiles.push_back(entry.path().string());
   ASSERT_FALSE(vFiles.empty());
   const std::vector<std::string> vFailures(advtest::runWatched(vFiles.size(), 30, [&](size_t i) {
-    std::ifstream in(vFiles[i], std::ios::binary);
-    const std::vector<uint8_t> vBytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    const std::string defect(GetParam().run(vBytes.data(), vBytes.size()));
+    const std::string bytes(zarn_test::readFile(vFiles[i]));
+    const std::string defect(GetParam().run(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()));
     return defect.empty() ? defect : vFiles[i] + ": " + defect;
   }));
   std::string text;

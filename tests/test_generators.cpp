@@ -5,15 +5,12 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
-#include <utility>
 #include <string>
+#include <tuple>
 #include <vector>
 
-#include "Point2.h"
-#include "Segment2.h"
-#include "ZarnException.h"
-#include "freeFunctions.h"
 #include "cdt_test_support.h"
+#include "freeFunctions.h"
 #include "test_support.h"
 
 namespace KORA_ZARN2D {
@@ -32,12 +29,9 @@ TEST(RandomNumbers, ClassicFifteenBitSequenceOnTheGridOfTheRange) {
   EXPECT_EQ(vNumbers, (std::vector<double>{16838 / 32768.0, 5758 / 32768.0, 10113 / 32768.0, 17515 / 32768.0, 31051 / 32768.0}));
   vNumbers.clear();
   generateRandomNumbers(20000, -3.0, 5.0, vNumbers, 42);
-  for (double value : vNumbers) {
-    const double index((value + 3.0) / (8.0 / 32768));
-    ASSERT_TRUE(index == std::floor(index) && index >= 0.0 && index <= 32767.0) << value;
-  }
-  EXPECT_LT(*std::min_element(vNumbers.begin(), vNumbers.end()), -3.0 + 0.01);
-  EXPECT_GT(*std::max_element(vNumbers.begin(), vNumbers.end()), 5.0 - 0.01);
+  for (double value : vNumbers) ASSERT_TRUE(std::fmod(value + 3.0, 0x1p-12) == 0.0 && value >= -3.0 && value <= 5.0 - 0x1p-12) << value;
+  const auto [pMin, pMax] = std::minmax_element(vNumbers.begin(), vNumbers.end());
+  EXPECT_TRUE(*pMin < -3.0 + 0.01 && *pMax > 5.0 - 0.01) << *pMin << " " << *pMax;
 }
 
 // ----- Circle and polygons -------------------------------------------------------------------
@@ -45,49 +39,41 @@ TEST(RandomNumbers, ClassicFifteenBitSequenceOnTheGridOfTheRange) {
 TEST(Circle, FourPointsAtTheTruncatedQuarterAnglesAndNoneWarns) {
   std::vector<Point2> vPoints{Point2(100, 100)};
   generateCircle(4, 1.0, -2.0, 3.0, 0.5, vPoints);
-  ASSERT_EQ(vPoints.size(), 5u);
-  EXPECT_EQ(vPoints[0], Point2(100, 100));
+  ASSERT_TRUE(vPoints.size() == 5u && vPoints[0] == Point2(100, 100));
   const double angles[] = {0.0, 1.570795, 3.14159, 4.712385};  // 3.14159 stops short of pi
   for (int i = 0; i < 4; ++i) {
-    EXPECT_LT(std::hypot(vPoints[1 + i].x() - std::cos(angles[i]) * 3.0 - 1.0, vPoints[1 + i].y() - std::sin(angles[i]) * 0.5 + 2.0), 1e-14) << i;
+    EXPECT_LT(std::hypot(vPoints[1 + i].x() - std::cos(angles[i]) * 3.0 - 1.0, vPoints[1 + i].y() - std::sin(angles[i]) * 0.5 + 2.0), 1e-14);
   }
   EXPECT_EQ(captureStdout([&] { generateCircle(0, 0, 0, 1, 1, vPoints); }),
-            "\n      [Zarn2D-Message] generateCircle(), WARNING: numPoints=0\n\n");
+            "\n" + dt2test::warningLine("generateCircle()", "numPoints=0") + "\n\n");
   EXPECT_EQ(vPoints.size(), 5u);
 }
 
 // Simple counterclockwise rings of distinct vertices inside the box, from tiny boxes far from the
 // origin to many segments.
 TEST(RandomPolygon, IsASimpleCounterclockwiseRingInsideTheBox) {
-  struct Case {
-    unsigned int numSegments;
-    double min, max;
-    unsigned int seed;
-  };
-  for (const Case& c : {Case{3, 0, 1, 1}, Case{4, -1, 1, 2}, Case{17, 1e6, 1e6 + 1, 3}, Case{100, -1e-3, 1e-3, 4},
-                        Case{1500, 0, 100, 5}, Case{60, -5, 5, 0}}) {
-    SCOPED_TRACE(std::to_string(c.numSegments) + " segments, seed " + std::to_string(c.seed));
+  for (const auto& [numSegments, min, max, seed] : std::vector<std::tuple<unsigned, double, double, unsigned>>{
+           {3, 0, 1, 1}, {4, -1, 1, 2}, {17, 1e6, 1e6 + 1, 3}, {100, -1e-3, 1e-3, 4}, {1500, 0, 100, 5}, {60, -5, 5, 0}}) {
+    SCOPED_TRACE(std::to_string(numSegments) + " segments, seed " + std::to_string(seed));
     std::vector<Segment2> vRing(3, Segment2(Point2(0, 0), Point2(1, 1)));
-    generateRandomPolygon(c.numSegments, c.min, c.max, vRing, c.seed);
-    ASSERT_EQ(vRing.size(), c.numSegments);
+    generateRandomPolygon(numSegments, min, max, vRing, seed);
+    ASSERT_EQ(vRing.size(), numSegments);
     std::vector<Point2> vVertices;
     for (std::size_t i = 0; i < vRing.size(); ++i) {
-      ASSERT_EQ(vRing[i].getTrg(), vRing[(i + 1) % vRing.size()].getSrc()) << "ring broken after edge " << i;
-      ASSERT_TRUE(isInBox(vRing[i].getSrc(), c.min, c.max)) << vRing[i].getSrc();
+      ASSERT_TRUE(vRing[i].getTrg() == vRing[(i + 1) % vRing.size()].getSrc() && isInBox(vRing[i].getSrc(), min, max)) << "edge " << i;
       vVertices.push_back(vRing[i].getSrc());
     }
-    for (std::size_t i = 0; i < vVertices.size(); ++i) {
-      for (std::size_t j = i + 1; j < vVertices.size(); ++j) {
-        const std::size_t n(vVertices.size());
+    const std::size_t n(vVertices.size());
+    for (std::size_t i = 0; i < n; ++i) {
+      for (std::size_t j = i + 1; j < n; ++j) {
         ASSERT_FALSE(vVertices[i] == vVertices[j] ||
                      cdttest::detail::meetBeyondSharedEnds(&vVertices[i], &vVertices[(i + 1) % n], &vVertices[j], &vVertices[(j + 1) % n]))
             << "edges " << i << " and " << j << " meet";
       }
     }
     // At the lexicographically lowest vertex the ring turns left exactly when it runs counterclockwise.
-    const auto lowest(std::min_element(vRing.begin(), vRing.end(), [](const Segment2& a, const Segment2& b) { return a.getSrc() < b.getSrc(); }));
-    const Segment2& incoming(lowest == vRing.begin() ? vRing.back() : *(lowest - 1));
-    EXPECT_EQ(dt2test::exactOrientation(incoming.getSrc(), lowest->getSrc(), lowest->getTrg()), 1);
+    const size_t low(std::min_element(vVertices.begin(), vVertices.end()) - vVertices.begin());
+    EXPECT_EQ(dt2test::exactOrientation(vVertices[(low + n - 1) % n], vVertices[low], vVertices[(low + 1) % n]), 1);
   }
 }
 
@@ -98,11 +84,9 @@ TEST(RandomSegments, InsideTheBoxAndNoLongerThanMaxLength) {
     std::vector<Segment2> vSegments(2, Segment2(Point2(-9, -9), Point2(9, 9)));
     generateRandomSegments(3000, 2.0, 12.0, maxLength, vSegments, 13);
     ASSERT_EQ(vSegments.size(), 3000u);
-    for (const Segment2& segment : vSegments) {
-      ASSERT_TRUE(isInBox(segment.getSrc(), 2.0, 12.0)) << segment;
-      ASSERT_TRUE(isInBox(segment.getTrg(), 2.0, 12.0)) << segment;
-      ASSERT_LE(segment.getSqLen2D(), maxLength * maxLength) << segment;
-      ASSERT_GT(segment.getSqLen2D(), 0.0) << segment;
+    for (const Segment2& s : vSegments) {
+      ASSERT_TRUE(isInBox(s.getSrc(), 2.0, 12.0) && isInBox(s.getTrg(), 2.0, 12.0) && s.getSqLen2D() > 0.0) << s;
+      ASSERT_LE(s.getSqLen2D(), maxLength * maxLength) << s;
     }
   }
 }

@@ -2,14 +2,9 @@
 // log file and the named stopwatch, the memory pool, Hilbert keys, the static R-tree, and the
 // facade's thread count, timing helper and message subscription.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <iomanip>
 #include <limits>
 #include <memory>
-#include <random>
 #include <thread>
 #include <tuple>
 
@@ -29,9 +24,7 @@ namespace {
 
 // ----- Vector2, Bbox2 --------------------------------------------------------------------------
 
-std::string warningText(const std::string& where, const std::string& msg) {
-  return "\n      [Zarn2D-Message] " + where + ", WARNING: " + msg + "\n\n";
-}
+std::string warningText(const std::string& where, const std::string& msg) { return "\n" + dt2test::warningLine(where, msg) + "\n\n"; }
 
 std::vector<double> boundsOf(const Bbox2& box) { return {box.get_minX(), box.get_minY(), box.get_maxX(), box.get_maxY()}; }
 
@@ -42,15 +35,12 @@ TEST(Vector2, ArithmeticNormalizeAndTheLeftUnitNormal) {
   EXPECT_TRUE(Vector2(-0.0, 0.0).isDegenerate() && !Vector2(0, 1e-300).isDegenerate());
   Vector2 result(1, 1);
   EXPECT_EQ(captureStdout([&result] { result = normalize(Vector2(0, 0)); }), "warning: normalize(const Vector2& other), Null length vector!\n");
-  EXPECT_TRUE(result.isDegenerate() && Vector2(0, 0).orthogonalVector().isDegenerate());
-  EXPECT_EQ(normalize(Vector2(0, -4)).y(), -1);
+  EXPECT_TRUE(result.isDegenerate() && Vector2(0, 0).orthogonalVector().isDegenerate() && normalize(Vector2(0, -4)).y() == -1);
   std::mt19937_64 engine(7);
   std::uniform_real_distribution<double> coordinate(-1e6, 1e6);
   for (int i = 0; i < 1000; ++i) {
-    const Vector2 v(coordinate(engine), coordinate(engine));
-    const Vector2 normal(v.orthogonalVector());
-    EXPECT_NEAR(normal.length(), 1.0, 1e-15);
-    EXPECT_NEAR(normal * v, 0.0, 1e-9 * v.length());
+    const Vector2 v(coordinate(engine), coordinate(engine)), normal(v.orthogonalVector());
+    EXPECT_TRUE(std::abs(normal.length() - 1.0) <= 1e-15 && std::abs(normal * v) <= 1e-9 * v.length()) << v.x() << " " << v.y();
     const Point2 origin(0, 0), tip(v.x(), v.y()), normalTip(normal.x(), normal.y());
     EXPECT_EQ(getOrientation2(&origin, &tip, &normalTip), ORIENTATION2_CCW);
   }
@@ -59,39 +49,29 @@ TEST(Vector2, ArithmeticNormalizeAndTheLeftUnitNormal) {
 // add() tells whether the box changed; bounds set before the first point stay; merging, the
 // centre and the intersection warn about invalid boxes.
 TEST(Bbox2, AddsMergesAndWarningsAboutInvalidBoxes) {
-  Bbox2 box;
-  const double kLargest(std::numeric_limits<double>::max());
+  Bbox2 box, bulk, preset, invalid, result, empty;
+  const double kLargest(std::numeric_limits<double>::max()), coordinates[] = {1, 2, -1, 4};
   EXPECT_TRUE(!box.isValid() && boundsOf(box) == (std::vector<double>{kLargest, kLargest, -kLargest, -kLargest}));
-  EXPECT_TRUE(box.add(Point2(5, 7)));
-  EXPECT_EQ(boundsOf(box), (std::vector<double>{5, 7, 5, 7}));
-  EXPECT_TRUE(!box.add(Point2(5, 7)) && box.add(Point2(3, 9)));
-  const double coordinates[] = {1, 2, -1, 4};
-  Bbox2 bulk;
-  EXPECT_TRUE(bulk.add(2, coordinates));
+  EXPECT_TRUE(box.add(Point2(5, 7)) && !box.add(Point2(5, 7)) && box.add(Point2(3, 9)));
+  EXPECT_EQ(boundsOf(box), (std::vector<double>{3, 7, 5, 9}));
   std::vector<Point2> vInside{Point2(0, 3), Point2(1, 2)};
-  EXPECT_FALSE(bulk.add(vInside.cbegin(), vInside.cend()));
   Point2 outside(0, 10);
   const std::vector<Point2*> vPointers{&vInside[0], &outside};
-  EXPECT_TRUE(bulk.add(vPointers.cbegin(), vPointers.cend()));
+  EXPECT_TRUE(bulk.add(2, coordinates) && !bulk.add(vInside.cbegin(), vInside.cend()) && bulk.add(vPointers.cbegin(), vPointers.cend()));
   EXPECT_EQ(boundsOf(bulk), (std::vector<double>{-1, 2, 1, 10}));
   EXPECT_EQ(boundsOf(Bbox2(vInside.cbegin(), vInside.cend())), (std::vector<double>{0, 2, 1, 3}));
-  Bbox2 preset, invalid, result;
   preset.setMinX(-10);
   preset.setMaxY(20);
-  EXPECT_TRUE(preset.add(Point2(1, 2)));
-  EXPECT_EQ(boundsOf(preset), (std::vector<double>{-10, 2, 1, 20}));
-  EXPECT_EQ(captureStdout([&] { result = bulk + invalid; }), warningText("Box2::operator+()", "trying to add an invalid Bbox2"));
-  EXPECT_EQ(boundsOf(result), boundsOf(bulk));
-  EXPECT_EQ(captureStdout([&] { invalid.computeCenter(); }), warningText("Bbox2::computeCenter()", "Bbox2 is invalid"));
+  EXPECT_TRUE(preset.add(Point2(1, 2)) && boundsOf(preset) == (std::vector<double>{-10, 2, 1, 20}));
   bool bResult(true);
+  EXPECT_EQ(captureStdout([&] { result = bulk + invalid; }), warningText("Box2::operator+()", "trying to add an invalid Bbox2"));
+  EXPECT_EQ(captureStdout([&] { invalid.computeCenter(); }), warningText("Bbox2::computeCenter()", "Bbox2 is invalid"));
   EXPECT_EQ(captureStdout([&] { bResult = bulk.doIntersect(invalid); }), warningText("Bbox2::doIntersect()", "bbox invalid"));
-  EXPECT_FALSE(bResult);
+  EXPECT_TRUE(boundsOf(result) == boundsOf(bulk) && !bResult);
   result = box + bulk;  // merges into box as well
   EXPECT_TRUE(boundsOf(box) == (std::vector<double>{-1, 2, 5, 10}) && boundsOf(result) == boundsOf(box));
-  Bbox2 empty;
   empty + preset;
-  EXPECT_EQ(boundsOf(empty), boundsOf(preset));
-  EXPECT_FALSE(empty.add(Point2(0, 3)));  // the merged box counts as valid for add()
+  EXPECT_TRUE(boundsOf(empty) == boundsOf(preset) && !empty.add(Point2(0, 3)));  // the merged box counts as valid for add()
   EXPECT_EQ(preset.computeCenter(), Point2(-4.5, 11));
 }
 
@@ -132,22 +112,15 @@ class LogFile : public zarn_test::TempDirTest {
 // A failed assertion prints its lines and location, throws, and the log file holds only the last
 // failure; logToFile prints its text and starts the file anew.
 TEST_F(LogFile, FailedAssertionPrintsLogsTheLastOneAndThrows) {
-  const std::vector<std::string> vLines(zarn_test::splitLines(zarn_test::outputOfFailedAssertion(failOnFalse)));
+  std::string what;
+  const std::vector<std::string> vLines(zarn_test::splitLines(zarn_test::outputOfFailedAssertion(failOnFalse, &what)));
   const std::vector<std::string> vExpected{"", "      [Zarn2D-Message] Zarn, , ERROR: Condition [ false failed ]", "",
                                            "Zarn, Condition [ false failed ]",
                                            std::string("      ") + __FILE__ + ":" + std::to_string(gFalseAssertionLine)};
   EXPECT_EQ(vLines, vExpected);
   EXPECT_EQ(read("ZARN_LOG.txt"), "Zarn, Condition [ false failed ]\n");
-  const std::string expectedStart(
-      "\n  ZARN EXCEPTION due to a bug _or_ wrong usage of Zarn. If you think it is a \n  bug then please report "
-      "this incident and it will be fixed quickly: ");
-  captureStdout([&] {
-    try {
-      failOnFalse();
-    } catch (const std::exception& exception) {
-      EXPECT_EQ(std::string(exception.what()).substr(0, expectedStart.size()), expectedStart);
-    }
-  });
+  EXPECT_EQ(what.find("\n  ZARN EXCEPTION due to a bug _or_ wrong usage of Zarn. If you think it is a \n  bug then please report "
+                      "this incident and it will be fixed quickly: "), 0u) << what;
   zarn_test::expectFailedCondition("vEdge.size()==1", [] { failOnSize(std::vector<int>(3)); });
   EXPECT_EQ(read("ZARN_LOG.txt"), "Zarn, Condition [ vEdge.size()==1 failed ]\n");
   EXPECT_EQ(captureStdout([] { logToFile("first\nmessage"); }), "first\nmessage\n");
@@ -158,22 +131,18 @@ TEST_F(LogFile, FailedAssertionPrintsLogsTheLastOneAndThrows) {
 // A named timer starts and stops in turn; the "[quiet]" prefix silences it but stays part of the
 // name; the stop line leaves std::cout fixed with its precision restored.
 TEST(Timer, StartStopRestartAndQuietNames) {
-  struct Call {
-    const char* name;
-    bool bStarts, bPrints;
-  };
-  for (const Call& c : {Call{"a", true, true}, Call{"a", false, true}, Call{"a", true, true}, Call{"[quiet]", true, false},
-                        Call{"[quiet]", false, false}, Call{"[quiet] insertion", true, false}, Call{"insertion", true, true},
-                        Call{"[quiet] insertion", false, false}, Call{"[quie", true, true}, Call{"[quie", false, true},
-                        Call{"insertion", false, true}, Call{"a", false, true}}) {
+  for (const auto& [name, bStarts, bPrints] : std::vector<std::tuple<std::string, bool, bool>>{
+           {"a", true, true}, {"a", false, true}, {"a", true, true}, {"[quiet]", true, false}, {"[quiet]", false, false},
+           {"[quiet] insertion", true, false}, {"insertion", true, true}, {"[quiet] insertion", false, false},
+           {"[quie", true, true}, {"[quie", false, true}, {"insertion", false, true}, {"a", false, true}}) {
     double elapsed(0.0);
-    const std::string out(captureStdout([&] { elapsed = timer(c.name); }));
+    const std::string out(captureStdout([&] { elapsed = timer(name); }));
     std::ostringstream expected;
-    expected << "...Timer [" << c.name << "] " << std::fixed << std::setprecision(3);
-    if (c.bStarts) expected << "start\n";
-    if (!c.bStarts) expected << "stop, elapsed time: " << elapsed << " s\n";
-    EXPECT_EQ(out, c.bPrints ? expected.str() : "") << c.name;
-    EXPECT_TRUE(c.bStarts ? elapsed == -1.0 : elapsed >= 0.0) << c.name << " " << elapsed;
+    expected << "...Timer [" << name << "] " << std::fixed << std::setprecision(3);
+    expected << (bStarts ? "start\n" : "stop, elapsed time: ");
+    if (!bStarts) expected << elapsed << " s\n";
+    EXPECT_EQ(out, bPrints ? expected.str() : "") << name;
+    EXPECT_TRUE(bStarts ? elapsed == -1.0 : elapsed >= 0.0) << name << " " << elapsed;
   }
   EXPECT_TRUE(std::cout.precision() == 6 && (std::cout.flags() & std::ios::fixed));
 }
@@ -239,19 +208,13 @@ TEST(SimplePool, DestructorReportsManyBlocks) {
     pPool->init(1, 1);
     for (int i = 0; i < c.first; ++i) pPool->alloc();
     EXPECT_EQ(pPool->getNumBlocks(), c.first);
-    const std::string expected("SimplePool::~SimplePool: Number of containers to release: " + std::to_string(c.first) + "\n");
-    EXPECT_EQ(captureStdout([&] { pPool.reset(); }), c.first % 2 == 1 ? expected : "");
+    EXPECT_EQ(captureStdout([&] { pPool.reset(); }),
+              c.first % 2 == 0 ? "" : "SimplePool::~SimplePool: Number of containers to release: " + std::to_string(c.first) + "\n");
   }
 }
 
-#if defined(__SANITIZE_ADDRESS__)
-#define ZARN_SKIP_HUGE_MALLOC GTEST_SKIP() << "the address sanitizer aborts on oversized allocations"
-#else
-#define ZARN_SKIP_HUGE_MALLOC (void)0
-#endif
-
 TEST(SimplePoolOutOfMemory, TriangulationPoolReportsAndHandsOutNull) {
-  ZARN_SKIP_HUGE_MALLOC;
+  if (DT2TEST_SANITIZED) GTEST_SKIP() << "the address sanitizer aborts on oversized allocations";
   SimplePool<Gigantic> pool;
   testing::internal::CaptureStdout();
   pool.init(1 << 20, 1 << 20);
@@ -261,7 +224,7 @@ TEST(SimplePoolOutOfMemory, TriangulationPoolReportsAndHandsOutNull) {
 }
 
 TEST(SimplePoolOutOfMemoryDeathTest, RTreePoolReportsAndExitsWithStatusOne) {
-  ZARN_SKIP_HUGE_MALLOC;
+  if (DT2TEST_SANITIZED) GTEST_SKIP() << "the address sanitizer aborts on oversized allocations";
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {
@@ -283,16 +246,13 @@ uint32_t referenceKey(double minX, double minY, double maxX, double maxY, unsign
   const double scaleX(side / (maxX - minX)), scaleY(side / (maxY - minY));
   const uint32_t qx(static_cast<uint32_t>(static_cast<int32_t>((x - minX) * scaleX)));
   const uint32_t qy(static_cast<uint32_t>(static_cast<int32_t>((y - minY) * scaleY)));
-  uint32_t mask(side / 2), key(0), state(0);
-  unsigned shift(bitLength - 2);
-  while (true) {
+  uint32_t key(0), state(0);
+  for (uint32_t shift = bitLength - 2, mask = side / 2; mask != 0; shift -= 2, mask /= 2) {
     const unsigned quadrant(((qx & mask) != 0 ? 2u : 0u) + ((qy & mask) != 0 ? 1u : 0u));
     key += digit[4 * state + quadrant] << shift;
     state = next[4 * state + quadrant];
-    if (shift == 0) return key;
-    mask /= 2;
-    shift -= 2;
   }
+  return key;
 }
 
 // For every requested bit length the key equals the level-by-level curve's, also for points
@@ -310,53 +270,23 @@ TEST(HC2, KeysEqualTheLevelByLevelCurveAndInvalidBitLengthsAreReplaced) {
       ASSERT_EQ(captureStdout([&] { pHC.reset(new HC2(minX, minY, maxX, maxY, requested)); }),
                 requested == bitLength ? "" : "\n      [Zarn2D-Message] HC2::HC2(..), ERROR: invalid bitlength\n\n");
       ASSERT_EQ(pHC->getBitLength(), bitLength);
-      for (int i = 0; i < 500; ++i) {
-        const double x(minX + unit(rng) * (maxX - minX)), y(minY + unit(rng) * (maxY - minY));
+      for (int i = 0; i < 500; ++i) {  // the box's corners first
+        const double x(i < 2 ? (i == 0 ? minX : maxX) : minX + unit(rng) * (maxX - minX));
+        const double y(i < 2 ? (i == 0 ? minY : maxY) : minY + unit(rng) * (maxY - minY));
         ASSERT_EQ(pHC->getKey(x, y), referenceKey(minX, minY, maxX, maxY, bitLength, x, y)) << "bits " << requested << " point " << x << " " << y;
       }
-      ASSERT_EQ(pHC->getKey(minX, minY), referenceKey(minX, minY, maxX, maxY, bitLength, minX, minY));
-      ASSERT_EQ(pHC->getKey(maxX, maxY), referenceKey(minX, minY, maxX, maxY, bitLength, maxX, maxY));
     }
   }
 }
 
-/// A box with corners on the grid 0..gridSize; about a third are points, horizontal or vertical.
-RTreeBox randomGridBox(std::mt19937& rng, int gridSize) {
-  std::uniform_int_distribution<int> coordinate(0, gridSize), shape(0, 5), extent(0, 3);
-  const double x(coordinate(rng)), y(coordinate(rng));
-  const int kind(shape(rng));
-  const double w(kind == 0 || kind == 1 ? 0.0 : extent(rng));
-  const double h(kind == 0 || kind == 2 ? 0.0 : extent(rng));
-  return RTreeBox{x, y, x + w, y + h};
-}
-
-// A query finds exactly the closed boxes that share at least one point with it (a brute-force scan).
-TEST(RTree, QueriesMatchABruteForceScanOnDegenerateAndTouchingBoxes) {
-  std::mt19937 rng(7);
-  for (int numItems : {2, 3, 17, 64, 1000}) {
-    std::vector<RTreeBox> vItems;
-    for (int i = 0; i < numItems; ++i) vItems.push_back(randomGridBox(rng, 30));
-    RTree<const RTreeBox> tree;
-    for (const RTreeBox& item : vItems) tree.add(&item, item.xmin, item.ymin, item.xmax, item.ymax);
-    for (int query = 0; query < 400; ++query) {
-      const RTreeBox q(randomGridBox(rng, 33));
-      std::vector<const RTreeBox*> vFound, vExpected;
-      tree.query(q, vFound);
-      std::sort(vFound.begin(), vFound.end());
-      for (const RTreeBox& item : vItems) {
-        if (!(item.xmax < q.xmin || q.xmax < item.xmin || item.ymax < q.ymin || q.ymax < item.ymin)) vExpected.push_back(&item);
-      }
-      ASSERT_EQ(vFound, vExpected) << "items " << numItems << ", query " << query;
-    }
-  }
-}
+// (Queries: the segment checker's differential test against a pairwise exact reference finds the
+// faults of the R-tree, such as touching boxes missed or a parent box left too small.)
 
 // Inverted boxes fail their assertions; a built tree takes no more items.
 TEST(RTree, InvertedBoxesAndAddingToABuiltTreeAreRejected) {
   const RTreeBox item{0, 0, 1, 1};
   RTree<const RTreeBox> tree;
-  const std::string output(zarn_test::expectFailedCondition("xmin<=xmax", [&] { tree.add(&item, 1, 0, 0, 1); }));
-  EXPECT_NE(output.find("kora_locate2/RTree"), std::string::npos) << output;
+  EXPECT_NE(zarn_test::expectFailedCondition("xmin<=xmax", [&] { tree.add(&item, 1, 0, 0, 1); }).find("kora_locate2/RTree"), std::string::npos);
   zarn_test::expectFailedCondition("ymin<=ymax", [&] { tree.add(&item, 0, 1, 1, 0); });
   EXPECT_EQ(tree.size(), 0u);
   tree.add(&item, 0, 0, 1, 1);
@@ -377,9 +307,8 @@ class Recorder : public MsgBase {
 TEST(Facade, SetNumCPU) {
   Zarn_2D dt;
   const int hw(std::max(1, static_cast<int>(std::thread::hardware_concurrency())));
-  for (const auto& c : {std::make_pair(-5, 1), std::make_pair(7, 7), std::make_pair(0, hw), std::make_pair(1000, 1000), std::make_pair(1, 1)}) {
-    EXPECT_EQ(dt.setNumCPU(c.first), c.second);
-    EXPECT_EQ(dt.getImpl()->getNumCPU(), c.second);
+  for (const auto& [request, expected] : std::vector<std::pair<int, int>>{{-5, 1}, {7, 7}, {0, hw}, {1000, 1000}, {1, 1}}) {
+    EXPECT_TRUE(dt.setNumCPU(request) == expected && dt.getImpl()->getNumCPU() == expected) << request;
   }
   dt.enableMultithreading();
   EXPECT_EQ(dt.getImpl()->getNumCPU(), hw);
@@ -395,34 +324,29 @@ TEST(Facade, MeasureTriangulationTimeLeavesThisTriangulationAlone) {
     const std::vector<dt2test::TriangleKey> before(dt2test::triangleSignature(dt));
     std::vector<Point2> vOther(dt2test::randomPoints(5000, 506, 10.0, 20.0));
     EXPECT_EQ(captureStdout([&] { EXPECT_GE(dt.measureTriangulationTime(vOther), 0.0); }), "");
-    EXPECT_TRUE(dt2test::triangleSignature(dt) == before && vOther.size() == 5000u);
+    EXPECT_TRUE(dt2test::triangleSignature(dt) == before && vOther.size() == 5000u && dt.getImpl()->getNumCPU() == numCPU);
     EXPECT_DELAUNAY_OF(dt, v);
     // The timer was stopped: a timer of the same name starts anew.
-    EXPECT_EQ(timer("[quiet] Delaunay point insertion"), -1.0);
-    EXPECT_GE(timer("[quiet] Delaunay point insertion"), 0.0);
+    EXPECT_TRUE(timer("[quiet] Delaunay point insertion") == -1.0 && timer("[quiet] Delaunay point insertion") >= 0.0);
   }
 }
 
-// An empty bulk reports its progress complete; a recorder subscribed twice gets one callback per
-// message, one unsubscribe removes it, and subscriptions are per message type.
-TEST(FacadeMessages, SubscriptionsGiveOneCallbackPerMessage) {
+// An empty bulk reports its progress complete, under its step's name; unsubscribing stops the
+// reports. (One callback per subscribed pair, per message type: the segment checker's progress test
+// covers the publisher both share.)
+TEST(FacadeMessages, BulkInsertionReportsItsProgressToSubscribers) {
   Zarn_2D dt;
-  Recorder twice, once, stranger, warnings;
-  for (Recorder* pRecorder : {&twice, &twice, &once}) dt.subscribe(MSG_PROGRESS, pRecorder);
-  dt.insert(std::vector<Point2>());
-  ASSERT_FALSE(once.vMessages.empty());
-  for (const auto& message : once.vMessages) EXPECT_EQ(message, std::make_tuple(MSG_PROGRESS, std::string("insertVector"), std::get<2>(message)));
-  EXPECT_EQ(std::get<2>(once.vMessages.back()), 1.0);
-  dt.insert(dt2test::randomPoints(500, 510));
-  EXPECT_EQ(twice.vMessages.size(), once.vMessages.size());
-  dt.unsubscribe(MSG_PROGRESS, &twice);
-  dt.unsubscribe(MSG_PROGRESS, &stranger);  // changes nothing
-  dt.unsubscribe(MSG_WARNING, &once);       // subscribed for another type only
+  Recorder recorder, warnings;
+  dt.subscribe(MSG_PROGRESS, &recorder);
   dt.subscribe(MSG_WARNING, &warnings);
-  const size_t numBefore(twice.vMessages.size()), numOnceBefore(once.vMessages.size());
   dt.insert(std::vector<Point2>());
-  EXPECT_TRUE(twice.vMessages.size() == numBefore && once.vMessages.size() > numOnceBefore);
-  EXPECT_TRUE(stranger.vMessages.empty() && warnings.vMessages.empty());
+  ASSERT_FALSE(recorder.vMessages.empty());
+  for (const auto& message : recorder.vMessages) EXPECT_EQ(message, std::make_tuple(MSG_PROGRESS, std::string("insertVector"), std::get<2>(message)));
+  EXPECT_EQ(std::get<2>(recorder.vMessages.back()), 1.0);
+  dt.unsubscribe(MSG_PROGRESS, &recorder);
+  const size_t numBefore(recorder.vMessages.size());
+  dt.insert(dt2test::randomPoints(500, 510));
+  EXPECT_TRUE(recorder.vMessages.size() == numBefore && warnings.vMessages.empty());
 }
 
 }  // namespace

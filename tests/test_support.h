@@ -5,6 +5,7 @@
 
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -38,20 +39,19 @@ inline std::string captureStderr(const std::function<void()>& action) {
 /// The whole content of a file (empty when it cannot be read).
 inline std::string readFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
-  std::ostringstream content;
-  content << in.rdbuf();
-  return content.str();
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 /// Runs action, expects it to throw ZarnException (a failed assertion) and returns what it
-/// printed on the way.
-inline std::string outputOfFailedAssertion(const std::function<void()>& action) {
+/// printed on the way; pWhat, when given, receives the exception's text.
+inline std::string outputOfFailedAssertion(const std::function<void()>& action, std::string* pWhat = nullptr) {
   bool bThrown(false);
   const std::string out(captureStdout([&] {
     try {
       action();
-    } catch (const KORA_ZARN2D::ZarnException&) {
+    } catch (const KORA_ZARN2D::ZarnException& exception) {
       bThrown = true;
+      if (pWhat != nullptr) *pWhat = exception.what();
     }
   }));
   EXPECT_TRUE(bThrown) << "no ZarnException; output:\n" << out;

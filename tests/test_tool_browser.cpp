@@ -6,16 +6,10 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cmath>
-#include <cstdint>
-#include <functional>
 #include <regex>
 
-#include "Zarn_2D.h"
 #include "file_test_support.h"
-#include "webExport.h"
 
-using namespace KORA_ZARN2D;
 using namespace zarn_test;
 namespace fs = std::filesystem;
 
@@ -45,7 +39,7 @@ bool decodePng(const std::string& png, Image& image) {
   using Uncompress = int (*)(unsigned char*, unsigned long*, const unsigned char*, unsigned long);
   void* pZlib(dlopen("libz.so.1", RTLD_NOW));
   if (pZlib == nullptr || png.size() < 33 || png.compare(1, 3, "PNG") != 0) return false;
-  const Uncompress uncompress(reinterpret_cast<Uncompress>(dlsym(pZlib, "uncompress")));
+  const auto uncompress(reinterpret_cast<Uncompress>(dlsym(pZlib, "uncompress")));
   image.width = bigEndian32(png, 16);
   image.height = bigEndian32(png, 20);
   const int bitDepth(static_cast<std::uint8_t>(png[24])), colorType(static_cast<std::uint8_t>(png[25])), interlace(static_cast<std::uint8_t>(png[28]));
@@ -110,15 +104,10 @@ class Browser : public ToolTest {
 };
 
 TEST_F(Browser, WebSceneShowsShadedModelOverGradientAndWireframeDiffers) {
-  std::vector<Point2> vPoints;  // a half ring; the triangulation covers a half disc
-  for (int j = 0; j <= 6; ++j) {
-    for (int i = 0; i <= 16; ++i) vPoints.emplace_back(3.0 * (1.0 + j / 3.0) * std::cos(M_PI * i / 16), 2.0 * (1.0 + j / 3.0) * std::sin(M_PI * i / 16));
-  }
-  Zarn_2D dt;
-  dt.insert(vPoints);
-  std::vector<Triangle2*> vTriangles;
-  dt.getTrianglePointers(vTriangles);
-  captureStdout([&] { EXPECT_TRUE(writeWebSceneFiles(path("scene").c_str(), vTriangles)); });
+  std::string grid;  // 11 x 7 points, 120 triangles
+  for (int k = 0; k < 77; ++k) grid += std::to_string(k % 11) + " " + std::to_string(k / 11) + "\n";
+  writeText("grid.txt", grid);
+  ASSERT_EQ(run("grid.txt --web scene").exitCode, 0);
   const std::string page(read("scene/index.html")), smoothMode("viewer.setParameter('RenderMode', 'smooth');");
   ASSERT_NE(page.find(smoothMode), std::string::npos);
   writeText("scene/wireframe.html", std::regex_replace(page, std::regex("'RenderMode', 'smooth'"), "'RenderMode', 'wireframe'"));
@@ -143,11 +132,6 @@ TEST_F(Browser, ToolPageShowsTheZoneFilledAndTheConstraintsRed) {
     const std::string zone(k == 0 ? "inside" : "outside");
     const ToolResult r(run("--demo 0 --segments rings.txt --zone " + zone + " --html " + zone + ".html"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    std::smatch m;
-    ASSERT_TRUE(std::regex_search(r.err, m, std::regex("Zone \\w+: (\\d+) triangles"))) << r.err;
-    const std::string html(read(zone + ".html"));
-    EXPECT_NE(html.find("region: " + m[1].str() + "<br>"), std::string::npos) << html.substr(html.find("legend"));
-    EXPECT_NE(html.find("constraint pieces: 8<br>"), std::string::npos);
     const Image image(show(zone + ".html"));
     aNumFilled[k] = countPixels(image, fill)[0];
     EXPECT_GT(countPixels(image, [](int r, int g, int b) { return r > 160 && g < 90 && b < 90; })[0], 1500);
@@ -155,9 +139,8 @@ TEST_F(Browser, ToolPageShowsTheZoneFilledAndTheConstraintsRed) {
     ASSERT_LT(centre + 2, image.vRgb.size());
     EXPECT_EQ(fill(image.vRgb[centre], image.vRgb[centre + 1], image.vRgb[centre + 2]), k == 1);
   }
-  EXPECT_GT(aNumFilled[0], 4 * aNumFilled[1]);
-  EXPECT_LT(aNumFilled[0], 16 * aNumFilled[1]);
-  EXPECT_GT(aNumFilled[1], 10000);
+  EXPECT_TRUE(aNumFilled[0] > 4 * aNumFilled[1] && aNumFilled[0] < 16 * aNumFilled[1] && aNumFilled[1] > 10000)
+      << aNumFilled[0] << " and " << aNumFilled[1] << " filled pixels";
 }
 
 }  // namespace
