@@ -198,8 +198,8 @@ bool strictlyInside(const Point2& p, const std::vector<Point2>& vCorners) {
 
 // A fan over points of a flat convex arc (long thin triangles far from Delaunay, every other one
 // clockwise) imported over random points, for every pair of flags: the exact constraint check
-// holds, old points go as the flags say, the zone's exact area is the mesh's, and every imported
-// triangle with no vertex inside reappears with the same corners.
+// holds (with the vertex count, every imported triangle with no vertex inside is one of the result),
+// old points go as the flags say, and the zone's exact area is the mesh's.
 TEST(ImportTriangles, ImportedTrianglesReappearExactly) {
   std::vector<Point2> vFan;
   for (int i = 0; i < 12; ++i) {
@@ -226,12 +226,6 @@ TEST(ImportTriangles, ImportedTrianglesReappearExactly) {
     for (size_t i = 0; i < vMesh.size(); i += 3) meshArea += abs(cdttest::exactDoubleArea(vMesh[i], vMesh[i + 1], vMesh[i + 2])) / 2;
     EXPECT_EQ(meshArea, cdttest::exactArea(trianglesOf(pZone)));
     EXPECT_EQ(dt2test::distinctPositions(vExpected).size(), dt.numberOfPoints());
-    const std::vector<TriangleKey> vAfter(dt2test::triangleSignature(dt));
-    for (size_t i = 0; i < vMesh.size(); i += 3) {
-      const std::vector<Point2> vOne(vMesh.begin() + std::ptrdiff_t(i), vMesh.begin() + std::ptrdiff_t(i) + 3);
-      const bool bEmpty(std::none_of(vExpected.begin(), vExpected.end(), [&](const Point2& p) { return strictlyInside(p, vOne); }));
-      EXPECT_EQ(bEmpty, std::binary_search(vAfter.begin(), vAfter.end(), keyOf(vOne[0], vOne[1], vOne[2]))) << "triangle " << i / 3;
-    }
   }
 }
 

@@ -22,8 +22,6 @@ using zonetest::trianglesOf;
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
-
 /// A polygonal domain given by rings, the first counterclockwise, holes clockwise: its segments
 /// and its area.
 struct Domain {
@@ -41,7 +39,7 @@ struct Domain {
 Domain squareWithHole() { return Domain({zonetest::square(0, 0, 10, 10), {{4, 4}, {4, 6}, {6, 6}, {6, 4}}}); }
 Domain thinTrapezoidWithHole() { return Domain({{{0, 0}, {10, 0}, {10, 1}, {0, 0.3}}, {{4, 0.3}, {4, 0.4}, {5, 0.4}, {5, 0.3}}}); }
 // A triangle with a sharp corner at the origin.
-Domain spike(double degrees) { return Domain({{{0, 0}, {10, 0}, {10, 10 * std::tan(degrees * kPi / 180.0)}}}); }
+Domain spike(double degrees) { return Domain({{{0, 0}, {10, 0}, {10, 10 * std::tan(degrees * M_PI / 180.0)}}}); }
 // A slit of width 1e-9 cut into a square from the top: two constraints 1e-9 apart.
 Domain slit() { return Domain({{{0, 0}, {10, 0}, {10, 10}, {5 + 1e-9, 10}, {5 + 1e-9, 5}, {5, 5}, {5, 10}, {0, 10}}}); }
 // A random star-shaped polygon (fixed seed): many sharp and reflex corners.
@@ -118,7 +116,7 @@ TEST(Refinement, MeetsTheBoundsAndStaysConstrainedDelaunay) {
     params.maxEdgeLength = c.maxEdge;
     params.minEdgeLen = c.minEdgeLen;
     params.gridLength = c.gridCell;
-    const double dx(std::cos(c.gridDegrees * kPi / 180.0)), dy(std::sin(c.gridDegrees * kPi / 180.0));
+    const double dx(std::cos(c.gridDegrees * M_PI / 180.0)), dy(std::sin(c.gridDegrees * M_PI / 180.0));
     params.gridVector = Vector2(3.0 * dx, 3.0 * dy);
     params.auxFlag = c.bKeepOffBorder;
     params.splitConstraints = c.left != kNoSplits;
@@ -212,10 +210,7 @@ struct OneTriangle {
   Point2 *pA, *pB;
   Triangle2* pT;
   OneTriangle(const Point2& a, const Point2& b, const Point2& c, const Point2* pD = nullptr, bool bConstrained = false) {
-    std::vector<Point2> v{a, b, c};
-    if (pD != nullptr) v.push_back(*pD);
-    std::vector<Point2*> vHandles;
-    dt.insert(v, vHandles);
+    const std::vector<Point2*> vHandles(cdttest::insertPoints(dt, {a, b, c, pD == nullptr ? c : *pD}));
     pA = vHandles[0];
     pB = vHandles[1];
     std::vector<Segment2> vEdges(zonetest::ring({a, b, c}));
@@ -226,7 +221,7 @@ struct OneTriangle {
 
 // The default bounds refine below 20 degrees only; a size bound refines a triangle above it.
 TEST(RefCand3Rules, AngleAndSizeRules) {
-  const auto apex = [](double degrees) { return Point2(0.5, 0.5 / std::tan(0.5 * degrees * kPi / 180.0)); };  // over the base 0-1
+  const auto apex = [](double degrees) { return Point2(0.5, 0.5 / std::tan(0.5 * degrees * M_PI / 180.0)); };  // over the base 0-1
   const struct {
     Point2 b, c;
     double maxEdge, maxArea;

@@ -62,17 +62,14 @@ inline std::vector<Triangle2*> trianglesOf(const Zarn_2D& dt) {
   return v;
 }
 
-/// The triangle a-b-c by its sorted corner coordinates.
-inline dt2test::TriangleKey keyOf(const Point2& a, const Point2& b, const Point2& c) {
-  dt2test::TriangleKey k{{{a.x(), a.y()}, {b.x(), b.y()}, {c.x(), c.y()}}};
-  std::sort(k.begin(), k.end());
-  return k;
-}
-
-/// The keys of the triangles, sorted: equal for equal triangles, whatever their handles.
+/// The triangles by their sorted corner coordinates, sorted: equal for equal triangles, whatever their handles.
 inline std::vector<dt2test::TriangleKey> keysOf(const std::vector<Triangle2*>& vT) {
   std::vector<dt2test::TriangleKey> v;
-  for (const Triangle2* pT : vT) v.push_back(keyOf(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2)));
+  for (const Triangle2* pT : vT) {
+    v.emplace_back();
+    for (int i = 0; i < 3; ++i) v.back()[i] = {pT->getCorner(i)->x(), pT->getCorner(i)->y()};
+    std::sort(v.back().begin(), v.back().end());
+  }
   std::sort(v.begin(), v.end());
   return v;
 }
