@@ -180,10 +180,7 @@ TEST(CutTriangles, ProtectedCutsAtTinyAnglesKeepEveryEarlierPiece) {
 // The edges of the triangles given as corner triples.
 std::vector<Segment2> edgesOf(const std::vector<Point2>& vCorners) {
   std::vector<Segment2> v;
-  for (size_t i = 0; i < vCorners.size(); i += 3) {
-    const std::vector<Segment2> vRing(ring({vCorners[i], vCorners[i + 1], vCorners[i + 2]}));
-    v.insert(v.end(), vRing.begin(), vRing.end());
-  }
+  for (size_t i = 0; i < vCorners.size(); ++i) v.emplace_back(vCorners[i], vCorners[i % 3 == 2 ? i - 2 : i + 1]);
   return v;
 }
 
