@@ -5,14 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cmath>
 #include <filesystem>
-#include <map>
-#include <random>
-#include <sstream>
-#include <string>
-#include <vector>
 
 #include "cdt_test_support.h"
 #include "test_support.h"

@@ -5,17 +5,9 @@
 // cdt_test_support.h; the seeded adversarial families live in test_adversarial.cpp.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <limits>
-#include <random>
-#include <set>
-#include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "cdt_test_support.h"
 #include "test_support.h"

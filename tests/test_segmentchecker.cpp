@@ -3,14 +3,7 @@
 // directions, members and foreign copies), the messages and the progress reports.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
 #include <cstdio>
-#include <fstream>
-#include <functional>
-#include <random>
-#include <string>
-#include <vector>
 
 #include "SegmentChecker.h"
 #include "cdt_test_support.h"

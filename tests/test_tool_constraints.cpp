@@ -109,22 +109,15 @@ TEST_F(ToolConstraints, DemoConstraintsAreValidDrawnAndSurviveRemoval) {
   EXPECT_GT(svg.rfind("<line "), svg.rfind("<polygon "));
 }
 
-// --zone on a ring with a hole, triangulated from the segment ends alone, so the areas are known;
-// the OBJ file holds the zone's triangles.
-TEST_F(ToolConstraints, ZonesOfARingWithAHole) {
+// --zone on a ring with a hole (its other zones are runs of the tool's table): the OBJ file holds
+// the zone's triangles only.
+TEST_F(ToolConstraints, ZoneOfARingWithAHoleIsWritten) {
   writeText("rings.txt", "0.2 0.2 0.8 0.2\n0.8 0.2 0.8 0.8\n0.8 0.8 0.2 0.8\n0.2 0.8 0.2 0.2\n"
                          "0.4 0.4 0.4 0.6\n0.4 0.6 0.6 0.6\n0.6 0.6 0.6 0.4\n0.6 0.4 0.4 0.4\n");
-  for (const auto& c : std::vector<std::pair<std::string, double>>{{"inside", 0.32}, {"outside", 0.04}, {"global", 0.36},
-                                                                   {"grow:0.5,0.5", 0.04}, {"grow:0.3,0.7", 0.32}}) {
-    const zarn_test::ToolResult r(run("--segments rings.txt --zone " + c.first + " --obj zone.obj"));
-    ASSERT_EQ(r.exitCode, 0) << r.err;
-    const std::string name(c.first.rfind("grow", 0) == 0 ? "grown" : c.first);
-    std::smatch m;
-    ASSERT_TRUE(std::regex_search(r.err, m, std::regex("Zone " + name + ": (\\d+) triangles in 1 region\\(s\\), area ([0-9.e-]+)"))) << r.err;
-    EXPECT_NEAR(std::stod(m[2]), c.second, 1e-12) << c.first;
-    const std::string obj(read("zone.obj"));
-    EXPECT_EQ(static_cast<unsigned long>(std::count(obj.begin(), obj.end(), 'f')), std::stoul(m[1])) << c.first;
-  }
+  const zarn_test::ToolResult r(run("--segments rings.txt --zone outside --obj zone.obj"));
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  const std::string obj(read("zone.obj"));
+  EXPECT_EQ(std::count(obj.begin(), obj.end(), 'f'), 2) << obj;
 }
 
 }  // namespace

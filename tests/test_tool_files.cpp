@@ -73,7 +73,7 @@ TEST_F(ToolFiles, RunsOfTheTableEndAsListed) {
     EXPECT_TRUE(r.exitCode != 0 || bOutput || r.out.empty()) << line;
     EXPECT_TRUE(r.exitCode == 0 || (countOf("\n" + r.err, "\nzarn2d") == 1u && r.err.find("::") == std::string::npos)) << line << "\n" << r.err;
   }
-  EXPECT_EQ(numCases, 63);
+  EXPECT_EQ(numCases, 68);
 }
 
 // A square with an inner point, a duplicate of vertex 2 and two segments, numbered from 1 as
