@@ -10,9 +10,10 @@ namespace KORA_ZARN2D {
 
 namespace {
 // A thread keeps the blocks of its dead triangulations up to kMaxCachedBytes in all: a repeated
-// triangulation of up to about 1.5 million points then reuses resident pages. First touch of new
-// pages (zeroing by the kernel, and on virtual machines a fault in the host as well) costs a
-// quarter to a third of a one-million-point triangulation.
+// triangulation of up to about 1.5 million points then reuses resident pages. The first touch of
+// new pages (zeroed by the kernel, and on a virtual machine faulted in by the host as well) took
+// about 6% of a repeated one-million-point triangulation on a quiet machine, far more when the
+// machine was busy.
 constexpr size_t kMaxCachedBytes = size_t(256) << 20;
 constexpr size_t kMaxCachedBlocks = 32;
 // A cached block serves requests down to half its size.
