@@ -112,9 +112,7 @@ TEST_F(ToolConstraints, DemoConstraintsAreValidDrawnAndSurviveRemoval) {
 // --zone on a ring with a hole (its other zones are runs of the tool's table): the OBJ file holds
 // the zone's triangles only.
 TEST_F(ToolConstraints, ZoneOfARingWithAHoleIsWritten) {
-  writeText("rings.txt", "0.2 0.2 0.8 0.2\n0.8 0.2 0.8 0.8\n0.8 0.8 0.2 0.8\n0.2 0.8 0.2 0.2\n"
-                         "0.4 0.4 0.4 0.6\n0.4 0.6 0.6 0.6\n0.6 0.6 0.6 0.4\n0.6 0.4 0.4 0.4\n");
-  const zarn_test::ToolResult r(run("--segments rings.txt --zone outside --obj zone.obj"));
+  const zarn_test::ToolResult r(run("--segments " + std::string(ZARN_TEST_INPUTS) + "/tool_runs/rings.txt --zone outside --obj zone.obj"));
   ASSERT_EQ(r.exitCode, 0) << r.err;
   const std::string obj(read("zone.obj"));
   EXPECT_EQ(std::count(obj.begin(), obj.end(), 'f'), 2) << obj;
