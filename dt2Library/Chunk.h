@@ -47,7 +47,11 @@ class alignas(64) Chunk {
   /// The vertices this chunk could not insert, in the order met.
   const std::vector<Point2*>& getDeferred() const { return vDeferred; }
   /// The reserved storage not used.
-  const std::vector<TriangleRun>& getUnusedRuns() const { return scratch.vRuns; }
+  std::vector<TriangleRun> getUnusedRuns() const {
+    std::vector<TriangleRun> vUnused(scratch.vRuns);
+    vUnused.push_back(scratch.run);
+    return vUnused;
+  }
 
  private:
   bool owns(const Triangle2* pT) const { return pT == nullptr || pT->getMark() == scratch.ownMark; }

@@ -94,11 +94,13 @@ Triangle2* Dt2::takeTriangle() {
 
 Triangle2* Dt2::newTriangle(InsertionScratch& scratch) {
   if (scratch.ownMark == 0) return takeTriangle();
-  ZARN_ASSERT(!scratch.vRuns.empty());
-  TriangleRun& run(scratch.vRuns.back());
-  Triangle2* pT(new (run.pBegin++) Triangle2());
+  if (scratch.run.pBegin == scratch.run.pEnd) {
+    ZARN_ASSERT(!scratch.vRuns.empty());
+    scratch.run = scratch.vRuns.back();
+    scratch.vRuns.pop_back();
+  }
+  Triangle2* pT(new (scratch.run.pBegin++) Triangle2());
   pT->setMark(scratch.ownMark);
-  if (run.pBegin == run.pEnd) scratch.vRuns.pop_back();
   return pT;
 }
 

@@ -59,9 +59,13 @@ struct TriangleRun {
 /// The scratch of one inserting thread: its flip stack and where its new triangles come from.
 /// The triangulation's own scratch (ownMark 0) takes them from the released stack or the pool; a
 /// worker of the parallel inserter takes them from runs reserved for it and marks them its own.
+/// The run it draws from is held by value: the heap buffer of vRuns comes from the thread that
+/// reserved the runs, and two workers writing into neighbouring buffers would share a cache line
+/// at every new triangle.
 struct InsertionScratch {
   std::vector<Triangle2*> vFlipStack;
-  std::vector<TriangleRun> vRuns;
+  TriangleRun run{nullptr, nullptr};  // the run new triangles come from
+  std::vector<TriangleRun> vRuns;     // the runs after it
   uint32_t ownMark = 0;
 };
 
