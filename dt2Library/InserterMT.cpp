@@ -18,7 +18,7 @@ namespace {
 constexpr size_t kMinRecordsPerChunk = 512;
 // The coarse sample is every kSampleStep-th record, but at least kMinSamplePerChunk records per
 // chunk, so that each chunk owns a region of several triangles around its points.
-constexpr size_t kSampleStep = 32;
+constexpr size_t kSampleStep = 64;
 constexpr size_t kMinSamplePerChunk = 64;
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <iostream>
 #include <set>
 #include <thread>
+#include <utility>
 
 #include "Dt2.h"
 #include "Triangle2.h"
@@ -22,34 +23,60 @@ constexpr int kResortDeactivatedMinimum = 1000;
 // The four-way concurrent sort pays off only for large arrays and enough cores.
 constexpr size_t kParallelSortMinRecords = 10000;
 constexpr int kParallelSortMinThreads = 4;
-// Keys are computed in parallel above these sizes.
-constexpr size_t kParallelKeysMinPoints = 1000;
-constexpr size_t kParallelKeysPointsPerThread = 10;
+// Bulk vertex creation gives each thread at least this many points: below it, starting a thread
+// costs more than it saves.
+constexpr size_t kMinPointsPerThread = 32768;
 
 bool isFinitePoint(const Point2& p) { return std::isfinite(p.x()) && std::isfinite(p.y()); }
 
-// Sorts (key << 32 | input index) pairs by key, equal keys in input order. Large inputs take a
-// stable LSD radix sort over the 30 key bits (three passes of 10 bits, O(n), no comparisons); below
-// kRadixSortMinPairs its bucket counters would cost more than the pairs, and sorting the whole
-// 64-bit values gives the same order.
-void sortByKey(KeyPairVector& vPairs) {
+// The number of threads for bulk work on n points with numCPU allowed.
+size_t threadsFor(size_t n, size_t numCPU) { return std::max<size_t>(1, std::min(numCPU, n / kMinPointsPerThread)); }
+
+// Runs fn(t, begin, end) for the numThreads contiguous slices [begin, end) of [0, n), slice t on a
+// thread of its own (the calling thread takes slice 0); numThreads counts as at least 1.
+template <class Fn>
+void forEachSlice(size_t n, size_t numThreads, const Fn& fn) {
+  numThreads = std::max<size_t>(1, numThreads);
+  std::vector<std::thread> vThreads;
+  for (size_t t = 1; t < numThreads; ++t) vThreads.emplace_back(fn, t, n * t / numThreads, n * (t + 1) / numThreads);
+  fn(0, 0, n / numThreads);
+  for (std::thread& thread : vThreads) thread.join();
+}
+
+}  // namespace
+
+// A stable LSD radix sort over the 30 key bits (three passes of 10 bits, no comparisons); below
+// kRadixSortMinPairs its bucket counters would cost more than the pairs. Each pass runs on
+// numThreads slices: a slice's pairs of one bucket go after those of the slices before it, so the
+// sort stays stable.
+void sortKeyPairs(KeyPairVector& vPairs, size_t numThreads) {
+  numThreads = std::max<size_t>(1, numThreads);
   constexpr size_t kRadixSortMinPairs = 4096;
   if (vPairs.size() < kRadixSortMinPairs) {
-    std::sort(vPairs.begin(), vPairs.end());
+    std::stable_sort(vPairs.begin(), vPairs.end(), [](uint64_t a, uint64_t b) { return (a >> 32) < (b >> 32); });
     return;
   }
   constexpr int kBitsPerPass = 10;
-  constexpr int kBuckets = 1 << kBitsPerPass;
-  KeyPairVector vTmp(vPairs.size());
+  constexpr size_t kBuckets = size_t(1) << kBitsPerPass;
+  const size_t n(vPairs.size());
+  KeyPairVector vTmp(n);
+  std::vector<std::vector<size_t>> vNext(numThreads, std::vector<size_t>(kBuckets));
   for (int shift = 32; shift < 62; shift += kBitsPerPass) {
-    size_t aCount[kBuckets + 1] = {0};
-    for (uint64_t pair : vPairs) ++aCount[((pair >> shift) & (kBuckets - 1)) + 1];
-    for (int b = 0; b < kBuckets; ++b) aCount[b + 1] += aCount[b];
-    for (uint64_t pair : vPairs) vTmp[aCount[(pair >> shift) & (kBuckets - 1)]++] = pair;
+    const auto bucketOf = [shift](uint64_t pair) { return (pair >> shift) & (kBuckets - 1); };
+    forEachSlice(n, numThreads, [&](size_t t, size_t begin, size_t end) {
+      std::fill(vNext[t].begin(), vNext[t].end(), 0);
+      for (size_t i = begin; i < end; ++i) ++vNext[t][bucketOf(vPairs[i])];
+    });
+    size_t offset(0);
+    for (size_t b = 0; b < kBuckets; ++b) {
+      for (std::vector<size_t>& vSlice : vNext) offset += std::exchange(vSlice[b], offset);
+    }
+    forEachSlice(n, numThreads, [&](size_t t, size_t begin, size_t end) {
+      for (size_t i = begin; i < end; ++i) vTmp[vNext[t][bucketOf(vPairs[i])]++] = vPairs[i];
+    });
     vPairs.swap(vTmp);
   }
 }
-}  // namespace
 
 VertexVault::VertexVault(Dt2* pDt_)
     : bFullDimensional(false), numSorted(0), pDt(pDt_), numDeactivated(0), numActive(0) {}
@@ -415,34 +442,24 @@ size_t VertexVault::createVertices(const BulkInput& input, Point2** aHandles) {
   const size_t numPoints(input.size);
   KeyPairVector vPairs(numPoints);
   const HC2& hc(pDt->getHC2());
-  auto computeKeys = [&](size_t begin, size_t end) {
+  const size_t numCPU(static_cast<size_t>(std::max(1, pDt->getNumCPU())));
+  forEachSlice(numPoints, threadsFor(numPoints, numCPU), [&](size_t, size_t begin, size_t end) {
     for (size_t i = begin; i < end; ++i) {
       // Non-finite points get the marker key UINT32_MAX (above every 30-bit key) and are skipped.
       const Point2 p(input.get(i));
       const uint64_t key(isFinitePoint(p) ? hc.getKey(p) : UINT32_MAX);
       vPairs[i] = (key << 32) | i;
     }
-  };
-  const size_t numCPU(static_cast<size_t>(std::max(1, pDt->getNumCPU())));
-  if (numCPU > 1 && numPoints >= kParallelKeysMinPoints && numPoints > kParallelKeysPointsPerThread * numCPU) {
-    const size_t chunk((numPoints + numCPU - 1) / numCPU);
-    std::vector<std::thread> vThreads;
-    for (size_t begin = 0; begin < numPoints; begin += chunk) {
-      vThreads.emplace_back(computeKeys, begin, std::min(numPoints, begin + chunk));
-    }
-    for (std::thread& t : vThreads) t.join();
-  } else {
-    computeKeys(0, numPoints);
-  }
-  sortByKey(vPairs);
+  });
+  sortKeyPairs(vPairs, threadsFor(numPoints, numCPU));
   // Non-finite points carry the marker key (above every 30-bit key): skip them.
   const size_t numPairs(vPairs.size());
   vPairs.erase(std::remove_if(vPairs.begin(), vPairs.end(), [](uint64_t pair) { return (pair >> 32) == UINT32_MAX; }), vPairs.end());
   // One range of the pairs per thread, each with its own run of the vertex pool: the threads
   // write disjoint vertices, records and handles.
-  const bool bThreads(numCPU > 1 && vPairs.size() >= kParallelKeysMinPoints);
+  const size_t numThreads(threadsFor(vPairs.size(), numCPU));
   const size_t maxRun(pDt->getMaxVertexRun());
-  const size_t numRanges(std::max(bThreads ? numCPU : 1, (vPairs.size() + maxRun - 1) / maxRun));
+  const size_t numRanges(std::max(numThreads, (vPairs.size() + maxRun - 1) / maxRun));
   std::vector<size_t> vRangeBegins;
   std::vector<Point2*> vRuns;
   bool bContiguous(true);
@@ -464,20 +481,11 @@ size_t VertexVault::createVertices(const BulkInput& input, Point2** aHandles) {
     aRecords = vIdxVtxAct.data() + (first - numInBulkRun);
   }
   numActive += static_cast<int>(vPairs.size());
-  std::vector<std::thread> vThreads;
-  for (size_t r = 0; r < vRuns.size(); ++r) {
-    const size_t begin(vRangeBegins[r]), end(vRangeBegins[r + 1]);
-    Point2* pRun(vRuns[r]);
-    const auto createRange = [&vPairs, &input, aHandles, aRecords, begin, end, pRun] {
-      createVertexRange(vPairs, begin, end, input, pRun, aRecords, aHandles);
-    };
-    if (bThreads) {
-      vThreads.emplace_back(createRange);
-    } else {
-      createRange();
+  forEachSlice(vRuns.size(), std::min(numThreads, vRuns.size()), [&](size_t, size_t firstRun, size_t endRun) {
+    for (size_t r = firstRun; r < endRun; ++r) {
+      createVertexRange(vPairs, vRangeBegins[r], vRangeBegins[r + 1], input, vRuns[r], aRecords, aHandles);
     }
-  }
-  for (std::thread& t : vThreads) t.join();
+  });
   return numPairs - vPairs.size();
 }
 

@@ -45,6 +45,10 @@ using RecordVector = std::vector<Point2*, UninitialisedAllocator<Point2*>>;
 /// Scratch of (key << 32 | input index) pairs for sorting, never zero-filled.
 using KeyPairVector = std::vector<uint64_t, UninitialisedAllocator<uint64_t>>;
 
+/// Sorts (key << 32 | input index) pairs by their 30-bit key, equal keys in their order in vPairs,
+/// with numThreads threads (at least 1). O(n): a radix sort above a few thousand pairs.
+void sortKeyPairs(KeyPairVector& vPairs, size_t numThreads);
+
 /// Answers, for the insertion and removal code, which vertex stands at a position (duplicates),
 /// which triangle lies close to a new point (start of point location) and whether the
 /// triangulation is two-dimensional yet. A record is the vertex pointer alone (8 bytes per vertex,

@@ -5,15 +5,18 @@
 // the workers leave to the serial pass.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "Dt2.h"
 #include "Partitioner.h"
+#include "VertexVault.h"
 #include "dt2_test_support.h"
 
 using namespace KORA_ZARN2D;
@@ -121,6 +124,23 @@ TEST(Dt2Parallel, PartitionerKeepsEqualKeysTogether) {
         EXPECT_TRUE(i == 0 || vRecords[i - 1].key != vRecords[i].key || !part.isSample(i)) << i;
       }
       EXPECT_EQ(numCounted, vRecords.size());
+    }
+  }
+}
+
+// Keys spread over all 30 bits, each repeated, with random low halves: any thread count gives the
+// stable sort by key.
+TEST(Dt2Parallel, KeyPairSortIsStableForAnyThreadCount) {
+  std::mt19937 gen(1440);
+  for (size_t n : {100u, 70001u}) {
+    KeyPairVector vPairs(n);
+    for (uint64_t& pair : vPairs) pair = (uint64_t(gen() % 2000u) * 536871u) << 32 | gen();
+    std::vector<uint64_t> vExpected(vPairs.begin(), vPairs.end());
+    std::stable_sort(vExpected.begin(), vExpected.end(), [](uint64_t a, uint64_t b) { return (a >> 32) < (b >> 32); });
+    for (size_t numThreads : {1u, 2u, 3u}) {
+      KeyPairVector vSorted(vPairs);
+      sortKeyPairs(vSorted, numThreads);
+      EXPECT_TRUE(std::equal(vSorted.begin(), vSorted.end(), vExpected.begin())) << n << " pairs, " << numThreads << " threads";
     }
   }
 }
