@@ -2,6 +2,7 @@
 #include "Chunk.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "Partitioner.h"
 
@@ -12,7 +13,7 @@ constexpr size_t kProgressInterval = size_t(1) << 12;
 // Conflict zones are a handful of triangles; a huge one (many cocircular points) is left to the
 // serial insertion rather than searched linearly.
 constexpr size_t kMaxZone = 256;
-constexpr size_t kCoarseStride = 4;
+constexpr size_t kRoundStrides[] = {8, 1};
 }  // namespace
 
 Chunk::Chunk(Dt2& dt_, uint32_t ownMark, uint32_t zoneMark_, Triangle2* pStart)
@@ -22,13 +23,17 @@ Chunk::Chunk(Dt2& dt_, uint32_t ownMark, uint32_t zoneMark_, Triangle2* pStart)
   kora.setRange(dt.getPredicates().getRange());
 }
 
-// The records go in two rounds, as in the serial insertion: every kCoarseStride-th record of the
-// chunk first, then the others, so that most points land in a triangulation that already spans
-// their surroundings (fewer flips than a plain sweep along the Hilbert curve). A record with the
-// key of a neighbour waits for the second round, where equal points go in their input order.
-bool Chunk::isInCoarseRound(const RecordRange& records, const Partitioner& partitioner, size_t c, size_t i) {
-  if ((i - partitioner.chunkBegin(c)) % kCoarseStride != 0 || partitioner.isSample(i)) return false;
-  return (i == 0 || records[i - 1].key != records[i].key) && (i + 1 == records.size() || records[i + 1].key != records[i].key);
+// The records go in rounds, as in the serial insertion: every kRoundStrides[0]-th record of the
+// chunk, then every kRoundStrides[1]-th, ..., so that most points land in a triangulation that
+// already spans their surroundings (fewer flips than a plain sweep along the Hilbert curve). Each
+// stride is a multiple of the next; each round, the coarse sample included, holds about eight times
+// fewer points than the next. A record with the key of a neighbour waits for the last round, where
+// equal points go in their input order.
+size_t Chunk::roundOf(const RecordRange& records, size_t begin, size_t i) {
+  const bool bUniqueKey((i == 0 || records[i - 1].key != records[i].key) && (i + 1 == records.size() || records[i + 1].key != records[i].key));
+  size_t round(0);
+  while (round + 1 < std::size(kRoundStrides) && (!bUniqueKey || (i - begin) % kRoundStrides[round] != 0)) ++round;
+  return round;
 }
 
 void Chunk::run(const RecordRange& records, const Partitioner& partitioner, size_t c, const std::vector<Triangle2*>& vAnchors,
@@ -48,15 +53,15 @@ void Chunk::run(const RecordRange& records, const Partitioner& partitioner, size
     return bDeferred;
   };
   const size_t begin(partitioner.chunkBegin(c)), end(partitioner.chunkEnd(c));
-  for (size_t i = begin; i < end; i += kCoarseStride) {
-    if (isInCoarseRound(records, partitioner, c, i) && isPendingRecord(records[i])) insertOrDefer(i, false);
-  }
-  // After a deferral, the records of the same key are deferred too: of several equal points the
-  // first must be inserted first.
-  size_t deferredKey(SIZE_MAX);
-  for (size_t i = begin; i < end; ++i) {
-    if (partitioner.isSample(i) || isInCoarseRound(records, partitioner, c, i) || !isPendingRecord(records[i])) continue;
-    if (insertOrDefer(i, records[i].key == deferredKey)) deferredKey = records[i].key;
+  for (size_t round = 0; round < std::size(kRoundStrides); ++round) {
+    const size_t stride(kRoundStrides[round]);
+    // After a deferral, the records of the same key are deferred too: of several equal points the
+    // first must be inserted first.
+    size_t deferredKey(SIZE_MAX);
+    for (size_t i = begin; i < end; i += stride) {
+      if (partitioner.isSample(i) || !isPendingRecord(records[i]) || roundOf(records, begin, i) != round) continue;
+      if (insertOrDefer(i, records[i].key == deferredKey)) deferredKey = records[i].key;
+    }
   }
   numDone.fetch_add(numSinceReport, std::memory_order_relaxed);
 }

@@ -55,8 +55,8 @@ class alignas(64) Chunk {
 
  private:
   bool owns(const Triangle2* pT) const { return pT == nullptr || pT->getMark() == scratch.ownMark; }
-  /// True when record i of chunk c goes in the first of the chunk's two rounds.
-  static bool isInCoarseRound(const RecordRange& records, const Partitioner& partitioner, size_t c, size_t i);
+  /// The round of record i, of the chunk whose records start at begin.
+  static size_t roundOf(const RecordRange& records, size_t begin, size_t i);
   /// Inserts pVtx if everything its insertion changes is this chunk's: true when inserted or found
   /// to be a duplicate, false when deferred.
   bool insert(Point2* pVtx, Triangle2* pAnchor);
