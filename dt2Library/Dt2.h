@@ -265,6 +265,9 @@ class Dt2 {
   /// to be constructed by the caller (possibly on another thread). Serial.
   Point2* reserveVertexRun(size_t count);
   size_t getMaxVertexRun() const { return static_cast<size_t>(vertexPool.getMaxBlockSize()); }
+  /// numBytes bytes of triangle storage not handed out yet (see SimplePool::getUnusedStorage), or
+  /// null: scratch that must be dead before the next triangle is created.
+  void* borrowUnusedTriangleStorage(size_t numBytes) const { return trianglePool.getUnusedStorage(numBytes); }
   /// Reserves storage for numTriangles triangles as runs of the triangle pool, counted as
   /// allocated; each run is filled later by one worker thread. Serial.
   void reserveTriangleRuns(size_t numTriangles, std::vector<TriangleRun>& vRuns);

@@ -103,6 +103,15 @@ class SimplePool {
     currentIndex += count;
     return pRun;
   }
+  /// The storage of the current block that no alloc() or allocRun() has handed out yet, when it
+  /// holds at least numBytes bytes (aligned for any element type up to T's alignment), else null:
+  /// scratch for work that ends before the next allocation, whose elements then reuse its pages,
+  /// resident by then. O(1).
+  void* getUnusedStorage(size_t numBytes) const {
+    if (currentBlock == nullptr) return nullptr;
+    const size_t numUnused(static_cast<size_t>(currentBlockSize - currentIndex - 1));
+    return numUnused * sizeof(T) >= numBytes ? currentBlock + currentIndex + 1 : nullptr;
+  }
   /// The largest automatic block (the cap given to init).
   int32_t getMaxBlockSize() const { return maxBlockSize; }
 

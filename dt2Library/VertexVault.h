@@ -45,9 +45,11 @@ using RecordVector = std::vector<Point2*, UninitialisedAllocator<Point2*>>;
 /// Scratch of (key << 32 | input index) pairs for sorting, never zero-filled.
 using KeyPairVector = std::vector<uint64_t, UninitialisedAllocator<uint64_t>>;
 
-/// Sorts (key << 32 | input index) pairs by their 30-bit key, equal keys in their order in vPairs,
-/// with numThreads threads (at least 1). O(n): a radix sort above a few thousand pairs.
-void sortKeyPairs(KeyPairVector& vPairs, size_t numThreads);
+/// Sorts the n (key << 32 | input index) pairs of aPairs by their 30-bit key, equal keys in their
+/// order in aPairs, with numThreads threads (at least 1), using aTmp (n pairs) as a second buffer.
+/// Returns the buffer that holds the result (aPairs or aTmp). O(n): a radix sort above a few
+/// thousand pairs.
+uint64_t* sortKeyPairs(uint64_t* aPairs, uint64_t* aTmp, size_t n, size_t numThreads);
 
 /// Answers, for the insertion and removal code, which vertex stands at a position (duplicates),
 /// which triangle lies close to a new point (start of point location) and whether the
@@ -149,7 +151,7 @@ class VertexVault {
   void sortFourWays();
   /// Creates the vertices of pairs [begin, end) in pRun (one element per pair), their records at
   /// the same indices of aRecords and their handles. Touches nothing else: one thread per range.
-  static void createVertexRange(const KeyPairVector& vPairs, size_t begin, size_t end, const BulkInput& input,
+  static void createVertexRange(const uint64_t* aPairs, size_t begin, size_t end, const BulkInput& input,
                                 Point2* pRun, Point2** aRecords, Point2** aHandles);
   void dropTrailingInactive();
   /// Drops the position index of findVertexAt (records were reordered or deactivated).
