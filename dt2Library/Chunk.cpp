@@ -38,29 +38,28 @@ size_t Chunk::roundOf(const RecordRange& records, size_t begin, size_t i) {
 
 void Chunk::run(const RecordRange& records, const Partitioner& partitioner, size_t c, const std::vector<Triangle2*>& vAnchors,
                 std::atomic<size_t>& numDone, size_t numTotal, ProgressPublisher* pPublisher) {
-  size_t numSinceReport(0);
+  // Inserts record i unless bDefer, or defers it: true when deferred. After a deferral, the records
+  // of the same key are deferred too: of several equal points the first goes in first.
   const auto insertOrDefer = [&](size_t i, bool bDefer) {
-    Point2* pVtx(records[i].pVtx);
     // The anchor of a slot shared with the previous chunk is that chunk's: not even its mark is read.
     Triangle2* pAnchor(partitioner.isSlotOfChunk(i, c) ? vAnchors[partitioner.sampleSlot(i)] : nullptr);
-    const bool bDeferred(bDefer || !insert(pVtx, pAnchor));
-    if (bDeferred) vDeferred.push_back(pVtx);
-    if (++numSinceReport == kProgressInterval) {
-      const size_t done(numDone.fetch_add(numSinceReport, std::memory_order_relaxed) + numSinceReport);
-      if (pPublisher != nullptr) pPublisher->setProgress(static_cast<double>(done) / static_cast<double>(numTotal));
-      numSinceReport = 0;
-    }
+    const bool bDeferred(bDefer || !insert(records[i].pVtx, pAnchor));
+    if (bDeferred) vDeferred.push_back(i);
     return bDeferred;
   };
+  size_t numSinceReport(0);
   const size_t begin(partitioner.chunkBegin(c)), end(partitioner.chunkEnd(c));
   for (size_t round = 0; round < std::size(kRoundStrides); ++round) {
     const size_t stride(kRoundStrides[round]);
-    // After a deferral, the records of the same key are deferred too: of several equal points the
-    // first must be inserted first.
     size_t deferredKey(SIZE_MAX);
     for (size_t i = begin; i < end; i += stride) {
       if (partitioner.isSample(i) || !isPendingRecord(records[i]) || roundOf(records, begin, i) != round) continue;
       if (insertOrDefer(i, records[i].key == deferredKey)) deferredKey = records[i].key;
+      if (++numSinceReport == kProgressInterval) {
+        const size_t done(numDone.fetch_add(numSinceReport, std::memory_order_relaxed) + numSinceReport);
+        if (pPublisher != nullptr) pPublisher->setProgress(static_cast<double>(done) / static_cast<double>(numTotal));
+        numSinceReport = 0;
+      }
     }
   }
   numDone.fetch_add(numSinceReport, std::memory_order_relaxed);

@@ -44,8 +44,8 @@ class alignas(64) Chunk {
   void run(const RecordRange& records, const Partitioner& partitioner, size_t c, const std::vector<Triangle2*>& vAnchors,
            std::atomic<size_t>& numDone, size_t numTotal, ProgressPublisher* pPublisher);
 
-  /// The vertices this chunk could not insert, in the order met.
-  const std::vector<Point2*>& getDeferred() const { return vDeferred; }
+  /// The record indices of the vertices this chunk could not insert, in the order met.
+  const std::vector<size_t>& getDeferred() const { return vDeferred; }
   /// The reserved storage not used.
   std::vector<TriangleRun> getUnusedRuns() const {
     std::vector<TriangleRun> vUnused(scratch.vRuns);
@@ -82,7 +82,7 @@ class alignas(64) Chunk {
   KoraTest kora;
   InsertionScratch scratch;
   Triangle2* pLast;
-  std::vector<Point2*> vDeferred;
+  std::vector<size_t> vDeferred;
   uint32_t zoneMark;
   std::vector<Triangle2*> vZone;  // scratch of ownsConflictZone: the zone
 };

@@ -49,8 +49,8 @@ size_t InserterMT::run(const RecordRange& records) {
   for (const size_t stride : {64, 8, 1}) {
     insertSerially(records, stride * sampleStep, stride > 1, [&partitioner](size_t i) { return partitioner.isSample(i); });
   }
-  const std::vector<Point2*> vDeferred(runChunks(records, partitioner));
-  for (Point2* pVtx : vDeferred) pLast = dt.insertVertex(pVtx, pLast);
+  const std::vector<size_t> vDeferred(runChunks(records, partitioner));
+  for (const size_t i : vDeferred) pLast = dt.insertVertex(records[i].pVtx, pLast);
   return vDeferred.size();
 }
 
@@ -97,7 +97,7 @@ std::vector<Triangle2*> InserterMT::findAnchors(const RecordRange& records, cons
   return vAnchors;
 }
 
-std::vector<Point2*> InserterMT::runChunks(const RecordRange& records, const Partitioner& partitioner) {
+std::vector<size_t> InserterMT::runChunks(const RecordRange& records, const Partitioner& partitioner) {
   const size_t numChunks(partitioner.numChunks());
   std::vector<uint32_t> vMarks;
   for (size_t c = 0; c < numChunks; ++c) vMarks.push_back(dt.newMark());
@@ -126,7 +126,7 @@ std::vector<Point2*> InserterMT::runChunks(const RecordRange& records, const Par
   for (size_t c = 1; c < numChunks; ++c) vThreads.emplace_back(work, c);
   work(0);
   for (std::thread& t : vThreads) t.join();
-  std::vector<Point2*> vDeferred;
+  std::vector<size_t> vDeferred;
   for (const std::unique_ptr<Chunk>& pChunk : vChunks) {
     dt.releaseUnusedRuns(pChunk->getUnusedRuns());
     vDeferred.insert(vDeferred.end(), pChunk->getDeferred().begin(), pChunk->getDeferred().end());
@@ -134,6 +134,8 @@ std::vector<Point2*> InserterMT::runChunks(const RecordRange& records, const Par
   for (const std::exception_ptr& pError : vErrors) {
     if (pError) std::rethrow_exception(pError);
   }
+  // In record order: consecutive walks stay short, and equal points keep their input order.
+  std::sort(vDeferred.begin(), vDeferred.end());
   return vDeferred;
 }
 

@@ -50,8 +50,9 @@ class InserterMT {
   /// record, or null.
   std::vector<Triangle2*> findAnchors(const RecordRange& records, const Partitioner& partitioner,
                                       const std::vector<uint32_t>& vMarks);
-  /// Runs the chunks, one per thread, and returns the vertices they deferred.
-  std::vector<Point2*> runChunks(const RecordRange& records, const Partitioner& partitioner);
+  /// Runs the chunks, one per thread, and returns the record indices of the vertices they
+  /// deferred, in increasing order.
+  std::vector<size_t> runChunks(const RecordRange& records, const Partitioner& partitioner);
 
   Dt2& dt;
   size_t numThreads;
