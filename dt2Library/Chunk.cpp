@@ -30,7 +30,8 @@ Chunk::Chunk(Dt2& dt_, uint32_t ownMark, uint32_t zoneMark_, Triangle2* pStart)
 // fewer points than the next. A record with the key of a neighbour waits for the last round, where
 // equal points go in their input order.
 size_t Chunk::roundOf(const RecordRange& records, size_t begin, size_t i) {
-  const bool bUniqueKey((i == 0 || records[i - 1].key != records[i].key) && (i + 1 == records.size() || records[i + 1].key != records[i].key));
+  const bool bUniqueKey((i == 0 || records[i - 1].key != records[i].key) &&
+                        (i + 1 == records.size() || records[i + 1].key != records[i].key));
   size_t round(0);
   while (round + 1 < std::size(kRoundStrides) && (!bUniqueKey || (i - begin) % kRoundStrides[round] != 0)) ++round;
   return round;

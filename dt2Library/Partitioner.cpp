@@ -18,9 +18,11 @@ Partitioner::Partitioner(const RecordRange& records_, size_t numChunks, size_t s
   }
   vBegin.push_back(n);
   for (size_t c = 0; c < numChunks; ++c) {
-    size_t num(0);
-    for (size_t i = chunkBegin(c); i < chunkEnd(c); ++i) num += !isSample(i);
-    vNumToInsert.push_back(num);
+    // Only multiples of the step can be sample records.
+    size_t numSamples(0);
+    const size_t firstMultiple((chunkBegin(c) + sampleStep - 1) / sampleStep * sampleStep);
+    for (size_t i = firstMultiple; i < chunkEnd(c); i += sampleStep) numSamples += isSample(i);
+    vNumToInsert.push_back(chunkEnd(c) - chunkBegin(c) - numSamples);
   }
 }
 
