@@ -108,9 +108,9 @@ class SimplePool {
   /// scratch for work that ends before the next allocation, whose elements then reuse its pages,
   /// resident by then. O(1).
   void* getUnusedStorage(size_t numBytes) const {
-    if (currentBlock == nullptr) return nullptr;
-    const size_t numUnused(static_cast<size_t>(currentBlockSize - currentIndex - 1));
-    return numUnused * sizeof(T) >= numBytes ? currentBlock + currentIndex + 1 : nullptr;
+    const int64_t numUnused(int64_t(currentBlockSize) - currentIndex - 1);
+    if (currentBlock == nullptr || numUnused <= 0) return nullptr;
+    return static_cast<size_t>(numUnused) * sizeof(T) >= numBytes ? currentBlock + currentIndex + 1 : nullptr;
   }
   /// The largest automatic block (the cap given to init).
   int32_t getMaxBlockSize() const { return maxBlockSize; }

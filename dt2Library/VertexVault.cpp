@@ -441,7 +441,7 @@ size_t VertexVault::createVertices(const BulkInput& input, Point2** aHandles) {
   const size_t numPoints(input.size);
   // The key pairs and the sort's second buffer take triangle storage not handed out yet when there
   // is enough: the triangles built next reuse those pages, resident by then, instead of faulting in
-  // new ones (a tenth of a bulk insertion's time with 2 threads).
+  // new ones (a repeated bulk insertion of 1M points: 4 page faults instead of 850, 6% faster).
   KeyPairVector vOwnBuffers;
   uint64_t* aBuffers(static_cast<uint64_t*>(pDt->borrowUnusedTriangleStorage(2 * numPoints * sizeof(uint64_t))));
   if (aBuffers == nullptr) {
