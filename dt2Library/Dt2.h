@@ -66,6 +66,7 @@ struct InsertionScratch {
   std::vector<Triangle2*> vFlipStack;
   TriangleRun run{nullptr, nullptr};  // the run new triangles come from
   std::vector<TriangleRun> vRuns;     // the runs after it
+  std::vector<std::pair<Triangle2*, int>> vHullEdges;  // the hull edges a point outside sees
   uint32_t ownMark = 0;
 };
 
