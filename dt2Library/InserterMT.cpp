@@ -47,7 +47,7 @@ size_t InserterMT::run(const RecordRange& records) {
   // The sample goes in rounds, as the serial insertion: every 64th sample record, every 8th, then
   // all. Each round fills a triangulation that already spans the area (fewer flips than a sweep).
   for (const size_t stride : {64, 8, 1}) {
-    insertSerially(records, stride * sampleStep, stride > 1, [&partitioner](size_t i) { return partitioner.isSample(i); });
+    insertSerially(records, stride * partitioner.getSampleStep(), stride > 1, [&partitioner](size_t i) { return partitioner.isSample(i); });
   }
   const std::vector<size_t> vDeferred(runChunks(records, partitioner));
   for (const size_t i : vDeferred) pLast = dt.insertVertex(records[i].pVtx, pLast);
@@ -107,7 +107,7 @@ std::vector<size_t> InserterMT::runChunks(const RecordRange& records, const Part
   std::vector<std::unique_ptr<Chunk>> vChunks;
   size_t numTotal(0);
   for (size_t c = 0; c < numChunks; ++c) {
-    vChunks.emplace_back(new Chunk(dt, vMarks[c], dt.newMark(), vStarts[c]));
+    vChunks.emplace_back(new Chunk(dt, vMarks[c], vStarts[c]));
     std::vector<TriangleRun> vRuns;
     dt.reserveTriangleRuns(2 * partitioner.numToInsert(c), vRuns);  // each insertion adds 2 triangles
     vChunks.back()->setReservedRuns(std::move(vRuns));
