@@ -113,17 +113,22 @@ std::vector<size_t> InserterMT::runChunks(const RecordRange& records, const Part
     vChunks.back()->setReservedRuns(std::move(vRuns));
     numTotal += partitioner.numToInsert(c);
   }
+  // More threads than the machine runs at once would only take turns: each thread runs every
+  // numWorkers-th chunk, one after the other. Only the calling thread publishes progress.
+  const size_t numWorkers(std::min<size_t>(numChunks, std::max(1u, std::thread::hardware_concurrency())));
   std::atomic<size_t> numDone(0);
   std::vector<std::exception_ptr> vErrors(numChunks);
-  const auto work = [&](size_t c) {
-    try {
-      vChunks[c]->run(records, partitioner, c, vAnchors, numDone, numTotal, c == 0 ? &dt.publisher : nullptr);
-    } catch (...) {
-      vErrors[c] = std::current_exception();
+  const auto work = [&](size_t w) {
+    for (size_t c = w; c < numChunks; c += numWorkers) {
+      try {
+        vChunks[c]->run(records, partitioner, c, vAnchors, numDone, numTotal, w == 0 ? &dt.publisher : nullptr);
+      } catch (...) {
+        vErrors[c] = std::current_exception();
+      }
     }
   };
   std::vector<std::thread> vThreads;
-  for (size_t c = 1; c < numChunks; ++c) vThreads.emplace_back(work, c);
+  for (size_t w = 1; w < numWorkers; ++w) vThreads.emplace_back(work, w);
   work(0);
   for (std::thread& t : vThreads) t.join();
   std::vector<size_t> vDeferred;
