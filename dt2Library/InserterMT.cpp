@@ -79,7 +79,8 @@ std::vector<Triangle2*> InserterMT::findAnchors(const RecordRange& records, cons
   std::vector<Triangle2*> vAnchors(partitioner.sampleSlot(records.size()) + 1, nullptr);
   std::vector<Triangle2*> vStar;
   for (size_t c = 0; c < partitioner.numChunks(); ++c) {
-    for (size_t i = partitioner.chunkBegin(c); i < partitioner.chunkEnd(c); ++i) {
+    const size_t step(partitioner.getSampleStep());
+    for (size_t i = partitioner.firstSampleCandidate(c); i < partitioner.chunkEnd(c); i += step) {
       if (!partitioner.isSample(i) || !records[i].bActive) continue;
       // Away from the borders of the regions the vertex's own link is the chunk's: no star to scan.
       Triangle2* pIncident(records[i].pVtx->getIncidentTriangle());

@@ -26,10 +26,8 @@ Partitioner::Partitioner(const RecordRange& records_, size_t numChunks, size_t s
   }
   vBegin.push_back(n);
   for (size_t c = 0; c < numChunks; ++c) {
-    // Only multiples of the step can be sample records.
     size_t numSamples(0);
-    const size_t firstMultiple((chunkBegin(c) + sampleStep - 1) / sampleStep * sampleStep);
-    for (size_t i = firstMultiple; i < chunkEnd(c); i += sampleStep) numSamples += isSample(i);
+    for (size_t i = firstSampleCandidate(c); i < chunkEnd(c); i += sampleStep) numSamples += isSample(i);
     vNumToInsert.push_back(chunkEnd(c) - chunkBegin(c) - numSamples);
   }
 }

@@ -48,6 +48,8 @@ class Partitioner {
   size_t chunkEnd(size_t c) const { return vBegin[c + 1]; }
   /// The step of the sample (a power of two).
   size_t getSampleStep() const { return sampleStep; }
+  /// The first record of chunk c that can be a sample record: only multiples of the step can.
+  size_t firstSampleCandidate(size_t c) const { return (chunkBegin(c) + sampleStep - 1) & ~(sampleStep - 1); }
   bool isSample(size_t i) const { return (i & (sampleStep - 1)) == 0 && (i == 0 || records[i - 1].key != records[i].key); }
   /// The slot of the sample record at or before record i: i / sampleStep (that record, index
   /// slot * sampleStep, is a sample record unless it repeats its predecessor's key).
