@@ -24,7 +24,10 @@ namespace KORA_ZARN2D {
 /// back in reverse order, which restores every triangle exactly, and the point is deferred to the
 /// serial insertion that follows. So every insertion is a complete Delaunay insertion, the chunks'
 /// work commutes (disjoint data), and the triangulation is exactly Delaunay after the chunks, as
-/// after serial insertion. A chunk never waits.
+/// after serial insertion. A chunk never waits. The one datum two chunks may both write is the
+/// triangle pointer of a vertex on the border of their regions: each writes a triangle of its own
+/// that holds the vertex (and rewrites it whenever that triangle loses the vertex), so whichever
+/// write comes last leaves a valid pointer.
 /// (Aligned to a cache line: the workers write their own chunk's scratch at every point.)
 class alignas(64) Chunk {
  public:
