@@ -52,7 +52,8 @@ void Chunk::run(const RecordRange& records, const Partitioner& partitioner, size
     size_t deferredKey(SIZE_MAX);
     for (size_t i = begin; i < end; i += stride) {
       const IdxVtx rec(records[i]);
-      if (!isPendingRecord(rec) || partitioner.isSample(i) || roundOf(records, begin, i) != round) continue;
+      // A sample vertex may be on the border of two regions: its triangle pointer is not even read.
+      if (partitioner.isSample(i) || !isPendingRecord(rec) || roundOf(records, begin, i) != round) continue;
       if (insertOrDefer(i, rec.pVtx, rec.key == deferredKey)) deferredKey = rec.key;
       if (++numSinceReport == kProgressInterval) {
         const size_t done(numDone.fetch_add(numSinceReport, std::memory_order_relaxed) + numSinceReport);

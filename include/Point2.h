@@ -46,7 +46,14 @@ class ZARN2D_EXPORT Point2 {
   void setCustomIndex(int index) { customIndex = index; }
 
   /// One triangle incident to this vertex, or null when the point is not (yet) a vertex of a triangle.
-  Triangle2* getIncidentTriangle() const { return pAssociatedTriangle; }
+  /// A relaxed atomic load (a plain load on common hardware), as the store below.
+  Triangle2* getIncidentTriangle() const {
+#if defined(__GNUC__)
+    return __atomic_load_n(&pAssociatedTriangle, __ATOMIC_RELAXED);
+#else
+    return pAssociatedTriangle;
+#endif
+  }
   /// Maintained by the triangulation; a host program never needs to call this. A relaxed atomic
   /// store (a plain store on common hardware): the workers of a parallel bulk insertion may both
   /// write a vertex on the border of their regions, each a triangle that holds it.
