@@ -82,28 +82,6 @@ Point2* Dt2::createVertex(const Point2& p) {
   return pVtx;
 }
 
-Triangle2* Dt2::takeTriangle() {
-  if (vReleasedTriangles.empty()) {
-    ++numAllTriangles;
-    return new (trianglePool.alloc()) Triangle2();
-  }
-  Triangle2* pT(vReleasedTriangles.back());
-  vReleasedTriangles.pop_back();
-  return pT;
-}
-
-Triangle2* Dt2::newTriangle(InsertionScratch& scratch) {
-  if (scratch.ownMark == 0) return takeTriangle();
-  if (scratch.run.pBegin == scratch.run.pEnd) {
-    ZARN_ASSERT(!scratch.vRuns.empty());
-    scratch.run = scratch.vRuns.back();
-    scratch.vRuns.pop_back();
-  }
-  Triangle2* pT(new (scratch.run.pBegin++) Triangle2());
-  pT->setMark(scratch.ownMark);
-  return pT;
-}
-
 Triangle2* Dt2::createTriangle(Point2* p0, Point2* p1, Point2* p2) {
   Triangle2* pT(takeTriangle());
   pT->setPropertiesAndOppT(p0, p1, p2, nullptr, nullptr, nullptr);

@@ -310,8 +310,26 @@ class Dt2 {
   friend class Chunk;
   /// Storage for a new triangle: the released stack or the pool (the serial scratch), else the
   /// scratch's reserved runs with the scratch's mark. Corners and neighbours are set by the caller.
-  Triangle2* newTriangle(InsertionScratch& scratch);
-  Triangle2* takeTriangle();
+  Triangle2* newTriangle(InsertionScratch& scratch) {
+    if (scratch.ownMark == 0) return takeTriangle();
+    if (scratch.run.pBegin == scratch.run.pEnd) {
+      ZARN_ASSERT(!scratch.vRuns.empty());
+      scratch.run = scratch.vRuns.back();
+      scratch.vRuns.pop_back();
+    }
+    Triangle2* pT(new (scratch.run.pBegin++) Triangle2());
+    pT->setMark(scratch.ownMark);
+    return pT;
+  }
+  Triangle2* takeTriangle() {
+    if (vReleasedTriangles.empty()) {
+      ++numAllTriangles;
+      return new (trianglePool.alloc()) Triangle2();
+    }
+    Triangle2* pT(vReleasedTriangles.back());
+    vReleasedTriangles.pop_back();
+    return pT;
+  }
   /// Records pVtx as a duplicate of the corner of pT at its position (where its walk ended).
   /// Reads only pT; safe from a parallel worker.
   void registerDuplicate(Point2* pVtx, const Triangle2* pT);
