@@ -15,12 +15,11 @@
 using namespace KORA_ZARN2D;
 using namespace cdttest;
 using zarn_test::captureStdout;
+using zarn_test::warned;
 
 namespace {
 
 const char* const kGivingUp = "Double precision arithmetic does not allow to split a segment further, giving up. Incorrect result!";
-
-std::string warningOutput(const std::string& where, const std::string& msg) { return "\n" + dt2test::warningLine(where, msg) + "\n\n"; }
 
 class ConstraintInsertion : public ::testing::TestWithParam<ConstraintInsertionStrategy> {};
 INSTANTIATE_TEST_SUITE_P(BothStrategies, ConstraintInsertion, ::testing::Values(CIS_CONSTRAINED_DELAUNAY, CIS_CONFORMING_DELAUNAY),
@@ -107,7 +106,7 @@ TEST(SegmentTracing, DrapeFromAVertexOrFromAHullEdgeInwards) {
 // ----- Messages ----------------------------------------------------------------------------------
 
 TEST(ConstraintMessages, CollinearPointsEmptyListsAndNonFiniteSegments) {
-  const std::string notYet(warningOutput("Zarn2D::applyConstraintsAndZones()", "The triangulation is not 2D yet, can't apply the constraints"));
+  const std::string notYet(warned("Zarn2D::applyConstraintsAndZones()", "The triangulation is not 2D yet, can't apply the constraints"));
   Zarn_2D line;
   for (int i = 0; i < 5; ++i) line.insert(Point2(i, -i));
   create(line, {Segment2(Point2(0, 0), Point2(4, -4))}, CIS_CONSTRAINED_DELAUNAY);
@@ -123,13 +122,13 @@ TEST(ConstraintMessages, CollinearPointsEmptyListsAndNonFiniteSegments) {
   dt.insert(vPoints);
   ConstraintGraph2* pGraph(reinterpret_cast<ConstraintGraph2*>(&dt));
   EXPECT_EQ(create(dt, {}, CIS_CONSTRAINED_DELAUNAY, &pGraph),
-            warningOutput("Zarn_2D::createConstraint()", "You have not supplied any segments. Returning NULL!"));
+            warned("Zarn_2D::createConstraint()", "You have not supplied any segments. Returning NULL!"));
   EXPECT_EQ(pGraph, nullptr);
   const std::vector<Segment2> vValid{Segment2(Point2(0.1, 0.1), Point2(0.9, 0.8)), Segment2(Point2(0.1, 0.9), Point2(0.8, 0.2))};
   EXPECT_EQ(create(dt, {Segment2(Point2(nan, 0.5), Point2(0.5, 0.5)), vValid[0], Segment2(Point2(0.2, 0.3), Point2(0.4, inf)), vValid[1],
                         Segment2(Point2(-inf, -inf), Point2(0.3, 0.3))},
                    CIS_CONSTRAINED_DELAUNAY, &pGraph),
-            warningOutput("Dt2::createConstraint(..)", "3 segment(s) with a non-finite coordinate skipped"));
+            warned("Dt2::createConstraint(..)", "3 segment(s) with a non-finite coordinate skipped"));
   ASSERT_TRUE(validCdt(dt, vPoints, vValid));
   std::vector<ConstraintSegment2*> vOriginals;
   pGraph->getOriginalConstraintSegments(vOriginals);
