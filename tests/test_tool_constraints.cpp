@@ -109,13 +109,4 @@ TEST_F(ToolConstraints, DemoConstraintsAreValidDrawnAndSurviveRemoval) {
   EXPECT_GT(svg.rfind("<line "), svg.rfind("<polygon "));
 }
 
-// --zone on a ring with a hole (its other zones are runs of the tool's table): the OBJ file holds
-// the zone's triangles only.
-TEST_F(ToolConstraints, ZoneOfARingWithAHoleIsWritten) {
-  const zarn_test::ToolResult r(run("--segments " + std::string(ZARN_TEST_INPUTS) + "/tool_runs/rings.txt --zone outside --obj zone.obj"));
-  ASSERT_EQ(r.exitCode, 0) << r.err;
-  const std::string obj(read("zone.obj"));
-  EXPECT_EQ(std::count(obj.begin(), obj.end(), 'f'), 2) << obj;
-}
-
 }  // namespace
