@@ -1,7 +1,6 @@
 // Inserting constraint segments with the constrained and the conforming strategy: exact crossings
-// on a grid (in one call, in several, one per segment in both orders) and at extreme scales,
-// segments draped from a vertex or a hull edge, the messages, and the frozen regression inputs of
-// tests/inputs. Every mutation is followed by the library's validity check and the exact oracle of
+// on a grid (in one call, in several, one per segment in both orders) and at extreme scales, the
+// messages, and the frozen regression inputs of tests/inputs. Every mutation is followed by the library's validity check and the exact oracle of
 // cdt_test_support.h; the seeded adversarial families live in test_adversarial.cpp.
 #include <gtest/gtest.h>
 
@@ -87,20 +86,6 @@ TEST(ConstrainedInsertion, CrossingVertexIsTheRoundedExactIntersection) {
     EXPECT_NE(vertexAt(dt, want.x(), want.y()), nullptr) << i;
     EXPECT_EQ(dt.numberOfPoints(), 5u) << i;
   }
-}
-
-// A square with its centre, four triangles. Segments from a vertex that end inside the first
-// triangle or on its far edge, and from inside a hull edge inwards (ending inside, or through the
-// centre): each is draped as itself, the last one in two pieces at the centre.
-TEST(SegmentTracing, DrapeFromAVertexOrFromAHullEdgeInwards) {
-  Zarn_2D dt;
-  dt.insert(std::vector<Point2>{Point2(0, 0), Point2(4, 0), Point2(4, 4), Point2(0, 4), Point2(2, 2)});
-  std::vector<Segment2> vIn{Segment2(Point2(0, 0), Point2(2, 1)), Segment2(Point2(0, 0), Point2(3, 1)), Segment2(Point2(2, 0), Point2(2, 1)),
-                            Segment2(Point2(2, 0), Point2(2, 3))};
-  std::vector<Segment2> vOut, vWant(vIn.begin(), vIn.end() - 1);
-  vWant.insert(vWant.end(), {Segment2(Point2(2, 0), Point2(2, 2)), Segment2(Point2(2, 2), Point2(2, 3))});
-  EXPECT_TRUE(dt.drape(vIn, vOut));
-  EXPECT_EQ(vOut, vWant);
 }
 
 // ----- Messages ----------------------------------------------------------------------------------

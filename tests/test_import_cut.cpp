@@ -89,6 +89,10 @@ TEST(CutTriangles, GridSegmentsDrapeThenCut) {
       {Segment2(Point2(-1, 1), Point2(1, -1)), false, Point2(0, 0), Point2(0, 0), 0},    // touches a corner
       {Segment2(Point2(-1, -1), Point2(0, 0)), false, Point2(0, 0), Point2(0, 0), 0},    // ends at a corner
       {Segment2(Point2(-2, 4), Point2(3, 4)), false, Point2(0, 4), Point2(3, 4), 3},     // on the hull's line
+      {Segment2(Point2(1, 1), Point2(1.75, 1.25)), true, Point2(1, 1), Point2(1.75, 1.25), 1},  // from a vertex into a triangle
+      {Segment2(Point2(0.5, 0), Point2(0.75, 3.5)), true, Point2(0.5, 0), Point2(0.75, 3.5), 0},  // from inside edges across them
+      {Segment2(Point2(1.5, 1), Point2(1.25, 3.5)), true, Point2(1.5, 1), Point2(1.25, 3.5), 0},
+      {Segment2(Point2(2.5, 2), Point2(2.25, 0.5)), true, Point2(2.5, 2), Point2(2.25, 0.5), 0},
   };
   for (const auto& c : aCases) {
     for (const double scale : {1.0, 0x1p-600, 0x1p600}) {
