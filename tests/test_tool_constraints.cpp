@@ -1,6 +1,6 @@
 // The zarn2d tool with constraint segments, run as a separate process: the counts it prints are
 // compared with the library called directly on the same input (both strategies, one or two graphs,
-// with and without points), the pieces it writes, the demo constraints, and zones.
+// with and without points), the pieces it writes and the demo constraints.
 #include <gtest/gtest.h>
 
 #include <array>
