@@ -231,7 +231,7 @@ TEST(ImportTriangles, ImportedTrianglesReappearExactly) {
   }
 }
 
-// Before the triangulation is 2D nothing is cut; bad segments and triangles are skipped with a
+// Before the triangulation is 2D nothing is cut or draped; bad segments and triangles are skipped with a
 // count, a point count that is no multiple of 3 imports nothing, and the triangulation stays as it
 // was; overlapping imported triangles give the zone of their union.
 TEST(ImportTriangles, BadInputIsReported) {
@@ -242,6 +242,7 @@ TEST(ImportTriangles, BadInputIsReported) {
   EXPECT_EQ(0u, dt.numberOfPoints());
   std::vector<Segment2> vNone, vOut;
   EXPECT_TRUE(dt.drape(vNone, vOut));
+  EXPECT_EQ(captureStdout([&] { EXPECT_FALSE(dt.drape(vCuts, vOut)); }), warned("Dt2::drape()", "The triangulation is not 2D yet, nothing to drape on"));
   dt.insert(dt2test::gridPoints(5, 5));
   const std::vector<TriangleKey> vBefore(triangleSignature(dt));
   vCuts.assign(1, Segment2(Point2(2, 2), Point2(2, 2)));
