@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "Dt2.h"
@@ -18,18 +19,18 @@ namespace KORA_ZARN2D {
 /// Ownership: the triangles that carry the chunk's mark are its own, and the new triangles it
 /// creates get that mark. A chunk reads the corners and links only of its own triangles (of other
 /// triangles only the mark, which does not change while the chunks run) and writes only its own.
-/// A point is inserted only when its walk, its conflict zone (the triangles whose circumcircle
-/// holds it) and the triangles around that zone are all the chunk's; otherwise nothing is changed
-/// and the point is deferred to the serial insertion that follows. So every insertion is a
-/// complete Delaunay insertion, the chunks' work commutes (disjoint data), and the triangulation
-/// is exactly Delaunay after the chunks, as after serial insertion. A chunk never waits.
+/// A point goes in as in the serial insertion, a split and Lawson's flips, as long as every
+/// triangle these read or relink is the chunk's; when one is not, the flips and the split are taken
+/// back in reverse order, which restores every triangle exactly, and the point is deferred to the
+/// serial insertion that follows. So every insertion is a complete Delaunay insertion, the chunks'
+/// work commutes (disjoint data), and the triangulation is exactly Delaunay after the chunks, as
+/// after serial insertion. A chunk never waits.
 /// (Aligned to a cache line: the workers write their own chunk's scratch at every point.)
 class alignas(64) Chunk {
  public:
   /// A chunk owning the triangles marked ownMark (non-zero), starting its walks at pStart (one of
-  /// them, or null when it owns none), with the triangulation's predicate range. zoneMark, a mark
-  /// no triangle carries, is what its conflict zones carry while a point goes in.
-  Chunk(Dt2& dt, uint32_t ownMark, uint32_t zoneMark, Triangle2* pStart);
+  /// them, or null when it owns none), with the triangulation's predicate range.
+  Chunk(Dt2& dt, uint32_t ownMark, Triangle2* pStart);
   Chunk(const Chunk&) = delete;
   Chunk& operator=(const Chunk&) = delete;
 
@@ -40,7 +41,7 @@ class alignas(64) Chunk {
   /// insertion ended is tried again from there. Adds the number of records handled to
   /// numDone every few thousand records; when pPublisher is given (the calling thread's chunk), also
   /// publishes numDone / numTotal as progress. Cost: that of serial insertion plus a mark compare
-  /// per step.
+  /// per step and per flip.
   void run(const RecordRange& records, const Partitioner& partitioner, size_t c, const std::vector<Triangle2*>& vAnchors,
            std::atomic<size_t>& numDone, size_t numTotal, ProgressPublisher* pPublisher);
 
@@ -63,28 +64,26 @@ class alignas(64) Chunk {
   /// The walk from pStart (LOC_BLOCKED when pStart is null or not this chunk's); pT receives the
   /// triangle where it ended.
   int walkFrom(Triangle2* pStart, const Point2& p, Triangle2*& pT, int& edgeIdx);
-  /// True when the conflict zone of p (located in pT, on its edge edgeIdx when >= 0) and all
-  /// triangles around it are this chunk's: then the insertion changes nothing else, and the zone
-  /// stays marked zoneMark for flipThroughZone. Otherwise the zone is given back unchanged.
-  bool ownsConflictZone(Triangle2* pT, int edgeIdx, const Point2& p);
-  /// Adds pT (this chunk's) to the zone, marked, when none of its neighbours is another chunk's;
-  /// false otherwise.
-  bool joinZone(Triangle2* pT);
-  /// Gives the zone's triangles back their own mark.
-  void releaseZone();
-  /// releaseZone, for a point that must be deferred: returns false.
-  bool abandonZone();
-  /// The flips of the insertion whose split pushed the scratch's flip stack, decided by the zone
-  /// mark that ownsConflictZone set; then releases the zone.
-  void flipThroughZone();
+  /// True when every neighbour of pT is this chunk's (or the hull).
+  bool ownsNeighbours(const Triangle2* pT) const;
+  /// Splits pT (on its edge edgeIdx when >= 0) at pVtx and flips as the serial insertion does,
+  /// unless a triangle to read or relink is another chunk's: then takes all of it back. True when
+  /// inserted.
+  bool splitAndLegalize(Triangle2* pT, int edgeIdx, Point2* pVtx);
+  /// Lawson's flips from the scratch's flip stack while the triangles they test and relink are
+  /// this chunk's: false (the stack emptied) at the first that is not. Every flip is journalled.
+  bool legalizeOwned(const Point2& p);
+  /// Empties the flip stack: returns false.
+  bool abandonFlips();
+  /// Takes back the journalled flips, last first.
+  void undoFlips();
 
   Dt2& dt;
   KoraTest kora;
   InsertionScratch scratch;
   Triangle2* pLast;
   std::vector<size_t> vDeferred;
-  uint32_t zoneMark;
-  std::vector<Triangle2*> vZone;  // scratch of ownsConflictZone: the zone
+  std::vector<std::pair<Triangle2*, int>> vJournal;  // the flips of the point going in: pT and neighIdx
 };
 
 }  // namespace KORA_ZARN2D

@@ -278,9 +278,8 @@ Triangle2* Dt2::insertVertex(Point2* pVtx, Triangle2* pStart, bool bDeferDuplica
       splitEdgeAndConstraint(pT, edgeIdx, pVtx);
     }
   } else {
-    static thread_local std::vector<std::pair<Triangle2*, int>> vHullEdges;
-    collectVisibleHullEdges(pT, loc, *pVtx, vHullEdges);
-    attachOutsideHull(vHullEdges, pVtx);
+    collectVisibleHullEdges(pT, loc, *pVtx, serialScratch.vHullEdges);
+    attachOutsideHull(serialScratch.vHullEdges, pVtx);
   }
   legalize(pVtx);
   return pVtx->getIncidentTriangle();

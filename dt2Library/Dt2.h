@@ -66,7 +66,17 @@ struct InsertionScratch {
   std::vector<Triangle2*> vFlipStack;
   TriangleRun run{nullptr, nullptr};  // the run new triangles come from
   std::vector<TriangleRun> vRuns;     // the runs after it
+  std::vector<std::pair<Triangle2*, int>> vHullEdges;  // the hull edges a point outside sees
   uint32_t ownMark = 0;
+
+  /// Returns pT, the triangle taken last from the runs and not yet given back, to them.
+  void giveBack(Triangle2* pT) {
+    if (pT + 1 != run.pBegin) {
+      if (run.pBegin != run.pEnd) vRuns.push_back(run);
+      run = TriangleRun{pT + 1, pT + 1};
+    }
+    run.pBegin = pT;
+  }
 };
 
 /// The Delaunay triangulation of a point set. It always covers exactly the convex hull of its
@@ -430,6 +440,12 @@ class Dt2 {
   void splitEdge(Triangle2* pT, int edgeIdx, Point2* pVtx, InsertionScratch& scratch);
   void attachOutsideHull(const std::vector<std::pair<Triangle2*, int>>& vHullEdges, Point2* pVtx);
   static void flip(Triangle2* pT, int vIdx, Triangle2* pNeigh, int neighIdx);
+  // The inverses, for an insertion that is taken back: each restores the triangles exactly as they
+  // were (corner order included) from the state its operation left, and points the corners that
+  // left a triangle at one that holds them. The triangles the splits added are not released.
+  static void unflip(Triangle2* pT, Triangle2* pNeigh, int neighIdx);
+  static void unsplitTriangle(Triangle2* pT);
+  static void unsplitEdge(Triangle2* pT, int edgeIdx, Triangle2* pN, int neighIdx);
   /// Makes pT's neighbour i and pOther's neighbour j point at each other (pOther may be null).
   static void linkNeighbours(Triangle2* pT, int i, Triangle2* pOther, int j);
   static void setNeighbours(Triangle2* pT, Triangle2* pN0, Triangle2* pN1, Triangle2* pN2);

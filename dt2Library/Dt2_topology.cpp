@@ -121,6 +121,82 @@ void Dt2::flip(Triangle2* pT, int vIdx, Triangle2* pNeigh, int neighIdx) {
   replaceNeighbour(tb, pT, pNeigh);
 }
 
+namespace {
+// Sets pT's corners and neighbours with the first of each at index k (the others follow).
+void setRotated(Triangle2* pT, int k, Point2* p0, Point2* p1, Point2* p2, Triangle2* t0, Triangle2* t1, Triangle2* t2) {
+  Point2* aCorners[3];
+  Triangle2* aNeighbours[3];
+  aCorners[k] = p0;
+  aCorners[incIndexBy1(k)] = p1;
+  aCorners[incIndexBy2(k)] = p2;
+  aNeighbours[k] = t0;
+  aNeighbours[incIndexBy1(k)] = t1;
+  aNeighbours[incIndexBy2(k)] = t2;
+  pT->setCornersAndNeighbours(aCorners[0], aCorners[1], aCorners[2], aNeighbours[0], aNeighbours[1], aNeighbours[2]);
+}
+}  // namespace
+
+// pT = (v, a, d) and pNeigh = (v, d, b), as flip(pT, 0, pNeigh, neighIdx) left them, become
+// pT = (v, a, b) and pNeigh = (d, b, a) with d at neighIdx again. v (now in pT alone) and d (now in
+// pNeigh alone) point at the triangle that keeps them.
+void Dt2::unflip(Triangle2* pT, Triangle2* pNeigh, int neighIdx) {
+  Point2* v(pT->getCorner(0));
+  Point2* a(pT->getCorner(1));
+  Point2* d(pT->getCorner(2));
+  Point2* b(pNeigh->getCorner(2));
+  Triangle2* na(pT->getOppositeTriangle(0));
+  Triangle2* ta(pT->getOppositeTriangle(2));
+  Triangle2* nb(pNeigh->getOppositeTriangle(0));
+  Triangle2* tb(pNeigh->getOppositeTriangle(1));
+  pT->setCornersAndNeighbours(v, a, b, pNeigh, tb, ta);
+  setRotated(pNeigh, neighIdx, d, b, a, pT, na, nb);
+  v->setIncidentTriangle(pT);
+  d->setIncidentTriangle(pNeigh);
+  replaceNeighbour(na, pT, pNeigh);
+  replaceNeighbour(tb, pNeigh, pT);
+}
+
+// pT = (v, b, c), t1 = (v, c, a), t2 = (v, a, b), as splitTriangle left them, become
+// pT = (a, b, c) with its former neighbours; t1 and t2 are left out of the triangulation. a, b
+// and c point at pT.
+void Dt2::unsplitTriangle(Triangle2* pT) {
+  Triangle2* t1(pT->getOppositeTriangle(1));
+  Triangle2* t2(pT->getOppositeTriangle(2));
+  Point2* a(t1->getCorner(2));
+  Point2* b(pT->getCorner(1));
+  Point2* c(pT->getCorner(2));
+  Triangle2* nb(t1->getOppositeTriangle(0));
+  Triangle2* nc(t2->getOppositeTriangle(0));
+  pT->setCornersAndNeighbours(a, b, c, pT->getOppositeTriangle(0), nb, nc);
+  replaceNeighbour(nb, t1, pT);
+  replaceNeighbour(nc, t2, pT);
+  a->setIncidentTriangle(pT);
+  b->setIncidentTriangle(pT);
+  c->setIncidentTriangle(pT);
+}
+
+// pT = (v, p, a), t2 = (v, b, p), pN = (v, a, d), t4 = (v, d, b), as splitEdge(pT, edgeIdx) left
+// them, become pT = (p, a, b) with p at edgeIdx and pN = (d, b, a) with d at neighIdx; t2 and t4 are
+// left out of the triangulation. p, a and b point at pT, d at pN.
+void Dt2::unsplitEdge(Triangle2* pT, int edgeIdx, Triangle2* pN, int neighIdx) {
+  Triangle2* t2(pT->getOppositeTriangle(2));
+  Triangle2* t4(pN->getOppositeTriangle(1));
+  Point2* p(pT->getCorner(1));
+  Point2* a(pT->getCorner(2));
+  Point2* b(t2->getCorner(1));
+  Point2* d(pN->getCorner(2));
+  Triangle2* nbp(t2->getOppositeTriangle(0));
+  Triangle2* ndb(t4->getOppositeTriangle(0));
+  setRotated(pT, edgeIdx, p, a, b, pN, nbp, pT->getOppositeTriangle(0));
+  setRotated(pN, neighIdx, d, b, a, pT, pN->getOppositeTriangle(0), ndb);
+  replaceNeighbour(nbp, t2, pT);
+  replaceNeighbour(ndb, t4, pN);
+  p->setIncidentTriangle(pT);
+  a->setIncidentTriangle(pT);
+  b->setIncidentTriangle(pT);
+  d->setIncidentTriangle(pN);
+}
+
 void Dt2::flipEdge(Triangle2* pT, int i) {
   Triangle2* pNeigh(pT->getOppositeTriangle(i));
   flip(pT, i, pNeigh, pNeigh->getIntraTriangleIndex(pT));

@@ -47,7 +47,7 @@ size_t InserterMT::run(const RecordRange& records) {
   // The sample goes in rounds, as the serial insertion: every 64th sample record, every 8th, then
   // all. Each round fills a triangulation that already spans the area (fewer flips than a sweep).
   for (const size_t stride : {64, 8, 1}) {
-    insertSerially(records, stride * sampleStep, stride > 1, [&partitioner](size_t i) { return partitioner.isSample(i); });
+    insertSerially(records, stride * partitioner.getSampleStep(), stride > 1, [&partitioner](size_t i) { return partitioner.isSample(i); });
   }
   const std::vector<size_t> vDeferred(runChunks(records, partitioner));
   for (const size_t i : vDeferred) pLast = dt.insertVertex(records[i].pVtx, pLast);
@@ -107,23 +107,28 @@ std::vector<size_t> InserterMT::runChunks(const RecordRange& records, const Part
   std::vector<std::unique_ptr<Chunk>> vChunks;
   size_t numTotal(0);
   for (size_t c = 0; c < numChunks; ++c) {
-    vChunks.emplace_back(new Chunk(dt, vMarks[c], dt.newMark(), vStarts[c]));
+    vChunks.emplace_back(new Chunk(dt, vMarks[c], vStarts[c]));
     std::vector<TriangleRun> vRuns;
     dt.reserveTriangleRuns(2 * partitioner.numToInsert(c), vRuns);  // each insertion adds 2 triangles
     vChunks.back()->setReservedRuns(std::move(vRuns));
     numTotal += partitioner.numToInsert(c);
   }
+  // More threads than the machine runs at once would only take turns: each thread runs every
+  // numWorkers-th chunk, one after the other. Only the calling thread publishes progress.
+  const size_t numWorkers(std::min<size_t>(numChunks, std::max(1u, std::thread::hardware_concurrency())));
   std::atomic<size_t> numDone(0);
   std::vector<std::exception_ptr> vErrors(numChunks);
-  const auto work = [&](size_t c) {
-    try {
-      vChunks[c]->run(records, partitioner, c, vAnchors, numDone, numTotal, c == 0 ? &dt.publisher : nullptr);
-    } catch (...) {
-      vErrors[c] = std::current_exception();
+  const auto work = [&](size_t w) {
+    for (size_t c = w; c < numChunks; c += numWorkers) {
+      try {
+        vChunks[c]->run(records, partitioner, c, vAnchors, numDone, numTotal, w == 0 ? &dt.publisher : nullptr);
+      } catch (...) {
+        vErrors[c] = std::current_exception();
+      }
     }
   };
   std::vector<std::thread> vThreads;
-  for (size_t c = 1; c < numChunks; ++c) vThreads.emplace_back(work, c);
+  for (size_t w = 1; w < numWorkers; ++w) vThreads.emplace_back(work, w);
   work(0);
   for (std::thread& t : vThreads) t.join();
   std::vector<size_t> vDeferred;

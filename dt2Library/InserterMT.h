@@ -16,8 +16,8 @@ class Triangle2;
 /// 1. a coarse sample (every few records in key order) is inserted serially;
 /// 2. the other records are cut into contiguous key ranges (Partitioner); each triangle of the
 ///    coarse triangulation is given to the range holding the key of its centroid (a triangle
-///    mark per range), and each range is inserted by its own worker (Chunk), on its own thread
-///    with its own predicates, scratch and reserved triangle storage, through complete Delaunay
+///    mark per range), and each range is inserted by its own worker (Chunk), on a thread of its
+///    own when the machine has a core for it, with its own predicates, scratch and reserved triangle storage, through complete Delaunay
 ///    insertions that touch only its own triangles;
 /// 3. the points a worker had to leave (their insertion would touch another's triangles: near the
 ///    borders of the regions, a few percent) are inserted serially.
@@ -26,7 +26,8 @@ class Triangle2;
 /// under the vertex store's mutex.
 class InserterMT {
  public:
-  /// An inserter into dt using numThreads threads (the calling thread is one of them).
+  /// An inserter into dt cutting the points into numThreads ranges, inserted by as many threads as
+  /// the machine runs at once (the calling thread is one of them).
   InserterMT(Dt2& dt, int numThreads);
   InserterMT(const InserterMT&) = delete;
   InserterMT& operator=(const InserterMT&) = delete;
@@ -50,7 +51,7 @@ class InserterMT {
   /// record, or null.
   std::vector<Triangle2*> findAnchors(const RecordRange& records, const Partitioner& partitioner,
                                       const std::vector<uint32_t>& vMarks);
-  /// Runs the chunks, one per thread, and returns the record indices of the vertices they
+  /// Runs the chunks on at most as many threads as the machine runs at once, and returns the record indices of the vertices they
   /// deferred, in increasing order.
   std::vector<size_t> runChunks(const RecordRange& records, const Partitioner& partitioner);
 

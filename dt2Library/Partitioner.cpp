@@ -5,8 +5,16 @@
 
 namespace KORA_ZARN2D {
 
+namespace {
+unsigned floorLog2(size_t x) {
+  unsigned log(0);
+  while ((x >> log) > 1) ++log;
+  return log;
+}
+}  // namespace
+
 Partitioner::Partitioner(const RecordRange& records_, size_t numChunks, size_t sampleStep_)
-    : records(records_), sampleStep(std::max<size_t>(1, sampleStep_)) {
+    : records(records_), sampleShift(floorLog2(std::max<size_t>(1, sampleStep_))), sampleStep(size_t(1) << sampleShift) {
   numChunks = std::max<size_t>(1, numChunks);
   const size_t n(records.size());
   vBegin.push_back(0);

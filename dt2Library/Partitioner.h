@@ -38,20 +38,22 @@ inline bool isPendingRecord(const IdxVtx& rec) { return rec.bActive && rec.pVtx-
 /// per key lookup. Reads the records in place: they must outlive it.
 class Partitioner {
  public:
-  /// vRecords must be sorted by key; numChunks and sampleStep count as at least 1. With more
-  /// chunks than records some chunks are empty.
+  /// vRecords must be sorted by key; numChunks counts as at least 1, sampleStep is rounded down to
+  /// a power of two (at least 1). With more chunks than records some chunks are empty.
   Partitioner(const RecordRange& records, size_t numChunks, size_t sampleStep);
 
   size_t numChunks() const { return vBegin.size() - 1; }
   /// Record range [chunkBegin(c), chunkEnd(c)) of chunk c; sample records inside it are skipped.
   size_t chunkBegin(size_t c) const { return vBegin[c]; }
   size_t chunkEnd(size_t c) const { return vBegin[c + 1]; }
-  bool isSample(size_t i) const { return i % sampleStep == 0 && (i == 0 || records[i - 1].key != records[i].key); }
+  /// The step of the sample (a power of two).
+  size_t getSampleStep() const { return sampleStep; }
+  bool isSample(size_t i) const { return (i & (sampleStep - 1)) == 0 && (i == 0 || records[i - 1].key != records[i].key); }
   /// The slot of the sample record at or before record i: i / sampleStep (that record, index
   /// slot * sampleStep, is a sample record unless it repeats its predecessor's key).
-  size_t sampleSlot(size_t i) const { return i / sampleStep; }
+  size_t sampleSlot(size_t i) const { return i >> sampleShift; }
   /// True when the sample slot of record i belongs to chunk c (its first record lies in c's range).
-  bool isSlotOfChunk(size_t i, size_t c) const { return sampleSlot(i) * sampleStep >= chunkBegin(c); }
+  bool isSlotOfChunk(size_t i, size_t c) const { return (sampleSlot(i) << sampleShift) >= chunkBegin(c); }
   /// Number of records of chunk c that are not in the sample.
   size_t numToInsert(size_t c) const { return vNumToInsert[c]; }
   /// The chunk whose key range holds key (keys below the first range go to chunk 0).
@@ -59,6 +61,7 @@ class Partitioner {
 
  private:
   RecordRange records;
+  unsigned sampleShift;  // log2 of the step: the tests per record are a mask and a shift
   size_t sampleStep;
   std::vector<size_t> vBegin;        // numChunks + 1 record indices
   std::vector<uint32_t> vFirstKey;   // key of the first record of chunks 1, 2, ...

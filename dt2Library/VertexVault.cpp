@@ -82,16 +82,7 @@ VertexVault::VertexVault(Dt2* pDt_)
 
 Triangle2* VertexVault::triangleOfActive(size_t idx) {
   Triangle2* pT(recordAt(idx)->getIncidentTriangle());
-  if (pT == nullptr) {
-    std::cout << "HUH BUG" << std::endl;
-    std::cout << "Address=" << static_cast<const void*>(recordAt(idx)) << std::endl;
-    std::cout << "resultIdx=" << idx << std::endl;
-    std::cout << "pVtx=" << *recordAt(idx) << std::endl;
-    for (size_t i = 0; i < size(); ++i) {
-      if (*recordAt(i) == *recordAt(idx)) std::cout << "found at index i=" << i << std::endl;
-    }
-  }
-  ZARN_ASSERT(pT!=0);
+  ZARN_ASSERT(pT != nullptr);
   return pT;
 }
 

@@ -239,10 +239,10 @@ class ZARN2D_EXPORT Zarn_2D {
   void unsubscribe(MsgType msgType, MsgBase* pMsg);
   /// Threads for bulk insertion: n > 0 sets n, 0 the hardware thread count, n < 0 one thread.
   /// Returns the count now in force. With more than one, bulk insertion of a few thousand points
-  /// or more runs on that many threads (the calling one included) and gives the same
-  /// triangulation as one thread: the same triangles for points in general position, an exact
-  /// Delaunay triangulation on cocircular points, the same handles. Counts above the machine's
-  /// cores are correct but gain nothing. Single-point insertion always runs on the caller's thread.
+  /// or more is cut into that many parts, inserted in parallel (the calling thread included), and
+  /// gives the same triangulation as one thread: the same triangles for points in general
+  /// position, an exact Delaunay triangulation on cocircular points, the same handles. Above the
+  /// machine's hardware thread count the parts share that many threads: correct, but no faster. Single-point insertion always runs on the caller's thread.
   int setNumCPU(int numCPU);
   /// Same as setNumCPU(0).
   void enableMultithreading();
