@@ -379,16 +379,21 @@ inline ::testing::AssertionResult meetsMeshBounds(const std::vector<Triangle2*>&
 
 // ----- Segments over a triangulation (cutting, draping) -------------------------------------
 
-/// True when p lies in the closed counterclockwise triangle t, or outside an edge's line by at most
-/// maxUlps units in the last place of the largest coordinate involved (rounded crossings).
-inline bool isInTriangleUpTo(const Triangle2& t, const Point2& p, double maxUlps) {
-  for (int i = 0; i < 3; ++i) {
-    const Point2& c1(*t.getCorner(incIndexBy1(i)));
-    const Point2& c2(*t.getCorner(incIndexBy2(i)));
-    if (dt2test::exactOrientation(c1, c2, p) >= 0) continue;
-    if (detail::offLineInUlpsSquared(c1, c2, p) > maxUlps * maxUlps) return false;
+/// True when p lies in the closed convex polygon given by its counterclockwise corners (exact), or
+/// outside an edge's line by at most maxUlps > 0 units in the last place of the largest coordinate
+/// involved (rounded crossings). With maxUlps 0 only the exact orientations decide: a distance in
+/// units may round to zero.
+inline bool isInConvexPolygon(const std::vector<Point2>& vCorners, const Point2& p, double maxUlps = 0.0) {
+  for (size_t i = 0; i < vCorners.size(); ++i) {
+    const Point2 &c1(vCorners[i]), &c2(vCorners[(i + 1) % vCorners.size()]);
+    const bool bBeside(maxUlps > 0.0 && detail::offLineInUlpsSquared(c1, c2, p) <= maxUlps * maxUlps);
+    if (dt2test::exactOrientation(c1, c2, p) < 0 && !bBeside) return false;
   }
   return true;
+}
+
+inline bool isInTriangleUpTo(const Triangle2& t, const Point2& p, double maxUlps) {
+  return isInConvexPolygon({*t.getCorner(0), *t.getCorner(1), *t.getCorner(2)}, p, maxUlps);
 }
 
 /// True when the closed segment a-b meets the closed triangle t (exact).
@@ -445,14 +450,6 @@ inline mpq_class exactArea(const std::vector<Triangle2*>& vTriangles) {
   return sum / 2;
 }
 
-
-/// True when p lies in the closed convex polygon given by its counterclockwise corners (exact).
-inline bool isInConvexPolygon(const std::vector<Point2>& vCorners, const Point2& p) {
-  for (size_t i = 0; i < vCorners.size(); ++i) {
-    if (dt2test::exactOrientation(vCorners[i], vCorners[(i + 1) % vCorners.size()], p) < 0) return false;
-  }
-  return true;
-}
 
 inline bool isEdge(const Zarn_2D& dt, Point2* a, Point2* b) { return dt.getAdjacentTriangle(a, b) != nullptr || dt.getAdjacentTriangle(b, a) != nullptr; }
 
