@@ -3,7 +3,7 @@
 set -euo pipefail
 packages=(cmake g++ make pkg-config libgmp-dev libgtest-dev libbenchmark-dev
           python3-dev pybind11-dev python3-numpy python3-pytest python3-scipy)
-[ "${ZARN_WITH_BROWSER:-0}" = 1 ] && packages+=(chromium)
+[ "${ZARN_WITH_BROWSER:-0}" = 1 ] && packages+=(chromium python3-pil)
 [ "${ZARN_WITH_FUZZERS:-0}" = 1 ] && packages+=(clang libclang-rt-dev)  # libFuzzer (scripts/fuzz.sh)
 missing=()
 for p in "${packages[@]}"; do

@@ -166,6 +166,29 @@ inline void checkNoCrossings(std::vector<ConstraintSegment2*> vAlive, dt2test::d
   }
 }
 
+}  // namespace detail
+
+/// Checks that vChain runs along the user segment a-b from first to last: every point within
+/// maxUlps of its line, strictly advancing, starting at first and ending at last.
+inline ::testing::AssertionResult isChainAlong(const Segment2& seg, const std::vector<Point2>& vChain, const Point2& first, const Point2& last,
+                                               double maxUlps = 4.0) {
+  const Point2& a(seg.getSrc());
+  const Point2& b(seg.getTrg());
+  dt2test::detail::Defects d;
+  if (vChain.size() < 2) return ::testing::AssertionFailure() << "a chain of " << vChain.size() << " point(s)";
+  if (!(vChain.front() == first)) d.add("the chain starts at " + detail::str(vChain.front()) + ", not at " + detail::str(first));
+  if (!(vChain.back() == last)) d.add("the chain ends at " + detail::str(vChain.back()) + ", not at " + detail::str(last));
+  for (size_t i = 0; i < vChain.size(); ++i) {
+    const Point2& p(vChain[i]);
+    const double offSq(detail::offLineInUlpsSquared(a, b, p));
+    if (offSq > maxUlps * maxUlps) d.add(detail::str(p) + " lies " + std::to_string(std::sqrt(offSq)) + " ulps off the line");
+    if (i > 0 && detail::along(a, b, p) <= detail::along(a, b, vChain[i - 1])) d.add("the chain does not advance at " + detail::str(p));
+  }
+  return d.result();
+}
+
+namespace detail {
+
 // (c) The alive leaves of the user segment's split tree, each directed along the segment and sorted
 // by where they start, form a chain from one end to the other that never turns back, close to the
 // segment's line.
@@ -189,18 +212,14 @@ inline void checkCoverage(const Zarn_2D& dt, const std::map<std::pair<double, do
   for (ConstraintSegment2* pCSeg : vPieces) vByStart.emplace_back(std::min(along(a, b, *pCSeg->getSrc()), along(a, b, *pCSeg->getTrg())), pCSeg);
   std::sort(vByStart.begin(), vByStart.end(), [](const auto& l, const auto& r) { return l.first < r.first; });
   const Point2* pCur(itA->second);
+  std::vector<Point2> vChain{*pCur};
   for (const auto& start : vByStart) {
-    const Point2* pNext(start.second->getSrc() == pCur ? start.second->getTrg() : start.second->getSrc());
-    if ((start.second->getSrc() != pCur && start.second->getTrg() != pCur) || along(a, b, *pNext) <= start.first) {
-      return d.add(name + ": its pieces do not run on from " + str(*pCur));
-    }
-    const double offSq(offLineInUlpsSquared(a, b, *pNext));
-    if (pNext != itB->second && offSq > options.maxUlpsOffLine * options.maxUlpsOffLine) {
-      d.add(name + ": piece vertex " + str(*pNext) + " lies " + std::to_string(std::sqrt(offSq)) + " ulps off the line");
-    }
-    pCur = pNext;
+    if (start.second->getSrc() != pCur && start.second->getTrg() != pCur) return d.add(name + ": its pieces do not run on from " + str(*pCur));
+    pCur = start.second->getSrc() == pCur ? start.second->getTrg() : start.second->getSrc();
+    vChain.push_back(*pCur);
   }
-  if (pCur != itB->second) d.add(name + ": its pieces end at " + str(*pCur));
+  const ::testing::AssertionResult chain(isChainAlong(seg, vChain, a, b, options.maxUlpsOffLine));
+  if (!chain) d.add(name + ": " + chain.message());
 }
 
 }  // namespace detail
@@ -379,16 +398,21 @@ inline ::testing::AssertionResult meetsMeshBounds(const std::vector<Triangle2*>&
 
 // ----- Segments over a triangulation (cutting, draping) -------------------------------------
 
-/// True when p lies in the closed counterclockwise triangle t, or outside an edge's line by at most
-/// maxUlps units in the last place of the largest coordinate involved (rounded crossings).
-inline bool isInTriangleUpTo(const Triangle2& t, const Point2& p, double maxUlps) {
-  for (int i = 0; i < 3; ++i) {
-    const Point2& c1(*t.getCorner(incIndexBy1(i)));
-    const Point2& c2(*t.getCorner(incIndexBy2(i)));
-    if (dt2test::exactOrientation(c1, c2, p) >= 0) continue;
-    if (detail::offLineInUlpsSquared(c1, c2, p) > maxUlps * maxUlps) return false;
+/// True when p lies in the closed convex polygon given by its counterclockwise corners (exact), or
+/// outside an edge's line by at most maxUlps > 0 units in the last place of the largest coordinate
+/// involved (rounded crossings). With maxUlps 0 only the exact orientations decide: a distance in
+/// units may round to zero.
+inline bool isInConvexPolygon(const std::vector<Point2>& vCorners, const Point2& p, double maxUlps = 0.0) {
+  for (size_t i = 0; i < vCorners.size(); ++i) {
+    const Point2 &c1(vCorners[i]), &c2(vCorners[(i + 1) % vCorners.size()]);
+    const bool bBeside(maxUlps > 0.0 && detail::offLineInUlpsSquared(c1, c2, p) <= maxUlps * maxUlps);
+    if (dt2test::exactOrientation(c1, c2, p) < 0 && !bBeside) return false;
   }
   return true;
+}
+
+inline bool isInTriangleUpTo(const Triangle2& t, const Point2& p, double maxUlps) {
+  return isInConvexPolygon({*t.getCorner(0), *t.getCorner(1), *t.getCorner(2)}, p, maxUlps);
 }
 
 /// True when the closed segment a-b meets the closed triangle t (exact).
@@ -398,24 +422,6 @@ inline bool segmentMeetsTriangle(const Point2& a, const Point2& b, const Triangl
     if (closedSegmentsMeet(a, b, *t.getCorner(i), *t.getCorner(incIndexBy1(i)))) return true;
   }
   return false;
-}
-
-/// Checks that vChain runs along the user segment a-b from first to last: every point within
-/// maxUlps of its line, strictly advancing, starting at first and ending at last.
-inline ::testing::AssertionResult isChainAlong(const Segment2& seg, const std::vector<Point2>& vChain, const Point2& first, const Point2& last,
-                                               double maxUlps = 4.0) {
-  const Point2& a(seg.getSrc());
-  const Point2& b(seg.getTrg());
-  dt2test::detail::Defects d;
-  if (vChain.size() < 2) return ::testing::AssertionFailure() << "a chain of " << vChain.size() << " point(s)";
-  if (!(vChain.front() == first)) d.add("the chain starts at " + detail::str(vChain.front()) + ", not at " + detail::str(first));
-  if (!(vChain.back() == last)) d.add("the chain ends at " + detail::str(vChain.back()) + ", not at " + detail::str(last));
-  for (size_t i = 0; i < vChain.size(); ++i) {
-    const Point2& p(vChain[i]);
-    if (detail::offLineInUlpsSquared(a, b, p) > maxUlps * maxUlps) d.add(detail::str(p) + " lies off the line");
-    if (i > 0 && detail::along(a, b, p) <= detail::along(a, b, vChain[i - 1])) d.add("the chain does not advance at " + detail::str(p));
-  }
-  return d.result();
 }
 
 /// The vertices of dt within maxUlps of the line of a-b and between first and last (along it),
@@ -445,14 +451,6 @@ inline mpq_class exactArea(const std::vector<Triangle2*>& vTriangles) {
   return sum / 2;
 }
 
-
-/// True when p lies in the closed convex polygon given by its counterclockwise corners (exact).
-inline bool isInConvexPolygon(const std::vector<Point2>& vCorners, const Point2& p) {
-  for (size_t i = 0; i < vCorners.size(); ++i) {
-    if (dt2test::exactOrientation(vCorners[i], vCorners[(i + 1) % vCorners.size()], p) < 0) return false;
-  }
-  return true;
-}
 
 inline bool isEdge(const Zarn_2D& dt, Point2* a, Point2* b) { return dt.getAdjacentTriangle(a, b) != nullptr || dt.getAdjacentTriangle(b, a) != nullptr; }
 

@@ -363,11 +363,9 @@ inline std::vector<PointSet> degenerateAndExtremePointSets() {
 
 using TriangleKey = std::array<std::pair<double, double>, 3>;
 
-/// The triangles as sorted triples of corner coordinates, sorted: equal for two triangulations
-/// with the same triangles, whatever their vertex handles.
-inline std::vector<TriangleKey> triangleSignature(const Zarn_2D& dt) {
-  std::vector<Triangle2*> vT;
-  dt.getTrianglePointers(vT);
+/// The triangles as sorted triples of corner coordinates, sorted: equal for two lists (or
+/// triangulations) with the same triangles, whatever their vertex handles.
+inline std::vector<TriangleKey> triangleSignature(const std::vector<Triangle2*>& vT) {
   std::vector<TriangleKey> v;
   v.reserve(vT.size());
   for (const Triangle2* pT : vT) {
@@ -378,6 +376,12 @@ inline std::vector<TriangleKey> triangleSignature(const Zarn_2D& dt) {
   }
   std::sort(v.begin(), v.end());
   return v;
+}
+
+inline std::vector<TriangleKey> triangleSignature(const Zarn_2D& dt) {
+  std::vector<Triangle2*> vT;
+  dt.getTrianglePointers(vT);
+  return triangleSignature(vT);
 }
 
 // ----- The independent validity check ------------------------------------------------------

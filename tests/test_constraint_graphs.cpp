@@ -9,22 +9,16 @@
 
 #include "cdt_test_support.h"
 #include "test_support.h"
+#include "zone_test_support.h"
 
 using namespace KORA_ZARN2D;
 using namespace dt2test;
 using namespace cdttest;
+using zonetest::ring;
 using zarn_test::captureStdout;
 using zarn_test::expectFailedCondition;
 
 namespace {
-
-/// Segments from vPoints[i] to vPoints[i+1]; closed: also from the last point to the first.
-std::vector<Segment2> chain(const std::vector<Point2>& vPoints, bool bClosed) {
-  std::vector<Segment2> vSegments;
-  for (size_t i = 0; i + 1 < vPoints.size(); ++i) vSegments.emplace_back(vPoints[i], vPoints[i + 1]);
-  if (bClosed) vSegments.emplace_back(vPoints.back(), vPoints.front());
-  return vSegments;
-}
 
 /// createConstraint, then the library's validity check.
 ConstraintGraph2* constrain(Zarn_2D& dt, std::vector<Segment2> vSegments, bool bOriented = false) {
@@ -65,23 +59,23 @@ TEST(ConstraintGraphPolygon, RingAndReadingDirectionsForInputInAnyOrder) {
     std::vector<Point2> vRing;  // counterclockwise from the expected first vertex; empty: no polygon
     bool bOverlap = false;      // segments overlap: one is split at the end of another
   };
-  const auto polygon = [](const char* name, const std::vector<Point2>& vRing) { return Case{name, chain(vRing, true), vRing}; };
-  std::vector<Segment2> vTwoTriangles(chain({Point2(0, 0), Point2(2, 0), Point2(1, 2)}, true));
-  for (const Segment2& s : chain({Point2(5, 0), Point2(7, 0), Point2(6, 2)}, true)) vTwoTriangles.push_back(s);
+  const auto polygon = [](const char* name, const std::vector<Point2>& vRing) { return Case{name, ring(vRing, true), vRing}; };
+  std::vector<Segment2> vTwoTriangles(ring({Point2(0, 0), Point2(2, 0), Point2(1, 2)}, true));
+  for (const Segment2& s : ring({Point2(5, 0), Point2(7, 0), Point2(6, 2)}, true)) vTwoTriangles.push_back(s);
   const std::vector<Case> vCases{
       polygon("triangle", {Point2(0, 0), Point2(4, 1), Point2(1, 3)}),
       polygon("tie in x", {Point2(0, 0), Point2(3, 0), Point2(3, 2), Point2(0, 2)}),
       polygon("lowest x is not lowest y", {Point2(0, 5), Point2(2, 0), Point2(4, 6)}),
       polygon("non-convex", {Point2(-1, 1), Point2(0, -3), Point2(2, 0), Point2(0, 0.5)}),
       polygon("tie in x, reflex corner", {Point2(1, -2), Point2(5, -2), Point2(5, 2), Point2(3, 0), Point2(1, 2)}),
-      {"one segment", chain({Point2(0, 0), Point2(3, 0)}, false), {}},
-      {"two segments", chain({Point2(0, 0), Point2(3, 0), Point2(3, 3)}, false), {}},
-      {"open chain of three", chain({Point2(0, 0), Point2(3, 0), Point2(3, 3), Point2(0, 3)}, false), {}},
-      {"lowest vertex collinear with both neighbours", chain({Point2(0, 0), Point2(1, 1), Point2(3, 0), Point2(2, 2)}, true), {}, true},
+      {"one segment", ring({Point2(0, 0), Point2(3, 0)}, false), {}},
+      {"two segments", ring({Point2(0, 0), Point2(3, 0), Point2(3, 3)}, false), {}},
+      {"open chain of three", ring({Point2(0, 0), Point2(3, 0), Point2(3, 3), Point2(0, 3)}, false), {}},
+      {"lowest vertex collinear with both neighbours", ring({Point2(0, 0), Point2(1, 1), Point2(3, 0), Point2(2, 2)}, true), {}, true},
       {"figure eight through an inner vertex",
-       chain({Point2(0, 0), Point2(2, 2), Point2(4, 0), Point2(4, 4), Point2(2, 2), Point2(0, 4)}, true), {}},
+       ring({Point2(0, 0), Point2(2, 2), Point2(4, 0), Point2(4, 4), Point2(2, 2), Point2(0, 4)}, true), {}},
       {"figure eight through the lowest vertex",
-       chain({Point2(0, 0), Point2(3, 1), Point2(3, 3), Point2(0, 0), Point2(3, -1), Point2(3, -3)}, true), {}},
+       ring({Point2(0, 0), Point2(3, 1), Point2(3, 3), Point2(0, 0), Point2(3, -1), Point2(3, -3)}, true), {}},
       {"two disjoint triangles", vTwoTriangles, {}},
   };
   for (const Case& c : vCases) {
@@ -104,7 +98,7 @@ TEST(ConstraintGraphPolygon, RingAndReadingDirectionsForInputInAnyOrder) {
         ASSERT_EQ(pGraph->isPolygon(), !c.vRing.empty());
         std::map<ConstraintSegment2*, Point2*> mInputStart;
         for (const Segment2& s : vInput) mInputStart[segmentOf(s)] = vertex(s.getSrc());
-        const std::vector<Segment2> vWant(c.vRing.empty() ? vInput : chain(c.vRing, true));
+        const std::vector<Segment2> vWant(c.vRing.empty() ? vInput : ring(c.vRing, true));
         const std::vector<ConstraintSegment2*> vOriginals(originals(pGraph));
         ASSERT_EQ(vOriginals.size(), vWant.size());
         for (size_t i = 0; i < vWant.size() && !c.bOverlap; ++i) {
@@ -167,7 +161,7 @@ TEST(ConstraintGraphBookkeeping, RandomGraphsStayConsistentThroughSplits) {
         std::sort(vCorners.begin() + 1, vCorners.end(), [&](const Point2& p, const Point2& q) {
           return std::atan2(p.y() - o.y(), p.x() - o.x()) < std::atan2(q.y() - o.y(), q.x() - o.x());
         });
-        step(chain(vCorners, kind == 1), rng() % 2 == 0);
+        step(ring(vCorners, kind == 1), rng() % 2 == 0);
       }
       ASSERT_TRUE(validCdt(dt, vPoints, vAll)) << g;
       ASSERT_TRUE(isBookkeepingConsistent(dt)) << g;
@@ -283,7 +277,7 @@ TEST(ConstraintMgrDumps, DumpsHoldTheAlivePiecesOfEachGraphExactly) {
   const std::vector<Point2> vSquare{Point2(0.1, 0.1), Point2(3 + t, 0.1), Point2(3 + t, 3.7), Point2(0.1, 3.7)};
   Zarn_2D dt;
   insertPoints(dt, vSquare);
-  ConstraintGraph2* pSquare(constrain(dt, chain(vSquare, true)));
+  ConstraintGraph2* pSquare(constrain(dt, ring(vSquare, true)));
   ConstraintGraph2* pCross(constrain(dt, {Segment2(Point2(1 + t, 2 * t), Point2(4.9, 1 + t))}));
   ASSERT_NE(dt.insert(Point2(1.7, 3.7)), nullptr);
   ConstraintMgr* pMgr(dt.getImpl()->getConstraintMgr());

@@ -18,16 +18,13 @@
 
 using namespace KORA_ZARN2D;
 using zarn_test::captureStdout;
+using zarn_test::reported;
 namespace fs = std::filesystem;
 
 namespace {
 
 // The viewer sources that the library embeds.
 std::string webSource(const std::string& name) { return zarn_test::readFile((fs::path(__FILE__).parent_path().parent_path() / "web" / name).string()); }
-
-std::string message(const std::string& where, const std::string& kind, const std::string& msg) {
-  return "\n      [Zarn2D-Message] " + where + ", " + kind + ": " + msg + "\n\n";
-}
 
 // Hand-made triangles: points and triangles live in deques so that their addresses stay stable.
 class Export : public zarn_test::TempDirTest {
@@ -59,7 +56,7 @@ TEST_F(Export, ObjWritesSharedVerticesOnceAndCoordinatesExactly) {
   ASSERT_TRUE(writeObjFile(path("empty.obj"), {}));
   EXPECT_EQ(read("empty.obj"), "");
   bool bWritten(true);
-  EXPECT_EQ(captureStdout([&] { bWritten = writeObjFile(path("missing/x.obj"), {}); }), message("writeObj", "WARNING", "Can't write " + path("missing/x.obj")));
+  EXPECT_EQ(captureStdout([&] { bWritten = writeObjFile(path("missing/x.obj"), {}); }), reported("writeObj", "WARNING", "Can't write " + path("missing/x.obj")));
   EXPECT_FALSE(bWritten);
   vPoints.clear();
   vTriangles.clear();
@@ -94,7 +91,7 @@ TEST_F(Export, WebSceneDirectoriesAndViewerFiles) {
   writeText("plain", "not a directory");
   const std::string below(path("plain/scene"));
   EXPECT_EQ(captureStdout([&] { bWritten = writeWebSceneFiles(below.c_str(), vTriangles); }),
-            message("Dt2::writeWebScene()", "WARNING", "Can't create directory " + below));
+            reported("Dt2::writeWebScene()", "WARNING", "Can't create directory " + below));
   EXPECT_FALSE(bWritten);
   EXPECT_EQ(read("plain"), "not a directory");
   const fs::path nested(dir / "x" / "y" / "z");
@@ -120,10 +117,10 @@ TEST_F(Export, WebSceneDirectoriesAndViewerFiles) {
     EXPECT_NE(read("node.log").find(" passed, 0 failed"), std::string::npos) << read("node.log");
   }
   for (const char* name : {"3d.obj", "index.htm", "../index.html", "JSC3D.JS", "", static_cast<const char*>(nullptr)}) {
-    EXPECT_EQ(captureStdout([&] { fileReplicate(name, nested.string().c_str()); }), message("fileReplicate", "ERROR", "unknown file")) << (name ? name : "null");
+    EXPECT_EQ(captureStdout([&] { fileReplicate(name, nested.string().c_str()); }), reported("fileReplicate", "ERROR", "unknown file")) << (name ? name : "null");
   }
   EXPECT_TRUE(fs::is_empty(nested));
-  EXPECT_EQ(captureStdout([&] { fileReplicate("jsc3d.js", path("missing").c_str()); }), message("fileReplicate", "WARNING", "Can't write " + path("missing/jsc3d.js")));
+  EXPECT_EQ(captureStdout([&] { fileReplicate("jsc3d.js", path("missing").c_str()); }), reported("fileReplicate", "WARNING", "Can't write " + path("missing/jsc3d.js")));
   EXPECT_FALSE(fs::exists(dir / "missing"));
 }
 
@@ -187,7 +184,7 @@ TEST_F(Export, VisualizerWritesOnePrimitivePerObjectInItsLayout) {
   EXPECT_NEAR(vDiscs[2][1], 421.0, 1e-3);
   EXPECT_NEAR(vDiscs[1][1] - vDiscs[0][1], 523.0 / 2.0, 1e-3);  // uniform scale
   Visualizer2 bad;
-  EXPECT_EQ(captureStdout([&] { bad.addTriangle(nullptr); }), message("Visualizer2::addTriangle()", "WARNING", "Null triangle, ignored"));
+  EXPECT_EQ(captureStdout([&] { bad.addTriangle(nullptr); }), reported("Visualizer2::addTriangle()", "WARNING", "Null triangle, ignored"));
   Triangle2 open;  // no corners
   const std::string out(captureStdout([&] {
     bad.addTriangle(&open);
@@ -199,7 +196,7 @@ TEST_F(Export, VisualizerWritesOnePrimitivePerObjectInItsLayout) {
   EXPECT_EQ(bad.numTriangles() + bad.numPoints() + bad.numSegments(), 0u);
   const std::string missing(path("missing/x.svg"));
   bool bWritten(true);
-  EXPECT_EQ(captureStdout([&] { bWritten = vis.write(missing); }), message("Visualizer2::writeSvg()", "WARNING", "Can't write " + missing));
+  EXPECT_EQ(captureStdout([&] { bWritten = vis.write(missing); }), reported("Visualizer2::writeSvg()", "WARNING", "Can't write " + missing));
   EXPECT_FALSE(bWritten);
 }
 

@@ -19,6 +19,7 @@
 using namespace KORA_ZARN2D;
 using namespace zonetest;
 using dt2test::TriangleKey;
+using dt2test::triangleSignature;
 using zarn_test::captureStdout;
 
 namespace {
@@ -36,22 +37,22 @@ void expectCutKeepsTheRest(Zarn_2D& dt, const std::vector<Segment2>& vSegments, 
       vUntouched.push_back(pT);
     }
   }
-  const std::vector<TriangleKey> vKept(keysOf(vUntouched));
+  const std::vector<TriangleKey> vKept(triangleSignature(vUntouched));
   cut();
   ASSERT_TRUE(dt2test::isValidTriangulation(dt));
   ASSERT_TRUE(dt2test::libraryCheckValidity(dt, false));
-  const std::vector<TriangleKey> vAfter(dt2test::triangleSignature(dt));
+  const std::vector<TriangleKey> vAfter(triangleSignature(dt));
   EXPECT_TRUE(std::includes(vAfter.begin(), vAfter.end(), vKept.begin(), vKept.end())) << "a triangle away from the cuts changed";
 }
 
 // Drapes seg over dt: the result says whether the segment lies in the hull, the triangulation is
 // unchanged, and the pieces chain along the segment from first to last, each in one triangle.
 void expectDraped(Zarn_2D& dt, const Segment2& seg, bool bInside, const Point2& first, const Point2& last, size_t numPieces = 0) {
-  const std::vector<TriangleKey> vBefore(dt2test::triangleSignature(dt));
+  const std::vector<TriangleKey> vBefore(triangleSignature(dt));
   std::vector<Segment2> vIn(1, seg), vOut(1, Segment2(Point2(9, 9), Point2(8, 8)));
   EXPECT_EQ(bInside, dt.drape(vIn, vOut)) << seg;
   vOut.erase(vOut.begin());  // appended to, not replaced
-  EXPECT_EQ(vBefore, dt2test::triangleSignature(dt));
+  EXPECT_EQ(vBefore, triangleSignature(dt));
   ASSERT_EQ(first == last, vOut.empty());
   if (first == last) return;
   EXPECT_TRUE(numPieces == 0 || numPieces == vOut.size()) << vOut.size();
@@ -88,6 +89,10 @@ TEST(CutTriangles, GridSegmentsDrapeThenCut) {
       {Segment2(Point2(-1, 1), Point2(1, -1)), false, Point2(0, 0), Point2(0, 0), 0},    // touches a corner
       {Segment2(Point2(-1, -1), Point2(0, 0)), false, Point2(0, 0), Point2(0, 0), 0},    // ends at a corner
       {Segment2(Point2(-2, 4), Point2(3, 4)), false, Point2(0, 4), Point2(3, 4), 3},     // on the hull's line
+      {Segment2(Point2(1, 1), Point2(1.75, 1.25)), true, Point2(1, 1), Point2(1.75, 1.25), 1},  // from a vertex into a triangle
+      {Segment2(Point2(0.5, 0), Point2(0.75, 3.5)), true, Point2(0.5, 0), Point2(0.75, 3.5), 0},  // from inside edges across them
+      {Segment2(Point2(1.5, 1), Point2(1.25, 3.5)), true, Point2(1.5, 1), Point2(1.25, 3.5), 0},
+      {Segment2(Point2(2.5, 2), Point2(2.25, 0.5)), true, Point2(2.5, 2), Point2(2.25, 0.5), 0},
   };
   for (const auto& c : aCases) {
     for (const double scale : {1.0, 0x1p-600, 0x1p600}) {
@@ -226,7 +231,7 @@ TEST(ImportTriangles, ImportedTrianglesReappearExactly) {
   }
 }
 
-// Before the triangulation is 2D nothing is cut; bad segments and triangles are skipped with a
+// Before the triangulation is 2D nothing is cut or draped; bad segments and triangles are skipped with a
 // count, a point count that is no multiple of 3 imports nothing, and the triangulation stays as it
 // was; overlapping imported triangles give the zone of their union.
 TEST(ImportTriangles, BadInputIsReported) {
@@ -237,12 +242,13 @@ TEST(ImportTriangles, BadInputIsReported) {
   EXPECT_EQ(0u, dt.numberOfPoints());
   std::vector<Segment2> vNone, vOut;
   EXPECT_TRUE(dt.drape(vNone, vOut));
+  EXPECT_EQ(captureStdout([&] { EXPECT_FALSE(dt.drape(vCuts, vOut)); }), warned("Dt2::drape()", "The triangulation is not 2D yet, nothing to drape on"));
   dt.insert(dt2test::gridPoints(5, 5));
-  const std::vector<TriangleKey> vBefore(dt2test::triangleSignature(dt));
+  const std::vector<TriangleKey> vBefore(triangleSignature(dt));
   vCuts.assign(1, Segment2(Point2(2, 2), Point2(2, 2)));
   EXPECT_NE(std::string::npos, captureStdout([&] { dt.cutTriangles(vCuts, false); })
                                    .find(warned("Dt2::cutTriangles()", "1 degenerate or non-finite segment(s) skipped")));
-  EXPECT_EQ(vBefore, dt2test::triangleSignature(dt));
+  EXPECT_EQ(vBefore, triangleSignature(dt));
   std::vector<Segment2> vIn{vCuts[0], Segment2(Point2(kNaN, 1), Point2(2, 2)), Segment2(Point2(0.5, 0.5), Point2(1.5, 0.5))};
   bool bResult(true);
   std::string out(captureStdout([&] { bResult = dt.drape(vIn, vOut); }));
@@ -254,7 +260,7 @@ TEST(ImportTriangles, BadInputIsReported) {
   out = captureStdout([&] { pZone = dt.importTriangles(vFour, false, false); });
   EXPECT_EQ(nullptr, pZone);
   EXPECT_NE(std::string::npos, out.find("Dt2::importTriangles(), ERROR: vPoints.size() must be a multiple of 3\n")) << out;
-  EXPECT_EQ(vBefore, dt2test::triangleSignature(dt));
+  EXPECT_EQ(vBefore, triangleSignature(dt));
   std::vector<Point2> vMixed{Point2(0.5, 0.5), Point2(1.5, 0.5), Point2(2.5, 0.5),      // collinear
                              Point2(1, 1),     Point2(1, 1),     Point2(2, 3),        // repeated corner
                              Point2(kNaN, 0),  Point2(1, 1),     Point2(2, 2),        // non-finite
@@ -305,9 +311,8 @@ TEST(CookieCutter, ZoneIsThePolygonClippedToTheTriangulation) {
       SCOPED_TRACE(std::to_string(&c - aCases) + (bProtect ? " protected" : " unprotected"));
       Zarn_2D dt(0);
       dt.insert(dt2test::gridPoints(5, 5));
-      const std::vector<TriangleKey> vBefore(dt2test::triangleSignature(dt));
-      std::vector<Segment2> vRing(ring(c.vCorners));
-      if (!c.bClosed) vRing.pop_back();
+      const std::vector<TriangleKey> vBefore(triangleSignature(dt));
+      std::vector<Segment2> vRing(ring(c.vCorners, c.bClosed));
       std::reverse(vRing.begin() + 1, vRing.end());  // any order
       Zone2* pZone(reinterpret_cast<Zone2*>(&dt));
       const std::string out(captureStdout([&] { pZone = dt.createZone_cookieCutter(vRing, bProtect); }));
@@ -315,7 +320,7 @@ TEST(CookieCutter, ZoneIsThePolygonClippedToTheTriangulation) {
         EXPECT_EQ(nullptr, pZone);
         EXPECT_NE(std::string::npos, out.find(warned("Dt2::createZone_cookieCutter()",
                                                           "The segments do not form one simple closed polygon, returning NULL")));
-        EXPECT_EQ(vBefore, dt2test::triangleSignature(dt));
+        EXPECT_EQ(vBefore, triangleSignature(dt));
         continue;
       }
       ASSERT_NE(nullptr, pZone);

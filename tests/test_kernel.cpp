@@ -19,12 +19,11 @@
 
 using namespace KORA_ZARN2D;
 using zarn_test::captureStdout;
+using zarn_test::warned;
 
 namespace {
 
 // ----- Vector2, Bbox2 --------------------------------------------------------------------------
-
-std::string warningText(const std::string& where, const std::string& msg) { return "\n" + dt2test::warningLine(where, msg) + "\n\n"; }
 
 std::vector<double> boundsOf(const Bbox2& box) { return {box.get_minX(), box.get_minY(), box.get_maxX(), box.get_maxY()}; }
 
@@ -64,9 +63,9 @@ TEST(Bbox2, AddsMergesAndWarningsAboutInvalidBoxes) {
   preset.setMaxY(20);
   EXPECT_TRUE(preset.add(Point2(1, 2)) && boundsOf(preset) == (std::vector<double>{-10, 2, 1, 20}));
   bool bResult(true);
-  EXPECT_EQ(captureStdout([&] { result = bulk + invalid; }), warningText("Box2::operator+()", "trying to add an invalid Bbox2"));
-  EXPECT_EQ(captureStdout([&] { invalid.computeCenter(); }), warningText("Bbox2::computeCenter()", "Bbox2 is invalid"));
-  EXPECT_EQ(captureStdout([&] { bResult = bulk.doIntersect(invalid); }), warningText("Bbox2::doIntersect()", "bbox invalid"));
+  EXPECT_EQ(captureStdout([&] { result = bulk + invalid; }), warned("Box2::operator+()", "trying to add an invalid Bbox2"));
+  EXPECT_EQ(captureStdout([&] { invalid.computeCenter(); }), warned("Bbox2::computeCenter()", "Bbox2 is invalid"));
+  EXPECT_EQ(captureStdout([&] { bResult = bulk.doIntersect(invalid); }), warned("Bbox2::doIntersect()", "bbox invalid"));
   EXPECT_TRUE(boundsOf(result) == boundsOf(bulk) && !bResult);
   result = box + bulk;  // merges into box as well
   EXPECT_TRUE(boundsOf(box) == (std::vector<double>{-1, 2, 5, 10}) && boundsOf(result) == boundsOf(box));
@@ -88,8 +87,8 @@ void failOnSize(const std::vector<int>& vEdge) { ZARN_ASSERT(vEdge.size()==1); }
 // Error and warning put the tagged line between blank lines; info carries the tag only without a location.
 TEST(Messages, ErrorWarningAndInfoLines) {
   EXPECT_EQ(captureStdout([] { reportError("Dt2::remove(..)", "vertex not found"); }),
-            "\n      [Zarn2D-Message] Dt2::remove(..), ERROR: vertex not found\n\n");
-  EXPECT_EQ(captureStdout([] { reportWarning("isVisible", "degenerate input"); }), warningText("isVisible", "degenerate input"));
+            zarn_test::reported("Dt2::remove(..)", "ERROR", "vertex not found"));
+  EXPECT_EQ(captureStdout([] { reportWarning("isVisible", "degenerate input"); }), warned("isVisible", "degenerate input"));
   EXPECT_EQ(captureStdout([] { reportInfo("", "all done"); }), "\n      [Zarn2D-Message] INFO: all done\n\n");
   EXPECT_EQ(captureStdout([] { reportInfo("Zarn_2D::refine()", "all done"); }), "\n      Zarn_2D::refine(), INFO: all done\n\n");
 }
@@ -268,7 +267,7 @@ TEST(HC2, KeysEqualTheLevelByLevelCurveAndInvalidBitLengthsAreReplaced) {
       const double maxX(minX + extent(rng)), maxY(minY + extent(rng));
       std::unique_ptr<HC2> pHC;
       ASSERT_EQ(captureStdout([&] { pHC.reset(new HC2(minX, minY, maxX, maxY, requested)); }),
-                requested == bitLength ? "" : "\n      [Zarn2D-Message] HC2::HC2(..), ERROR: invalid bitlength\n\n");
+                requested == bitLength ? "" : zarn_test::reported("HC2::HC2(..)", "ERROR", "invalid bitlength"));
       ASSERT_EQ(pHC->getBitLength(), bitLength);
       for (int i = 0; i < 500; ++i) {  // the box's corners first
         const double x(i < 2 ? (i == 0 ? minX : maxX) : minX + unit(rng) * (maxX - minX));

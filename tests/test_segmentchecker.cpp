@@ -13,15 +13,11 @@ using namespace KORA_ZARN2D;
 
 namespace {
 
+using zarn_test::captureStdout;
+using zarn_test::reported;
 using Intersectors = std::vector<std::pair<Segment2*, SegmentIntersectionType>>;
 
 Segment2 seg(double x0, double y0, double x1, double y1) { return Segment2(Point2(x0, y0), Point2(x1, y1)); }
-
-std::string output(const std::function<void()>& action) { return zarn_test::captureStdout(action); }
-
-std::string errorLine(const std::string& where, const std::string& msg) {
-  return "\n      [Zarn2D-Message] " + where + ", ERROR: " + msg + "\n\n";
-}
 
 /// The classification by its definition, from the exact predicates of the test oracle: no common
 /// point, a common piece of positive length (collinear, the larger start before the smaller end),
@@ -68,7 +64,7 @@ TEST(SegmentChecker, AgreesWithAPairwiseRationalReferenceOnDegenerateRandomInput
       SegmentChecker checker(vSegments);
       const size_t n(vStore.size());
       std::vector<Intersectors> vExpectedIntersectors(n), vExpectedForeign(n, Intersectors{{nullptr, SIT_NONE}});
-      const std::string said(output([&] {  // collinear segments without a common point are refused silently
+      const std::string said(captureStdout([&] {  // collinear segments without a common point are refused silently
         for (size_t i = 0; i < n; ++i) {
           for (size_t j = 0; j < n; ++j) {
             bool bCollinear(false);
@@ -122,17 +118,17 @@ TEST(SegmentChecker, IntersectionConstructionsRefuseOtherTypes) {
   SegmentChecker checker;
   const std::string where("SegmentChecker::getIntersectionPoint()");
   Point2 p(7, 7);
-  EXPECT_EQ(output([&] { EXPECT_FALSE(checker.getIntersectionPoint(SIT_ENDPOINT, seg(0, 0, 1, 0), seg(0, 0, 0, 1), p)); }),
-            errorLine(where, "SIT_ENDPOINT is a wrong SegmentIntersectionType for the preset segments"));
+  EXPECT_EQ(captureStdout([&] { EXPECT_FALSE(checker.getIntersectionPoint(SIT_ENDPOINT, seg(0, 0, 1, 0), seg(0, 0, 0, 1), p)); }),
+            reported(where, "ERROR", "SIT_ENDPOINT is a wrong SegmentIntersectionType for the preset segments"));
   for (SegmentIntersectionType sit : {SIT_NONE, SIT_SEGMENT, SIT_UNINITIALIZED, SIT_POINT}) {  // SIT_POINT: parallel
     const Segment2 b(sit == SIT_POINT ? seg(0, 1, 2, 1) : seg(0, 2, 2, 0));
-    EXPECT_EQ(output([&] { EXPECT_FALSE(checker.getIntersectionPoint(sit, seg(0, 0, 2, 0), b, p)); }),
-              errorLine(where, "wrong SegmentIntersectionType provided"));
+    EXPECT_EQ(captureStdout([&] { EXPECT_FALSE(checker.getIntersectionPoint(sit, seg(0, 0, 2, 0), b, p)); }),
+              reported(where, "ERROR", "wrong SegmentIntersectionType provided"));
   }
   EXPECT_EQ(p, Point2(7, 7));
   Segment2 out;
-  EXPECT_EQ(output([&] { EXPECT_FALSE(checker.getIntersectionSegment(seg(0, 0, 1, 1), seg(0, 0, 1, dt2test::ulpsAway(1, 1)), out)); }),
-            errorLine(where, "segments seem to be non-collinear"));
+  EXPECT_EQ(captureStdout([&] { EXPECT_FALSE(checker.getIntersectionSegment(seg(0, 0, 1, 1), seg(0, 0, 1, dt2test::ulpsAway(1, 1)), out)); }),
+            reported(where, "ERROR", "segments seem to be non-collinear"));
 }
 
 // Null and non-finite segments keep their index but are not checked (one warning for all); the
@@ -142,7 +138,7 @@ TEST(SegmentChecker, NullAndNonFiniteSegmentsTypeTextsAndPictures) {
   for (int i = 0; i < 6; ++i) EXPECT_EQ(SegmentChecker::getIntersectionTypeString(static_cast<SegmentIntersectionType>(i)), aTexts[i]);
   Segment2 a(seg(0, 0, 2, 2)), b(seg(0, 2, 2, 0)), c(seg(3, 0, 3, 1)), d(seg(3, 1, 4, 1)), bad(seg(1, 1, NAN, 1)), inf(seg(1, 1, HUGE_VAL, 1));
   const std::vector<Segment2*> vSegments{&a, nullptr, &bad, &inf, &b, &c, &d};
-  EXPECT_NE(output([&] { SegmentChecker probe(vSegments); })
+  EXPECT_NE(captureStdout([&] { SegmentChecker probe(vSegments); })
             .find("SegmentChecker::SegmentChecker(), WARNING: 3 null or non-finite segment(s) will not be checked\n"), std::string::npos);
   SegmentChecker checker(vSegments);
   EXPECT_EQ(checker.getNumberOfSegments(), 7u);
@@ -150,15 +146,15 @@ TEST(SegmentChecker, NullAndNonFiniteSegmentsTypeTextsAndPictures) {
   std::vector<Segment2*> vIllegal;
   checker.getIllegalSegments(true, vIllegal);
   EXPECT_EQ(vIllegal, (std::vector<Segment2*>{&a, &b, &c, &d}));
-  EXPECT_NE(output([&] { EXPECT_EQ(checker.getIntersectionType(&a, &bad), SIT_UNINITIALIZED); }).find("WARNING"), std::string::npos);
+  EXPECT_NE(captureStdout([&] { EXPECT_EQ(checker.getIntersectionType(&a, &bad), SIT_UNINITIALIZED); }).find("WARNING"), std::string::npos);
   std::remove("segmentchecker_show.ps");
   const std::string warning("\n" + dt2test::warningLine("Visualizer2::addSegment()", "Non-finite coordinate, ignored") + "\n\n");
   const std::string skipped(warning + warning);  // the pictures leave out the two non-finite segments
-  EXPECT_EQ(output([&] { checker.showSegments("segmentchecker_show.ps"); }), "SegmentChecker::showSegments(), numSegments=7\n" + skipped);
+  EXPECT_EQ(captureStdout([&] { checker.showSegments("segmentchecker_show.ps"); }), "SegmentChecker::showSegments(), numSegments=7\n" + skipped);
   EXPECT_TRUE(std::ifstream("segmentchecker_show.ps").good());
-  EXPECT_EQ(output([&] { checker.showIllegalSegments(true, "segmentchecker_illegal.svg"); }),
+  EXPECT_EQ(captureStdout([&] { checker.showIllegalSegments(true, "segmentchecker_illegal.svg"); }),
             "Number of segments:7\nIllegal segments:4\nLegal segments:3\n" + skipped);
-  EXPECT_EQ(output([&] { checker.showIllegalSegments(false, "segmentchecker_illegal.svg"); }),
+  EXPECT_EQ(captureStdout([&] { checker.showIllegalSegments(false, "segmentchecker_illegal.svg"); }),
             "Number of segments:7\nIllegal segments:2\nLegal segments:5\n" + skipped);
   EXPECT_NE(zarn_test::readFile("segmentchecker_illegal.svg").find("<svg"), std::string::npos);
 }
@@ -192,7 +188,7 @@ TEST(SegmentChecker, ProgressReachesEachSubscribedReceiverOnce) {
   checker.getIllegalSegments(false, vIllegal);
   EXPECT_EQ(v.size(), numReports);
   SegmentChecker empty;
-  EXPECT_EQ(output([&] { empty.unsubscribe(MSG_PROGRESS, &recorder); }), errorLine("SegmentChecker::unsubscribe()", "No publisher present"));
+  EXPECT_EQ(captureStdout([&] { empty.unsubscribe(MSG_PROGRESS, &recorder); }), reported("SegmentChecker::unsubscribe()", "ERROR", "No publisher present"));
   empty.subscribe(MSG_WARNING, &recorder);
-  EXPECT_EQ(output([&] { empty.unsubscribe(MSG_PROGRESS, &recorder); }), "");  // not subscribed for this type: nothing to say
+  EXPECT_EQ(captureStdout([&] { empty.unsubscribe(MSG_PROGRESS, &recorder); }), "");  // not subscribed for this type: nothing to say
 }

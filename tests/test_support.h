@@ -14,6 +14,13 @@
 
 namespace zarn_test {
 
+/// A message as the library prints it (kind "WARNING", "ERROR", ...): its line between blank lines.
+inline std::string reported(const std::string& where, const std::string& kind, const std::string& msg) {
+  return "\n      [Zarn2D-Message] " + where + ", " + kind + ": " + msg + "\n\n";
+}
+
+inline std::string warned(const std::string& where, const std::string& msg) { return reported(where, "WARNING", msg); }
+
 /// Runs action and returns what it wrote to standard output.
 inline std::string captureStdout(const std::function<void()>& action) {
   testing::internal::CaptureStdout();

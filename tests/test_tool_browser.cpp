@@ -1,8 +1,7 @@
 // Pages as a person sees them: headless Chromium opens the file (no server: the page may load only
-// files next to it), its screenshot is decoded here and its colours are counted. The web scene
+// files next to it), its screenshot is decoded (Pillow) and its colours are counted. The web scene
 // shows the shaded model over the background gradient; the tool's --html page shows the zone
-// filled, the hole empty and the constraints red. Skipped when /usr/bin/chromium is missing.
-#include <dlfcn.h>
+// filled, the hole empty and the constraints red. Skipped when /usr/bin/chromium or Pillow is missing.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -22,49 +21,17 @@ struct Image {
   std::vector<std::uint8_t> vRgb;  // 3 bytes per pixel
 };
 
-std::uint32_t bigEndian32(const std::string& s, std::size_t at) {
-  std::uint32_t v(0);
-  for (std::size_t i = 0; i < 4; ++i) v = (v << 8) | std::uint8_t(s[at + i]);
-  return v;
-}
-
-int paeth(int a, int b, int c) {
-  const int p(a + b - c), pa(std::abs(p - a)), pb(std::abs(p - b)), pc(std::abs(p - c));
-  return (pa <= pb && pa <= pc) ? a : (pb <= pc ? b : c);
-}
-
-// Decodes an 8-bit, non-interlaced RGB or RGBA PNG (what Chromium writes). zlib is taken from
-// the system at run time, so the test needs no extra link dependency. False on anything else.
+// Converts the screenshot to a binary PPM with Pillow and reads its pixels; false on any failure.
 bool decodePng(const std::string& png, Image& image) {
-  using Uncompress = int (*)(unsigned char*, unsigned long*, const unsigned char*, unsigned long);
-  void* pZlib(dlopen("libz.so.1", RTLD_NOW));
-  if (pZlib == nullptr || png.size() < 33 || png.compare(1, 3, "PNG") != 0) return false;
-  const auto uncompress(reinterpret_cast<Uncompress>(dlsym(pZlib, "uncompress")));
-  image.width = bigEndian32(png, 16);
-  image.height = bigEndian32(png, 20);
-  const int bitDepth(static_cast<std::uint8_t>(png[24])), colorType(static_cast<std::uint8_t>(png[25])), interlace(static_cast<std::uint8_t>(png[28]));
-  if (uncompress == nullptr || bitDepth != 8 || (colorType != 2 && colorType != 6) || interlace != 0) return false;
-  const std::size_t channels(colorType == 6 ? 4 : 3), stride(image.width * channels);
-  std::string compressed;
-  for (std::size_t at = 8; at + 8 <= png.size(); at += 12 + bigEndian32(png, at)) {
-    if (png.compare(at + 4, 4, "IDAT") == 0) compressed += png.substr(at + 8, bigEndian32(png, at));
-  }
-  std::vector<std::uint8_t> vRaw(image.height * (stride + 1)), vPrevious(stride, 0), vRow(stride);
-  unsigned long rawSize(vRaw.size());
-  if (uncompress(vRaw.data(), &rawSize, reinterpret_cast<const unsigned char*>(compressed.data()), compressed.size()) != 0) return false;
-  image.vRgb.clear();
-  for (unsigned y = 0; y < image.height; ++y) {
-    const std::uint8_t filter(vRaw[y * (stride + 1)]);
-    const std::uint8_t* pIn(&vRaw[y * (stride + 1) + 1]);
-    for (std::size_t i = 0; i < stride; ++i) {
-      const int left(i >= channels ? vRow[i - channels] : 0), up(vPrevious[i]), upLeft(i >= channels ? vPrevious[i - channels] : 0);
-      const int aPredictor[5] = {0, left, up, (left + up) / 2, paeth(left, up, upLeft)};
-      vRow[i] = static_cast<std::uint8_t>(pIn[i] + (filter < 5 ? aPredictor[filter] : 0));
-    }
-    for (std::size_t i = 0; i < stride; i += channels) image.vRgb.insert(image.vRgb.end(), &vRow[i], &vRow[i] + 3);
-    vPrevious.swap(vRow);
-  }
-  return rawSize == vRaw.size();
+  const std::string ppm(png + ".ppm"), convert("/usr/bin/python3 -c 'import sys; from PIL import Image; "
+                                               "Image.open(sys.argv[1]).convert(\"RGB\").save(sys.argv[2])' '");
+  if (std::system((convert + png + "' '" + ppm + "'").c_str()) != 0) return false;
+  std::istringstream in(readFile(ppm));
+  std::string magic;
+  int maxValue(0);
+  if (!(in >> magic >> image.width >> image.height >> maxValue) || magic != "P6" || maxValue != 255 || in.get() != '\n') return false;
+  image.vRgb.resize(3 * std::size_t(image.width) * image.height);
+  return bool(in.read(reinterpret_cast<char*>(image.vRgb.data()), std::streamsize(image.vRgb.size())));
 }
 
 // The pixels whose colour satisfies the rule: their number, mean red and mean green.
@@ -87,6 +54,7 @@ class Browser : public ToolTest {
  protected:
   void SetUp() override {
     if (!fs::exists(kChromium)) GTEST_SKIP() << "no " << kChromium;
+    if (std::system("/usr/bin/python3 -c 'import PIL' 2> /dev/null") != 0) GTEST_SKIP() << "no Pillow (python3-pil)";
     ToolTest::SetUp();
   }
   // Loads the page in a fresh browser profile and decodes the screenshot (the log on failure).
@@ -98,7 +66,7 @@ class Browser : public ToolTest {
                               " --user-data-dir=" + path("profile-" + name) + " --window-size=1100,800 --virtual-time-budget=8000 --screenshot=" +
                               png + " 'file://" + path(page) + "' > " + log + " 2>&1");
     Image image;
-    EXPECT_TRUE(std::system(command.c_str()) == 0 && decodePng(readFile(png), image)) << readFile(log);
+    EXPECT_TRUE(std::system(command.c_str()) == 0 && decodePng(png, image)) << readFile(log);
     return image;
   }
 };

@@ -1,6 +1,6 @@
 // The zarn2d tool with constraint segments, run as a separate process: the counts it prints are
 // compared with the library called directly on the same input (both strategies, one or two graphs,
-// with and without points), the pieces it writes, the demo constraints, and zones.
+// with and without points), the pieces it writes and the demo constraints.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -107,15 +107,6 @@ TEST_F(ToolConstraints, DemoConstraintsAreValidDrawnAndSurviveRemoval) {
   const std::regex red("<line [^>]*stroke=\"" + Color(CRED).toHex() + "\"");
   EXPECT_EQ(static_cast<unsigned long>(std::distance(std::sregex_iterator(svg.begin(), svg.end(), red), std::sregex_iterator())), vCounts[0][kAlive]);
   EXPECT_GT(svg.rfind("<line "), svg.rfind("<polygon "));
-}
-
-// --zone on a ring with a hole (its other zones are runs of the tool's table): the OBJ file holds
-// the zone's triangles only.
-TEST_F(ToolConstraints, ZoneOfARingWithAHoleIsWritten) {
-  const zarn_test::ToolResult r(run("--segments " + std::string(ZARN_TEST_INPUTS) + "/tool_runs/rings.txt --zone outside --obj zone.obj"));
-  ASSERT_EQ(r.exitCode, 0) << r.err;
-  const std::string obj(read("zone.obj"));
-  EXPECT_EQ(std::count(obj.begin(), obj.end(), 'f'), 2) << obj;
 }
 
 }  // namespace

@@ -293,7 +293,8 @@ TEST(Zones, WrongUseDeletionAndExports) {
 // unifyGrid on the integer grid [0, 20]^2 with the zone inside the square ring (5, 5)-(15, 15):
 // free cells turn one way; a constraint diagonal running the other way stays (and the result says
 // so); with tolerance 0 the four cells around a point moved by 1e-9 are no longer cocircular and
-// keep their Delaunay diagonal, a tolerance unifies them too. Outside the zone nothing changes.
+// keep their Delaunay diagonal, a tolerance unifies them too. Outside the zone nothing changes,
+// also where the zone's border is a cell's diagonal.
 TEST(Zones, UnifyGridTurnsDiagonalsOneWayInsideTheZoneOnly) {
   using Diagonal = std::pair<Point2, Point2>;
   const Diagonal constraint(Point2(8, 9), Point2(9, 8));
@@ -324,7 +325,7 @@ TEST(Zones, UnifyGridTurnsDiagonalsOneWayInsideTheZoneOnly) {
     const auto outsideKeys = [&] {  // the triangles outside the ring
       std::vector<Triangle2*> v(trianglesOf(dt));
       v.erase(std::remove_if(v.begin(), v.end(), insideOf(square(5, 5, 15, 15))), v.end());
-      return keysOf(v);
+      return triangleSignature(v);
     };
     const std::vector<TriangleKey> vOutsideBefore(outsideKeys());
     const std::set<Diagonal> sBefore(diagonals());
@@ -344,12 +345,23 @@ TEST(Zones, UnifyGridTurnsDiagonalsOneWayInsideTheZoneOnly) {
     EXPECT_FALSE(captureStdout([&] { EXPECT_TRUE(dt.checkValidity(false, "tolerance")); }).empty());
     EXPECT_NE(captureStdout([&] { EXPECT_FALSE(pZone->unifyGrid(-1.0)); }).find(warned("Zone2::unifyGrid()", "The tolerance must be finite and >= 0, nothing changed")), std::string::npos);
   }
+  // A zone of the triangles below x + y = 20, no ring: the cells it cuts along their diagonal stay.
+  Zarn_2D dt;
+  dt.insert(gridPoints(21, 21));
+  const auto split = [&dt](bool bBelow) {
+    std::vector<Triangle2*> v(trianglesOf(dt));
+    v.erase(std::remove_if(v.begin(), v.end(), [=](Triangle2* pT) { return (pT->getBarycenter().x() + pT->getBarycenter().y() < 20) != bBelow; }), v.end());
+    return v;
+  };
+  const std::vector<TriangleKey> vAboveBefore(triangleSignature(split(false)));
+  std::vector<Triangle2*> vBelow(split(true));
+  EXPECT_TRUE(dt.createZone(vBelow)->unifyGrid(0.0));
+  EXPECT_EQ(triangleSignature(split(false)), vAboveBefore);
 }
 
 // sortRing, sortRingCCW and isSimplePolygon on a table of shapes.
 TEST(PolygonUtils, SortRingAndSimplePolygonTable) {
   const Point2 a(0, 0), b(4, 0), c(4, 4), d(0, 4), m(2, 2), e(2, 0);
-  const auto opened = [](std::vector<Segment2> v) { return v.pop_back(), v; };
   std::vector<Segment2> star(ring(randomStar(40, 0.0, 100.0, 3))), twoTriangles(ring({a, e, m})), other(ring({b, c, Point2(3, 3)}));
   std::reverse(star.begin(), star.end());
   twoTriangles.insert(twoTriangles.end(), other.begin(), other.end());
@@ -364,9 +376,9 @@ TEST(PolygonUtils, SortRingAndSimplePolygonTable) {
       {ring({a, b, c, e, d}), true, false},        // a vertex on another segment
       {ring({a, b, c, Point2(4, 2)}), true, false},  // folds back on itself
       {ring({a, e, b}), true, false},              // flat
-      {opened(ring({a, e, m, b, c, m, d})), false, false},  // figure eight, open
+      {ring({a, e, m, b, c, m, d}, false), false, false},  // figure eight, open
       {twoTriangles, false, false},
-      {opened(ring({a, b, c, d})), false, false},
+      {ring({a, b, c, d}, false), false, false},
       {{Segment2(a, b), Segment2(b, a)}, false, false},
       {{Segment2(a, b), Segment2(b, b), Segment2(b, c), Segment2(c, a)}, false, false},  // a degenerate segment
       {{}, false, false},

@@ -19,13 +19,12 @@ using namespace KORA_ZARN2D;
 using TriangleSet = std::set<const Triangle2*>;
 using Rule = std::function<bool(const Triangle2*)>;
 
-/// A warning as it is printed: its line between blank lines.
-inline std::string warned(const std::string& where, const std::string& msg) { return "\n" + dt2test::warningLine(where, msg) + "\n\n"; }
+using zarn_test::warned;
 
-/// The closed ring through the corners: a segment from each corner to the next.
-inline std::vector<Segment2> ring(const std::vector<Point2>& vCorners) {
+/// The segments from each corner to the next; closed: also from the last to the first.
+inline std::vector<Segment2> ring(const std::vector<Point2>& vCorners, bool bClosed = true) {
   std::vector<Segment2> v;
-  for (size_t i = 0; i < vCorners.size(); ++i) v.emplace_back(vCorners[i], vCorners[(i + 1) % vCorners.size()]);
+  for (size_t i = 0; i + !bClosed < vCorners.size(); ++i) v.emplace_back(vCorners[i], vCorners[(i + 1) % vCorners.size()]);
   return v;
 }
 
@@ -59,18 +58,6 @@ inline std::vector<Triangle2*> trianglesOf(const Zone2* pZone) {
 inline std::vector<Triangle2*> trianglesOf(const Zarn_2D& dt) {
   std::vector<Triangle2*> v;
   dt.getTrianglePointers(v);
-  return v;
-}
-
-/// The triangles by their sorted corner coordinates, sorted: equal for equal triangles, whatever their handles.
-inline std::vector<dt2test::TriangleKey> keysOf(const std::vector<Triangle2*>& vT) {
-  std::vector<dt2test::TriangleKey> v;
-  for (const Triangle2* pT : vT) {
-    v.emplace_back();
-    for (int i = 0; i < 3; ++i) v.back()[i] = {pT->getCorner(i)->x(), pT->getCorner(i)->y()};
-    std::sort(v.back().begin(), v.back().end());
-  }
-  std::sort(v.begin(), v.end());
   return v;
 }
 
