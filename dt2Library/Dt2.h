@@ -611,4 +611,38 @@ int Dt2::walk(KoraTest& kora, const Point2& p, Triangle2*& pStartTriangle, int& 
   }
 }
 
+// The hot topology primitives, inline: the flip loops of serial and parallel insertion call them
+// once or twice per flip.
+
+inline void Dt2::replaceNeighbour(Triangle2* pT, Triangle2* pOld, Triangle2* pNew) {
+  if (pT == nullptr) return;
+  for (int i = 0; i < 3; ++i) {
+    if (pT->getOppositeTriangle(i) == pOld) {
+      pT->setOppTriangle(i, pNew);
+      return;
+    }
+  }
+  ZARN_ASSERT(false);
+}
+
+// pT = (v, a, b) with v at corner vIdx; pNeigh = (d, b, a) with d at neighIdx. The diagonal a-b is
+// replaced by v-d: pT becomes (v, a, d) and pNeigh becomes (v, d, b), v at corner 0 of both. Only
+// a (now in pT alone) and b (now in pNeigh alone) may have pointed at a triangle that lost them.
+inline void Dt2::flip(Triangle2* pT, int vIdx, Triangle2* pNeigh, int neighIdx) {
+  Point2* v(pT->getCorner(vIdx));
+  Point2* a(pT->getCorner(incIndexBy1(vIdx)));
+  Point2* b(pT->getCorner(incIndexBy2(vIdx)));
+  Point2* d(pNeigh->getCorner(neighIdx));
+  Triangle2* ta(pT->getOppositeTriangle(incIndexBy2(vIdx)));
+  Triangle2* tb(pT->getOppositeTriangle(incIndexBy1(vIdx)));
+  Triangle2* na(pNeigh->getOppositeTriangle(incIndexBy1(neighIdx)));
+  Triangle2* nb(pNeigh->getOppositeTriangle(incIndexBy2(neighIdx)));
+  pT->setCornersAndNeighbours(v, a, d, na, pNeigh, ta);
+  pNeigh->setCornersAndNeighbours(v, d, b, nb, tb, pT);
+  a->setIncidentTriangle(pT);
+  b->setIncidentTriangle(pNeigh);
+  replaceNeighbour(na, pNeigh, pT);
+  replaceNeighbour(tb, pT, pNeigh);
+}
+
 }  // namespace KORA_ZARN2D

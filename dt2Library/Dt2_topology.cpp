@@ -2,22 +2,12 @@
 // callers (insertion, removal) decide with the exact predicates what to change.
 //
 // Every triangle created around a new vertex v has v as corner 0, so the flip stack only needs
-// triangle pointers: the edge to test is always the one opposite corner 0.
+// triangle pointers: the edge to test is always the one opposite corner 0. The flip and the
+// relinking of a neighbour, which the flip loops call at every flip, are inline in Dt2.h.
 #include "Dt2.h"
 #include "tools.h"
 
 namespace KORA_ZARN2D {
-
-void Dt2::replaceNeighbour(Triangle2* pT, Triangle2* pOld, Triangle2* pNew) {
-  if (pT == nullptr) return;
-  for (int i = 0; i < 3; ++i) {
-    if (pT->getOppositeTriangle(i) == pOld) {
-      pT->setOppTriangle(i, pNew);
-      return;
-    }
-  }
-  ZARN_ASSERT(false);
-}
 
 // (a, b, c) with neighbours (na, nb, nc) becomes (v,b,c), (v,c,a), (v,a,b). Writes pT, the two
 // new triangles and the links of nb and nc. Of the corners only a leaves pT: a and v get a
@@ -101,25 +91,6 @@ void Dt2::attachOutsideHull(const std::vector<std::pair<Triangle2*, int>>& vHull
   }
 }
 
-// pT = (v, a, b) with v at corner vIdx; pNeigh = (d, b, a) with d at neighIdx. The diagonal a-b is
-// replaced by v-d: pT becomes (v, a, d) and pNeigh becomes (v, d, b), v at corner 0 of both. Only
-// a (now in pT alone) and b (now in pNeigh alone) may have pointed at a triangle that lost them.
-void Dt2::flip(Triangle2* pT, int vIdx, Triangle2* pNeigh, int neighIdx) {
-  Point2* v(pT->getCorner(vIdx));
-  Point2* a(pT->getCorner(incIndexBy1(vIdx)));
-  Point2* b(pT->getCorner(incIndexBy2(vIdx)));
-  Point2* d(pNeigh->getCorner(neighIdx));
-  Triangle2* ta(pT->getOppositeTriangle(incIndexBy2(vIdx)));
-  Triangle2* tb(pT->getOppositeTriangle(incIndexBy1(vIdx)));
-  Triangle2* na(pNeigh->getOppositeTriangle(incIndexBy1(neighIdx)));
-  Triangle2* nb(pNeigh->getOppositeTriangle(incIndexBy2(neighIdx)));
-  pT->setCornersAndNeighbours(v, a, d, na, pNeigh, ta);
-  pNeigh->setCornersAndNeighbours(v, d, b, nb, tb, pT);
-  a->setIncidentTriangle(pT);
-  b->setIncidentTriangle(pNeigh);
-  replaceNeighbour(na, pNeigh, pT);
-  replaceNeighbour(tb, pT, pNeigh);
-}
 
 namespace {
 // Sets pT's corners and neighbours with the first of each at index k (the others follow).
