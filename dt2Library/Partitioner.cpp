@@ -14,7 +14,7 @@ unsigned floorLog2(size_t x) {
 }  // namespace
 
 Partitioner::Partitioner(const RecordRange& records_, size_t numChunks, size_t sampleStep_)
-    : records(records_), sampleShift(floorLog2(std::max<size_t>(1, sampleStep_))), sampleStep(size_t(1) << sampleShift) {
+    : records(records_), sampleShift(floorLog2(std::max<size_t>(1, sampleStep_))) {
   numChunks = std::max<size_t>(1, numChunks);
   const size_t n(records.size());
   vBegin.push_back(0);
@@ -27,7 +27,7 @@ Partitioner::Partitioner(const RecordRange& records_, size_t numChunks, size_t s
   vBegin.push_back(n);
   for (size_t c = 0; c < numChunks; ++c) {
     size_t numSamples(0);
-    for (size_t i = firstSampleCandidate(c); i < chunkEnd(c); i += sampleStep) numSamples += isSample(i);
+    for (size_t i = firstSampleCandidate(c); i < chunkEnd(c); i += getSampleStep()) numSamples += isSample(i);
     vNumToInsert.push_back(chunkEnd(c) - chunkBegin(c) - numSamples);
   }
 }

@@ -47,10 +47,10 @@ class Partitioner {
   size_t chunkBegin(size_t c) const { return vBegin[c]; }
   size_t chunkEnd(size_t c) const { return vBegin[c + 1]; }
   /// The step of the sample (a power of two).
-  size_t getSampleStep() const { return sampleStep; }
+  size_t getSampleStep() const { return size_t(1) << sampleShift; }
   /// The first record of chunk c that can be a sample record: only multiples of the step can.
-  size_t firstSampleCandidate(size_t c) const { return (chunkBegin(c) + sampleStep - 1) & ~(sampleStep - 1); }
-  bool isSample(size_t i) const { return (i & (sampleStep - 1)) == 0 && (i == 0 || records[i - 1].key != records[i].key); }
+  size_t firstSampleCandidate(size_t c) const { return (chunkBegin(c) + getSampleStep() - 1) & ~(getSampleStep() - 1); }
+  bool isSample(size_t i) const { return (i & (getSampleStep() - 1)) == 0 && (i == 0 || records[i - 1].key != records[i].key); }
   /// The slot of the sample record at or before record i: i / sampleStep (that record, index
   /// slot * sampleStep, is a sample record unless it repeats its predecessor's key).
   size_t sampleSlot(size_t i) const { return i >> sampleShift; }
@@ -64,7 +64,6 @@ class Partitioner {
  private:
   RecordRange records;
   unsigned sampleShift;  // log2 of the step: the tests per record are a mask and a shift
-  size_t sampleStep;
   std::vector<size_t> vBegin;        // numChunks + 1 record indices
   std::vector<uint32_t> vFirstKey;   // key of the first record of chunks 1, 2, ...
   std::vector<size_t> vNumToInsert;  // per chunk
