@@ -50,12 +50,8 @@ class alignas(64) Chunk {
 
   /// The record indices of the vertices this chunk could not insert, in the order met.
   const std::vector<size_t>& getDeferred() const { return vDeferred; }
-  /// The reserved storage not used.
-  std::vector<TriangleRun> getUnusedRuns() const {
-    std::vector<TriangleRun> vUnused(scratch.vRuns);
-    vUnused.push_back(scratch.run);
-    return vUnused;
-  }
+  /// Moves out the reserved storage not used.
+  std::vector<TriangleRun> takeUnusedRuns() { return scratch.takeRuns(); }
 
  private:
   bool owns(const Triangle2* pT) const { return pT == nullptr || pT->getMark() == scratch.ownMark; }

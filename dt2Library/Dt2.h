@@ -57,8 +57,10 @@ struct TriangleRun {
 };
 
 /// The scratch of one inserting thread: its flip stack and where its new triangles come from.
-/// The triangulation's own scratch (ownMark 0) takes them from the released stack or the pool; a
-/// worker of the parallel inserter takes them from runs reserved for it and marks them its own.
+/// A worker of the parallel inserter takes them from runs reserved for it and marks them its own.
+/// The triangulation's own scratch (ownMark 0) takes them from its runs while it has some (the
+/// storage the workers left, lent to the serial pass after them), else from the released stack or
+/// the pool.
 /// The run it draws from is held by value: the heap buffer of vRuns comes from the thread that
 /// reserved the runs, and two workers writing into neighbouring buffers would share a cache line
 /// at every new triangle.
@@ -76,6 +78,14 @@ struct InsertionScratch {
       run = TriangleRun{pT + 1, pT + 1};
     }
     run.pBegin = pT;
+  }
+  /// Moves out the storage not taken yet (the non-empty runs), leaving none.
+  std::vector<TriangleRun> takeRuns() {
+    std::vector<TriangleRun> vLeft;
+    vLeft.swap(vRuns);
+    if (run.pBegin != run.pEnd) vLeft.push_back(run);
+    run = TriangleRun{nullptr, nullptr};
+    return vLeft;
   }
 };
 
@@ -283,6 +293,10 @@ class Dt2 {
   void reserveTriangleRuns(size_t numTriangles, std::vector<TriangleRun>& vRuns);
   /// Gives back the unused part of reserved runs: it becomes released (dead) triangles. Serial.
   void releaseUnusedRuns(const std::vector<TriangleRun>& vRuns);
+  /// Lends reserved runs to the serial insertion, which takes its new triangles from them first
+  /// until releaseLentRuns() releases what is left. Nothing may enumerate the triangles meanwhile.
+  void lendRuns(std::vector<TriangleRun> vRuns) { serialScratch.vRuns = std::move(vRuns); }
+  void releaseLentRuns() { releaseUnusedRuns(serialScratch.takeRuns()); }
   /// Marks the triangles dead and puts them on the stack of released triangles.
   void releaseTriangles(const std::vector<Triangle2*>& vDead);
   /// A triangle mark that no triangle carries yet (see Triangle2's marks). When the 32-bit values
@@ -308,12 +322,15 @@ class Dt2 {
   Triangle2* insertVertex(Point2* pVtx, Triangle2* pStart, bool bDeferDuplicate = false);
   friend class InserterMT;
   friend class Chunk;
-  /// Storage for a new triangle: the released stack or the pool (the serial scratch), else the
-  /// scratch's reserved runs with the scratch's mark. Corners and neighbours are set by the caller.
+  /// Storage for a new triangle with the scratch's mark: from the scratch's runs while it has some,
+  /// else (the serial scratch only) from the released stack or the pool. Corners and neighbours are
+  /// set by the caller.
   Triangle2* newTriangle(InsertionScratch& scratch) {
-    if (scratch.ownMark == 0) return takeTriangle();
     if (scratch.run.pBegin == scratch.run.pEnd) {
-      ZARN_ASSERT(!scratch.vRuns.empty());
+      if (scratch.vRuns.empty()) {
+        ZARN_ASSERT(scratch.ownMark == 0);  // a worker's runs hold 2 triangles for each of its points
+        return takeTriangle();
+      }
       scratch.run = scratch.vRuns.back();
       scratch.vRuns.pop_back();
     }

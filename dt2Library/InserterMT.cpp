@@ -6,10 +6,12 @@
 #include <exception>
 #include <memory>
 #include <thread>
+#include <tuple>
 
 #include "Chunk.h"
 #include "Dt2.h"
 #include "Partitioner.h"
+#include "ThreadSlices.h"
 
 namespace KORA_ZARN2D {
 
@@ -22,6 +24,21 @@ constexpr size_t kMinRecordsPerChunk = 512;
 // in that round (a third more time per point at 4 million points with 16 times).
 constexpr size_t kSampleStep = 64;
 constexpr size_t kMinSamplePerChunk = 64;
+
+// Lends the triangle storage the workers reserved and did not use to the serial insertion, which
+// takes its new triangles from it first: the deferred points need about as many as are left, and
+// pages that no worker reached are not touched to make them released triangles. What is left when
+// the scope ends (also on an exception) becomes released triangles.
+class LentRuns {
+ public:
+  LentRuns(Dt2& dt_, std::vector<TriangleRun> vRuns) : dt(dt_) { dt.lendRuns(std::move(vRuns)); }
+  LentRuns(const LentRuns&) = delete;
+  LentRuns& operator=(const LentRuns&) = delete;
+  ~LentRuns() { dt.releaseLentRuns(); }
+
+ private:
+  Dt2& dt;
+};
 
 }  // namespace
 
@@ -49,27 +66,48 @@ size_t InserterMT::run(const RecordRange& records) {
   for (const size_t stride : {64, 8, 1}) {
     insertSerially(records, stride * partitioner.getSampleStep(), stride > 1, [&partitioner](size_t i) { return partitioner.isSample(i); });
   }
-  const std::vector<size_t> vDeferred(runChunks(records, partitioner));
-  for (const size_t i : vDeferred) pLast = dt.insertVertex(records[i].pVtx, pLast);
+  std::vector<size_t> vDeferred;
+  {
+    const LentRuns lent(dt, runChunks(records, partitioner, vDeferred));
+    for (const size_t i : vDeferred) pLast = dt.insertVertex(records[i].pVtx, pLast);
+  }
   return vDeferred.size();
 }
 
+size_t InserterMT::numWorkersFor(size_t numChunks) {
+  return std::min<size_t>(numChunks, std::max(1u, std::thread::hardware_concurrency()));
+}
+
+uint32_t InserterMT::centroidKey(const Triangle2* pT) const {
+  // Triangles at the fake box reach beyond the key mapping's box: clamp their centroid into it.
+  const Point2 centroid(pT->getBarycenter());
+  const Bbox2& box(dt.bbx);
+  const double x(std::min(std::max(centroid.x(), box.get_minX()), box.get_maxX()));
+  const double y(std::min(std::max(centroid.y(), box.get_minY()), box.get_maxY()));
+  return dt.getHC2().getKey(x, y);
+}
+
+// The triangles are cut into one slice per worker thread: reading the corners of the coarse
+// triangulation misses the cache at nearly every triangle.
 void InserterMT::assignOwners(const Partitioner& partitioner, const std::vector<uint32_t>& vMarks, std::vector<Triangle2*>& vStarts) {
   std::vector<Triangle2*> vTriangles;
   dt.getTrianglePointers(vTriangles);
-  std::vector<uint32_t> vStartKeys(partitioner.numChunks(), UINT32_MAX);
-  const Bbox2& box(dt.bbx);
-  for (Triangle2* pT : vTriangles) {
-    // Triangles at the fake box reach beyond the key mapping's box: clamp their centroid into it.
-    const Point2 centroid(pT->getBarycenter());
-    const double x(std::min(std::max(centroid.x(), box.get_minX()), box.get_maxX()));
-    const double y(std::min(std::max(centroid.y(), box.get_minY()), box.get_maxY()));
-    const uint32_t key(dt.getHC2().getKey(x, y));
-    const size_t owner(partitioner.chunkOfKey(key));
-    pT->setMark(vMarks[owner]);
-    if (key < vStartKeys[owner]) {
-      vStartKeys[owner] = key;
-      vStarts[owner] = pT;
+  using KeyedTriangle = std::pair<uint32_t, Triangle2*>;
+  const size_t numSlices(numWorkersFor(partitioner.numChunks()));
+  // Per slice and chunk, the chunk's triangle of smallest key met in the slice.
+  std::vector<std::vector<KeyedTriangle>> vSliceStarts(numSlices, std::vector<KeyedTriangle>(partitioner.numChunks(), {UINT32_MAX, nullptr}));
+  forEachSlice(vTriangles.size(), numSlices, [&](size_t s, size_t begin, size_t end) {
+    for (size_t i = begin; i < end; ++i) {
+      const uint32_t key(centroidKey(vTriangles[i]));
+      const size_t owner(partitioner.chunkOfKey(key));
+      vTriangles[i]->setMark(vMarks[owner]);
+      if (key < vSliceStarts[s][owner].first) vSliceStarts[s][owner] = KeyedTriangle(key, vTriangles[i]);
+    }
+  });
+  for (size_t c = 0; c < partitioner.numChunks(); ++c) {
+    uint32_t startKey(UINT32_MAX);
+    for (const std::vector<KeyedTriangle>& vStartsOfSlice : vSliceStarts) {
+      if (vStartsOfSlice[c].first < startKey) std::tie(startKey, vStarts[c]) = vStartsOfSlice[c];
     }
   }
 }
@@ -98,7 +136,8 @@ std::vector<Triangle2*> InserterMT::findAnchors(const RecordRange& records, cons
   return vAnchors;
 }
 
-std::vector<size_t> InserterMT::runChunks(const RecordRange& records, const Partitioner& partitioner) {
+std::vector<TriangleRun> InserterMT::runChunks(const RecordRange& records, const Partitioner& partitioner,
+                                               std::vector<size_t>& vDeferred) {
   const size_t numChunks(partitioner.numChunks());
   std::vector<uint32_t> vMarks;
   for (size_t c = 0; c < numChunks; ++c) vMarks.push_back(dt.newMark());
@@ -116,7 +155,7 @@ std::vector<size_t> InserterMT::runChunks(const RecordRange& records, const Part
   }
   // More threads than the machine runs at once would only take turns: each thread runs every
   // numWorkers-th chunk, one after the other. Only the calling thread publishes progress.
-  const size_t numWorkers(std::min<size_t>(numChunks, std::max(1u, std::thread::hardware_concurrency())));
+  const size_t numWorkers(numWorkersFor(numChunks));
   std::atomic<size_t> numDone(0);
   std::vector<std::exception_ptr> vErrors(numChunks);
   const auto work = [&](size_t w) {
@@ -132,17 +171,20 @@ std::vector<size_t> InserterMT::runChunks(const RecordRange& records, const Part
   for (size_t w = 1; w < numWorkers; ++w) vThreads.emplace_back(work, w);
   work(0);
   for (std::thread& t : vThreads) t.join();
-  std::vector<size_t> vDeferred;
+  std::vector<TriangleRun> vUnused;
   for (const std::unique_ptr<Chunk>& pChunk : vChunks) {
-    dt.releaseUnusedRuns(pChunk->getUnusedRuns());
+    const std::vector<TriangleRun> vRuns(pChunk->takeUnusedRuns());
+    vUnused.insert(vUnused.end(), vRuns.begin(), vRuns.end());
     vDeferred.insert(vDeferred.end(), pChunk->getDeferred().begin(), pChunk->getDeferred().end());
   }
   for (const std::exception_ptr& pError : vErrors) {
-    if (pError) std::rethrow_exception(pError);
+    if (!pError) continue;
+    dt.releaseUnusedRuns(vUnused);
+    std::rethrow_exception(pError);
   }
   // In record order: consecutive walks stay short, and equal points keep their input order.
   std::sort(vDeferred.begin(), vDeferred.end());
-  return vDeferred;
+  return vUnused;
 }
 
 }  // namespace KORA_ZARN2D

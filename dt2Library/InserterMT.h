@@ -10,6 +10,7 @@ namespace KORA_ZARN2D {
 
 class Dt2;
 class Triangle2;
+struct TriangleRun;
 
 /// Inserts a Hilbert-ordered set of new vertices with several threads, into the triangulation
 /// itself (no copy, no merge):
@@ -44,6 +45,10 @@ class InserterMT {
   /// meets a vertex is left pending for a later pass, which registers it as a duplicate.
   template <class Include>
   void insertSerially(const RecordRange& records, size_t step, bool bDeferDuplicates, Include bInclude);
+  /// The number of threads for numChunks chunks: at most as many as the machine runs at once.
+  static size_t numWorkersFor(size_t numChunks);
+  /// The key of pT's centroid, clamped into the key mapping's box.
+  uint32_t centroidKey(const Triangle2* pT) const;
   /// Marks every triangle with the mark of the chunk owning its centroid's key; vStarts receives,
   /// per chunk, its triangle of smallest key (null for a chunk without triangles).
   void assignOwners(const Partitioner& partitioner, const std::vector<uint32_t>& vMarks, std::vector<Triangle2*>& vStarts);
@@ -51,9 +56,11 @@ class InserterMT {
   /// record, or null.
   std::vector<Triangle2*> findAnchors(const RecordRange& records, const Partitioner& partitioner,
                                       const std::vector<uint32_t>& vMarks);
-  /// Runs the chunks on at most as many threads as the machine runs at once, and returns the record indices of the vertices they
-  /// deferred, in increasing order.
-  std::vector<size_t> runChunks(const RecordRange& records, const Partitioner& partitioner);
+  /// Runs the chunks on at most as many threads as the machine runs at once; vDeferred receives the
+  /// record indices of the vertices they deferred, in increasing order. Returns the reserved
+  /// triangle storage they did not use.
+  std::vector<TriangleRun> runChunks(const RecordRange& records, const Partitioner& partitioner,
+                                     std::vector<size_t>& vDeferred);
 
   Dt2& dt;
   size_t numThreads;

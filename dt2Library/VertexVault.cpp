@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "Dt2.h"
+#include "ThreadSlices.h"
 #include "Triangle2.h"
 #include "tools.h"
 
@@ -31,17 +32,6 @@ bool isFinitePoint(const Point2& p) { return std::isfinite(p.x()) && std::isfini
 
 // The number of threads for bulk work on n points with numCPU allowed.
 size_t threadsFor(size_t n, size_t numCPU) { return std::max<size_t>(1, std::min(numCPU, n / kMinPointsPerThread)); }
-
-// Runs fn(t, begin, end) for the numThreads contiguous slices [begin, end) of [0, n), slice t on a
-// thread of its own (the calling thread takes slice 0); numThreads counts as at least 1.
-template <class Fn>
-void forEachSlice(size_t n, size_t numThreads, const Fn& fn) {
-  numThreads = std::max<size_t>(1, numThreads);
-  std::vector<std::thread> vThreads;
-  for (size_t t = 1; t < numThreads; ++t) vThreads.emplace_back(fn, t, n * t / numThreads, n * (t + 1) / numThreads);
-  fn(0, 0, n / numThreads);
-  for (std::thread& thread : vThreads) thread.join();
-}
 
 }  // namespace
 
