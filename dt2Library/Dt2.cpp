@@ -14,6 +14,7 @@
 #include "ConstraintMgr.h"
 #include "Zone2.h"
 #include "InserterMT.h"
+#include "ThreadSlices.h"
 #include "tools.h"
 
 namespace KORA_ZARN2D {
@@ -31,23 +32,35 @@ bool isFinitePoint(const Point2& p) { return std::isfinite(p.x()) && std::isfini
 // block cache, where the next triangulation's buffers find them resident.
 constexpr size_t kTrimMinPoints = size_t(1) << 18;
 
-// Extends box by the input's finite points; true when it changed. One pass with the bounds in
-// registers: a call per point would cost a fifth of the vertex creation.
-bool extendByFinitePoints(Bbox2& box, const BulkInput& input) {
-  double minX(HUGE_VAL), minY(HUGE_VAL), maxX(-HUGE_VAL), maxY(-HUGE_VAL);
-  for (size_t i = 0; i < input.size; ++i) {
-    const double x(input.aPoints != nullptr ? input.aPoints[i].x() : input.aCoordinates[2 * i]);
-    const double y(input.aPoints != nullptr ? input.aPoints[i].y() : input.aCoordinates[2 * i + 1]);
-    if (!std::isfinite(x) || !std::isfinite(y)) continue;
-    minX = std::min(minX, x);
-    minY = std::min(minY, y);
-    maxX = std::max(maxX, x);
-    maxY = std::max(maxY, y);
+// The bounds of some points (empty: min above max).
+struct Bounds {
+  double minX = HUGE_VAL, minY = HUGE_VAL, maxX = -HUGE_VAL, maxY = -HUGE_VAL;
+};
+
+// Extends box by the input's finite points, on up to numCPU threads; true when it changed. One pass
+// per slice with the bounds in registers: a call per point would cost a fifth of the vertex creation.
+bool extendByFinitePoints(Bbox2& box, const BulkInput& input, size_t numCPU) {
+  const std::vector<Bounds> vSliceBounds(mapSlices<Bounds>(input.size, threadsFor(input.size, numCPU), [&input](size_t begin, size_t end) {
+    Bounds b;
+    for (size_t i = begin; i < end; ++i) {
+      const double x(input.aPoints != nullptr ? input.aPoints[i].x() : input.aCoordinates[2 * i]);
+      const double y(input.aPoints != nullptr ? input.aPoints[i].y() : input.aCoordinates[2 * i + 1]);
+      if (!std::isfinite(x) || !std::isfinite(y)) continue;
+      b.minX = std::min(b.minX, x);
+      b.minY = std::min(b.minY, y);
+      b.maxX = std::max(b.maxX, x);
+      b.maxY = std::max(b.maxY, y);
+    }
+    return b;
+  }));
+  bool bChanged(false);
+  for (const Bounds& b : vSliceBounds) {
+    if (b.minX > b.maxX) continue;
+    const bool bLowerChanged(box.add(Point2(b.minX, b.minY)));
+    const bool bUpperChanged(box.add(Point2(b.maxX, b.maxY)));
+    bChanged = bChanged || bLowerChanged || bUpperChanged;
   }
-  if (minX > maxX) return false;
-  const bool bLowerChanged(box.add(Point2(minX, minY)));
-  const bool bUpperChanged(box.add(Point2(maxX, maxY)));
-  return bLowerChanged || bUpperChanged;
+  return bChanged;
 }
 
 // The key buffers of a large bulk insertion (16 bytes per point) bypass the thread's block cache
@@ -424,7 +437,7 @@ void Dt2::insertBulk(const BulkInput& input, Point2** aHandles) {
     return;
   }
   ZARN_ASSERT(vertexVault.dupIsClean());
-  if (extendByFinitePoints(bbx, input)) {
+  if (extendByFinitePoints(bbx, input, static_cast<size_t>(numCPU))) {
     bbx.doubleTheBox();
     rebuildKeyMapping();
   }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iostream>
+#include <numeric>
 #include <set>
 #include <thread>
 #include <utility>
@@ -24,14 +25,7 @@ constexpr int kResortDeactivatedMinimum = 1000;
 // The four-way concurrent sort pays off only for large arrays and enough cores.
 constexpr size_t kParallelSortMinRecords = 10000;
 constexpr int kParallelSortMinThreads = 4;
-// Bulk vertex creation gives each thread at least this many points: below it, starting a thread
-// costs more than it saves.
-constexpr size_t kMinPointsPerThread = 32768;
-
 bool isFinitePoint(const Point2& p) { return std::isfinite(p.x()) && std::isfinite(p.y()); }
-
-// The number of threads for bulk work on n points with numCPU allowed.
-size_t threadsFor(size_t n, size_t numCPU) { return std::max<size_t>(1, std::min(numCPU, n / kMinPointsPerThread)); }
 
 }  // namespace
 
@@ -335,6 +329,15 @@ void VertexVault::dropTrailingInactive() {
 }
 
 bool VertexVault::isSortedBetween(size_t first, size_t end) const {
+  if (end <= first + 1) return true;
+  // Slice t compares the pairs of neighbours (i, i + 1) with i in its part of [first, end - 1).
+  const std::vector<char> vSorted(mapSlices<char>(end - first - 1, numThreadsForAll(end - first), [&](size_t begin, size_t stop) {
+    return static_cast<char>(isSortedSlice(first + begin, first + stop + 1));
+  }));
+  return std::all_of(vSorted.begin(), vSorted.end(), [](char bSorted) { return bSorted != 0; });
+}
+
+bool VertexVault::isSortedSlice(size_t first, size_t end) const {
   uint32_t previousKey(0);
   for (size_t i = first; i < std::min(end, numInBulkRun); ++i) {  // the run first: no test per record of where it is
     if (keyOf(pBulkRun + i) < previousKey) return false;
@@ -345,6 +348,10 @@ bool VertexVault::isSortedBetween(size_t first, size_t end) const {
     previousKey = keyOf(vIdxVtxAct[i - numInBulkRun]);
   }
   return true;
+}
+
+size_t VertexVault::numThreadsForAll(size_t n) const {
+  return threadsFor(n, static_cast<size_t>(std::max(1, pDt->getNumCPU())));
 }
 
 void VertexVault::materializeBulkRun() {
@@ -407,8 +414,12 @@ void VertexVault::updateSorting(bool bForce) {
   dropTrailingInactive();
   numSorted = size();
   // Inactive records inside the array are skipped by every search; count only the active ones.
-  numActive = 0;
-  for (size_t i = 0; i < size(); ++i) numActive += isActive(recordAt(i)) ? 1 : 0;
+  const std::vector<size_t> vNumActive(mapSlices<size_t>(size(), numThreadsForAll(size()), [this](size_t begin, size_t end) {
+    size_t num(0);
+    for (size_t i = begin; i < end; ++i) num += isActive(recordAt(i)) ? 1 : 0;
+    return num;
+  }));
+  numActive = static_cast<int>(std::accumulate(vNumActive.begin(), vNumActive.end(), size_t(0)));
 }
 
 void VertexVault::rekeyAll() {
@@ -430,8 +441,7 @@ size_t VertexVault::createVertices(const BulkInput& input, Point2** aHandles) {
     aBuffers = vOwnBuffers.data();
   }
   const HC2& hc(pDt->getHC2());
-  const size_t numCPU(static_cast<size_t>(std::max(1, pDt->getNumCPU())));
-  forEachSlice(numPoints, threadsFor(numPoints, numCPU), [&](size_t, size_t begin, size_t end) {
+  forEachSlice(numPoints, numThreadsForAll(numPoints), [&](size_t, size_t begin, size_t end) {
     for (size_t i = begin; i < end; ++i) {
       // Non-finite points get the marker key UINT32_MAX (above every 30-bit key) and are skipped.
       const Point2 p(input.get(i));
@@ -439,13 +449,13 @@ size_t VertexVault::createVertices(const BulkInput& input, Point2** aHandles) {
       aBuffers[i] = (key << 32) | i;
     }
   });
-  uint64_t* aPairs(sortKeyPairs(aBuffers, aBuffers + numPoints, numPoints, threadsFor(numPoints, numCPU)));
+  uint64_t* aPairs(sortKeyPairs(aBuffers, aBuffers + numPoints, numPoints, numThreadsForAll(numPoints)));
   // Non-finite points carry the marker key UINT32_MAX: skip them.
   const size_t numPairs(static_cast<size_t>(
       std::remove_if(aPairs, aPairs + numPoints, [](uint64_t pair) { return (pair >> 32) == UINT32_MAX; }) - aPairs));
   // One range of the pairs per thread, each with its own run of the vertex pool: the threads
   // write disjoint vertices, records and handles.
-  const size_t numThreads(threadsFor(numPairs, numCPU));
+  const size_t numThreads(numThreadsForAll(numPairs));
   const size_t maxRun(pDt->getMaxVertexRun());
   const size_t numRanges(std::max(numThreads, (numPairs + maxRun - 1) / maxRun));
   std::vector<size_t> vRangeBegins;

@@ -113,7 +113,8 @@ class VertexVault {
 
   /// True when the records from first on are in key order. O(number of those records).
   bool isSortedFrom(size_t first) const { return isSortedBetween(first, size()); }
-  /// True when records [first, end) are in key order. O(end - first).
+  /// True when records [first, end) are in key order. O(end - first), on up to getNumCPU() threads
+  /// for large ranges.
   bool isSortedBetween(size_t first, size_t end) const;
   /// The number of records; records [first, size()) were created by the last createVertices call.
   size_t size() const { return numInBulkRun + vIdxVtxAct.size(); }
@@ -147,6 +148,10 @@ class VertexVault {
   Point2* recordAt(size_t i) const { return i < numInBulkRun ? pBulkRun + i : vIdxVtxAct[i - numInBulkRun]; }
   /// Gives the records of the bulk run explicit pointers (before records are reordered).
   void materializeBulkRun();
+  /// isSortedBetween on the calling thread.
+  bool isSortedSlice(size_t first, size_t end) const;
+  /// The number of threads for bulk work on n records (the triangulation's numCPU allows).
+  size_t numThreadsForAll(size_t n) const;
   void sortRecords();
   void sortFourWays();
   /// Creates the vertices of pairs [begin, end) in pRun (one element per pair), their records at
