@@ -24,6 +24,9 @@ constexpr size_t kMinRecordsPerChunk = 512;
 // in that round (a third more time per point at 4 million points with 16 times).
 constexpr size_t kSampleStep = 64;
 constexpr size_t kMinSamplePerChunk = 64;
+// Owners are assigned on several threads from this many coarse triangles per thread (each costs a
+// few cache misses).
+constexpr size_t kMinTrianglesPerOwnerThread = 4096;
 
 // Lends the triangle storage the workers reserved and did not use to the serial insertion, which
 // takes its new triangles from it first: the deferred points need about as many as are left, and
@@ -93,7 +96,7 @@ void InserterMT::assignOwners(const Partitioner& partitioner, const std::vector<
   std::vector<Triangle2*> vTriangles;
   dt.getTrianglePointers(vTriangles);
   using KeyedTriangle = std::pair<uint32_t, Triangle2*>;
-  const size_t numSlices(numWorkersFor(partitioner.numChunks()));
+  const size_t numSlices(threadsFor(vTriangles.size(), numWorkersFor(partitioner.numChunks()), kMinTrianglesPerOwnerThread));
   // Per slice and chunk, the chunk's triangle of smallest key met in the slice.
   std::vector<std::vector<KeyedTriangle>> vSliceStarts(numSlices, std::vector<KeyedTriangle>(partitioner.numChunks(), {UINT32_MAX, nullptr}));
   forEachSlice(vTriangles.size(), numSlices, [&](size_t s, size_t begin, size_t end) {

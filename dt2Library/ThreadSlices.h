@@ -12,8 +12,11 @@ namespace KORA_ZARN2D {
 /// than it saves.
 constexpr size_t kMinItemsPerThread = 32768;
 
-/// The number of threads for bulk work on n items with numCPU allowed (at least 1).
-inline size_t threadsFor(size_t n, size_t numCPU) { return std::max<size_t>(1, std::min(numCPU, n / kMinItemsPerThread)); }
+/// The number of threads for bulk work on n items with numCPU allowed (at least 1), each thread
+/// taking at least minPerThread items.
+inline size_t threadsFor(size_t n, size_t numCPU, size_t minPerThread = kMinItemsPerThread) {
+  return std::max<size_t>(1, std::min(numCPU, n / minPerThread));
+}
 
 /// Runs fn(t, begin, end) for the numThreads contiguous slices [begin, end) of [0, n), slice t on a
 /// thread of its own (the calling thread takes slice 0); numThreads counts as at least 1. fn must
