@@ -134,7 +134,7 @@ void Dt2::releaseTriangles(const std::vector<Triangle2*>& vDead) {
 }
 
 uint32_t Dt2::newMarks(uint32_t count) {
-  if (lastMark > UINT32_MAX - count) {
+  if (lastMark > Triangle2::kMaxMark - count) {
     for (int b = 0; b < trianglePool.getNumBlocks(); ++b) {
       Triangle2* pBlock(trianglePool.getBlock(b));
       for (int32_t i = 0; i < trianglePool.getUsedCount(b); ++i) pBlock[i].setMark(0);

@@ -299,7 +299,7 @@ class Dt2 {
   void releaseLentRuns() { releaseUnusedRuns(serialScratch.takeRuns()); }
   /// Marks the triangles dead and puts them on the stack of released triangles.
   void releaseTriangles(const std::vector<Triangle2*>& vDead);
-  /// A triangle mark that no triangle carries yet (see Triangle2's marks). When the 32-bit values
+  /// A triangle mark that no triangle carries yet (see Triangle2's marks). When the 16-bit values
   /// run out, every triangle's mark is reset to 0 and the values start again: amortised O(1).
   uint32_t newMark() { return newMarks(1); }
   /// The first of count consecutive mark values that no triangle carries yet (as newMark).
@@ -633,13 +633,9 @@ int Dt2::walk(KoraTest& kora, const Point2& p, Triangle2*& pStartTriangle, int& 
 
 inline void Dt2::replaceNeighbour(Triangle2* pT, Triangle2* pOld, Triangle2* pNew) {
   if (pT == nullptr) return;
-  for (int i = 0; i < 3; ++i) {
-    if (pT->getOppositeTriangle(i) == pOld) {
-      pT->setOppTriangle(i, pNew);
-      return;
-    }
-  }
-  ZARN_ASSERT(false);
+  const int i(pT->getIntraTriangleIndex(pOld));
+  ZARN_ASSERT(pT->getOppositeTriangle(i) == pOld);
+  pT->setOppTriangle(i, pNew);
 }
 
 // pT = (v, a, b) with v at corner vIdx; pNeigh = (d, b, a) with d at neighIdx. The diagonal a-b is

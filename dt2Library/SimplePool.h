@@ -171,6 +171,9 @@ class SimplePool {
       currentBlockSize = 0;  // the next alloc() tries again with the same size
       return;
     }
+    // Triangle records keep their mark in the high bits of neighbour addresses (Triangle2.h): no
+    // block may reach above 2^48, as user-space memory does not on 64-bit Linux, macOS or Windows.
+    ZARN_ASSERT((reinterpret_cast<uintptr_t>(currentBlock + size) >> 48) == 0);
     blockSizes.push_back(size);
     containers.push_back(currentBlock);
     currentBlockSize = size;

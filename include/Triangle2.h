@@ -28,23 +28,36 @@ inline int incIndexBy2(int i) { return i == 0 ? 2 : i - 1; }
 /// Triangles belong to the triangulation's pool: handles stay valid until the Zarn_2D is destroyed,
 /// but a triangle may be deleted by a later insertion, removal or constraint (and its storage reused).
 ///
-/// Marks. Every triangle carries one 32-bit mark, a scratch field for the library's own passes
-/// (zone searches, refinement queues, the parallel inserter); hosts must not rely on its value.
-/// A pass takes a fresh value from its triangulation (Dt2::newMark) and marks what it visited, so
-/// nothing has to be cleared before or after a pass and a visit test is one compare. A triangle
-/// taken from the pool (new or recycled) starts with mark 0, which no pass uses.
+/// Marks. Every triangle carries one 16-bit mark (0 to kMaxMark), a scratch field for the
+/// library's own passes (zone searches, refinement queues, the parallel inserter); hosts must not
+/// rely on its value. A pass takes a fresh value from its triangulation (Dt2::newMark) and marks
+/// what it visited, so nothing has to be cleared before or after a pass and a visit test is one
+/// compare. A triangle taken from the pool (new or recycled) starts with mark 0, which no pass uses.
+/// The mark lives in the 16 high bits of the word that holds neighbour 0, which user-space
+/// addresses leave zero on 64-bit platforms: the record is six words, 48 bytes. The mark and that
+/// word are read and written with relaxed atomic accesses, so a worker of the parallel inserter may
+/// read the mark of a triangle whose owner is relinking it.
 /// Stale handles. A released triangle has null corners; its storage may later be reused for
 /// another triangle. Whoever keeps a Triangle2* across changes (a queue of bad triangles, say)
 /// keeps its three corners too and treats the pointer as stale unless it still has exactly those
 /// corners (isSame): a recycled slot with the same corners is the same triangle again.
 class ZARN2D_EXPORT Triangle2 {
  public:
-  Triangle2() : aVertexPointer{nullptr, nullptr, nullptr}, aOppTriangles{nullptr, nullptr, nullptr}, mark(0) {}
+  /// The largest mark value.
+  static constexpr uint32_t kMaxMark = 0xFFFF;
+
+  Triangle2() : aVertexPointer{nullptr, nullptr, nullptr}, aOppTriangles{0, 0, 0} {}
 
   Point2* getCorner(int i) const { return aVertexPointer[i]; }
-  Triangle2* getOppositeTriangle(int i) const { return aOppTriangles[i]; }
+  Triangle2* getOppositeTriangle(int i) const { return reinterpret_cast<Triangle2*>(aOppTriangles[i] & kAddressBits); }
   void setVertexPointer(int i, Point2* pVtx) { aVertexPointer[i] = pVtx; }
-  void setOppTriangle(int i, Triangle2* pT) { aOppTriangles[i] = pT; }
+  void setOppTriangle(int i, Triangle2* pT) {
+    if (i == 0) {
+      setNeighbour0(pT);
+    } else {
+      aOppTriangles[i] = reinterpret_cast<uintptr_t>(pT);
+    }
+  }
 
   /// Sets the corners (counterclockwise); neighbours and the vertices' triangle pointers are unchanged.
   void setProperties(Point2* p0, Point2* p1, Point2* p2) {
@@ -56,9 +69,9 @@ class ZARN2D_EXPORT Triangle2 {
   /// each of them on a triangle that holds the vertex).
   void setCornersAndNeighbours(Point2* p0, Point2* p1, Point2* p2, Triangle2* t0, Triangle2* t1, Triangle2* t2) {
     setProperties(p0, p1, p2);
-    aOppTriangles[0] = t0;
-    aOppTriangles[1] = t1;
-    aOppTriangles[2] = t2;
+    setNeighbour0(t0);
+    aOppTriangles[1] = reinterpret_cast<uintptr_t>(t1);
+    aOppTriangles[2] = reinterpret_cast<uintptr_t>(t2);
   }
   /// Sets corners and neighbours, and makes this the incident triangle of each corner.
   void setPropertiesAndOppT(Point2* p0, Point2* p1, Point2* p2, Triangle2* t0, Triangle2* t1, Triangle2* t2) {
@@ -69,11 +82,9 @@ class ZARN2D_EXPORT Triangle2 {
   }
   /// Nulls corners and neighbours and resets the mark.
   void clearProperties() {
-    for (int i = 0; i < 3; ++i) {
-      aVertexPointer[i] = nullptr;
-      aOppTriangles[i] = nullptr;
-    }
-    mark = 0;
+    for (int i = 0; i < 3; ++i) aVertexPointer[i] = nullptr;
+    storeWord0(0);
+    aOppTriangles[1] = aOppTriangles[2] = 0;
   }
   /// False for a released triangle (its corners are null).
   bool isAlive() const { return aVertexPointer[0] != nullptr; }
@@ -84,8 +95,9 @@ class ZARN2D_EXPORT Triangle2 {
   }
 
   /// The library's scratch mark (see the class comment). O(1).
-  uint32_t getMark() const { return mark; }
-  void setMark(uint32_t value) { mark = value; }
+  uint32_t getMark() const { return static_cast<uint32_t>(__atomic_load_n(&aOppTriangles[0], __ATOMIC_RELAXED) >> kMarkShift); }
+  /// value must not exceed kMaxMark.
+  void setMark(uint32_t value) { storeWord0((aOppTriangles[0] & kAddressBits) | (static_cast<uintptr_t>(value) << kMarkShift)); }
 
   /// 1 if p is corner 1, 2 if corner 2, otherwise 0 (p must be a corner).
   int getIntraTriangleIndex(const Point2* p) const {
@@ -95,8 +107,8 @@ class ZARN2D_EXPORT Triangle2 {
   }
   /// 1 if t is neighbour 1, 2 if neighbour 2, otherwise 0 (t must be a neighbour).
   int getIntraTriangleIndex(const Triangle2* t) const {
-    if (aOppTriangles[1] == t) return 1;
-    if (aOppTriangles[2] == t) return 2;
+    if (aOppTriangles[1] == reinterpret_cast<uintptr_t>(t)) return 1;  // only word 0 holds a mark
+    if (aOppTriangles[2] == reinterpret_cast<uintptr_t>(t)) return 2;
     return 0;
   }
   /// The index of the edge joining p and q (either order); -1 with a "BUG:" report when there is none.
@@ -140,9 +152,18 @@ class ZARN2D_EXPORT Triangle2 {
   bool isAccurateCC(int maxIndex, const Point2& cc) const;
 
   Point2* aVertexPointer[3];
-  Triangle2* aOppTriangles[3];
-  uint32_t mark;
+  // The neighbours' addresses; word 0 also holds the mark in its high bits (see Marks).
+  uintptr_t aOppTriangles[3];
+
+ private:
+  static constexpr unsigned kMarkShift = 48;
+  static constexpr uintptr_t kAddressBits = (uintptr_t(1) << kMarkShift) - 1;
+  // Only word 0 is read by other threads (its mark): only its stores are atomic.
+  void storeWord0(uintptr_t word) { __atomic_store_n(&aOppTriangles[0], word, __ATOMIC_RELAXED); }
+  void setNeighbour0(Triangle2* pT) { storeWord0(reinterpret_cast<uintptr_t>(pT) | (aOppTriangles[0] & ~kAddressBits)); }
 };
+static_assert(sizeof(void*) == 8, "Zarn2D keeps triangle marks in the high bits of 64-bit addresses");
+static_assert(sizeof(Triangle2) == 6 * sizeof(void*), "a triangle record is its six links");
 
 /// Writes "Triangle2:" followed by the three corners.
 ZARN2D_EXPORT std::ostream& operator<<(std::ostream& stream, const Triangle2& c);

@@ -290,6 +290,19 @@ TEST(Zones, WrongUseDeletionAndExports) {
   EXPECT_EQ(countLinesContaining(svg, "<polygon") - countLinesContaining(svg, "fill=\"none\""), numInside);
 }
 
+// Triangle marks are 16 bits: thousands of zone searches run through all values more than once,
+// each wrap resets every mark, and the zones keep their triangles (a reset that missed triangles
+// would make a search skip them as visited).
+TEST(Zones, SearchesStayExactWhenTheMarkValuesWrapAround) {
+  Scene scene(300);
+  Zone2* pZone(scene.dt.createZone(scene.addRing(randomStar(8, 200, 800, 3)), ZL_INSIDE));
+  Zone2* pGlobal(scene.dt.createZone(nullptr, ZL_GLOBAL));
+  const std::vector<Triangle2*> vInside(trianglesOf(pZone)), vAll(trianglesOf(pGlobal));
+  for (int i = 0; i < 10000; ++i) {  // 16 mark values per search: the values wrap twice
+    ASSERT_EQ(trianglesOf(i % 2 == 0 ? pZone : pGlobal), i % 2 == 0 ? vInside : vAll) << "search " << i;
+  }
+}
+
 // unifyGrid on the integer grid [0, 20]^2 with the zone inside the square ring (5, 5)-(15, 15):
 // free cells turn one way; a constraint diagonal running the other way stays (and the result says
 // so); with tolerance 0 the four cells around a point moved by 1e-9 are no longer cocircular and
