@@ -27,6 +27,8 @@ constexpr size_t kMinSamplePerChunk = 64;
 // Owners are assigned on several threads from this many coarse triangles per thread (each costs a
 // few cache misses).
 constexpr size_t kMinTrianglesPerOwnerThread = 4096;
+// The first round of the deferred points takes every kDeferredStride-th.
+constexpr size_t kDeferredStride = 8;
 
 // Lends the triangle storage the workers reserved and did not use to the serial insertion, which
 // takes its new triangles from it first: the deferred points need about as many as are left, and
@@ -72,9 +74,23 @@ size_t InserterMT::run(const RecordRange& records) {
   std::vector<size_t> vDeferred;
   {
     const LentRuns lent(dt, runChunks(records, partitioner, vDeferred));
-    for (const size_t i : vDeferred) pLast = dt.insertVertex(records[i].pVtx, pLast);
+    insertDeferred(records, partitioner, vDeferred);
   }
   return vDeferred.size();
+}
+
+// Two rounds, as in the serial insertion: every kDeferredStride-th point first, so that the others
+// meet a triangulation that already spans their surroundings (fewer flips). The first round takes
+// only the first record of a key and leaves a point that meets a vertex to the second, so the first
+// of equal points becomes the vertex.
+void InserterMT::insertDeferred(const RecordRange& records, const Partitioner& partitioner, const std::vector<size_t>& vDeferred) {
+  for (const size_t stride : {kDeferredStride, size_t(1)}) {
+    for (size_t k = 0; k < vDeferred.size(); k += stride) {
+      const size_t i(vDeferred[k]);
+      if (!isPendingRecord(records[i]) || (stride > 1 && !partitioner.isFirstOfKey(i))) continue;
+      pLast = dt.insertVertex(records[i].pVtx, pLast, stride > 1);
+    }
+  }
 }
 
 size_t InserterMT::numWorkersFor(size_t numChunks) {

@@ -45,6 +45,8 @@ class InserterMT {
   /// meets a vertex is left pending for a later pass, which registers it as a duplicate.
   template <class Include>
   void insertSerially(const RecordRange& records, size_t step, bool bDeferDuplicates, Include bInclude);
+  /// Serial insertion of the records the workers deferred (indices in increasing order).
+  void insertDeferred(const RecordRange& records, const Partitioner& partitioner, const std::vector<size_t>& vDeferred);
   /// The number of threads for numChunks chunks: at most as many as the machine runs at once.
   static size_t numWorkersFor(size_t numChunks);
   /// The key of pT's centroid, clamped into the key mapping's box.

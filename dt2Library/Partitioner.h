@@ -50,7 +50,9 @@ class Partitioner {
   size_t getSampleStep() const { return size_t(1) << sampleShift; }
   /// The first record of chunk c that can be a sample record: only multiples of the step can.
   size_t firstSampleCandidate(size_t c) const { return (chunkBegin(c) + getSampleStep() - 1) & ~(getSampleStep() - 1); }
-  bool isSample(size_t i) const { return (i & (getSampleStep() - 1)) == 0 && (i == 0 || records[i - 1].key != records[i].key); }
+  bool isSample(size_t i) const { return (i & (getSampleStep() - 1)) == 0 && isFirstOfKey(i); }
+  /// True unless record i repeats the key of record i - 1.
+  bool isFirstOfKey(size_t i) const { return i == 0 || records[i - 1].key != records[i].key; }
   /// The slot of the sample record at or before record i: i / sampleStep (that record, index
   /// slot * sampleStep, is a sample record unless it repeats its predecessor's key).
   size_t sampleSlot(size_t i) const { return i >> sampleShift; }
