@@ -97,13 +97,12 @@ size_t InserterMT::numWorkersFor(size_t numChunks) {
   return std::min<size_t>(numChunks, std::max(1u, std::thread::hardware_concurrency()));
 }
 
-uint32_t InserterMT::centroidKey(const Triangle2* pT) const {
-  // Triangles at the fake box reach beyond the key mapping's box: clamp their centroid into it.
-  const Point2 centroid(pT->getBarycenter());
-  const Bbox2& box(dt.bbx);
-  const double x(std::min(std::max(centroid.x(), box.get_minX()), box.get_maxX()));
-  const double y(std::min(std::max(centroid.y(), box.get_minY()), box.get_maxY()));
-  return dt.getHC2().getKey(x, y);
+// The keys are stored with the vertices: nothing is computed, and for two chunks the owner is the
+// chunk of most of the corners.
+uint32_t InserterMT::medianCornerKey(const Triangle2* pT) {
+  const uint32_t a(VertexVault::keyOf(pT->getCorner(0))), b(VertexVault::keyOf(pT->getCorner(1)));
+  const uint32_t c(VertexVault::keyOf(pT->getCorner(2)));
+  return std::max(std::min(a, b), std::min(std::max(a, b), c));
 }
 
 // The triangles are cut into one slice per worker thread: reading the corners of the coarse
@@ -117,7 +116,7 @@ void InserterMT::assignOwners(const Partitioner& partitioner, const std::vector<
   std::vector<std::vector<KeyedTriangle>> vSliceStarts(numSlices, std::vector<KeyedTriangle>(partitioner.numChunks(), {UINT32_MAX, nullptr}));
   forEachSlice(vTriangles.size(), numSlices, [&](size_t s, size_t begin, size_t end) {
     for (size_t i = begin; i < end; ++i) {
-      const uint32_t key(centroidKey(vTriangles[i]));
+      const uint32_t key(medianCornerKey(vTriangles[i]));
       const size_t owner(partitioner.chunkOfKey(key));
       vTriangles[i]->setMark(vMarks[owner]);
       if (key < vSliceStarts[s][owner].first) vSliceStarts[s][owner] = KeyedTriangle(key, vTriangles[i]);

@@ -16,7 +16,7 @@ struct TriangleRun;
 /// itself (no copy, no merge):
 /// 1. a coarse sample (every few records in key order) is inserted serially;
 /// 2. the other records are cut into contiguous key ranges (Partitioner); each triangle of the
-///    coarse triangulation is given to the range holding the key of its centroid (a triangle
+///    coarse triangulation is given to the range holding the median key of its corners (a triangle
 ///    mark per range), and each range is inserted by its own worker (Chunk), on a thread of its
 ///    own when the machine has a core for it, with its own predicates, scratch and reserved triangle storage, through complete Delaunay
 ///    insertions that touch only its own triangles;
@@ -49,9 +49,9 @@ class InserterMT {
   void insertDeferred(const RecordRange& records, const Partitioner& partitioner, const std::vector<size_t>& vDeferred);
   /// The number of threads for numChunks chunks: at most as many as the machine runs at once.
   static size_t numWorkersFor(size_t numChunks);
-  /// The key of pT's centroid, clamped into the key mapping's box.
-  uint32_t centroidKey(const Triangle2* pT) const;
-  /// Marks every triangle with the mark of the chunk owning its centroid's key; vStarts receives,
+  /// The median of the keys of pT's corners.
+  static uint32_t medianCornerKey(const Triangle2* pT);
+  /// Marks every triangle with the mark of the chunk owning its median corner key; vStarts receives,
   /// per chunk, its triangle of smallest key (null for a chunk without triangles).
   void assignOwners(const Partitioner& partitioner, const std::vector<uint32_t>& vMarks, std::vector<Triangle2*>& vStarts);
   /// Per sample slot: a triangle at the slot's sample vertex owned by the chunk holding the

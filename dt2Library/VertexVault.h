@@ -134,13 +134,15 @@ class VertexVault {
 
   bool bFullDimensional;
 
+  /// The Hilbert key stored with a vertex of the store. O(1).
+  static uint32_t keyOf(const Point2* pVtx) { return pVtx->storeWord & ~kInactiveBit; }
+
  private:
   /// Sets a and b to the first two active vertices at distinct positions, in record order, and
   /// returns the index after b's record; 0 (b unset) when there are no two.
   size_t findTwoDistinctActive(const Point2*& a, const Point2*& b) const;
   // The vertex's store word: the key in the low 31 bits, bit 31 set once the vertex is inactive.
   static constexpr uint32_t kInactiveBit = 0x80000000u;
-  static uint32_t keyOf(const Point2* pVtx) { return pVtx->storeWord & ~kInactiveBit; }
   static bool isActive(const Point2* pVtx) { return (pVtx->storeWord & kInactiveBit) == 0; }
   static void setInactive(Point2* pVtx) { pVtx->storeWord |= kInactiveBit; }
   static void setKey(Point2* pVtx, uint32_t key) { pVtx->storeWord = (pVtx->storeWord & kInactiveBit) | key; }
