@@ -2,7 +2,10 @@
 // at the centroids), through later insertions and removals; set operations against std::set
 // algebra; components, peeling, borders and the polygon utilities on them; unifying grid diagonals;
 // the messages of wrong use.
+#include <unistd.h>
+
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <tuple>
@@ -266,9 +269,11 @@ TEST(Zones, WrongUseDeletionAndExports) {
   Zone2* pB(scene.dt.createZone(pRing, ZL_OUTSIDE));
   Zone2* pInside(scene.dt.createZone(pRing, ZL_INSIDE));
   Zone2* pDiff(zoneDifference(pA, pB));
-  const std::string report(captureStdout([&] { pDiff->debug("zone_debug.svg"); }));
+  const std::string svgPath((std::filesystem::temp_directory_path() / ("zone_debug_" + std::to_string(::getpid()) + ".svg")).string());
+  const std::string report(captureStdout([&] { pDiff->debug(svgPath); }));
   EXPECT_NE(report.find("2 operand(s), " + std::to_string(pInside->getNumberOfTriangles()) + " triangle(s)"), std::string::npos) << report;
-  EXPECT_NE(zarn_test::readFile("zone_debug.svg").find("operand 1"), std::string::npos);
+  EXPECT_NE(zarn_test::readFile(svgPath).find("operand 1"), std::string::npos);
+  std::filesystem::remove(svgPath);
   const std::string kNonExisting(warned("Dt2::deleteZone(..)", "trying to delete a non-existing zone"));
   EXPECT_EQ(captureStdout([&] { scene.dt.deleteZone(pB); }),
             warned("Dt2::deleteZone(..)", "the zone is an operand of a set operation's zone; delete that zone first"));
