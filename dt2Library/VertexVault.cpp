@@ -329,6 +329,7 @@ void VertexVault::dropTrailingInactive() {
 }
 
 bool VertexVault::isSortedBetween(size_t first, size_t end) const {
+  if (numInBulkRun > 0) first = std::max(first, numInBulkRun - 1);  // the bulk run is in key order
   if (end <= first + 1) return true;
   // Slice t compares the pairs of neighbours (i, i + 1) with i in its part of [first, end - 1).
   const std::vector<char> vSorted(mapSlices<char>(end - first - 1, numThreadsForAll(end - first), [&](size_t begin, size_t stop) {
@@ -338,11 +339,7 @@ bool VertexVault::isSortedBetween(size_t first, size_t end) const {
 }
 
 bool VertexVault::isSortedSlice(size_t first, size_t end) const {
-  uint32_t previousKey(0);
-  for (size_t i = first; i < std::min(end, numInBulkRun); ++i) {  // the run first: no test per record of where it is
-    if (keyOf(pBulkRun + i) < previousKey) return false;
-    previousKey = keyOf(pBulkRun + i);
-  }
+  uint32_t previousKey(first < numInBulkRun ? keyOf(pBulkRun + numInBulkRun - 1) : 0);  // the run is in key order
   for (size_t i = std::max(first, numInBulkRun); i < end; ++i) {
     if (keyOf(vIdxVtxAct[i - numInBulkRun]) < previousKey) return false;
     previousKey = keyOf(vIdxVtxAct[i - numInBulkRun]);
@@ -423,6 +420,7 @@ void VertexVault::updateSorting(bool bForce) {
 }
 
 void VertexVault::rekeyAll() {
+  materializeBulkRun();  // new keys need not keep the run in key order
   const HC2& hc(pDt->getHC2());
   for (size_t i = 0; i < size(); ++i) setKey(recordAt(i), hc.getKey(*recordAt(i)));
   numSorted = 0;

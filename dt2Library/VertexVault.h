@@ -170,7 +170,8 @@ class VertexVault {
 
   // The first bulk insertion into an empty store creates its vertices in key order in one run of
   // the vertex pool: records [0, numInBulkRun) are then pBulkRun[0, numInBulkRun) themselves and
-  // need no pointers until records are reordered. vIdxVtxAct holds the records after them.
+  // need no pointers until records are reordered or rekeyed, so the run is always in key order.
+  // vIdxVtxAct holds the records after them.
   Point2* pBulkRun = nullptr;
   size_t numInBulkRun = 0;
   RecordVector vIdxVtxAct;

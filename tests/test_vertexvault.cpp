@@ -48,6 +48,16 @@ TEST(VertexVault, CloseTriangleTakesTheNearerKeyAndSurvivesRemovals) {
   EXPECT_TRUE(startTrianglesAreLive(dt));
 }
 
+// A point beyond the box changes every key: the records are in key order of the new keys after it
+// (the first bulk insertion's records, in key order by construction, are not assumed to stay so).
+TEST(VertexVault, RecordsFollowTheNewKeysWhenTheBoxGrows) {
+  Zarn_2D dt;
+  dt.insert(randomPoints(2000, 620, 0.0, 1.0));
+  dt.insert(Point2(50.0, -30.0));
+  const VertexVault& vault(dt.getImpl()->vertexVault);
+  for (size_t k = 0; k + 1 < vault.size(); ++k) ASSERT_LE(vault.getRecord(k).key, vault.getRecord(k + 1).key) << k;
+}
+
 // With every sorted record removed, the start triangle comes from the unsorted tail of single
 // insertions, never from a removed one, and insertion goes on correctly from there. (Duplicates of
 // the collinear phase are resolved by position: the insertion tests cover them.)
