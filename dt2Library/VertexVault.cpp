@@ -448,9 +448,9 @@ size_t VertexVault::createVertices(const BulkInput& input, Point2** aHandles) {
     }
   });
   uint64_t* aPairs(sortKeyPairs(aBuffers, aBuffers + numPoints, numPoints, numThreadsForAll(numPoints)));
-  // Non-finite points carry the marker key UINT32_MAX: skip them.
-  const size_t numPairs(static_cast<size_t>(
-      std::remove_if(aPairs, aPairs + numPoints, [](uint64_t pair) { return (pair >> 32) == UINT32_MAX; }) - aPairs));
+  // Non-finite points carry the marker key UINT32_MAX, above every key: they come last. Skip them.
+  size_t numPairs(numPoints);
+  while (numPairs > 0 && (aPairs[numPairs - 1] >> 32) == UINT32_MAX) --numPairs;
   // One range of the pairs per thread, each with its own run of the vertex pool: the threads
   // write disjoint vertices, records and handles.
   const size_t numThreads(numThreadsForAll(numPairs));
