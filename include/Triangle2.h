@@ -34,9 +34,9 @@ inline int incIndexBy2(int i) { return i == 0 ? 2 : i - 1; }
 /// what it visited, so nothing has to be cleared before or after a pass and a visit test is one
 /// compare. A triangle taken from the pool (new or recycled) starts with mark 0, which no pass uses.
 /// The mark lives in the 16 high bits of the word that holds neighbour 0, which user-space
-/// addresses leave zero on 64-bit platforms: the record is six words, 48 bytes. The mark and that
-/// word are read and written with relaxed atomic accesses, so a worker of the parallel inserter may
-/// read the mark of a triangle whose owner is relinking it.
+/// addresses leave zero on 64-bit platforms: the record is six words, 48 bytes. Every store to
+/// that word and every read of the mark is a relaxed atomic access, so a worker of the parallel
+/// inserter may read the mark of a triangle whose owner is relinking it.
 /// Stale handles. A released triangle has null corners; its storage may later be reused for
 /// another triangle. Whoever keeps a Triangle2* across changes (a queue of bad triangles, say)
 /// keeps its three corners too and treats the pointer as stale unless it still has exactly those
