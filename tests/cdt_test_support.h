@@ -54,15 +54,10 @@ struct CdtCheckOptions {
 };
 
 inline std::vector<ConstraintSegment2*> aliveSegments(const Zarn_2D& dt) {
-  std::vector<ConstraintSegment2*> v;
-  dt.getAliveConstraintSegments(v);
-  return v;
+  return dt2test::gathered<ConstraintSegment2*>([&](auto& v) { dt.getAliveConstraintSegments(v); });
 }
-
 inline std::vector<ConstraintSegment2*> allSegments(const Zarn_2D& dt) {
-  std::vector<ConstraintSegment2*> v;
-  dt.getAliveAndDeadConstraintSegments(v);
-  return v;
+  return dt2test::gathered<ConstraintSegment2*>([&](auto& v) { dt.getAliveAndDeadConstraintSegments(v); });
 }
 
 /// True when the closed segments a-b and c-d have a point in common (exact).

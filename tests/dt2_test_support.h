@@ -41,6 +41,14 @@ namespace dt2test {
 
 using namespace KORA_ZARN2D;
 
+/// What getter puts into an empty vector: the library's getters fill an output parameter.
+template <class T, class Getter>
+std::vector<T> gathered(Getter getter) {
+  std::vector<T> v;
+  getter(v);
+  return v;
+}
+
 // ----- Exact predicates ---------------------------------------------------------------------
 // Three stages, each exact in what it returns: small integer coordinates in 128-bit integers, a
 // double evaluation with a deliberately loose error bound (orders of magnitude above the
