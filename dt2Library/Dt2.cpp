@@ -53,14 +53,14 @@ bool extendByFinitePoints(Bbox2& box, const BulkInput& input, size_t numCPU) {
     }
     return b;
   }));
-  bool bChanged(false);
+  Bounds all;
   for (const Bounds& b : vSliceBounds) {
-    if (b.minX > b.maxX) continue;
-    const bool bLowerChanged(box.add(Point2(b.minX, b.minY)));
-    const bool bUpperChanged(box.add(Point2(b.maxX, b.maxY)));
-    bChanged = bChanged || bLowerChanged || bUpperChanged;
+    all = Bounds{std::min(all.minX, b.minX), std::min(all.minY, b.minY), std::max(all.maxX, b.maxX), std::max(all.maxY, b.maxY)};
   }
-  return bChanged;
+  if (all.minX > all.maxX) return false;
+  const bool bLowerChanged(box.add(Point2(all.minX, all.minY)));
+  const bool bUpperChanged(box.add(Point2(all.maxX, all.maxY)));
+  return bLowerChanged || bUpperChanged;
 }
 
 // The key buffers of a large bulk insertion (16 bytes per point) bypass the thread's block cache
