@@ -13,9 +13,8 @@ constexpr size_t kProgressInterval = size_t(1) << 12;
 constexpr size_t kRoundStrides[] = {8, 1};
 }  // namespace
 
-Chunk::Chunk(Dt2& dt_, uint32_t ownMark, Triangle2* pStart) : dt(dt_), pLast(pStart) {
-  ZARN_ASSERT(ownMark!=0);
-  scratch.ownMark = ownMark;
+Chunk::Chunk(Dt2& dt_, Triangle2* pStart) : dt(dt_), pLast(pStart) {
+  scratch.bWorker = true;
   kora.setRange(dt.getPredicates().getRange());
 }
 
@@ -39,7 +38,7 @@ void Chunk::run(const RecordRange& records, const Partitioner& partitioner, size
   // Inserts record i unless bDefer, or defers it: true when deferred. After a deferral, the records
   // of the same key are deferred too: of several equal points the first goes in first.
   const auto insertOrDefer = [&](size_t i, Point2* pVtx, bool bDefer) {
-    // The anchor of a slot shared with the previous chunk is that chunk's: not even its mark is read.
+    // The anchor of a slot shared with the previous chunk is that chunk's.
     Triangle2* pAnchor(partitioner.isSlotOfChunk(i, c) ? vAnchors[partitioner.sampleSlot(i)] : nullptr);
     const bool bDeferred(bDefer || !insert(pVtx, pAnchor));
     if (bDeferred) vDeferred.push_back(i);
@@ -68,7 +67,7 @@ void Chunk::run(const RecordRange& records, const Partitioner& partitioner, size
 int Chunk::walkFrom(Triangle2* pStart, const Point2& p, Triangle2*& pT, int& edgeIdx) {
   if (pStart == nullptr) return LOC_BLOCKED;
   pT = pStart;
-  return Dt2::walk(kora, p, pT, edgeIdx, [this](const Triangle2* pNext) { return owns(pNext); });
+  return Dt2::walk(kora, p, pT, edgeIdx, [](const Triangle2* pFrom, int i) { return !pFrom->isBorderLink(i); });
 }
 
 bool Chunk::insert(Point2* pVtx, Triangle2* pAnchor) {
@@ -89,14 +88,10 @@ bool Chunk::insert(Point2* pVtx, Triangle2* pAnchor) {
   return true;
 }
 
-bool Chunk::ownsNeighbours(const Triangle2* pT) const {
-  return owns(pT->getOppositeTriangle(0)) && owns(pT->getOppositeTriangle(1)) && owns(pT->getOppositeTriangle(2));
-}
-
 // The split relinks the neighbours of the triangle(s) it splits, so they must be this chunk's; the
-// flips then check each triangle as they reach it.
+// flips then check each link as they reach it.
 bool Chunk::splitAndLegalize(Triangle2* pT, int edgeIdx, Point2* pVtx) {
-  if (!ownsNeighbours(pT)) return false;
+  if (pT->hasBorderLink()) return false;
   if (edgeIdx < 0) {
     dt.splitTriangle(pT, pVtx, scratch);
     if (legalizeOwned(*pVtx)) return true;
@@ -108,7 +103,7 @@ bool Chunk::splitAndLegalize(Triangle2* pT, int edgeIdx, Point2* pVtx) {
     scratch.giveBack(t1);
   } else {
     Triangle2* pN(pT->getOppositeTriangle(edgeIdx));
-    if (pN == nullptr || !ownsNeighbours(pN)) return false;
+    if (pN == nullptr || pN->hasBorderLink()) return false;
     const int neighIdx(pN->getIntraTriangleIndex(pT));
     dt.splitEdge(pT, edgeIdx, pVtx, scratch);
     if (legalizeOwned(*pVtx)) return true;
@@ -134,10 +129,10 @@ bool Chunk::legalizeOwned(const Point2& p) {
     vFlipStack.pop_back();
     Triangle2* pN(pT->getOppositeTriangle(0));
     if (pN == nullptr) continue;
-    if (!owns(pN)) return abandonFlips();
+    if (pT->isBorderLink(0)) return abandonFlips();
     if (kora.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), p) <= 0) continue;
     const int neighIdx(pN->getIntraTriangleIndex(pT));
-    if (!owns(pN->getOppositeTriangle(incIndexBy1(neighIdx)))) return abandonFlips();
+    if (pN->isBorderLink(incIndexBy1(neighIdx))) return abandonFlips();
     Dt2::flip(pT, 0, pN, neighIdx);
     vJournal.emplace_back(pT, neighIdx);
     vFlipStack.push_back(pT);

@@ -16,11 +16,12 @@ namespace KORA_ZARN2D {
 /// Inserts one Hilbert range of points into the shared triangulation, on its own thread, with its
 /// own predicates, flip stack and reserved triangle storage (no lock on the hot path).
 ///
-/// Ownership: the triangles that carry the chunk's mark are its own, and the new triangles it
-/// creates get that mark. A chunk reads the corners and links only of its own triangles (of other
-/// triangles only the mark, which does not change while the chunks run) and writes only its own.
-/// A point goes in as in the serial insertion, a split and Lawson's flips, as long as every
-/// triangle these read or relink is the chunk's; when one is not, the flips and the split are taken
+/// Ownership: a chunk starts in a region of the coarse triangulation whose links into other
+/// regions are border links (Triangle2), and owns every triangle it reaches without crossing one,
+/// its new triangles included. It reads and writes only its own triangles: whether a neighbour is
+/// another chunk's is read from the link. A point goes in as in the serial insertion, a split and
+/// Lawson's flips, as long as no link these cross or relink is a border link (so border links
+/// stay where they are, and so do the regions); when one is, the flips and the split are taken
 /// back in reverse order, which restores every triangle exactly, and the point is deferred to the
 /// serial insertion that follows. So every insertion is a complete Delaunay insertion, the chunks'
 /// work commutes (disjoint data), and the triangulation is exactly Delaunay after the chunks, as
@@ -31,9 +32,9 @@ namespace KORA_ZARN2D {
 /// (Aligned to a cache line: the workers write their own chunk's scratch at every point.)
 class alignas(64) Chunk {
  public:
-  /// A chunk owning the triangles marked ownMark (non-zero), starting its walks at pStart (one of
-  /// them, or null when it owns none), with the triangulation's predicate range.
-  Chunk(Dt2& dt, uint32_t ownMark, Triangle2* pStart);
+  /// A chunk owning the region of pStart (null when it owns none), which its walks start from,
+  /// with the triangulation's predicate range.
+  Chunk(Dt2& dt, Triangle2* pStart);
   Chunk(const Chunk&) = delete;
   Chunk& operator=(const Chunk&) = delete;
 
@@ -43,7 +44,7 @@ class alignas(64) Chunk {
   /// this chunk's triangles at that sample vertex (or null): a walk blocked from where the last
   /// insertion ended is tried again from there. Adds the number of records handled to
   /// numDone every few thousand records; when pPublisher is given (the calling thread's chunk), also
-  /// publishes numDone / numTotal as progress. Cost: that of serial insertion plus a mark compare
+  /// publishes numDone / numTotal as progress. Cost: that of serial insertion plus a border bit test
   /// per step and per flip.
   void run(const RecordRange& records, const Partitioner& partitioner, size_t c, const std::vector<Triangle2*>& vAnchors,
            std::atomic<size_t>& numDone, size_t numTotal, ProgressPublisher* pPublisher);
@@ -54,17 +55,13 @@ class alignas(64) Chunk {
   std::vector<TriangleRun> takeUnusedRuns() { return scratch.takeRuns(); }
 
  private:
-  bool owns(const Triangle2* pT) const { return pT == nullptr || pT->getMark() == scratch.ownMark; }
   /// The round of record i, of the chunk whose records start at begin.
   static size_t roundOf(const RecordRange& records, size_t begin, size_t i);
   /// Inserts pVtx if everything its insertion changes is this chunk's: true when inserted or found
   /// to be a duplicate, false when deferred.
   bool insert(Point2* pVtx, Triangle2* pAnchor);
-  /// The walk from pStart (LOC_BLOCKED when pStart is null or not this chunk's); pT receives the
-  /// triangle where it ended.
+  /// The walk from pStart (LOC_BLOCKED when pStart is null); pT receives the triangle where it ended.
   int walkFrom(Triangle2* pStart, const Point2& p, Triangle2*& pT, int& edgeIdx);
-  /// True when every neighbour of pT is this chunk's (or the hull).
-  bool ownsNeighbours(const Triangle2* pT) const;
   /// Splits pT (on its edge edgeIdx when >= 0) at pVtx and flips as the serial insertion does,
   /// unless a triangle to read or relink is another chunk's: then takes all of it back. True when
   /// inserted.

@@ -57,8 +57,8 @@ struct TriangleRun {
 };
 
 /// The scratch of one inserting thread: its flip stack and where its new triangles come from.
-/// A worker of the parallel inserter takes them from runs reserved for it and marks them its own.
-/// The triangulation's own scratch (ownMark 0) takes them from its runs while it has some (the
+/// A worker of the parallel inserter takes them from runs reserved for it.
+/// The triangulation's own scratch takes them from its runs while it has some (the
 /// storage the workers left, lent to the serial pass after them), else from the released stack or
 /// the pool.
 /// The run it draws from is held by value: the heap buffer of vRuns comes from the thread that
@@ -69,7 +69,7 @@ struct InsertionScratch {
   TriangleRun run{nullptr, nullptr};  // the run new triangles come from
   std::vector<TriangleRun> vRuns;     // the runs after it
   std::vector<std::pair<Triangle2*, int>> vHullEdges;  // the hull edges a point outside sees
-  uint32_t ownMark = 0;
+  bool bWorker = false;
 
   /// Returns pT, the triangle taken last from the runs and not yet given back, to them.
   void giveBack(Triangle2* pT) {
@@ -108,10 +108,10 @@ class Dt2 {
   void insert(int numPoints, double* aCoordinates, Point2** aHandles);
   /// Visibility walk from pStartTriangle (updated to the triangle where the walk ended).
   int locate(const Point2& p, Triangle2*& pStartTriangle, int& edgeIndex) {
-    return walk(kora, p, pStartTriangle, edgeIndex, [](const Triangle2*) { return true; });
+    return walk(kora, p, pStartTriangle, edgeIndex, [](const Triangle2*, int) { return true; });
   }
-  /// The visibility walk with the predicates kora, entering only triangles for which
-  /// canEnter(pT) holds: on a refusal it stops at the last triangle entered and returns
+  /// The visibility walk with the predicates kora, crossing edge i of a triangle pT only where
+  /// canEnter(pT, i) holds: on a refusal it stops at the last triangle entered and returns
   /// LOC_BLOCKED. Otherwise LOC_INSIDE (edgeIndex >= 0 when p lies on that edge), LOC_ON_CORNER,
   /// or the index of a hull edge that sees p from outside. Reads only the triangles it enters.
   template <class CanEnter>
@@ -322,21 +322,19 @@ class Dt2 {
   Triangle2* insertVertex(Point2* pVtx, Triangle2* pStart, bool bDeferDuplicate = false);
   friend class InserterMT;
   friend class Chunk;
-  /// Storage for a new triangle with the scratch's mark: from the scratch's runs while it has some,
+  /// Storage for a new triangle (mark 0): from the scratch's runs while it has some,
   /// else (the serial scratch only) from the released stack or the pool. Corners and neighbours are
   /// set by the caller.
   Triangle2* newTriangle(InsertionScratch& scratch) {
     if (scratch.run.pBegin == scratch.run.pEnd) {
       if (scratch.vRuns.empty()) {
-        ZARN_ASSERT(scratch.ownMark == 0);  // a worker's runs hold 2 triangles for each of its points
+        ZARN_ASSERT(!scratch.bWorker);  // a worker's runs hold 2 triangles for each of its points
         return takeTriangle();
       }
       scratch.run = scratch.vRuns.back();
       scratch.vRuns.pop_back();
     }
-    Triangle2* pT(new (scratch.run.pBegin++) Triangle2());
-    pT->setMark(scratch.ownMark);
-    return pT;
+    return new (scratch.run.pBegin++) Triangle2();
   }
   Triangle2* takeTriangle() {
     if (vReleasedTriangles.empty()) {
@@ -613,7 +611,7 @@ int Dt2::walk(KoraTest& kora, const Point2& p, Triangle2*& pStartTriangle, int& 
       pStartTriangle = pT;
       return LOC_INSIDE;
     }
-    if (!canEnter(pNext)) {
+    if (!canEnter(pT, i)) {
       pStartTriangle = pT;
       return LOC_BLOCKED;
     }
@@ -641,6 +639,7 @@ inline void Dt2::replaceNeighbour(Triangle2* pT, Triangle2* pOld, Triangle2* pNe
 // pT = (v, a, b) with v at corner vIdx; pNeigh = (d, b, a) with d at neighIdx. The diagonal a-b is
 // replaced by v-d: pT becomes (v, a, d) and pNeigh becomes (v, d, b), v at corner 0 of both. Only
 // a (now in pT alone) and b (now in pNeigh alone) may have pointed at a triangle that lost them.
+// pNeigh keeps its border link to nb; the other links that move (na, tb) are never border links.
 inline void Dt2::flip(Triangle2* pT, int vIdx, Triangle2* pNeigh, int neighIdx) {
   Point2* v(pT->getCorner(vIdx));
   Point2* a(pT->getCorner(incIndexBy1(vIdx)));
@@ -650,8 +649,9 @@ inline void Dt2::flip(Triangle2* pT, int vIdx, Triangle2* pNeigh, int neighIdx) 
   Triangle2* tb(pT->getOppositeTriangle(incIndexBy1(vIdx)));
   Triangle2* na(pNeigh->getOppositeTriangle(incIndexBy1(neighIdx)));
   Triangle2* nb(pNeigh->getOppositeTriangle(incIndexBy2(neighIdx)));
+  const bool bBorderNb(pNeigh->isBorderLink(incIndexBy2(neighIdx)));
   pT->setCornersAndNeighbours(v, a, d, na, pNeigh, ta);
-  pNeigh->setCornersAndNeighbours(v, d, b, nb, tb, pT);
+  pNeigh->setCornersAndNeighbours(v, d, b, nb, tb, pT, bBorderNb);
   a->setIncidentTriangle(pT);
   b->setIncidentTriangle(pNeigh);
   replaceNeighbour(na, pNeigh, pT);

@@ -119,8 +119,10 @@ void Dt2::unflip(Triangle2* pT, Triangle2* pNeigh, int neighIdx) {
   Triangle2* ta(pT->getOppositeTriangle(2));
   Triangle2* nb(pNeigh->getOppositeTriangle(0));
   Triangle2* tb(pNeigh->getOppositeTriangle(1));
+  const bool bBorderNb(pNeigh->isBorderLink(0));
   pT->setCornersAndNeighbours(v, a, b, pNeigh, tb, ta);
   setRotated(pNeigh, neighIdx, d, b, a, pT, na, nb);
+  if (bBorderNb) pNeigh->setBorderLink(incIndexBy2(neighIdx));
   v->setIncidentTriangle(pT);
   d->setIncidentTriangle(pNeigh);
   replaceNeighbour(na, pT, pNeigh);

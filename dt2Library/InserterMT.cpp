@@ -7,6 +7,7 @@
 #include <memory>
 #include <thread>
 #include <tuple>
+#include <utility>
 
 #include "Chunk.h"
 #include "Dt2.h"
@@ -43,6 +44,22 @@ class LentRuns {
 
  private:
   Dt2& dt;
+};
+
+// Unflags the border links of the given triangles when the scope ends (also on an exception):
+// outside of the parallel run no link is a border link. A chunk never splits a triangle with a
+// border link and a flip keeps the link in its triangle, so these triangles hold them all.
+class BorderLinks {
+ public:
+  explicit BorderLinks(std::vector<Triangle2*> vTriangles_) : vTriangles(std::move(vTriangles_)) {}
+  BorderLinks(const BorderLinks&) = delete;
+  BorderLinks& operator=(const BorderLinks&) = delete;
+  ~BorderLinks() {
+    for (Triangle2* pT : vTriangles) pT->clearBorderLinks();
+  }
+
+ private:
+  std::vector<Triangle2*> vTriangles;
 };
 
 }  // namespace
@@ -106,20 +123,29 @@ uint32_t InserterMT::medianCornerKey(const Triangle2* pT) {
 }
 
 // The triangles are cut into one slice per worker thread: reading the corners of the coarse
-// triangulation misses the cache at nearly every triangle.
-void InserterMT::assignOwners(const Partitioner& partitioner, const std::vector<uint32_t>& vMarks, std::vector<Triangle2*>& vStarts) {
+// triangulation misses the cache at nearly every triangle. A slice writes only its own triangles
+// and reads only the corners of others: the owner of a neighbour is computed, not read.
+std::vector<Triangle2*> InserterMT::assignOwners(const Partitioner& partitioner, const std::vector<uint32_t>& vMarks,
+                                                 std::vector<Triangle2*>& vStarts) {
   std::vector<Triangle2*> vTriangles;
   dt.getTrianglePointers(vTriangles);
   using KeyedTriangle = std::pair<uint32_t, Triangle2*>;
   const size_t numSlices(threadsFor(vTriangles.size(), numWorkersFor(partitioner.numChunks()), kMinTrianglesPerOwnerThread));
   // Per slice and chunk, the chunk's triangle of smallest key met in the slice.
   std::vector<std::vector<KeyedTriangle>> vSliceStarts(numSlices, std::vector<KeyedTriangle>(partitioner.numChunks(), {UINT32_MAX, nullptr}));
+  std::vector<std::vector<Triangle2*>> vSliceBorders(numSlices);
   forEachSlice(vTriangles.size(), numSlices, [&](size_t s, size_t begin, size_t end) {
     for (size_t i = begin; i < end; ++i) {
-      const uint32_t key(medianCornerKey(vTriangles[i]));
+      Triangle2* pT(vTriangles[i]);
+      const uint32_t key(medianCornerKey(pT));
       const size_t owner(partitioner.chunkOfKey(key));
-      vTriangles[i]->setMark(vMarks[owner]);
-      if (key < vSliceStarts[s][owner].first) vSliceStarts[s][owner] = KeyedTriangle(key, vTriangles[i]);
+      pT->setMark(vMarks[owner]);
+      if (key < vSliceStarts[s][owner].first) vSliceStarts[s][owner] = KeyedTriangle(key, pT);
+      for (int k = 0; k < 3; ++k) {
+        const Triangle2* pN(pT->getOppositeTriangle(k));
+        if (pN != nullptr && partitioner.chunkOfKey(medianCornerKey(pN)) != owner) pT->setBorderLink(k);
+      }
+      if (pT->hasBorderLink()) vSliceBorders[s].push_back(pT);
     }
   });
   for (size_t c = 0; c < partitioner.numChunks(); ++c) {
@@ -128,6 +154,9 @@ void InserterMT::assignOwners(const Partitioner& partitioner, const std::vector<
       if (vStartsOfSlice[c].first < startKey) std::tie(startKey, vStarts[c]) = vStartsOfSlice[c];
     }
   }
+  std::vector<Triangle2*> vBorders;
+  for (const std::vector<Triangle2*>& vBordersOfSlice : vSliceBorders) vBorders.insert(vBorders.end(), vBordersOfSlice.begin(), vBordersOfSlice.end());
+  return vBorders;
 }
 
 std::vector<Triangle2*> InserterMT::findAnchors(const RecordRange& records, const Partitioner& partitioner,
@@ -160,12 +189,12 @@ std::vector<TriangleRun> InserterMT::runChunks(const RecordRange& records, const
   std::vector<uint32_t> vMarks;
   for (size_t c = 0; c < numChunks; ++c) vMarks.push_back(dt.newMark());
   std::vector<Triangle2*> vStarts(numChunks, nullptr);
-  assignOwners(partitioner, vMarks, vStarts);
+  const BorderLinks borderLinks(assignOwners(partitioner, vMarks, vStarts));
   const std::vector<Triangle2*> vAnchors(findAnchors(records, partitioner, vMarks));
   std::vector<std::unique_ptr<Chunk>> vChunks;
   size_t numTotal(0);
   for (size_t c = 0; c < numChunks; ++c) {
-    vChunks.emplace_back(new Chunk(dt, vMarks[c], vStarts[c]));
+    vChunks.emplace_back(new Chunk(dt, vStarts[c]));
     std::vector<TriangleRun> vRuns;
     dt.reserveTriangleRuns(2 * partitioner.numToInsert(c), vRuns);  // each insertion adds 2 triangles
     vChunks.back()->setReservedRuns(std::move(vRuns));

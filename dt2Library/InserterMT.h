@@ -17,9 +17,10 @@ struct TriangleRun;
 /// 1. a coarse sample (every few records in key order) is inserted serially;
 /// 2. the other records are cut into contiguous key ranges (Partitioner); each triangle of the
 ///    coarse triangulation is given to the range holding the median key of its corners (a triangle
-///    mark per range), and each range is inserted by its own worker (Chunk), on a thread of its
-///    own when the machine has a core for it, with its own predicates, scratch and reserved triangle storage, through complete Delaunay
-///    insertions that touch only its own triangles;
+///    mark per range, and border links between the ranges' regions), and each range is inserted by
+///    its own worker (Chunk), on a thread of its own when the machine has a core for it, with its
+///    own predicates, scratch and reserved triangle storage, through complete Delaunay insertions
+///    that touch only its own triangles;
 /// 3. the points a worker had to leave (their insertion would touch another's triangles: near the
 ///    borders of the regions, a few percent) are inserted serially.
 /// The result is the Delaunay triangulation of the points (unique in general position, so equal
@@ -51,9 +52,11 @@ class InserterMT {
   static size_t numWorkersFor(size_t numChunks);
   /// The median of the keys of pT's corners.
   static uint32_t medianCornerKey(const Triangle2* pT);
-  /// Marks every triangle with the mark of the chunk owning its median corner key; vStarts receives,
-  /// per chunk, its triangle of smallest key (null for a chunk without triangles).
-  void assignOwners(const Partitioner& partitioner, const std::vector<uint32_t>& vMarks, std::vector<Triangle2*>& vStarts);
+  /// Marks every triangle with the mark of the chunk owning its median corner key and flags its
+  /// links to triangles of other chunks as border links; returns the triangles with a border link.
+  /// vStarts receives, per chunk, its triangle of smallest key (null for a chunk without triangles).
+  std::vector<Triangle2*> assignOwners(const Partitioner& partitioner, const std::vector<uint32_t>& vMarks,
+                                       std::vector<Triangle2*>& vStarts);
   /// Per sample slot: a triangle at the slot's sample vertex owned by the chunk holding the
   /// record, or null.
   std::vector<Triangle2*> findAnchors(const RecordRange& records, const Partitioner& partitioner,

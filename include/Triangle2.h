@@ -34,9 +34,10 @@ inline int incIndexBy2(int i) { return i == 0 ? 2 : i - 1; }
 /// what it visited, so nothing has to be cleared before or after a pass and a visit test is one
 /// compare. A triangle taken from the pool (new or recycled) starts with mark 0, which no pass uses.
 /// The mark lives in the 16 high bits of the word that holds neighbour 0, which user-space
-/// addresses leave zero on 64-bit platforms: the record is six words, 48 bytes. Every store to
-/// that word and every read of the mark is a relaxed atomic access, so a worker of the parallel
-/// inserter may read the mark of a triangle whose owner is relinking it.
+/// addresses leave zero on 64-bit platforms: the record is six words, 48 bytes.
+/// Border links. While a parallel bulk insertion runs, the lowest bit of a neighbour word (zero in
+/// the address of an 8-byte aligned record) flags a link into another worker's region; outside of
+/// one no link is flagged.
 /// Stale handles. A released triangle has null corners; its storage may later be reused for
 /// another triangle. Whoever keeps a Triangle2* across changes (a queue of bad triangles, say)
 /// keeps its three corners too and treats the pointer as stale unless it still has exactly those
@@ -51,6 +52,7 @@ class ZARN2D_EXPORT Triangle2 {
   Point2* getCorner(int i) const { return aVertexPointer[i]; }
   Triangle2* getOppositeTriangle(int i) const { return reinterpret_cast<Triangle2*>(aOppTriangles[i] & kAddressBits); }
   void setVertexPointer(int i, Point2* pVtx) { aVertexPointer[i] = pVtx; }
+  /// Sets neighbour i; the link is not a border link.
   void setOppTriangle(int i, Triangle2* pT) {
     if (i == 0) {
       setNeighbour0(pT);
@@ -66,10 +68,11 @@ class ZARN2D_EXPORT Triangle2 {
     aVertexPointer[2] = p2;
   }
   /// Sets corners and neighbours; the vertices' triangle pointers are unchanged (the caller keeps
-  /// each of them on a triangle that holds the vertex).
-  void setCornersAndNeighbours(Point2* p0, Point2* p1, Point2* p2, Triangle2* t0, Triangle2* t1, Triangle2* t2) {
+  /// each of them on a triangle that holds the vertex). Only the link to t0 may be a border link.
+  void setCornersAndNeighbours(Point2* p0, Point2* p1, Point2* p2, Triangle2* t0, Triangle2* t1, Triangle2* t2,
+                               bool bBorder0 = false) {
     setProperties(p0, p1, p2);
-    setNeighbour0(t0);
+    setNeighbour0(t0, bBorder0);
     aOppTriangles[1] = reinterpret_cast<uintptr_t>(t1);
     aOppTriangles[2] = reinterpret_cast<uintptr_t>(t2);
   }
@@ -83,8 +86,7 @@ class ZARN2D_EXPORT Triangle2 {
   /// Nulls corners and neighbours and resets the mark.
   void clearProperties() {
     for (int i = 0; i < 3; ++i) aVertexPointer[i] = nullptr;
-    storeWord0(0);
-    aOppTriangles[1] = aOppTriangles[2] = 0;
+    aOppTriangles[0] = aOppTriangles[1] = aOppTriangles[2] = 0;
   }
   /// False for a released triangle (its corners are null).
   bool isAlive() const { return aVertexPointer[0] != nullptr; }
@@ -95,9 +97,20 @@ class ZARN2D_EXPORT Triangle2 {
   }
 
   /// The library's scratch mark (see the class comment). O(1).
-  uint32_t getMark() const { return static_cast<uint32_t>(__atomic_load_n(&aOppTriangles[0], __ATOMIC_RELAXED) >> kMarkShift); }
+  uint32_t getMark() const { return static_cast<uint32_t>(aOppTriangles[0] >> kMarkShift); }
   /// value must not exceed kMaxMark.
-  void setMark(uint32_t value) { storeWord0((aOppTriangles[0] & kAddressBits) | (static_cast<uintptr_t>(value) << kMarkShift)); }
+  void setMark(uint32_t value) { aOppTriangles[0] = (aOppTriangles[0] & ~kMarkBits) | (static_cast<uintptr_t>(value) << kMarkShift); }
+
+  /// True when link i leads into another worker's region (see Border links). O(1).
+  bool isBorderLink(int i) const { return (aOppTriangles[i] & kBorderBit) != 0; }
+  /// True when any of the three links is a border link. O(1).
+  bool hasBorderLink() const { return ((aOppTriangles[0] | aOppTriangles[1] | aOppTriangles[2]) & kBorderBit) != 0; }
+  /// Flags link i as a border link. O(1).
+  void setBorderLink(int i) { aOppTriangles[i] |= kBorderBit; }
+  /// Unflags the three links. O(1).
+  void clearBorderLinks() {
+    for (uintptr_t& word : aOppTriangles) word &= ~kBorderBit;
+  }
 
   /// 1 if p is corner 1, 2 if corner 2, otherwise 0 (p must be a corner).
   int getIntraTriangleIndex(const Point2* p) const {
@@ -105,7 +118,8 @@ class ZARN2D_EXPORT Triangle2 {
     if (aVertexPointer[2] == p) return 2;
     return 0;
   }
-  /// 1 if t is neighbour 1, 2 if neighbour 2, otherwise 0 (t must be a neighbour).
+  /// 1 if t is neighbour 1, 2 if neighbour 2, otherwise 0 (t must be a neighbour over a link that
+  /// is not a border link).
   int getIntraTriangleIndex(const Triangle2* t) const {
     if (aOppTriangles[1] == reinterpret_cast<uintptr_t>(t)) return 1;  // only word 0 holds a mark
     if (aOppTriangles[2] == reinterpret_cast<uintptr_t>(t)) return 2;
@@ -152,18 +166,22 @@ class ZARN2D_EXPORT Triangle2 {
   bool isAccurateCC(int maxIndex, const Point2& cc) const;
 
   Point2* aVertexPointer[3];
-  // The neighbours' addresses; word 0 also holds the mark in its high bits (see Marks).
+  // The neighbours' addresses and border bits; word 0 also holds the mark in its high bits (see
+  // Marks and Border links).
   uintptr_t aOppTriangles[3];
 
  private:
   static constexpr unsigned kMarkShift = 48;
-  static constexpr uintptr_t kAddressBits = (uintptr_t(1) << kMarkShift) - 1;
-  // Only word 0 is read by other threads (its mark): only its stores are atomic.
-  void storeWord0(uintptr_t word) { __atomic_store_n(&aOppTriangles[0], word, __ATOMIC_RELAXED); }
-  void setNeighbour0(Triangle2* pT) { storeWord0(reinterpret_cast<uintptr_t>(pT) | (aOppTriangles[0] & ~kAddressBits)); }
+  static constexpr uintptr_t kMarkBits = ~((uintptr_t(1) << kMarkShift) - 1);
+  static constexpr uintptr_t kBorderBit = 1;
+  static constexpr uintptr_t kAddressBits = ~(kMarkBits | kBorderBit);
+  void setNeighbour0(Triangle2* pT, bool bBorder = false) {
+    aOppTriangles[0] = reinterpret_cast<uintptr_t>(pT) | static_cast<uintptr_t>(bBorder) | (aOppTriangles[0] & kMarkBits);
+  }
 };
 static_assert(sizeof(void*) == 8, "Zarn2D keeps triangle marks in the high bits of 64-bit addresses");
 static_assert(sizeof(Triangle2) == 6 * sizeof(void*), "a triangle record is its six links");
+static_assert(alignof(Triangle2) % 2 == 0, "the lowest bit of a neighbour address flags border links");
 
 /// Writes "Triangle2:" followed by the three corners.
 ZARN2D_EXPORT std::ostream& operator<<(std::ostream& stream, const Triangle2& c);
