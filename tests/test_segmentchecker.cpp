@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <filesystem>
 
 #include "SegmentChecker.h"
 #include "cdt_test_support.h"
@@ -147,16 +148,18 @@ TEST(SegmentChecker, NullAndNonFiniteSegmentsTypeTextsAndPictures) {
   checker.getIllegalSegments(true, vIllegal);
   EXPECT_EQ(vIllegal, (std::vector<Segment2*>{&a, &b, &c, &d}));
   EXPECT_NE(captureStdout([&] { EXPECT_EQ(checker.getIntersectionType(&a, &bad), SIT_UNINITIALIZED); }).find("WARNING"), std::string::npos);
-  std::remove("segmentchecker_show.ps");
+  const std::string showPath((std::filesystem::temp_directory_path() / "segmentchecker_show.ps").string());
+  const std::string illegalPath((std::filesystem::temp_directory_path() / "segmentchecker_illegal.svg").string());
+  std::remove(showPath.c_str());
   const std::string warning("\n" + dt2test::warningLine("Visualizer2::addSegment()", "Non-finite coordinate, ignored") + "\n\n");
   const std::string skipped(warning + warning);  // the pictures leave out the two non-finite segments
-  EXPECT_EQ(captureStdout([&] { checker.showSegments("segmentchecker_show.ps"); }), "SegmentChecker::showSegments(), numSegments=7\n" + skipped);
-  EXPECT_TRUE(std::ifstream("segmentchecker_show.ps").good());
-  EXPECT_EQ(captureStdout([&] { checker.showIllegalSegments(true, "segmentchecker_illegal.svg"); }),
+  EXPECT_EQ(captureStdout([&] { checker.showSegments(showPath); }), "SegmentChecker::showSegments(), numSegments=7\n" + skipped);
+  EXPECT_TRUE(std::ifstream(showPath).good());
+  EXPECT_EQ(captureStdout([&] { checker.showIllegalSegments(true, illegalPath); }),
             "Number of segments:7\nIllegal segments:4\nLegal segments:3\n" + skipped);
-  EXPECT_EQ(captureStdout([&] { checker.showIllegalSegments(false, "segmentchecker_illegal.svg"); }),
+  EXPECT_EQ(captureStdout([&] { checker.showIllegalSegments(false, illegalPath); }),
             "Number of segments:7\nIllegal segments:2\nLegal segments:5\n" + skipped);
-  EXPECT_NE(zarn_test::readFile("segmentchecker_illegal.svg").find("<svg"), std::string::npos);
+  EXPECT_NE(zarn_test::readFile(illegalPath).find("<svg"), std::string::npos);
 }
 
 // Progress goes once to each receiver subscribed for it: at the start, every percent at most, at the end.
