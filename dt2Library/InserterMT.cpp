@@ -76,7 +76,7 @@ void InserterMT::insertSerially(const RecordRange& records, size_t step, bool bD
 
 size_t InserterMT::run(const RecordRange& records) {
   pLast = dt.vertexVault.getFakeCorner(0)->getIncidentTriangle();
-  const size_t numChunks(std::min(numThreads, records.size() / kMinRecordsPerChunk));
+  const size_t numChunks(std::min({numThreads, machineThreads(), records.size() / kMinRecordsPerChunk}));
   if (numChunks < 2) {
     insertSerially(records, 1, false, [](size_t) { return true; });
     return 0;
@@ -110,9 +110,7 @@ void InserterMT::insertDeferred(const RecordRange& records, const Partitioner& p
   }
 }
 
-size_t InserterMT::numWorkersFor(size_t numChunks) {
-  return std::min<size_t>(numChunks, std::max(1u, std::thread::hardware_concurrency()));
-}
+size_t InserterMT::machineThreads() { return std::max(1u, std::thread::hardware_concurrency()); }
 
 // The keys are stored with the vertices: nothing is computed, and for two chunks the owner is the
 // chunk of most of the corners.
@@ -130,7 +128,7 @@ std::vector<Triangle2*> InserterMT::assignOwners(const Partitioner& partitioner,
   std::vector<Triangle2*> vTriangles;
   dt.getTrianglePointers(vTriangles);
   using KeyedTriangle = std::pair<uint32_t, Triangle2*>;
-  const size_t numSlices(threadsFor(vTriangles.size(), numWorkersFor(partitioner.numChunks()), kMinTrianglesPerOwnerThread));
+  const size_t numSlices(threadsFor(vTriangles.size(), partitioner.numChunks(), kMinTrianglesPerOwnerThread));
   // Per slice and chunk, the chunk's triangle of smallest key met in the slice.
   std::vector<std::vector<KeyedTriangle>> vSliceStarts(numSlices, std::vector<KeyedTriangle>(partitioner.numChunks(), {UINT32_MAX, nullptr}));
   std::vector<std::vector<Triangle2*>> vSliceBorders(numSlices);
@@ -200,22 +198,18 @@ std::vector<TriangleRun> InserterMT::runChunks(const RecordRange& records, const
     vChunks.back()->setReservedRuns(std::move(vRuns));
     numTotal += partitioner.numToInsert(c);
   }
-  // More threads than the machine runs at once would only take turns: each thread runs every
-  // numWorkers-th chunk, one after the other. Only the calling thread publishes progress.
-  const size_t numWorkers(numWorkersFor(numChunks));
+  // One thread per chunk, the calling thread included, which alone publishes progress.
   std::atomic<size_t> numDone(0);
   std::vector<std::exception_ptr> vErrors(numChunks);
-  const auto work = [&](size_t w) {
-    for (size_t c = w; c < numChunks; c += numWorkers) {
-      try {
-        vChunks[c]->run(records, partitioner, c, vAnchors, numDone, numTotal, w == 0 ? &dt.publisher : nullptr);
-      } catch (...) {
-        vErrors[c] = std::current_exception();
-      }
+  const auto work = [&](size_t c) {
+    try {
+      vChunks[c]->run(records, partitioner, c, vAnchors, numDone, numTotal, c == 0 ? &dt.publisher : nullptr);
+    } catch (...) {
+      vErrors[c] = std::current_exception();
     }
   };
   std::vector<std::thread> vThreads;
-  for (size_t w = 1; w < numWorkers; ++w) vThreads.emplace_back(work, w);
+  for (size_t c = 1; c < numChunks; ++c) vThreads.emplace_back(work, c);
   work(0);
   for (std::thread& t : vThreads) t.join();
   std::vector<TriangleRun> vUnused;

@@ -18,8 +18,7 @@ struct TriangleRun;
 /// 2. the other records are cut into contiguous key ranges (Partitioner); each triangle of the
 ///    coarse triangulation is given to the range holding the median key of its corners (a triangle
 ///    mark per range, and border links between the ranges' regions), and each range is inserted by
-///    its own worker (Chunk), on a thread of its own when the machine has a core for it, with its
-///    own predicates, scratch and reserved triangle storage, through complete Delaunay insertions
+///    its own worker (Chunk) on a thread of its own, with its own predicates, scratch and reserved triangle storage, through complete Delaunay insertions
 ///    that touch only its own triangles;
 /// 3. the points a worker had to leave (their insertion would touch another's triangles: near the
 ///    borders of the regions, a few percent) are inserted serially.
@@ -28,8 +27,9 @@ struct TriangleRun;
 /// under the vertex store's mutex.
 class InserterMT {
  public:
-  /// An inserter into dt cutting the points into numThreads ranges, inserted by as many threads as
-  /// the machine runs at once (the calling thread is one of them).
+  /// An inserter into dt cutting the points into numThreads ranges, at most as many as the machine
+  /// runs threads at once (more would only take turns, and each range adds border points to the
+  /// serial pass), each inserted by a thread of its own (the calling thread is one of them).
   InserterMT(Dt2& dt, int numThreads);
   InserterMT(const InserterMT&) = delete;
   InserterMT& operator=(const InserterMT&) = delete;
@@ -48,8 +48,8 @@ class InserterMT {
   void insertSerially(const RecordRange& records, size_t step, bool bDeferDuplicates, Include bInclude);
   /// Serial insertion of the records the workers deferred (indices in increasing order).
   void insertDeferred(const RecordRange& records, const Partitioner& partitioner, const std::vector<size_t>& vDeferred);
-  /// The number of threads for numChunks chunks: at most as many as the machine runs at once.
-  static size_t numWorkersFor(size_t numChunks);
+  /// The number of threads the machine runs at once (at least 1).
+  static size_t machineThreads();
   /// The median of the keys of pT's corners.
   static uint32_t medianCornerKey(const Triangle2* pT);
   /// Marks every triangle with the mark of the chunk owning its median corner key and flags its

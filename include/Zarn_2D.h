@@ -241,8 +241,9 @@ class ZARN2D_EXPORT Zarn_2D {
   /// Returns the count now in force. With more than one, bulk insertion of a few thousand points
   /// or more is cut into that many parts, inserted in parallel (the calling thread included), and
   /// gives the same triangulation as one thread: the same triangles for points in general
-  /// position, an exact Delaunay triangulation on cocircular points, the same handles. Above the
-  /// machine's hardware thread count the parts share that many threads: correct, but no faster. Single-point insertion always runs on the caller's thread.
+  /// position, an exact Delaunay triangulation on cocircular points, the same handles. A count
+  /// above the machine's hardware thread count inserts as that count does, the same result at the
+  /// same speed. Single-point insertion always runs on the caller's thread.
   int setNumCPU(int numCPU);
   /// Same as setNumCPU(0).
   void enableMultithreading();
