@@ -76,7 +76,7 @@ void InserterMT::insertSerially(const RecordRange& records, size_t step, bool bD
 
 size_t InserterMT::run(const RecordRange& records) {
   pLast = dt.vertexVault.getFakeCorner(0)->getIncidentTriangle();
-  const size_t numChunks(std::min({numThreads, machineThreads(), records.size() / kMinRecordsPerChunk}));
+  const size_t numChunks(threadsFor(records.size(), numThreads, kMinRecordsPerChunk));
   if (numChunks < 2) {
     insertSerially(records, 1, false, [](size_t) { return true; });
     return 0;
@@ -109,8 +109,6 @@ void InserterMT::insertDeferred(const RecordRange& records, const Partitioner& p
     }
   }
 }
-
-size_t InserterMT::machineThreads() { return std::max(1u, std::thread::hardware_concurrency()); }
 
 // The keys are stored with the vertices: nothing is computed, and for two chunks the owner is the
 // chunk of most of the corners.

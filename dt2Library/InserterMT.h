@@ -48,8 +48,6 @@ class InserterMT {
   void insertSerially(const RecordRange& records, size_t step, bool bDeferDuplicates, Include bInclude);
   /// Serial insertion of the records the workers deferred (indices in increasing order).
   void insertDeferred(const RecordRange& records, const Partitioner& partitioner, const std::vector<size_t>& vDeferred);
-  /// The number of threads the machine runs at once (at least 1).
-  static size_t machineThreads();
   /// The median of the keys of pT's corners.
   static uint32_t medianCornerKey(const Triangle2* pT);
   /// Marks every triangle with the mark of the chunk owning its median corner key and flags its

@@ -12,10 +12,14 @@ namespace KORA_ZARN2D {
 /// than it saves.
 constexpr size_t kMinItemsPerThread = 32768;
 
+/// The number of threads the machine runs at once (at least 1).
+inline size_t hardwareThreads() { return std::max(1u, std::thread::hardware_concurrency()); }
+
 /// The number of threads for bulk work on n items with numCPU allowed (at least 1), each thread
-/// taking at least minPerThread items.
+/// taking at least minPerThread items, and no more than the machine runs at once (more would only
+/// take turns on the same cores).
 inline size_t threadsFor(size_t n, size_t numCPU, size_t minPerThread = kMinItemsPerThread) {
-  return std::max<size_t>(1, std::min(numCPU, n / minPerThread));
+  return std::max<size_t>(1, std::min({numCPU, hardwareThreads(), n / minPerThread}));
 }
 
 /// Runs fn(t, begin, end) for the numThreads contiguous slices [begin, end) of [0, n), slice t on a
