@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
-#include <thread>
 #ifdef __GLIBC__
 #include <malloc.h>
 #endif
@@ -154,7 +153,7 @@ int Dt2::setNumCPU(int numCPU_) {
   if (numCPU_ > 0) {
     numCPU = numCPU_;
   } else if (numCPU_ == 0) {
-    numCPU = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+    numCPU = static_cast<int>(hardwareThreads());
   } else {
     numCPU = 1;
   }
