@@ -6,7 +6,6 @@
 #include <exception>
 #include <memory>
 #include <thread>
-#include <tuple>
 #include <utility>
 
 #include "Chunk.h"
@@ -25,11 +24,6 @@ constexpr size_t kMinRecordsPerChunk = 512;
 // in that round (a third more time per point at 4 million points with 16 times).
 constexpr size_t kSampleStep = 64;
 constexpr size_t kMinSamplePerChunk = 64;
-// Owners are assigned on several threads from this many coarse triangles per thread (each costs a
-// few cache misses).
-constexpr size_t kMinTrianglesPerOwnerThread = 4096;
-// The first round of the deferred points takes every kDeferredStride-th.
-constexpr size_t kDeferredStride = 8;
 
 // Lends the triangle storage the workers reserved and did not use to the serial insertion, which
 // takes its new triangles from it first: the deferred points need about as many as are left, and
@@ -91,22 +85,28 @@ size_t InserterMT::run(const RecordRange& records) {
   std::vector<size_t> vDeferred;
   {
     const LentRuns lent(dt, runChunks(records, partitioner, vDeferred));
-    insertDeferred(records, partitioner, vDeferred);
+    insertDeferred(records, vDeferred);
   }
   return vDeferred.size();
 }
 
-// Two rounds, as in the serial insertion: every kDeferredStride-th point first, so that the others
-// meet a triangulation that already spans their surroundings (fewer flips). The first round takes
-// only the first record of a key and leaves a point that meets a vertex to the second, so the first
-// of equal points becomes the vertex.
-void InserterMT::insertDeferred(const RecordRange& records, const Partitioner& partitioner, const std::vector<size_t>& vDeferred) {
-  for (const size_t stride : {kDeferredStride, size_t(1)}) {
-    for (size_t k = 0; k < vDeferred.size(); k += stride) {
-      const size_t i(vDeferred[k]);
-      if (!isPendingRecord(records[i]) || (stride > 1 && !partitioner.isFirstOfKey(i))) continue;
-      pLast = dt.insertVertex(records[i].pVtx, pLast, stride > 1);
-    }
+// The triangle of the nearest record before i that is in the triangulation (consecutive keys are
+// close in the plane, and the workers inserted all but the points near their borders), else where
+// the last insertion ended.
+Triangle2* InserterMT::startNear(const RecordRange& records, size_t i) const {
+  constexpr size_t kMaxLookBack = 8;
+  for (size_t j = i; j > 0 && i - j < kMaxLookBack; --j) {
+    const IdxVtx rec(records[j - 1]);
+    if (rec.bActive && rec.pVtx->getIncidentTriangle() != nullptr) return rec.pVtx->getIncidentTriangle();
+  }
+  return pLast;
+}
+
+// In record order from a nearby start: the first of equal points becomes the vertex, the others
+// its duplicates.
+void InserterMT::insertDeferred(const RecordRange& records, const std::vector<size_t>& vDeferred) {
+  for (const size_t i : vDeferred) {
+    if (isPendingRecord(records[i])) pLast = dt.insertVertex(records[i].pVtx, startNear(records, i));
   }
 }
 
@@ -118,40 +118,31 @@ uint32_t InserterMT::medianCornerKey(const Triangle2* pT) {
   return std::max(std::min(a, b), std::min(std::max(a, b), c));
 }
 
-// The triangles are cut into one slice per worker thread: reading the corners of the coarse
-// triangulation misses the cache at nearly every triangle. A slice writes only its own triangles
-// and reads only the corners of others: the owner of a neighbour is computed, not read.
+// Two passes on the calling thread: the first marks each triangle with its owner, the second flags
+// the links between triangles of different owners. Slices on several threads would read lines
+// that other threads write: on two cores that took a third longer than one thread.
 std::vector<Triangle2*> InserterMT::assignOwners(const Partitioner& partitioner, const std::vector<uint32_t>& vMarks,
                                                  std::vector<Triangle2*>& vStarts) {
   std::vector<Triangle2*> vTriangles;
   dt.getTrianglePointers(vTriangles);
-  using KeyedTriangle = std::pair<uint32_t, Triangle2*>;
-  const size_t numSlices(threadsFor(vTriangles.size(), partitioner.numChunks(), kMinTrianglesPerOwnerThread));
-  // Per slice and chunk, the chunk's triangle of smallest key met in the slice.
-  std::vector<std::vector<KeyedTriangle>> vSliceStarts(numSlices, std::vector<KeyedTriangle>(partitioner.numChunks(), {UINT32_MAX, nullptr}));
-  std::vector<std::vector<Triangle2*>> vSliceBorders(numSlices);
-  forEachSlice(vTriangles.size(), numSlices, [&](size_t s, size_t begin, size_t end) {
-    for (size_t i = begin; i < end; ++i) {
-      Triangle2* pT(vTriangles[i]);
-      const uint32_t key(medianCornerKey(pT));
-      const size_t owner(partitioner.chunkOfKey(key));
-      pT->setMark(vMarks[owner]);
-      if (key < vSliceStarts[s][owner].first) vSliceStarts[s][owner] = KeyedTriangle(key, pT);
-      for (int k = 0; k < 3; ++k) {
-        const Triangle2* pN(pT->getOppositeTriangle(k));
-        if (pN != nullptr && partitioner.chunkOfKey(medianCornerKey(pN)) != owner) pT->setBorderLink(k);
-      }
-      if (pT->hasBorderLink()) vSliceBorders[s].push_back(pT);
-    }
-  });
-  for (size_t c = 0; c < partitioner.numChunks(); ++c) {
-    uint32_t startKey(UINT32_MAX);
-    for (const std::vector<KeyedTriangle>& vStartsOfSlice : vSliceStarts) {
-      if (vStartsOfSlice[c].first < startKey) std::tie(startKey, vStarts[c]) = vStartsOfSlice[c];
+  std::vector<uint32_t> vStartKeys(partitioner.numChunks(), UINT32_MAX);
+  for (Triangle2* pT : vTriangles) {
+    const uint32_t key(medianCornerKey(pT));
+    const size_t owner(partitioner.chunkOfKey(key));
+    pT->setMark(vMarks[owner]);
+    if (key < vStartKeys[owner]) {
+      vStartKeys[owner] = key;
+      vStarts[owner] = pT;
     }
   }
   std::vector<Triangle2*> vBorders;
-  for (const std::vector<Triangle2*>& vBordersOfSlice : vSliceBorders) vBorders.insert(vBorders.end(), vBordersOfSlice.begin(), vBordersOfSlice.end());
+  for (Triangle2* pT : vTriangles) {
+    for (int k = 0; k < 3; ++k) {
+      const Triangle2* pN(pT->getOppositeTriangle(k));
+      if (pN != nullptr && pN->getMark() != pT->getMark()) pT->setBorderLink(k);
+    }
+    if (pT->hasBorderLink()) vBorders.push_back(pT);
+  }
   return vBorders;
 }
 

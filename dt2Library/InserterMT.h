@@ -46,8 +46,10 @@ class InserterMT {
   /// meets a vertex is left pending for a later pass, which registers it as a duplicate.
   template <class Include>
   void insertSerially(const RecordRange& records, size_t step, bool bDeferDuplicates, Include bInclude);
+  /// A start for the walk to record i's vertex: near it, or where the last insertion ended.
+  Triangle2* startNear(const RecordRange& records, size_t i) const;
   /// Serial insertion of the records the workers deferred (indices in increasing order).
-  void insertDeferred(const RecordRange& records, const Partitioner& partitioner, const std::vector<size_t>& vDeferred);
+  void insertDeferred(const RecordRange& records, const std::vector<size_t>& vDeferred);
   /// The median of the keys of pT's corners.
   static uint32_t medianCornerKey(const Triangle2* pT);
   /// Marks every triangle with the mark of the chunk owning its median corner key and flags its

@@ -25,6 +25,9 @@ constexpr int kResortDeactivatedMinimum = 1000;
 // The four-way concurrent sort pays off only for large arrays and enough cores.
 constexpr size_t kParallelSortMinRecords = 10000;
 constexpr int kParallelSortMinThreads = 4;
+// The key pair sort's passes are bound by memory traffic: on two cores a second thread pays off
+// only from a few million pairs (1M pairs sorted no faster).
+constexpr size_t kMinPairsPerSortThread = size_t(1) << 21;
 bool isFinitePoint(const Point2& p) { return std::isfinite(p.x()) && std::isfinite(p.y()); }
 
 }  // namespace
@@ -347,8 +350,8 @@ bool VertexVault::isSortedSlice(size_t first, size_t end) const {
   return true;
 }
 
-size_t VertexVault::numThreadsForAll(size_t n) const {
-  return threadsFor(n, static_cast<size_t>(std::max(1, pDt->getNumCPU())));
+size_t VertexVault::numThreadsForAll(size_t n, size_t minPerThread) const {
+  return threadsFor(n, static_cast<size_t>(std::max(1, pDt->getNumCPU())), minPerThread);
 }
 
 void VertexVault::materializeBulkRun() {
@@ -447,7 +450,7 @@ size_t VertexVault::createVertices(const BulkInput& input, Point2** aHandles) {
       aBuffers[i] = (key << 32) | i;
     }
   });
-  uint64_t* aPairs(sortKeyPairs(aBuffers, aBuffers + numPoints, numPoints, numThreadsForAll(numPoints)));
+  uint64_t* aPairs(sortKeyPairs(aBuffers, aBuffers + numPoints, numPoints, numThreadsForAll(numPoints, kMinPairsPerSortThread)));
   // Non-finite points carry the marker key UINT32_MAX, above every key: they come last. Skip them.
   size_t numPairs(numPoints);
   while (numPairs > 0 && (aPairs[numPairs - 1] >> 32) == UINT32_MAX) --numPairs;

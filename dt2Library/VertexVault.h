@@ -10,6 +10,7 @@
 
 #include "HugePages.h"
 #include "Point2.h"
+#include "ThreadSlices.h"
 
 namespace KORA_ZARN2D {
 
@@ -152,8 +153,9 @@ class VertexVault {
   void materializeBulkRun();
   /// isSortedBetween on the calling thread.
   bool isSortedSlice(size_t first, size_t end) const;
-  /// The number of threads for bulk work on n records (the triangulation's numCPU allows).
-  size_t numThreadsForAll(size_t n) const;
+  /// The number of threads for bulk work on n records (the triangulation's numCPU allows), each
+  /// taking at least minPerThread.
+  size_t numThreadsForAll(size_t n, size_t minPerThread = kMinItemsPerThread) const;
   void sortRecords();
   void sortFourWays();
   /// Creates the vertices of pairs [begin, end) in pRun (one element per pair), their records at
