@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <iostream>
-#include <numeric>
 #include <set>
 #include <thread>
 #include <utility>
@@ -413,13 +412,6 @@ void VertexVault::updateSorting(bool bForce) {
   sortRecords();
   dropTrailingInactive();
   numSorted = size();
-  // Inactive records inside the array are skipped by every search; count only the active ones.
-  const std::vector<size_t> vNumActive(mapSlices<size_t>(size(), numThreadsForAll(size()), [this](size_t begin, size_t end) {
-    size_t num(0);
-    for (size_t i = begin; i < end; ++i) num += isActive(recordAt(i)) ? 1 : 0;
-    return num;
-  }));
-  numActive = static_cast<int>(std::accumulate(vNumActive.begin(), vNumActive.end(), size_t(0)));
 }
 
 void VertexVault::rekeyAll() {

@@ -186,7 +186,7 @@ class VertexVault {
   Dt2* pDt;
   std::map<Point2*, Point2*> mRedundant2UniqueVtx;
   int numDeactivated;
-  int numActive;
+  int numActive;  // kept up to date by every change of a record's state
   std::vector<Point2*> vFakeBoxHandles;
   std::mutex mtxRedundant;
 };
