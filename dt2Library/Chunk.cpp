@@ -10,7 +10,7 @@ namespace KORA_ZARN2D {
 
 namespace {
 constexpr size_t kProgressInterval = size_t(1) << 12;
-constexpr size_t kRoundStrides[] = {8, 1};
+constexpr size_t kRoundStrides[] = {16, 1};
 }  // namespace
 
 Chunk::Chunk(Dt2& dt_, Triangle2* pStart) : dt(dt_), pLast(pStart) {
@@ -21,8 +21,8 @@ Chunk::Chunk(Dt2& dt_, Triangle2* pStart) : dt(dt_), pLast(pStart) {
 // The records go in rounds, as in the serial insertion: every kRoundStrides[0]-th record of the
 // chunk, then every kRoundStrides[1]-th, ..., so that most points land in a triangulation that
 // already spans their surroundings (fewer flips than a plain sweep along the Hilbert curve). Each
-// stride is a multiple of the next; each round, the coarse sample included, holds about eight times
-// fewer points than the next. A record with the key of a neighbour waits for the last round, where
+// stride is a multiple of the next; the coarse sample holds eight times fewer points than the first
+// round, which holds sixteen times fewer than the last. A record with the key of a neighbour waits for the last round, where
 // equal points go in their input order.
 size_t Chunk::roundOf(const RecordRange& records, size_t begin, size_t i) {
   size_t round(0);
