@@ -88,11 +88,12 @@ bool Chunk::insert(Point2* pVtx, Triangle2* pAnchor) {
   return true;
 }
 
-// The split relinks the neighbours of the triangle(s) it splits, so they must be this chunk's; the
-// flips then check each link as they reach it.
+// A split relinks the neighbours of the triangle(s) it splits, so those must be this chunk's, except
+// the one beyond the edge that pT keeps in a triangle split inside; the flips then check each link
+// as they reach it.
 bool Chunk::splitAndLegalize(Triangle2* pT, int edgeIdx, Point2* pVtx) {
-  if (pT->hasBorderLink()) return false;
   if (edgeIdx < 0) {
+    if (pT->hasBorderLink() && !turnBorderLinkToEdge0(pT)) return false;
     dt.splitTriangle(pT, pVtx, scratch);
     if (legalizeOwned(*pVtx)) return true;
     undoFlips();
@@ -103,7 +104,7 @@ bool Chunk::splitAndLegalize(Triangle2* pT, int edgeIdx, Point2* pVtx) {
     scratch.giveBack(t1);
   } else {
     Triangle2* pN(pT->getOppositeTriangle(edgeIdx));
-    if (pN == nullptr || pN->hasBorderLink()) return false;
+    if (pT->hasBorderLink() || pN == nullptr || pN->hasBorderLink()) return false;
     const int neighIdx(pN->getIntraTriangleIndex(pT));
     dt.splitEdge(pT, edgeIdx, pVtx, scratch);
     if (legalizeOwned(*pVtx)) return true;
@@ -118,9 +119,26 @@ bool Chunk::splitAndLegalize(Triangle2* pT, int edgeIdx, Point2* pVtx) {
   return false;
 }
 
+// Rotates pT's corners so that its only border link is edge 0, which a split keeps in pT: false
+// (nothing changed) when pT has more than one.
+bool Chunk::turnBorderLinkToEdge0(Triangle2* pT) {
+  int numBorderLinks(0), k(0);
+  for (int i = 0; i < 3; ++i) {
+    if (!pT->isBorderLink(i)) continue;
+    ++numBorderLinks;
+    k = i;
+  }
+  if (numBorderLinks != 1) return false;
+  pT->setCornersAndNeighbours(pT->getCorner(k), pT->getCorner(incIndexBy1(k)), pT->getCorner(incIndexBy2(k)), pT->getOppositeTriangle(k),
+                              pT->getOppositeTriangle(incIndexBy1(k)), pT->getOppositeTriangle(incIndexBy2(k)), true);
+  return true;
+}
+
 // As Dt2::legalize: the triangle beyond the edge opposite the new vertex is tested and flipped if
 // its circumcircle holds the vertex strictly. A flip rewrites both triangles and relinks the
 // neighbour of pN that moves to pT (the other moved neighbour is around the new vertex already).
+// A border edge is not tested (the triangle beyond is another chunk's): it stays, as a constraint
+// would, and is tested after the join.
 bool Chunk::legalizeOwned(const Point2& p) {
   std::vector<Triangle2*>& vFlipStack(scratch.vFlipStack);
   vJournal.clear();
@@ -129,7 +147,7 @@ bool Chunk::legalizeOwned(const Point2& p) {
     vFlipStack.pop_back();
     Triangle2* pN(pT->getOppositeTriangle(0));
     if (pN == nullptr) continue;
-    if (pT->isBorderLink(0)) return abandonFlips();
+    if (pT->isBorderLink(0)) continue;
     if (kora.inCircle(*pN->getCorner(0), *pN->getCorner(1), *pN->getCorner(2), p) <= 0) continue;
     const int neighIdx(pN->getIntraTriangleIndex(pT));
     if (pN->isBorderLink(incIndexBy1(neighIdx))) return abandonFlips();

@@ -66,6 +66,8 @@ class alignas(64) Chunk {
   /// unless a triangle to read or relink is another chunk's: then takes all of it back. True when
   /// inserted.
   bool splitAndLegalize(Triangle2* pT, int edgeIdx, Point2* pVtx);
+  /// Rotates pT's corners so that its only border link is edge 0: false when it has several.
+  static bool turnBorderLinkToEdge0(Triangle2* pT);
   /// Lawson's flips from the scratch's flip stack while the triangles they test and relink are
   /// this chunk's: false (the stack emptied) at the first that is not. Every flip is journalled.
   bool legalizeOwned(const Point2& p);

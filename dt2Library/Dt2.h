@@ -465,6 +465,8 @@ class Dt2 {
   struct HoleLink;
   bool wouldLeaveOnlyCollinearVertices(Point2* pVtx);
   void fillHole(Point2* pVtx, std::vector<HoleLink>& vLinks, bool bClosed, std::vector<Triangle2*>& vNew);
+  /// Lawson's flips from the edges of the given triangles until every edge they reach is locally
+  /// Delaunay (constraint edges stay).
   void legalizeEdges(const std::vector<Triangle2*>& vNew);
 
   // Topology: neighbour links, splits and flips (Dt2_topology.cpp)

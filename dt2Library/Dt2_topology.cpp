@@ -11,8 +11,9 @@ namespace KORA_ZARN2D {
 
 // (a, b, c) with neighbours (na, nb, nc) becomes (v,b,c), (v,c,a), (v,a,b). Writes pT, the two
 // new triangles and the links of nb and nc. Of the corners only a leaves pT: a and v get a
-// triangle pointer, b and c keep theirs.
+// triangle pointer, b and c keep theirs. pT keeps its link to na, border flag included.
 void Dt2::splitTriangle(Triangle2* pT, Point2* pVtx, InsertionScratch& scratch) {
+  const bool bBorderNa(pT->isBorderLink(0));
   Point2* a(pT->getCorner(0));
   Point2* b(pT->getCorner(1));
   Point2* c(pT->getCorner(2));
@@ -23,7 +24,7 @@ void Dt2::splitTriangle(Triangle2* pT, Point2* pVtx, InsertionScratch& scratch) 
   Triangle2* t2(newTriangle(scratch));
   t1->setCornersAndNeighbours(pVtx, c, a, nb, t2, pT);
   t2->setCornersAndNeighbours(pVtx, a, b, nc, pT, t1);
-  pT->setCornersAndNeighbours(pVtx, b, c, na, t1, t2);
+  pT->setCornersAndNeighbours(pVtx, b, c, na, t1, t2, bBorderNa);
   pVtx->setIncidentTriangle(pT);
   a->setIncidentTriangle(t1);
   replaceNeighbour(nb, pT, t1);
@@ -130,8 +131,8 @@ void Dt2::unflip(Triangle2* pT, Triangle2* pNeigh, int neighIdx) {
 }
 
 // pT = (v, b, c), t1 = (v, c, a), t2 = (v, a, b), as splitTriangle left them, become
-// pT = (a, b, c) with its former neighbours; t1 and t2 are left out of the triangulation. a, b
-// and c point at pT.
+// pT = (a, b, c) with its former neighbours (the border flag of na kept); t1 and t2 are left out of
+// the triangulation. a, b and c point at pT.
 void Dt2::unsplitTriangle(Triangle2* pT) {
   Triangle2* t1(pT->getOppositeTriangle(1));
   Triangle2* t2(pT->getOppositeTriangle(2));
@@ -140,7 +141,7 @@ void Dt2::unsplitTriangle(Triangle2* pT) {
   Point2* c(pT->getCorner(2));
   Triangle2* nb(t1->getOppositeTriangle(0));
   Triangle2* nc(t2->getOppositeTriangle(0));
-  pT->setCornersAndNeighbours(a, b, c, pT->getOppositeTriangle(0), nb, nc);
+  pT->setCornersAndNeighbours(a, b, c, pT->getOppositeTriangle(0), nb, nc, pT->isBorderLink(0));
   replaceNeighbour(nb, t1, pT);
   replaceNeighbour(nc, t2, pT);
   a->setIncidentTriangle(pT);

@@ -50,8 +50,13 @@ class BorderLinks {
   explicit BorderLinks(std::vector<Triangle2*> vTriangles_) : vTriangles(std::move(vTriangles_)) {}
   BorderLinks(const BorderLinks&) = delete;
   BorderLinks& operator=(const BorderLinks&) = delete;
-  ~BorderLinks() {
-    for (Triangle2* pT : vTriangles) pT->clearBorderLinks();
+  ~BorderLinks() { clear(); }
+  /// Unflags the links now; returns the triangles that had them.
+  std::vector<Triangle2*> clear() {
+    std::vector<Triangle2*> vCleared;
+    vCleared.swap(vTriangles);
+    for (Triangle2* pT : vCleared) pT->clearBorderLinks();
+    return vCleared;
   }
 
  private:
@@ -178,7 +183,7 @@ std::vector<TriangleRun> InserterMT::runChunks(const RecordRange& records, const
   std::vector<uint32_t> vMarks;
   for (size_t c = 0; c < numChunks; ++c) vMarks.push_back(dt.newMark());
   std::vector<Triangle2*> vStarts(numChunks, nullptr);
-  const BorderLinks borderLinks(assignOwners(partitioner, vMarks, vStarts));
+  BorderLinks borderLinks(assignOwners(partitioner, vMarks, vStarts));
   const std::vector<Triangle2*> vAnchors(findAnchors(records, partitioner, vMarks));
   std::vector<std::unique_ptr<Chunk>> vChunks;
   size_t numTotal(0);
@@ -214,6 +219,9 @@ std::vector<TriangleRun> InserterMT::runChunks(const RecordRange& records, const
     dt.releaseUnusedRuns(vUnused);
     std::rethrow_exception(pError);
   }
+  // The workers left the border edges untested: Lawson's flips from there make the whole
+  // triangulation Delaunay again (every other edge was tested by the worker that made it).
+  dt.legalizeEdges(borderLinks.clear());
   // In record order: consecutive walks stay short, and equal points keep their input order.
   std::sort(vDeferred.begin(), vDeferred.end());
   return vUnused;
