@@ -43,8 +43,8 @@ class LentRuns {
 };
 
 // Unflags the border links of the given triangles when the scope ends (also on an exception):
-// outside of the parallel run no link is a border link. A chunk never splits a triangle with a
-// border link and a flip keeps the link in its triangle, so these triangles hold them all.
+// outside of the parallel run no link is a border link. A split and a flip keep a border link in
+// its triangle (a chunk defers the point where they could not), so these triangles hold them all.
 class BorderLinks {
  public:
   explicit BorderLinks(std::vector<Triangle2*> vTriangles_) : vTriangles(std::move(vTriangles_)) {}

@@ -18,10 +18,13 @@ struct TriangleRun;
 /// 2. the other records are cut into contiguous key ranges (Partitioner); each triangle of the
 ///    coarse triangulation is given to the range holding the median key of its corners (a triangle
 ///    mark per range, and border links between the ranges' regions), and each range is inserted by
-///    its own worker (Chunk) on a thread of its own, with its own predicates, scratch and reserved triangle storage, through complete Delaunay insertions
-///    that touch only its own triangles;
-/// 3. the points a worker had to leave (their insertion would touch another's triangles: near the
-///    borders of the regions, a few percent) are inserted serially.
+///    its own worker (Chunk) on a thread of its own, with its own predicates, scratch and reserved
+///    triangle storage, through Delaunay insertions that touch only its own triangles. The edges
+///    between the regions are not tested (the triangle beyond is another's): they stay, as
+///    constraints would;
+/// 3. Lawson's flips from the border edges make the triangulation Delaunay again, and the points a
+///    worker had to leave (their insertion would change another's triangles: near the borders of
+///    the regions, about one percent) are inserted serially.
 /// The result is the Delaunay triangulation of the points (unique in general position, so equal
 /// to the one of serial insertion). No lock is taken on the hot path; duplicates are registered
 /// under the vertex store's mutex.
