@@ -28,9 +28,7 @@ ConstraintGraph2* constrain(Zarn_2D& dt, std::vector<Segment2> vSegments, bool b
 }
 
 std::vector<ConstraintSegment2*> originals(const ConstraintGraph2* pGraph) {
-  std::vector<ConstraintSegment2*> vCSegments;
-  pGraph->getOriginalConstraintSegments(vCSegments);
-  return vCSegments;
+  return gathered<ConstraintSegment2*>([&](auto& v) { pGraph->getOriginalConstraintSegments(v); });
 }
 
 /// The edge {p, q} is no Delaunay edge: the apex of one triangle beside it lies strictly inside the
@@ -42,7 +40,6 @@ bool isEncroached(const Zarn_2D& dt, Point2* p, Point2* q) {
   const Point2* pApex(pRight->getCorner(pRight->getIntraTriangleIndex(pLeft)));
   return exactInCircle(*pLeft->getCorner(0), *pLeft->getCorner(1), *pLeft->getCorner(2), *pApex) > 0;
 }
-
 
 }  // namespace
 
@@ -234,9 +231,9 @@ TEST(ConstraintMgrRegistry, SegmentFromAPointToItselfIsSkippedWithAWarning) {
   Zarn_2D dt;
   insertPoints(dt, {Point2(0, 0), Point2(4, 0), Point2(0, 4)});
   ConstraintGraph2* pGraph(nullptr);
-  std::vector<Segment2> vSegments{Segment2(Point2(1.5, 2.5), Point2(1.5, 2.5)), Segment2(Point2(0, 0), Point2(4, 0)),
-                                  Segment2(Point2(4, 0), Point2(4, 0))};
-  const std::string out(captureStdout([&] { pGraph = dt.createConstraint(vSegments, CIS_CONSTRAINED_DELAUNAY); }));
+  const std::vector<Segment2> vSegments{Segment2(Point2(1.5, 2.5), Point2(1.5, 2.5)), Segment2(Point2(0, 0), Point2(4, 0)),
+                                        Segment2(Point2(4, 0), Point2(4, 0))};
+  const std::string out(create(dt, vSegments, CIS_CONSTRAINED_DELAUNAY, &pGraph));
   const std::string msg("(0) Identical source and endpoint, a constraint segment has been skipped.");
   EXPECT_EQ(out.find("\n" + warningLine("ConstraingMgr::createConstraint", msg) + "\n\nPoint2 (1.5,2.5):  <-> Point2 (1.5,2.5): \n"), 0u) << out;
   EXPECT_EQ(countLinesContaining(out, msg), 2u) << out;
@@ -251,10 +248,9 @@ TEST(ConstraintMgrRegistry, SegmentFromAPointToItselfIsSkippedWithAWarning) {
 TEST(ConstraintMgrApply, UnknownStrategyThroughTheFacadeIsReportedAtOnce) {
   Zarn_2D dt;
   insertPoints(dt, {Point2(0, 0), Point2(10, 0), Point2(5, 0.5), Point2(5, -0.5)});
-  std::vector<Segment2> vSegments{Segment2(Point2(0, 0), Point2(10, 0))};
   ConstraintGraph2* pGraph(nullptr);
-  const std::string out(captureStdout([&] { pGraph = dt.createConstraint(vSegments, static_cast<ConstraintInsertionStrategy>(7)); }));
-  EXPECT_EQ(out, "\n      [Zarn2D-Message] ConstraintMgr::apply(), ERROR: Unknown CIS\n\n");
+  EXPECT_EQ(create(dt, {Segment2(Point2(0, 0), Point2(10, 0))}, static_cast<ConstraintInsertionStrategy>(7), &pGraph),
+            zarn_test::reported("ConstraintMgr::apply()", "ERROR", "Unknown CIS"));
   ASSERT_NE(pGraph, nullptr);
   EXPECT_EQ(pGraph->getInsertionStrategy(), static_cast<ConstraintInsertionStrategy>(7));
   EXPECT_TRUE(originals(pGraph)[0]->isAlive());
@@ -282,17 +278,11 @@ TEST(ConstraintMgrDumps, DumpsHoldTheAlivePiecesOfEachGraphExactly) {
   ASSERT_NE(dt.insert(Point2(1.7, 3.7)), nullptr);
   ConstraintMgr* pMgr(dt.getImpl()->getConstraintMgr());
   const std::string base(::testing::TempDir() + "zarn_dump_" + std::to_string(::getpid()));
-  const std::string out(captureStdout([&] {
-    pMgr->writeConstraintsBIN(base);
-    pMgr->writeConstraints(base);
-  }));
+  const std::string out(captureStdout([&] { pMgr->writeConstraintsBIN(base); pMgr->writeConstraints(base); }));
   const std::vector<ConstraintGraph2*> vGraphs{pSquare, pCross};
   for (size_t i = 0; i < vGraphs.size(); ++i) {
     std::vector<ConstraintSegment2*> vPieces;  // the originals in order, a split one by its leaves
-    for (ConstraintSegment2* pCSeg : originals(vGraphs[i])) {
-      if (pCSeg->isAlive()) vPieces.push_back(pCSeg);
-      if (!pCSeg->isAlive()) pCSeg->getChildrenRec(vPieces);
-    }
+    for (ConstraintSegment2* pCSeg : originals(vGraphs[i])) pCSeg->isAlive() ? vPieces.push_back(pCSeg) : pCSeg->getChildrenRec(vPieces);
     EXPECT_EQ(vPieces.size(), i == 0 ? 6u : 2u);  // four sides, two of them split; the crossing segment split once
     const std::string binName(base + "_c" + std::to_string(i) + "_con.bin"), textName(base + "_c" + std::to_string(i) + ".con");
     ASSERT_EQ(zarn_test::readFile(binName).size(), 12 + 32 * vPieces.size());  // the header: see the file tests

@@ -29,8 +29,7 @@ struct Domain {
   double area = 0.0;
   Domain(std::initializer_list<std::vector<Point2>> lRings) {
     for (const std::vector<Point2>& vRing : lRings) {
-      const std::vector<Segment2> v(zonetest::ring(vRing));
-      vSegments.insert(vSegments.end(), v.begin(), v.end());
+      for (const Segment2& s : zonetest::ring(vRing)) vSegments.push_back(s);
     }
     area = zonetest::signedArea2(vSegments).get_d() / 2;
   }

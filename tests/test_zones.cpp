@@ -36,6 +36,15 @@ struct Scene {
   }
 };
 
+/// Runs make, expects null from it and returns what it printed.
+template <class Make>
+std::string outputOfNull(Make make) {
+  const void* p(&make);
+  const std::string out(captureStdout([&] { p = make(); }));
+  EXPECT_EQ(p, nullptr);
+  return out;
+}
+
 // Two random star polygons (fixed seeds, the first given clockwise in every other round) over
 // random points: every way to make a zone of one, the domain zone of both with a hole point and
 // the set operations agree with the geometry (exact winding numbers at the centroids) and with set
@@ -133,16 +142,13 @@ TEST(Zones, BordersComponentsPeelingAndFiguresAgreeWithTheTriangles) {
       expectedVertices.insert(pT->getCorner(i));
     }
   }
-  std::vector<Edge2> vEdges;
-  pZone->getBorderEdges(vEdges);
+  std::vector<Edge2> vEdges(gathered<Edge2>([&](auto& v) { pZone->getBorderEdges(v); }));
   for (const Edge2& e : vEdges) edges.emplace(e.getTriangle(), e.getIndex());
   EXPECT_EQ(edges, expectedEdges);
   EXPECT_EQ(edges.size(), vEdges.size());
-  std::vector<Segment2> vSegments, vBorders;
-  pZone->getBoundarySegments(vSegments);
-  getBorders(vTriangles, vBorders);
+  const std::vector<Segment2> vSegments(gathered<Segment2>([&](auto& v) { pZone->getBoundarySegments(v); }));
   ASSERT_EQ(vSegments.size(), vEdges.size());
-  EXPECT_EQ(vBorders.size(), vSegments.size());
+  EXPECT_EQ(gathered<Segment2>([&](auto& v) { getBorders(vTriangles, v); }).size(), vSegments.size());
   for (size_t i = 0; i < vEdges.size(); ++i) EXPECT_TRUE(sameXY(vSegments[i].getSrc(), *vEdges[i].getSrc()) && sameXY(vSegments[i].getTrg(), *vEdges[i].getTrg()));
   std::vector<std::vector<Edge2>> vvPolygons;
   std::vector<Edge2> vRemaining;
@@ -159,8 +165,7 @@ TEST(Zones, BordersComponentsPeelingAndFiguresAgreeWithTheTriangles) {
     signs.insert(sgn(signedArea2(vRing)));
   }
   EXPECT_EQ(signs, (std::multiset<int>{-1, 1}));
-  std::vector<Point2*> vVertices;
-  pZone->getVertices(vVertices);
+  const std::vector<Point2*> vVertices(gathered<Point2*>([&](auto& v) { pZone->getVertices(v); }));
   EXPECT_EQ(std::set<const Point2*>(vVertices.begin(), vVertices.end()), expectedVertices);
   EXPECT_EQ(vVertices.size(), expectedVertices.size());
   const std::vector<Point2> vPositions(positionsOf(vVertices));
@@ -172,12 +177,10 @@ TEST(Zones, BordersComponentsPeelingAndFiguresAgreeWithTheTriangles) {
   EXPECT_EQ(stats.rfind("\n\n\n********* ZONE STATISTICS (square) **********\n\n", 0), 0u);
   EXPECT_NE(stats.find("triangles:         " + std::to_string(zone.size()) + "\n"), std::string::npos);
   // The directed edges of the triangles, and each undirected edge once.
-  std::vector<Edge2> vDirected, vUndirected;
-  getDirectedEdges(vTriangles, vDirected);
-  getUndirectedEdges(vTriangles, vUndirected);
+  const std::vector<Edge2> vUndirected(gathered<Edge2>([&](auto& v) { getUndirectedEdges(vTriangles, v); }));
   std::set<std::pair<const Point2*, const Point2*>> sUndirected;
   for (const Edge2& e : vUndirected) sUndirected.insert(std::minmax<const Point2*>(e.getSrc(), e.getTrg()));
-  EXPECT_EQ(vDirected.size(), 3 * vTriangles.size());
+  EXPECT_EQ(gathered<Edge2>([&](auto& v) { getDirectedEdges(vTriangles, v); }).size(), 3 * vTriangles.size());
   EXPECT_EQ(sUndirected.size(), vUndirected.size());
   EXPECT_EQ(2 * vUndirected.size(), 3 * vTriangles.size() + expectedEdges.size());
   // Two squares touching at a corner are two components, two sharing a side are one; the
@@ -185,8 +188,7 @@ TEST(Zones, BordersComponentsPeelingAndFiguresAgreeWithTheTriangles) {
   Zone2* pTouching(scene.dt.createZone({scene.addRing(square(100, 700, 400, 800)), scene.addRing(square(400, 800, 800, 900))}, ZL_INSIDE));
   Zone2* pSharing(scene.dt.createZone({scene.addRing(square(500, 650, 700, 750)), scene.addRing(square(700, 650, 900, 750))}, ZL_INSIDE));
   for (const std::pair<Zone2*, size_t>& c : {std::make_pair(pTouching, size_t(2)), std::make_pair(pSharing, size_t(1))}) {
-    std::vector<Zone2*> vComponents(1, nullptr);  // appended to
-    c.first->getComponents(vComponents);
+    const std::vector<Zone2*> vComponents(gathered<Zone2*>([&](auto& v) { v.push_back(nullptr); c.first->getComponents(v); }));  // appended to
     ASSERT_EQ(vComponents.size(), c.second + 1);
     TriangleSet united;
     for (size_t i = 1; i < vComponents.size(); ++i) {
@@ -203,14 +205,10 @@ TEST(Zones, BordersComponentsPeelingAndFiguresAgreeWithTheTriangles) {
   const TriangleSet rest(setOf(trianglesOf(pRest)));
   EXPECT_LE(leftHalf.numCalls, zone.size());  // each triangle asked once at most
   for (const Triangle2* pT : zone) EXPECT_TRUE(rest.count(pT) > 0 || pT->getBarycenter().x() < 500);
-  std::vector<Edge2> vBorder;
-  pRest->getBorderEdges(vBorder);
-  for (const Edge2& e : vBorder) EXPECT_GE(e.getTriangle()->getBarycenter().x(), 500) << "a qualifying triangle was left at the border";
+  for (const Edge2& e : gathered<Edge2>([&](auto& v) { pRest->getBorderEdges(v); })) EXPECT_GE(e.getTriangle()->getBarycenter().x(), 500) << "a qualifying triangle was left at the border";
   CentroidLeftOf everything(2000);
-  Zone2* pNone(pZone);
-  EXPECT_EQ(captureStdout([&] { pNone = pZone->peelOffIf(&everything); }), warned("Zone2::peelOffIf()", "No triangles left, returning NULL"));
-  EXPECT_EQ(pNone, nullptr);
-  EXPECT_EQ(captureStdout([&] { pNone = pZone->peelOffIf(&everything, false); }), "");
+  EXPECT_EQ(outputOfNull([&] { return pZone->peelOffIf(&everything); }), warned("Zone2::peelOffIf()", "No triangles left, returning NULL"));
+  EXPECT_EQ(outputOfNull([&] { return pZone->peelOffIf(&everything, false); }), "");
 }
 
 // Wrong use gives its message and null. Deleting a zone keeps it while a set operation's zone uses
@@ -239,32 +237,26 @@ TEST(Zones, WrongUseDeletionAndExports) {
       {[&] { return scene.dt.createZone(vRing, ZL_BOUNDED); },
        "This overloaded version of createZone accepts only ZL_INSIDE and ZL_OUTSIDE as zoneLocation. Returning NULL"},
   };
-  for (const auto& c : aCases) {
-    Zone2* pZone(reinterpret_cast<Zone2*>(&scene));
-    EXPECT_EQ(captureStdout([&] { pZone = c.create(); }), warned("Dt::createZone()", c.msg) + "\n" + kNoZone + "\n\n");
-    EXPECT_EQ(pZone, nullptr);
-  }
-  EXPECT_EQ(captureStdout([&] { EXPECT_EQ(scene.dt.createZone(nullptr, ZL_INSIDE, false), nullptr); }), "");
+  for (const auto& c : aCases) EXPECT_EQ(outputOfNull(c.create), warned("Dt::createZone()", c.msg) + "\n" + kNoZone + "\n\n");
+  EXPECT_EQ(outputOfNull([&] { return scene.dt.createZone(nullptr, ZL_INSIDE, false); }), "");
   // A start point outside the triangulation: a zone, without triangles and with a warning.
   Zone2* pOutside(scene.dt.createZone(pRing, ZL_GROW, Point2(5000, 5000)));
   ASSERT_NE(pOutside, nullptr);
   std::vector<Triangle2*> vTriangles;
   EXPECT_EQ(captureStdout([&] { pOutside->getTriangles(vTriangles); }), warned("Dt2::growZoneArea()", "pStartT==NULL, no triangles"));
   EXPECT_TRUE(vTriangles.empty());
-  const std::string out(captureStdout([&] { EXPECT_EQ(pOutside->convertToBoundedZone(), nullptr); }));
+  const std::string out(outputOfNull([&] { return pOutside->convertToBoundedZone(); }));
   EXPECT_NE(out.find(warned("Zone2::convertToBoundedZone()", "No triangles available, returning NULL")), std::string::npos) << out;
   // Set operations refuse operands of two triangulations and null operands.
   Zone2* pA(scene.dt.createZone(nullptr, ZL_GLOBAL));
   Zone2* pForeign(other.dt.createZone(nullptr, ZL_GLOBAL));
   const std::string kForeign("The zones must belong to the same triangulation! Returning NULL");
-  Zone2* pResult(pA);
-  EXPECT_EQ(captureStdout([&] { pResult = zoneUnion(pA, pForeign); }), warned("Zone2::zoneUnion(...)", kForeign));
-  EXPECT_EQ(pResult, nullptr);
-  for (Zone2* (*op)(Zone2*, Zone2*) : {zoneIntersection, zoneDifference, zoneSymmetricDifference}) {
-    EXPECT_EQ(captureStdout([&] { pResult = op(pForeign, pA); }), warned("zoneUnion(...)", kForeign));
-    EXPECT_EQ(pResult, nullptr);
-    EXPECT_EQ(countLinesContaining(captureStdout([&] { pResult = op(pA, nullptr); }), "NULL"), 1u);
-    EXPECT_EQ(pResult, nullptr);
+  const std::pair<Zone2* (*)(Zone2*, Zone2*), const char*> aOps[] = {
+      {zoneUnion, "Zone2::zoneUnion(...)"}, {zoneIntersection, "zoneUnion(...)"}, {zoneDifference, "zoneUnion(...)"}, {zoneSymmetricDifference, "zoneUnion(...)"}};
+  for (const auto& op : aOps) {
+    EXPECT_EQ(outputOfNull([&] { return op.first(pA, pForeign); }), warned(op.second, kForeign));
+    EXPECT_EQ(outputOfNull([&] { return op.first(pForeign, pA); }), warned(op.second, kForeign));
+    EXPECT_EQ(countLinesContaining(outputOfNull([&] { return op.first(pA, nullptr); }), "NULL"), 1u);
   }
   Zone2* pB(scene.dt.createZone(pRing, ZL_OUTSIDE));
   Zone2* pInside(scene.dt.createZone(pRing, ZL_INSIDE));
