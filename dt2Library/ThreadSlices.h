@@ -12,8 +12,12 @@ namespace KORA_ZARN2D {
 /// than it saves.
 constexpr size_t kMinItemsPerThread = 32768;
 
-/// The number of threads the machine runs at once (at least 1).
-inline size_t hardwareThreads() { return std::max(1u, std::thread::hardware_concurrency()); }
+/// The number of threads the machine runs at once (at least 1). Asked once per process: the
+/// system call behind it (a file read on Linux) costs more than a small triangulation.
+inline size_t hardwareThreads() {
+  static const size_t numThreads(std::max(1u, std::thread::hardware_concurrency()));
+  return numThreads;
+}
 
 /// The number of threads for bulk work on n items with numCPU allowed (at least 1), each thread
 /// taking at least minPerThread items, and no more than the machine runs at once (more would only
