@@ -22,8 +22,8 @@ Chunk::Chunk(Dt2& dt_, Triangle2* pStart) : dt(dt_), pLast(pStart) {
 // chunk, then every kRoundStrides[1]-th, ..., so that most points land in a triangulation that
 // already spans their surroundings (fewer flips than a plain sweep along the Hilbert curve). Each
 // stride is a multiple of the next; the coarse sample holds eight times fewer points than the first
-// round, which holds sixteen times fewer than the last. A record with the key of a neighbour waits for the last round, where
-// equal points go in their input order.
+// round, which holds sixteen times fewer than the last. A record with the key of a neighbour waits
+// for the last round, where equal points go in their input order.
 size_t Chunk::roundOf(const RecordRange& records, size_t begin, size_t i) {
   size_t round(0);
   while (round + 1 < std::size(kRoundStrides) && (i - begin) % kRoundStrides[round] != 0) ++round;
@@ -129,8 +129,9 @@ bool Chunk::turnBorderLinkToEdge0(Triangle2* pT) {
     k = i;
   }
   if (numBorderLinks != 1) return false;
-  pT->setCornersAndNeighbours(pT->getCorner(k), pT->getCorner(incIndexBy1(k)), pT->getCorner(incIndexBy2(k)), pT->getOppositeTriangle(k),
-                              pT->getOppositeTriangle(incIndexBy1(k)), pT->getOppositeTriangle(incIndexBy2(k)), true);
+  const int k1(incIndexBy1(k)), k2(incIndexBy2(k));
+  pT->setCornersAndNeighbours(pT->getCorner(k), pT->getCorner(k1), pT->getCorner(k2), pT->getOppositeTriangle(k),
+                              pT->getOppositeTriangle(k1), pT->getOppositeTriangle(k2), true);
   return true;
 }
 
