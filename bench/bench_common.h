@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <benchmark/benchmark.h>
+#include <sys/resource.h>
 
 #include "Zarn_2D.h"
 
@@ -65,6 +66,13 @@ inline long peakResidentKiB() {
   return -1;
 }
 
+/// The minor page faults of this process so far (first touches of memory).
+inline long minorPageFaults() {
+  rusage usage;
+  getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_minflt;
+}
+
 /// Counter: nanoseconds per input point.
 inline benchmark::Counter nsPerPoint(size_t numPoints) {
   return benchmark::Counter(static_cast<double>(numPoints), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
@@ -73,17 +81,22 @@ inline benchmark::Counter nsPerPoint(size_t numPoints) {
 /// Our bulk insertion of input state.range(0) with state.range(1) threads.
 inline void BM_Zarn(benchmark::State& state) {
   const std::vector<KORA_ZARN2D::Point2>& vPoints(inputFor(state.range(0)));
+  long numFaults(0);
   for (auto _ : state) {
+    const long faultsBefore(minorPageFaults());
     KORA_ZARN2D::Zarn_2D* pDt(new KORA_ZARN2D::Zarn_2D(static_cast<unsigned int>(vPoints.size())));
     pDt->setNumCPU(static_cast<int>(state.range(1)));
     pDt->insert(vPoints);
     benchmark::DoNotOptimize(pDt->numberOfTriangles());
     state.PauseTiming();
+    numFaults += minorPageFaults() - faultsBefore;
     delete pDt;
     state.ResumeTiming();
   }
   state.SetLabel(inputName(state.range(0)));
   state.counters["ns_per_point"] = nsPerPoint(vPoints.size());
+  // Page faults per build: first touches of memory, which cost more than the insertion on some hosts.
+  state.counters["page_faults"] = benchmark::Counter(static_cast<double>(numFaults), benchmark::Counter::kAvgIterations);
 }
 
 #ifdef ZARN_HAVE_CGAL
