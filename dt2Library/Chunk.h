@@ -20,12 +20,15 @@ namespace KORA_ZARN2D {
 /// regions are border links (Triangle2), and owns every triangle it reaches without crossing one,
 /// its new triangles included. It reads and writes only its own triangles: whether a neighbour is
 /// another chunk's is read from the link. A point goes in as in the serial insertion, a split and
-/// Lawson's flips, as long as no link these cross or relink is a border link (so border links
-/// stay where they are, and so do the regions); when one is, the flips and the split are taken
-/// back in reverse order, which restores every triangle exactly, and the point is deferred to the
-/// serial insertion that follows. So every insertion is a complete Delaunay insertion, the chunks'
-/// work commutes (disjoint data), and the triangulation is exactly Delaunay after the chunks, as
-/// after serial insertion. A chunk never waits. The one datum two chunks may both write is the
+/// Lawson's flips, except that a border edge is not tested (the triangle beyond is another's): it
+/// stays, as a constraint would. No split or flip may relink across a border link, so border links
+/// stay in their triangles, and the regions stay as they are: a triangle with one border link is
+/// split keeping that edge, and where a split or flip would move one, the flips and the split are
+/// taken back in reverse order, which restores every triangle exactly, and the point is deferred to
+/// the serial insertion that follows. So the chunks' work commutes (disjoint data), and after them
+/// every edge but the border edges is locally Delaunay; Lawson's flips from the border edges
+/// (InserterMT) then make the triangulation exactly Delaunay, as after serial insertion. A chunk
+/// never waits. The one datum two chunks may both write is the
 /// triangle pointer of a vertex on the border of their regions: each writes a triangle of its own
 /// that holds the vertex (and rewrites it whenever that triangle loses the vertex), so whichever
 /// write comes last leaves a valid pointer.
@@ -63,13 +66,12 @@ class alignas(64) Chunk {
   /// The walk from pStart (LOC_BLOCKED when pStart is null); pT receives the triangle where it ended.
   int walkFrom(Triangle2* pStart, const Point2& p, Triangle2*& pT, int& edgeIdx);
   /// Splits pT (on its edge edgeIdx when >= 0) at pVtx and flips as the serial insertion does,
-  /// unless a triangle to read or relink is another chunk's: then takes all of it back. True when
-  /// inserted.
+  /// unless a link to relink is a border link: then takes all of it back. True when inserted.
   bool splitAndLegalize(Triangle2* pT, int edgeIdx, Point2* pVtx);
   /// Rotates pT's corners so that its only border link is edge 0: false when it has several.
   static bool turnBorderLinkToEdge0(Triangle2* pT);
-  /// Lawson's flips from the scratch's flip stack while the triangles they test and relink are
-  /// this chunk's: false (the stack emptied) at the first that is not. Every flip is journalled.
+  /// Lawson's flips from the scratch's flip stack, border edges untested, while no flip would move
+  /// a border link: false (the stack emptied) at the first that would. Every flip is journalled.
   bool legalizeOwned(const Point2& p);
   /// Empties the flip stack: returns false.
   bool abandonFlips();
