@@ -10,14 +10,18 @@ namespace KORA_ZARN2D {
 /// small triangulations one after the other (GIS parcels, CAD faces) otherwise pays the kernel a
 /// page fault per 4 KiB per triangulation, and the return of that memory on destruction, which
 /// together cost more than the triangulation itself. Null when memory is exhausted. The bytes are
-/// not initialised. Cost: O(number of cached blocks), at most a few dozen.
-void* takeBlock(size_t numBytes);
+/// not initialised. A cached block may be up to twice as large: its whole size is written to
+/// *pNumBytesTaken (when given; 0 on failure), and giving that size back keeps the block available
+/// to requests as large as itself. Cost: O(number of cached blocks), at most a few dozen.
+void* takeBlock(size_t numBytes, size_t* pNumBytesTaken = nullptr);
 
-/// Gives back a block from takeBlock of numBytes bytes (the size it was asked for). Kept in the
-/// calling thread's cache while that holds at most 256 MiB (the storage of a triangulation of
-/// about 1.5 million points) and no BypassBlockCache scope is active; otherwise freed. The cache
-/// frees what it holds when the thread ends or on releaseCachedBlocks(). Builds with
-/// AddressSanitizer keep nothing, so that use after free stays visible.
+/// Gives back a block from takeBlock of numBytes bytes: the size asked for, or any size up to the
+/// size taken. Kept in the
+/// calling thread's cache while no BypassBlockCache scope is active and the cache then holds at
+/// most a 16th of the machine's memory, or 256 MiB where that is more (a triangulation of 1 million
+/// points takes 122 MB, one of 4 million 490 MB); otherwise freed. The cache frees what it holds
+/// when the thread ends or on releaseCachedBlocks(). Builds with AddressSanitizer keep nothing, so
+/// that use after free stays visible.
 void giveBackBlock(void* pBlock, size_t numBytes);
 
 /// Frees every block in the calling thread's cache. O(number of cached blocks).

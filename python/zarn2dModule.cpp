@@ -523,7 +523,7 @@ PYBIND11_MODULE(zarn2d, m) {
 
   m.def("release_cached_storage", &releaseCachedStorage,
         "Frees the storage that destroyed triangulations left to the calling thread for reuse (up to\n"
-        "256 MiB; it makes repeated triangulations faster and is freed when the thread ends).");
+        "a 16th of the machine's memory, at least 256 MiB; it makes repeated triangulations faster and is freed when the thread ends).");
 
   py::class_<Vertex>(m, "Vertex", "A vertex of a Triangulation; keeps the triangulation alive.")
       .def_property_readonly("x", [](const Vertex& v) { return v.x; })

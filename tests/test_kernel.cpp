@@ -9,6 +9,7 @@
 #include <tuple>
 
 #include "Bbox2.h"
+#include "BlockCache.h"
 #include "Dt2.h"
 #include "HC2.h"
 #include "RTree.h"
@@ -210,6 +211,23 @@ TEST(SimplePool, DestructorReportsManyBlocks) {
     EXPECT_EQ(captureStdout([&] { pPool.reset(); }),
               c.first % 2 == 0 ? "" : "SimplePool::~SimplePool: Number of containers to release: " + std::to_string(c.first) + "\n");
   }
+}
+
+// A block a dead pool left to the thread serves requests down to half its size and comes back
+// whole: a pool that reused a larger block leaves it to a request as large as the block again.
+TEST(BlockCache, ALargerBlockServesASmallerPoolAndComesBackWhole) {
+  if (DT2TEST_SANITIZED) GTEST_SKIP() << "sanitized builds keep no blocks";
+  releaseCachedBlocks();
+  const int32_t n(1 << 20);
+  Record* pBlock(nullptr);
+  for (const int32_t size : {n, n * 3 / 4, n, n / 3}) {
+    SimplePool<Record> pool;
+    pool.init(size, n);
+    if (pBlock == nullptr) pBlock = pool.getBlock(0);
+    EXPECT_EQ(pool.getBlock(0) == pBlock, size > n / 2) << size;
+    EXPECT_EQ(pool.getBlockSizes()[0], size);
+  }
+  releaseCachedBlocks();
 }
 
 TEST(SimplePoolOutOfMemory, TriangulationPoolReportsAndHandsOutNull) {
