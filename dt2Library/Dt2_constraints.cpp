@@ -16,6 +16,7 @@
 
 #include "ConstraintMgr.h"
 #include "Dt2.h"
+#include "HugePages.h"
 #include "tools.h"
 
 namespace KORA_ZARN2D {
@@ -188,8 +189,10 @@ ConstraintGraph2* Dt2::createConstraint(std::vector<Segment2>& vSegments, Constr
 // polygons repeat every inner vertex: an end equal to the previous one is looked up only once.
 void Dt2::findOrInsertEnds(const std::vector<Segment2>& vSegments, std::vector<std::pair<Point2*, Point2*>>& vPairs) {
   vPairs.reserve(vSegments.size());
-  std::vector<Point2> vMissing;                         // the distinct consecutive ends to insert
-  std::vector<std::pair<size_t, size_t>> vPendingEnds;  // (2 * pair + end, index in vMissing)
+  ScratchVector<Point2> vMissing;                         // the distinct consecutive ends to insert
+  ScratchVector<std::pair<size_t, size_t>> vPendingEnds;  // (2 * pair + end, index in vMissing)
+  vMissing.reserve(2 * vSegments.size());
+  vPendingEnds.reserve(2 * vSegments.size());
   const Point2* pPrevEnd(nullptr);
   Point2* pPrevHandle(nullptr);  // null while the previous end is missing
   Triangle2* pT(nullptr);
@@ -221,8 +224,8 @@ void Dt2::findOrInsertEnds(const std::vector<Segment2>& vSegments, std::vector<s
     }
   }
   if (vMissing.empty()) return;
-  std::vector<Point2*> vNewHandles;
-  insertVector(vMissing, &vNewHandles);
+  ScratchVector<Point2*> vNewHandles(vMissing.size());
+  insertBulk(BulkInput{vMissing.data(), nullptr, vMissing.size()}, vNewHandles.data());
   for (const std::pair<size_t, size_t>& pending : vPendingEnds) {
     std::pair<Point2*, Point2*>& pair(vPairs[pending.first / 2]);
     (pending.first % 2 == 0 ? pair.first : pair.second) = vNewHandles[pending.second];

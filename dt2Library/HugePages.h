@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <new>
+#include <vector>
 
 #include "BlockCache.h"
 #ifdef __linux__
@@ -80,5 +81,10 @@ class UninitialisedAllocator {
     return false;
   }
 };
+
+/// A vector for scratch records of a single operation: its storage comes from the thread's block
+/// cache (resident pages, no zero fill), and growth does not touch new pages each time.
+template <class T>
+using ScratchVector = std::vector<T, UninitialisedAllocator<T>>;
 
 }  // namespace KORA_ZARN2D
