@@ -102,14 +102,17 @@ void ConstraintMgr::reserve(size_t numMore) {
 void ConstraintMgr::growSlots(size_t minSegments) {
   size_t numSlots(std::max(kMinSlots, vSlots.size()));
   while (numSlots < 2 * minSegments) numSlots *= 2;
-  vSlots.assign(numSlots, nullptr);
+  vSlots.assign(numSlots, 0);
   forEachSegment([this](ConstraintSegment2& seg) { placeInSlots(&seg); });
 }
 
 void ConstraintMgr::placeInSlots(ConstraintSegment2* pCSeg) {
-  size_t i(slotOf(pCSeg->getSrc(), pCSeg->getTrg()));
-  while (vSlots[i] != nullptr) i = (i + 1) & slotMask();
-  vSlots[i] = pCSeg;
+  const uintptr_t address(reinterpret_cast<uintptr_t>(pCSeg));
+  ZARN_ASSERT((address & kTagBits) == 0);
+  const uint64_t h(hashOf(pCSeg->getSrc(), pCSeg->getTrg()));
+  size_t i(slotOf(h));
+  while (vSlots[i] != 0) i = (i + 1) & slotMask();
+  vSlots[i] = address | tagOf(h);
 }
 
 ConstraintSegment2* ConstraintMgr::getOrCreateSegment(Point2* p0, Point2* p1, ConstraintInsertionStrategy cis) {

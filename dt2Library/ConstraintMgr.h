@@ -80,9 +80,13 @@ class ConstraintMgr {
   ConstraintSegment2* getConstraintSegment(Point2* p0, Point2* p1) const {
     if (numSegments == 0 || p0 == p1) return nullptr;
     if (p1 < p0) std::swap(p0, p1);
-    for (size_t i = slotOf(p0, p1);; i = (i + 1) & slotMask()) {
-      ConstraintSegment2* pCSeg(vSlots[i]);
-      if (pCSeg == nullptr || (pCSeg->getSrc() == p0 && pCSeg->getTrg() == p1)) return pCSeg;
+    const uint64_t h(hashOf(p0, p1));
+    for (size_t i = slotOf(h);; i = (i + 1) & slotMask()) {
+      const uintptr_t slot(vSlots[i]);
+      if (slot == 0) return nullptr;
+      if ((slot & kTagBits) != tagOf(h)) continue;
+      ConstraintSegment2* pCSeg(reinterpret_cast<ConstraintSegment2*>(slot & ~kTagBits));
+      if (pCSeg->getSrc() == p0 && pCSeg->getTrg() == p1) return pCSeg;
     }
   }
   void getAliveConstraintSegments(std::vector<ConstraintSegment2*>& vCSegments) const;
@@ -119,12 +123,16 @@ class ConstraintMgr {
   void startSegmentBlock(size_t capacity);
 
   // The registry is an open-addressing hash table (linear probing, at most half full) of the
-  // segments, keyed by their address-ordered vertex pairs.
+  // segments, keyed by their address-ordered vertex pairs. A slot holds the segment's address
+  // (below 2^48 as user-space addresses are, checked when placed) with 16 more bits of the key's
+  // hash above it: a probe reads a segment only when these tags agree, so the lookup of an edge
+  // that is no constraint, the common case in walks and flips, touches the table alone.
+  static constexpr unsigned kTagShift = 48;
+  static constexpr uintptr_t kTagBits = ~((uintptr_t(1) << kTagShift) - 1);
+  static uint64_t hashOf(const Point2* p0, const Point2* p1) { return VertexPairHash()(p0, p1) * 0xBF58476D1CE4E5B9ull; }
   size_t slotMask() const { return vSlots.size() - 1; }
-  size_t slotOf(const Point2* p0, const Point2* p1) const {
-    const uint64_t h(VertexPairHash()(p0, p1) * 0xBF58476D1CE4E5B9ull);
-    return static_cast<size_t>(h >> 32) & slotMask();
-  }
+  size_t slotOf(uint64_t h) const { return static_cast<size_t>(h >> 32) & slotMask(); }
+  static uintptr_t tagOf(uint64_t h) { return static_cast<uintptr_t>((h >> 16) & 0xFFFF) << kTagShift; }
   void growSlots(size_t minSegments);
   void placeInSlots(ConstraintSegment2* pCSeg);
 
@@ -137,7 +145,7 @@ class ConstraintMgr {
 
   Dt2* pDt2;
   std::vector<SegmentBlock> vSegmentBlocks;  // owns the segments; blocks keep addresses stable
-  std::vector<ConstraintSegment2*, UninitialisedAllocator<ConstraintSegment2*>> vSlots;
+  std::vector<uintptr_t, UninitialisedAllocator<uintptr_t>> vSlots;  // 0: empty
   size_t numSegments;
   bool bAliveAreEdges;  // every alive segment stands as an edge (no segment created or revived since)
   std::vector<ConstraintGraph2*> vGraphs;
