@@ -383,14 +383,17 @@ class Dt2 {
     ConstraintSegment2* pCrossingCSeg = nullptr;  // CROSSES_CONSTRAINT
   };
   /// One side of the crossed region: its vertices from the base edge's start to its end, and for
-  /// each boundary edge the triangle outside it with the edge's index there.
+  /// each boundary edge the cavity triangle inside it with the edge's index there; lookOutside()
+  /// turns these into the triangle outside (null on the hull) with the edge's index there.
   struct CavitySide {
     std::vector<Point2*> vVertices;
     std::vector<std::pair<Triangle2*, int>> vOuter;
     void clear(Point2* pStart);
+    void lookOutside();
     void reverse();
   };
   struct PolygonTask {
+    PolygonTask(int i_, int j_, Triangle2* pParent_, int parentIdx_) : i(i_), j(j_), pParent(pParent_), parentIdx(parentIdx_) {}
     int i, j;
     Triangle2* pParent;
     int parentIdx;

@@ -481,11 +481,11 @@ Dt2::SegmentWalk Dt2::leaveStart(Point2* pStart, Point2* pStop, Triangle2*& pT, 
   }
 }
 
-// Records the cavity edge of pT opposite corner idx on one side: its far vertex and the triangle
-// outside it (with the edge's index there).
+// Records the cavity edge of pT opposite corner idx on one side: its far vertex, and the edge seen
+// from inside. The triangle outside is only read once the cavity is re-triangulated: a walk that
+// ends at a crossing leaves it untouched.
 void Dt2::addCavityEdge(CavitySide& side, Triangle2* pT, int idx, Point2* pNextVertex) {
-  Triangle2* pOuter(pT->getOppositeTriangle(idx));
-  side.vOuter.push_back(std::make_pair(pOuter, pOuter != nullptr ? pOuter->getIntraTriangleIndex(pT) : -1));
+  side.vOuter.push_back(std::make_pair(pT, idx));
   side.vVertices.push_back(pNextVertex);
 }
 
@@ -517,6 +517,10 @@ Dt2::SegmentWalk Dt2::walkAlongSegment(Point2* pStart, Point2* pStop, bool bColl
     ZARN_ASSERT(pN!=0);  // the segment runs inside the convex hull
     const int j(pN->getIntraTriangleIndex(pT));
     Point2* pFar(pN->getCorner(j));
+    // The next step enters one of pN's two other neighbours, depending on pFar's side: both are
+    // fetched while pFar is read.
+    __builtin_prefetch(pN->getOppositeTriangle(incIndexBy1(j)));
+    __builtin_prefetch(pN->getOppositeTriangle(incIndexBy2(j)));
     if (bCollectCavity) vCavityTriangles.push_back(pN);
     if (pFar == pStop) {
       if (bCollectCavity) {
@@ -577,6 +581,8 @@ Dt2::SegmentWalk Dt2::crossingOf(Point2* pStart, Point2* pStop, ConstraintSegmen
 // ----- Re-triangulating the cavity -----
 
 void Dt2::retriangulateCavity() {
+  leftSide.lookOutside();
+  rightSide.lookOutside();
   releaseTriangles(vCavityTriangles);
   vDanglingVertices.clear();
   vSpikeEdges.clear();
@@ -661,30 +667,39 @@ void Dt2::releasePocket(Point2* pAnchor) {
 // closed by the triangle (ci, cj, ck) for the ck whose circumcircle holds no other vertex of it.
 // Returns the triangle on the base edge and the edge's index in it (2).
 std::pair<Triangle2*, int> Dt2::triangulatePseudoPolygon(const CavitySide& side) {
-  using Task = PolygonTask;
   const std::vector<Point2*>& c(side.vVertices);
   Triangle2* pBase(nullptr);
   vPolygonTasks.clear();
-  vPolygonTasks.push_back(Task{0, static_cast<int>(c.size()) - 1, nullptr, -1});
-  while (!vPolygonTasks.empty()) {
-    const Task task(vPolygonTasks.back());
-    vPolygonTasks.pop_back();
-    if (task.j == task.i + 1) {
-      linkNeighbours(task.pParent, task.parentIdx, side.vOuter[task.i].first, side.vOuter[task.i].second);
+  // The current sub-polygon stays in registers: the left one of each split is stacked, the right
+  // one is taken at once.
+  int i(0), j(static_cast<int>(c.size()) - 1), parentIdx(-1);
+  Triangle2* pParent(nullptr);
+  for (;;) {
+    if (j == i + 1) {
+      linkNeighbours(pParent, parentIdx, side.vOuter[i].first, side.vOuter[i].second);
+      if (vPolygonTasks.empty()) break;
+      const PolygonTask& task(vPolygonTasks.back());
+      i = task.i;
+      j = task.j;
+      pParent = task.pParent;
+      parentIdx = task.parentIdx;
+      vPolygonTasks.pop_back();
       continue;
     }
-    int k(task.i + 1);
-    for (int m = task.i + 2; m < task.j; ++m) {
-      if (kora.inCircle(*c[task.i], *c[task.j], *c[k], *c[m]) > 0) k = m;
+    int k(i + 1);
+    for (int m = i + 2; m < j; ++m) {
+      if (kora.inCircle(*c[i], *c[j], *c[k], *c[m]) > 0) k = m;
     }
-    Triangle2* pNew(createTriangle(c[task.i], c[task.j], c[k]));
-    if (task.pParent == nullptr) {
+    Triangle2* pNew(createTriangle(c[i], c[j], c[k]));
+    if (pParent == nullptr) {
       pBase = pNew;
     } else {
-      linkNeighbours(task.pParent, task.parentIdx, pNew, 2);
+      linkNeighbours(pParent, parentIdx, pNew, 2);
     }
-    vPolygonTasks.push_back(Task{task.i, k, pNew, 1});
-    vPolygonTasks.push_back(Task{k, task.j, pNew, 0});
+    vPolygonTasks.emplace_back(i, k, pNew, 1);
+    i = k;
+    pParent = pNew;
+    parentIdx = 0;
   }
   return std::make_pair(pBase, 2);
 }
@@ -693,6 +708,13 @@ void Dt2::CavitySide::clear(Point2* pStart) {
   vVertices.clear();
   vOuter.clear();
   vVertices.push_back(pStart);
+}
+
+void Dt2::CavitySide::lookOutside() {
+  for (std::pair<Triangle2*, int>& edge : vOuter) {
+    Triangle2* pOuter(edge.first->getOppositeTriangle(edge.second));
+    edge = std::make_pair(pOuter, pOuter != nullptr ? pOuter->getIntraTriangleIndex(edge.first) : -1);
+  }
 }
 
 void Dt2::CavitySide::reverse() {
