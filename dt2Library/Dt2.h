@@ -532,6 +532,7 @@ class Dt2 {
   Triangle2* pCrossingNearT = nullptr;  // where the last traversal met a crossing constraint
   std::vector<Point2*> vDanglingVertices;
   std::vector<Triangle2*> vPocketTriangles;
+  std::vector<std::pair<Point2*, size_t>> vChainSlots;  // removeDangling's positions of chain vertices
   std::vector<std::pair<Point2*, Point2*>> vSpikeEdges;
   std::vector<ConstraintSegment2*> vDisplacedConstraints;
   std::vector<ConstraintSegment2*> vForceStack;

@@ -605,6 +605,34 @@ void Dt2::retriangulateCavity() {
 
 namespace {
 bool isReleased(const Triangle2* pT) { return pT->getCorner(0) == nullptr; }
+
+// The kept position of each vertex of a cavity side's chain, by open addressing on the vertex
+// address (at most half full). An entry counts only while its position is kept and still holds
+// its vertex, so cutting a pocket off the chain deletes nothing.
+class ChainPositions {
+ public:
+  ChainPositions(std::vector<std::pair<Point2*, size_t>>& vSlots_, size_t chainLength) : vSlots(vSlots_) {
+    size_t size(16);
+    while (size < 2 * chainLength) size *= 2;
+    vSlots.assign(size, std::make_pair(nullptr, size_t(0)));
+    mask = size - 1;
+  }
+  void set(Point2* pVtx, size_t pos) { vSlots[slotOf(pVtx)] = std::make_pair(pVtx, pos); }
+  /// The position of pVtx among the first numKept vertices of vChain, or numKept.
+  size_t find(const Point2* pVtx, const std::vector<Point2*>& vChain, size_t numKept) const {
+    const std::pair<Point2*, size_t>& slot(vSlots[slotOf(pVtx)]);
+    return slot.first == pVtx && slot.second < numKept && vChain[slot.second] == pVtx ? slot.second : numKept;
+  }
+
+ private:
+  size_t slotOf(const Point2* pVtx) const {
+    size_t i(static_cast<size_t>((reinterpret_cast<uintptr_t>(pVtx) >> 4) * 0x9E3779B97F4A7C15ull >> 32) & mask);
+    while (vSlots[i].first != nullptr && vSlots[i].first != pVtx) i = (i + 1) & mask;
+    return i;
+  }
+  std::vector<std::pair<Point2*, size_t>>& vSlots;
+  size_t mask;
+};
 }  // namespace
 
 // Where a side's chain comes back to a vertex it has visited, the part in between is a pocket
@@ -615,17 +643,20 @@ bool isReleased(const Triangle2* pT) { return pT->getCorner(0) == nullptr; }
 void Dt2::removeDangling(CavitySide& side) {
   std::vector<Point2*>& vVertices(side.vVertices);
   std::vector<std::pair<Triangle2*, int>>& vOuter(side.vOuter);
+  ChainPositions positions(vChainSlots, vVertices.size());
+  positions.set(vVertices[0], 0);
   size_t numKept(1);
   for (size_t i = 1; i < vVertices.size(); ++i) {
     Point2* pVtx(vVertices[i]);
-    size_t pos(numKept);
-    while (pos > 0 && vVertices[pos - 1] != pVtx) --pos;
-    if (pos == 0) {
+    const size_t seenAt(positions.find(pVtx, vVertices, numKept));
+    if (seenAt == numKept) {
       vOuter[numKept - 1] = vOuter[i - 1];
+      positions.set(pVtx, numKept);
       vVertices[numKept++] = pVtx;
       continue;
     }
     // vVertices[pos - 1] == pVtx: the kept vertices after it and the closing edge form the pocket.
+    const size_t pos(seenAt + 1);
     vPocketTriangles.clear();
     const auto addPocketEdge = [&](Point2* a, Point2* b, const std::pair<Triangle2*, int>& outer) {
       vSpikeEdges.push_back(std::make_pair(a, b));
