@@ -1,8 +1,8 @@
 // Shared helpers of the triangulation tests: an independent exact validity check of a Zarn_2D
 // (rational arithmetic from GMP, none of the library's predicates), point-set generators with
 // exact degeneracies, one table of degenerate and extreme point sets that the insertion, removal,
-// parallel and query tests all run, triangulation signatures for differential tests, and console
-// capture.
+// parallel and query tests all run, triangulation signatures for differential tests, and the
+// library's own check with its report captured.
 #pragma once
 
 #include <gmpxx.h>
@@ -675,21 +675,6 @@ inline std::vector<TriangleKey> expectInsertedTheWay(Zarn_2D& dt, const PointSet
   for (size_t i = 0; i < vPoints.size(); i += 7) EXPECT_EQ(dt.insert(vPoints[i]), vHandles[i]);
   EXPECT_TRUE(triangleSignature(dt) == signature);
   return signature;
-}
-
-// ----- Console ----------------------------------------------------------------------------
-
-using zarn_test::splitLines;
-
-/// The line a warning prints (between its two blank lines).
-inline std::string warningLine(const std::string& where, const std::string& msg) {
-  return "      [Zarn2D-Message] " + where + ", WARNING: " + msg;
-}
-
-inline size_t countLinesContaining(const std::string& text, const std::string& part) {
-  size_t n(0);
-  for (const std::string& line : splitLines(text)) n += line.find(part) != std::string::npos;
-  return n;
 }
 
 }  // namespace dt2test

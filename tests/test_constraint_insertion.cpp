@@ -166,7 +166,7 @@ void runInputCase(const std::string& path) {
       vSoFar.insert(vSoFar.end(), vCall.begin(), vCall.end());
       const std::string out(create(dt, vCall, cis));
       allOut += out;
-      EXPECT_TRUE((!bQuiet || out.empty()) && (!bNoGivingUp || dt2test::countLinesContaining(out, kGivingUp) == 0)) << out;
+      EXPECT_TRUE((!bQuiet || out.empty()) && (!bNoGivingUp || zarn_test::countOf(out, kGivingUp) == 0)) << out;
       if (dt.is2D()) {
         ASSERT_TRUE(validCdt(dt, vPoints, vSoFar, maxUlps));
       }
