@@ -8,12 +8,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <functional>
-#include <random>
-#include <string>
-#include <vector>
-
 #include "cdt_test_support.h"
 #include "dt2_test_support.h"
 

@@ -14,18 +14,7 @@
 //   - no input point has been lost.
 #pragma once
 
-#include <gmpxx.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cfloat>
-#include <cmath>
-#include <functional>
-#include <map>
 #include <set>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "ConstraintMgr.h"
 #include "Dt2.h"
@@ -435,7 +424,6 @@ inline std::vector<Point2*> verticesAlong(const Zarn_2D& dt, const Segment2& seg
   return vOn;
 }
 
-
 /// Twice the signed area of the triangle a, b, c, exactly.
 inline mpq_class exactDoubleArea(const Point2& a, const Point2& b, const Point2& c) { return dt2test::orientationDeterminant<mpq_class>(a, b, c); }
 
@@ -445,7 +433,6 @@ inline mpq_class exactArea(const std::vector<Triangle2*>& vTriangles) {
   for (const Triangle2* pT : vTriangles) sum += exactDoubleArea(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2));
   return sum / 2;
 }
-
 
 inline bool isEdge(const Zarn_2D& dt, Point2* a, Point2* b) { return dt.getAdjacentTriangle(a, b) != nullptr || dt.getAdjacentTriangle(b, a) != nullptr; }
 

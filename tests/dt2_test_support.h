@@ -6,7 +6,6 @@
 #pragma once
 
 #include <gmpxx.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
@@ -15,13 +14,10 @@
 #include <cstdint>
 #include <random>
 #include <iomanip>
-#include <sstream>
 #include <initializer_list>
 #include <map>
-#include <string>
 #include <unordered_map>
 #include <utility>
-#include <vector>
 
 #include "Zarn_2D.h"
 #include "test_support.h"

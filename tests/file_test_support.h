@@ -2,13 +2,11 @@
 // into it and read back, and the zarn2d tool run in it.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
-#include <iterator>
 
 #include "test_support.h"
 

@@ -4,7 +4,6 @@
 // and is checked by the exact oracle after every step. Every input on which a fuzzer once found a
 // defect (tests/inputs/<target>/) is replayed through the fuzz target's body under the same
 // watchdog: the defect must stay fixed.
-#include <gtest/gtest.h>
 
 #include <filesystem>
 

@@ -2,7 +2,6 @@
 // directions, the split tree of both split operations and the bookkeeping of split pieces (random
 // graphs through many splits, insertions and removals), conforming subdivision by makeDelaunay,
 // shared segments, labels, the printed form, the messages, the guarded misuse and the dumps.
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <filesystem>

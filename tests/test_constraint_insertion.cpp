@@ -2,7 +2,6 @@
 // on a grid (in one call, in several, one per segment in both orders) and at extreme scales, the
 // messages, and the frozen regression inputs of tests/inputs. Every mutation is followed by the library's validity check and the exact oracle of
 // cdt_test_support.h; the seeded adversarial families live in test_adversarial.cpp.
-#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <filesystem>

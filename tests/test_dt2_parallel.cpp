@@ -5,16 +5,8 @@
 // the workers leave to the serial pass, and the vertex store's start triangles near a key (getCloT)
 // before and after removals (duplicates resolved to the vertex kept, handles redirected: the
 // insertion tests).
-#include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
-#include <functional>
 #include <limits>
-#include <random>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "Dt2.h"
 #include "Partitioner.h"

@@ -5,15 +5,6 @@
 // hulls, the bounding box and the enumerations, against exact references. A random mix of insertions
 // and removals; the refusals, which warn once and change nothing; the lower-dimensional cases; the
 // library's own check.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <map>
-#include <random>
-#include <set>
-#include <string>
-#include <vector>
 
 #include "cdt_test_support.h"
 

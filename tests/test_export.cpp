@@ -1,16 +1,10 @@
 // Output files: the OBJ export, the web-scene directory, createDirectory and fileReplicate; the
 // PostScript and SVG pictures of Visualizer2 (one primitive per object, layout, bad input).
-#include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <deque>
-#include <filesystem>
 #include <regex>
 #include <tuple>
-#include <sstream>
-#include <string>
-#include <vector>
 
 #include "Zarn_2D.h"
 #include "file_test_support.h"

@@ -2,13 +2,9 @@
 // types, damaged files and exact round trips. Test data generators: reproducibility, output
 // semantics, and the geometric promises of the shapes (simple polygons, bounded segments, connected
 // sine chains).
-#include <gtest/gtest.h>
 
-#include <cstdint>
 #include <cstring>
-#include <functional>
 #include <limits>
-#include <random>
 #include <tuple>
 
 #include "cdt_test_support.h"

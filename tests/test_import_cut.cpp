@@ -2,15 +2,8 @@
 // zone with a polygon. Geometry decides through the exact checks of the test helpers: pieces lie in
 // single triangles and run along their segments, triangles away from a cut keep their shape,
 // imported triangles reappear with the same corners, and every result is a valid triangulation.
-#include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
-#include <functional>
 #include <limits>
-#include <random>
-#include <string>
-#include <vector>
 
 #include "cdt_test_support.h"
 #include "test_support.h"

@@ -2,7 +2,6 @@
 // circumcentres, Edge2 and the walk around the star of a vertex, console messages, assertions, the
 // log file and the named stopwatch, the memory pool, Hilbert keys, the static R-tree, and the
 // facade's thread count, timing helper and message subscription.
-#include <gtest/gtest.h>
 
 #include <limits>
 #include <memory>

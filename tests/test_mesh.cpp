@@ -3,13 +3,9 @@
 // bounds; hard inputs (small input angles, nearly touching constraints, tiny minEdgeLen) must end
 // (within the test's time limit); the refinement candidates' rules on hand-made triangles; the mesh arrays of the
 // result.
-#include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdio>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "Dt2.h"
 #include "RefCand3.h"

@@ -4,18 +4,11 @@
 // differential check of the classification, the searches and the intersection constructions
 // against the same exact predicates (all argument orders and directions, members and foreign
 // copies), the messages and the progress reports.
-#include <array>
 #include <atomic>
 #include <cfenv>
-#include <cfloat>
-#include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <functional>
-#include <random>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "KoraTest.h"
 #include "SegmentChecker.h"

@@ -2,7 +2,6 @@
 // files next to it), its screenshot is decoded (Pillow) and its colours are counted. The web scene
 // shows the shaded model over the background gradient; the tool's --html page shows the zone
 // filled, the hole empty and the constraints red. Skipped when /usr/bin/chromium or Pillow is missing.
-#include <gtest/gtest.h>
 
 #include <array>
 #include <regex>

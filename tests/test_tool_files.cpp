@@ -7,15 +7,9 @@
 // files read back into a triangulation and checked by the exact mesh check (input vertices first,
 // angles, edge lengths, exact area; the cut's zone against the library's cookie cutter called
 // directly on the same input), exit statuses.
-#include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <map>
 #include <numeric>
 #include <regex>
-#include <set>
 
 #include "cdt_test_support.h"
 #include "file_test_support.h"

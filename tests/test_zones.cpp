@@ -4,10 +4,7 @@
 // the messages of wrong use.
 #include <unistd.h>
 
-#include <algorithm>
 #include <filesystem>
-#include <functional>
-#include <map>
 #include <tuple>
 
 #include "cdt_test_support.h"

@@ -2,13 +2,7 @@
 // rule selects (exact winding numbers at the centroids), triangle lists of zones and triangulations.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <functional>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "Zarn_2D.h"
 #include "dt2_test_support.h"
