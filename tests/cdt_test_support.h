@@ -279,7 +279,18 @@ inline ::testing::AssertionResult isConstrainedDelaunay(const Zarn_2D& dt, const
   return d.result();
 }
 
-// ----- Quality meshes ---------------------------------------------------------------------------
+// ----- Areas and quality meshes -------------------------------------------------------------------
+
+/// Twice the signed area of the triangle a, b, c, exactly.
+inline mpq_class exactDoubleArea(const Point2& a, const Point2& b, const Point2& c) { return dt2test::orientationDeterminant<mpq_class>(a, b, c); }
+
+/// The total area of the triangles, exactly.
+inline mpq_class exactArea(const std::vector<Triangle2*>& vTriangles) {
+  mpq_class sum(0);
+  for (const Triangle2* pT : vTriangles) sum += exactDoubleArea(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2));
+  return sum / 2;
+}
+
 
 /// The bounds a refined zone must meet (see meetsMeshBounds).
 struct MeshBounds {
@@ -299,9 +310,11 @@ inline long double angleDegrees(const Point2& o, const Point2& a, const Point2& 
   return std::atan2(std::fabs(ax * by - ay * bx), ax * bx + ay * by) * 180.0L / 3.14159265358979323846264338327950288L;
 }
 
-/// The angle at corner i of pT in degrees.
-inline long double angleAtDegrees(const Triangle2* pT, int i) {
-  return angleDegrees(*pT->getCorner(i), *pT->getCorner(incIndexBy1(i)), *pT->getCorner(incIndexBy2(i)));
+/// The smallest angle of pT in degrees.
+inline long double minAngleDegrees(const Triangle2* pT) {
+  long double minAngle(180.0L);
+  for (int i = 0; i < 3; ++i) minAngle = std::min(minAngle, angleDegrees(*pT->getCorner(i), *pT->getCorner(incIndexBy1(i)), *pT->getCorner(incIndexBy2(i))));
+  return minAngle;
 }
 
 /// True when p lies on the closed segment s up to the rounding of split points (4 units in the
@@ -345,20 +358,14 @@ inline bool touchesSmallInputAngle(const Triangle2* pT, const std::vector<std::p
 /// Checks the triangles of a refined zone: every smallest angle at least minAngleDegree, except
 /// in triangles that touch two input segments meeting at a smaller angle (their number goes to
 /// numInputAngleExceptions); every edge within maxEdgeOf of its triangle; the zone's area equal to
-/// expectedArea (relative 1e-9). Angles in long double from exact-input differences.
+/// expectedArea (relative 1e-9, the area exact). Angles in long double from exact-input differences.
 inline ::testing::AssertionResult meetsMeshBounds(const std::vector<Triangle2*>& vZone, const std::vector<Segment2>& vInput,
                                                    const MeshBounds& bounds, size_t& numInputAngleExceptions) {
   dt2test::detail::Defects d;
   const std::vector<std::pair<Segment2, Segment2>> vSmall(detail::smallInputAngles(vInput, bounds.minAngleDegree));
   numInputAngleExceptions = 0;
-  long double area(0.0L);
   for (Triangle2* pT : vZone) {
-    const Point2& a(*pT->getCorner(0));
-    const Point2& b(*pT->getCorner(1));
-    const Point2& c(*pT->getCorner(2));
-    area += 0.5L * (((long double)b.x() - a.x()) * ((long double)c.y() - a.y()) - ((long double)b.y() - a.y()) * ((long double)c.x() - a.x()));
-    long double minAngle(180.0L);
-    for (int i = 0; i < 3; ++i) minAngle = std::min(minAngle, detail::angleAtDegrees(pT, i));
+    const long double minAngle(detail::minAngleDegrees(pT));
     if (minAngle < bounds.minAngleDegree) {
       if (detail::touchesSmallInputAngle(pT, vSmall)) {
         ++numInputAngleExceptions;
@@ -374,8 +381,9 @@ inline ::testing::AssertionResult meetsMeshBounds(const std::vector<Triangle2*>&
       }
     }
   }
-  if (bounds.expectedArea >= 0.0 && std::fabs((double)area - bounds.expectedArea) > 1e-9 * bounds.expectedArea) {
-    d.add("zone area " + std::to_string((double)area) + " differs from " + std::to_string(bounds.expectedArea));
+  const double area(exactArea(vZone).get_d());
+  if (bounds.expectedArea >= 0.0 && std::fabs(area - bounds.expectedArea) > 1e-9 * bounds.expectedArea) {
+    d.add("zone area " + std::to_string(area) + " differs from " + std::to_string(bounds.expectedArea));
   }
   return d.result();
 }
@@ -424,15 +432,6 @@ inline std::vector<Point2*> verticesAlong(const Zarn_2D& dt, const Segment2& seg
   return vOn;
 }
 
-/// Twice the signed area of the triangle a, b, c, exactly.
-inline mpq_class exactDoubleArea(const Point2& a, const Point2& b, const Point2& c) { return dt2test::orientationDeterminant<mpq_class>(a, b, c); }
-
-/// The total area of the triangles, exactly.
-inline mpq_class exactArea(const std::vector<Triangle2*>& vTriangles) {
-  mpq_class sum(0);
-  for (const Triangle2* pT : vTriangles) sum += exactDoubleArea(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2));
-  return sum / 2;
-}
 
 inline bool isEdge(const Zarn_2D& dt, Point2* a, Point2* b) { return dt.getAdjacentTriangle(a, b) != nullptr || dt.getAdjacentTriangle(b, a) != nullptr; }
 

@@ -231,9 +231,7 @@ TEST(RefCand3Rules, AngleAndSizeRules) {
     pParams->maxTriangleArea = c.maxArea;
     RefCand3 candidate(t.dt.getImpl(), t.pT);
     EXPECT_EQ(candidate.isSafe(*pParams), c.bRefine) << c.c << " " << c.maxEdge << " " << c.maxArea;
-    long double minAngle(180.0L);
-    for (int i = 0; i < 3; ++i) minAngle = std::min(minAngle, cdttest::detail::angleAtDegrees(t.pT, i));
-    EXPECT_NEAR(candidate.getMinAngle(), minAngle, 1e-9);
+    EXPECT_NEAR(candidate.getMinAngle(), cdttest::detail::minAngleDegrees(t.pT), 1e-9);
   }
 }
 
