@@ -257,12 +257,9 @@ inline ::testing::AssertionResult isConstrainedDelaunay(const Zarn_2D& dt, const
         d.add("isConstraint disagrees for the edge " + detail::str(*a) + " - " + detail::str(*b));
       }
       if (options.bQueries && dt.isConstraint(a) != (sEnds.count(a) > 0)) d.add("isConstraint disagrees for the vertex " + detail::str(*a));
-      if (pN == nullptr || pN < pT || (bConstraint && !options.bConstraintEdgesDelaunay)) continue;
-      const Point2* pOpp(pN->getCorner(pN->getIntraTriangleIndex(pT)));
-      if (dt2test::exactInCircle(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2), *pOpp) > 0) {
-        d.add(std::string(bConstraint ? "constraint" : "non-constraint") + " edge not locally Delaunay: " + dt2test::detail::str(pT) +
-              " / " + dt2test::detail::str(pN));
-      }
+      if (pN < pT || (bConstraint && !options.bConstraintEdgesDelaunay) || !dt2test::detail::isNotLocallyDelaunay(pT, i)) continue;
+      d.add(std::string(bConstraint ? "constraint" : "non-constraint") + " edge not locally Delaunay: " + dt2test::detail::str(pT) +
+            " / " + dt2test::detail::str(pN));
     }
   }
   for (ConstraintSegment2* pCSeg : allSegments(dt)) {

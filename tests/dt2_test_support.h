@@ -460,17 +460,20 @@ inline void checkTrianglesAndLinks(const std::vector<Triangle2*>& vT, const std:
   }
 }
 
+/// True when the edge opposite corner i of pT is not locally Delaunay: the apex of the triangle
+/// across it lies strictly inside pT's circumcircle (exact). False for a hull edge.
+inline bool isNotLocallyDelaunay(const Triangle2* pT, int i) {
+  const Triangle2* pN(pT->getOppositeTriangle(i));
+  if (pN == nullptr) return false;
+  const int j(pN->getOppositeTriangle(0) == pT ? 0 : (pN->getOppositeTriangle(1) == pT ? 1 : 2));  // the links are symmetric
+  return exactInCircle(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2), *pN->getCorner(j)) > 0;
+}
+
 // Every interior edge is locally Delaunay (exact in-circle, cocircular allowed).
 inline void checkLocallyDelaunay(const std::vector<Triangle2*>& vT, Defects& d) {
   for (const Triangle2* pT : vT) {
     for (int i = 0; i < 3; ++i) {
-      const Triangle2* pN(pT->getOppositeTriangle(i));
-      if (pN == nullptr || pN < pT) continue;
-      const int j(pN->getOppositeTriangle(0) == pT ? 0 : (pN->getOppositeTriangle(1) == pT ? 1 : 2));  // the links are symmetric
-      const Point2* pOpp(pN->getCorner(j));
-      if (exactInCircle(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2), *pOpp) > 0) {
-        d.add("edge not locally Delaunay: " + str(pT) + " / " + str(pN));
-      }
+      if (pT->getOppositeTriangle(i) > pT && isNotLocallyDelaunay(pT, i)) d.add("edge not locally Delaunay: " + str(pT) + " / " + str(pT->getOppositeTriangle(i)));
     }
   }
 }

@@ -31,13 +31,10 @@ std::vector<ConstraintSegment2*> originals(const ConstraintGraph2* pGraph) {
 }
 
 /// The edge {p, q} is no Delaunay edge: the apex of one triangle beside it lies strictly inside the
-/// circumcircle of the other (an independent exact test).
+/// circumcircle of the other (the exact test of the oracle).
 bool isEncroached(const Zarn_2D& dt, Point2* p, Point2* q) {
-  Triangle2* pLeft(dt.getAdjacentTriangle(p, q));
-  Triangle2* pRight(dt.getAdjacentTriangle(q, p));
-  if (pLeft == nullptr || pRight == nullptr) return false;
-  const Point2* pApex(pRight->getCorner(pRight->getIntraTriangleIndex(pLeft)));
-  return exactInCircle(*pLeft->getCorner(0), *pLeft->getCorner(1), *pLeft->getCorner(2), *pApex) > 0;
+  Triangle2* pLeft(dt.getAdjacentTriangle(p, q));  // p, q counterclockwise in it: the edge opposite the corner after q
+  return pLeft != nullptr && dt2test::detail::isNotLocallyDelaunay(pLeft, incIndexBy2(pLeft->getIntraTriangleIndex(p)));
 }
 
 }  // namespace
