@@ -605,6 +605,18 @@ inline ::testing::AssertionResult libraryCheckValidity(Zarn_2D& dt, bool bEmptyC
   return ::testing::AssertionFailure() << "checkValidity(" << bEmptyCircle << ") failed:\n" << report;
 }
 
+/// A receiver of messages that expects progress reports of the step named step only and keeps the
+/// progress of each.
+struct ProgressRecorder : MsgBase {
+  explicit ProgressRecorder(const std::string& step) : step(step) {}
+  void update(MsgType msgType, const std::string& text, double progress) override {
+    EXPECT_TRUE(msgType == MSG_PROGRESS && text == step) << msgType << " " << text;
+    vProgress.push_back(progress);
+  }
+  std::string step;
+  std::vector<double> vProgress;
+};
+
 // ----- Ways of inserting a point set -------------------------------------------------------------
 
 enum class Way { ONE_BY_ONE, ONE_BY_ONE_SHUFFLED, BULK, FLAT_ARRAY, SINGLE_THEN_BATCHES, BULK_THEN_SINGLE };

@@ -487,13 +487,6 @@ TEST(RTree, InvertedBoxesAndAddingToABuiltTreeAreRejected) {
 
 // ----- The facade: thread count, timing helper, messages -------------------------------------------
 
-// Records every message: its type, text and progress.
-class Recorder : public MsgBase {
- public:
-  void update(MsgType msgType, const std::string& text, double progress) override { vMessages.emplace_back(msgType, text, progress); }
-  std::vector<std::tuple<MsgType, std::string, double>> vMessages;
-};
-
 // Zero asks for the hardware's threads, below zero for one; there is no upper clamp.
 TEST(Facade, SetNumCPU) {
   Zarn_2D dt;
@@ -527,17 +520,16 @@ TEST(Facade, MeasureTriangulationTimeLeavesThisTriangulationAlone) {
 // covers the publisher both share.)
 TEST(FacadeMessages, BulkInsertionReportsItsProgressToSubscribers) {
   Zarn_2D dt;
-  Recorder recorder, warnings;
+  dt2test::ProgressRecorder recorder("insertVector"), warnings("none");
   dt.subscribe(MSG_PROGRESS, &recorder);
   dt.subscribe(MSG_WARNING, &warnings);
   dt.insert(std::vector<Point2>());
-  ASSERT_FALSE(recorder.vMessages.empty());
-  for (const auto& message : recorder.vMessages) EXPECT_EQ(message, std::make_tuple(MSG_PROGRESS, std::string("insertVector"), std::get<2>(message)));
-  EXPECT_EQ(std::get<2>(recorder.vMessages.back()), 1.0);
+  ASSERT_FALSE(recorder.vProgress.empty());
+  EXPECT_EQ(recorder.vProgress.back(), 1.0);
   dt.unsubscribe(MSG_PROGRESS, &recorder);
-  const size_t numBefore(recorder.vMessages.size());
+  const size_t numBefore(recorder.vProgress.size());
   dt.insert(dt2test::randomPoints(500, 510));
-  EXPECT_TRUE(recorder.vMessages.size() == numBefore && warnings.vMessages.empty());
+  EXPECT_TRUE(recorder.vProgress.size() == numBefore && warnings.vProgress.empty());
 }
 
 }  // namespace

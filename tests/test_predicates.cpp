@@ -399,13 +399,7 @@ TEST(SegmentChecker, NullAndNonFiniteSegmentsTypeTextsAndPictures) {
 
 // Progress goes once to each receiver subscribed for it: at the start, every percent at most, at the end.
 TEST(SegmentChecker, ProgressReachesEachSubscribedReceiverOnce) {
-  struct Recorder : MsgBase {
-    void update(MsgType msgType, const std::string& text, double progress) override {
-      EXPECT_TRUE(msgType == MSG_PROGRESS && text == "getIllegalSegments") << text;
-      vProgress.push_back(progress);
-    }
-    std::vector<double> vProgress;
-  } recorder, other;
+  dt2test::ProgressRecorder recorder("getIllegalSegments"), other("none");
   std::vector<Segment2> vStore;
   for (int i = 0; i < 1000; ++i) vStore.push_back(seg(i, 0, i + 0.5, 1));
   std::vector<Segment2*> vSegments, vIllegal;
