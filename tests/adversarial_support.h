@@ -51,8 +51,7 @@ inline void play(const Scene& scene, const Step& step, Zarn_2D& dt, std::vector<
       vExpected.push_back(step.vPoints[0]);
       break;
     case Step::REMOVE: {
-      std::vector<Point2*> vVertices;
-      dt.getVertexPointers(vVertices);
+      std::vector<Point2*> vVertices(dt2test::verticesOf(dt));
       if (vVertices.empty()) break;
       Point2* pVtx(vVertices[step.index % vVertices.size()]);
       const Point2 removed(pVtx->x(), pVtx->y());

@@ -215,8 +215,7 @@ inline ::testing::AssertionResult isConstrainedDelaunay(const Zarn_2D& dt, const
                                                          const CdtCheckOptions& options = CdtCheckOptions()) {
   using detail::edgeKey;
   dt2test::detail::Defects d;
-  std::vector<Point2*> vVertices;
-  dt.getVertexPointers(vVertices);
+  std::vector<Point2*> vVertices(dt2test::verticesOf(dt));
   std::vector<Triangle2*> vT;
   // Topology, with the checks of the unconstrained checker against dt's own vertices.
   if (!dt2test::detail::checkTriangulationOf(dt, dt2test::positionsOf(vVertices), vT, d) || vT.empty()) {
@@ -418,10 +417,9 @@ inline bool segmentMeetsTriangle(const Point2& a, const Point2& b, const Triangl
 inline std::vector<Point2*> verticesAlong(const Zarn_2D& dt, const Segment2& seg, const Point2& first, const Point2& last, double maxUlps = 4.0) {
   const Point2& a(seg.getSrc());
   const Point2& b(seg.getTrg());
-  std::vector<Point2*> vVertices, vOn;
-  dt.getVertexPointers(vVertices);
+  std::vector<Point2*> vOn;
   const mpq_class lo(detail::along(a, b, first)), hi(detail::along(a, b, last));
-  for (Point2* p : vVertices) {
+  for (Point2* p : dt2test::verticesOf(dt)) {
     const mpq_class pos(detail::along(a, b, *p));
     if (pos >= lo && pos <= hi && detail::offLineInUlpsSquared(a, b, *p) <= maxUlps * maxUlps) vOn.push_back(p);
   }
@@ -470,9 +468,7 @@ inline std::string create(Zarn_2D& dt, std::vector<Segment2> vSegments, Constrai
 
 /// The vertex at exactly (x, y), or null.
 inline Point2* vertexAt(const Zarn_2D& dt, double x, double y) {
-  std::vector<Point2*> v;
-  dt.getVertexPointers(v);
-  for (Point2* p : v) {
+  for (Point2* p : dt2test::verticesOf(dt)) {
     if (p->x() == x && p->y() == y) return p;
   }
   return nullptr;

@@ -45,6 +45,9 @@ std::vector<T> gathered(Getter getter) {
   return v;
 }
 
+inline std::vector<Point2*> verticesOf(const Zarn_2D& dt) { return gathered<Point2*>([&](auto& v) { dt.getVertexPointers(v); }); }
+inline std::vector<Triangle2*> trianglesOf(const Zarn_2D& dt) { return gathered<Triangle2*>([&](auto& v) { dt.getTrianglePointers(v); }); }
+
 // ----- Exact predicates ---------------------------------------------------------------------
 // Three stages, each exact in what it returns: small integer coordinates in 128-bit integers, a
 // double evaluation with a deliberately loose error bound (orders of magnitude above the
@@ -382,11 +385,7 @@ inline std::vector<TriangleKey> triangleSignature(const std::vector<Triangle2*>&
   return v;
 }
 
-inline std::vector<TriangleKey> triangleSignature(const Zarn_2D& dt) {
-  std::vector<Triangle2*> vT;
-  dt.getTrianglePointers(vT);
-  return triangleSignature(vT);
-}
+inline std::vector<TriangleKey> triangleSignature(const Zarn_2D& dt) { return triangleSignature(trianglesOf(dt)); }
 
 // ----- The independent validity check ------------------------------------------------------
 
@@ -547,8 +546,7 @@ inline void checkBorderAndEuler(const std::vector<Triangle2*>& vT, size_t numVer
 // for a second component: each would bring its own border cycle). False when
 // the triangles are not worth further checks (collinear input, inconsistent links).
 inline bool checkTriangulationOf(const Zarn_2D& dt, const std::vector<Point2>& vExpected, std::vector<Triangle2*>& vT, Defects& d) {
-  std::vector<Point2*> vVertices;
-  dt.getVertexPointers(vVertices);
+  std::vector<Point2*> vVertices(verticesOf(dt));
   checkVertexSet(dt, vVertices, vExpected, d);
   dt.getTrianglePointers(vT);
   if (dt.numberOfTriangles() != vT.size()) {
@@ -586,8 +584,7 @@ inline ::testing::AssertionResult isDelaunayTriangulationOf(const Zarn_2D& dt, c
 /// The same checks without the Delaunay property, against dt's own vertices: a valid
 /// triangulation of the convex hull of its vertices, whatever the shape of its triangles.
 inline ::testing::AssertionResult isValidTriangulation(const Zarn_2D& dt) {
-  std::vector<Point2*> vVertices;
-  dt.getVertexPointers(vVertices);
+  std::vector<Point2*> vVertices(verticesOf(dt));
   detail::Defects d;
   std::vector<Triangle2*> vT;
   detail::checkTriangulationOf(dt, positionsOf(vVertices), vT, d);
@@ -666,8 +663,7 @@ inline std::vector<TriangleKey> expectInsertedTheWay(Zarn_2D& dt, const PointSet
   EXPECT_TRUE(delaunay);
   EXPECT_TRUE(libraryCheckValidity(dt));
   if (!delaunay || vHandles.size() != vPoints.size()) return {};
-  std::vector<Point2*> vVertices;
-  dt.getVertexPointers(vVertices);
+  std::vector<Point2*> vVertices(verticesOf(dt));
   std::sort(vVertices.begin(), vVertices.end());
   std::map<std::pair<double, double>, size_t> mFirst;
   for (size_t i = 0; i < vPoints.size(); ++i) {

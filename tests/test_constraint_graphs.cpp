@@ -159,8 +159,7 @@ TEST(ConstraintGraphBookkeeping, RandomGraphsStayConsistentThroughSplits) {
       ASSERT_TRUE(validCdt(dt, vPoints, vAll)) << g;
       ASSERT_TRUE(isBookkeepingConsistent(dt)) << g;
       // A random vertex goes, unless it ends a constraint piece: then it stays, with a warning.
-      std::vector<Point2*> vVertices;
-      dt.getVertexPointers(vVertices);
+      std::vector<Point2*> vVertices(dt2test::verticesOf(dt));
       Point2* pVictim(vVertices[rng() % vVertices.size()]);
       const Point2 gone(*pVictim);
       const bool bKept(dt.isConstraint(pVictim));

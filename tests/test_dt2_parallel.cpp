@@ -177,8 +177,7 @@ TEST(Dt2Parallel, WorkersLeaveFewPointsToTheSerialPass) {
 
 // The start triangle of keys spread over the whole range is always a live triangle.
 ::testing::AssertionResult startTrianglesAreLive(const Zarn_2D& dt) {
-  std::vector<Triangle2*> vT;
-  dt.getTrianglePointers(vT);
+  std::vector<Triangle2*> vT(dt2test::trianglesOf(dt));
   for (uint32_t key = 0; key < (1u << 30); key += (1u << 22)) {
     if (std::find(vT.begin(), vT.end(), dt.getImpl()->vertexVault.getCloT(key)) == vT.end()) return ::testing::AssertionFailure() << key;
   }

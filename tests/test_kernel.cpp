@@ -198,8 +198,7 @@ TEST(TriangleAroundVertex, WalksAndEdgesAgreeWithTheNeighbourLinks) {
     std::vector<Point2*> vHandles;
     dt.insert(v, vHandles);
     ASSERT_TRUE(dt2test::isDelaunayTriangulationOf(dt, v));
-    std::vector<Triangle2*> vT;
-    dt.getTrianglePointers(vT);
+    const std::vector<Triangle2*> vT(dt2test::trianglesOf(dt));
     for (Triangle2* pT : vT) {
       for (int i = 0; i < 3; ++i) {
         Point2 *pSrc(nullptr), *pTrg(nullptr);
@@ -244,8 +243,7 @@ TEST(TriangleAroundVertex, WalksAndEdgesAgreeWithTheNeighbourLinks) {
 TEST(TriangleAroundVertex, VertexWithoutTriangleOrForeignStartThrows) {
   Zarn_2D dt;
   dt.insert(dt2test::randomPoints(6, 4));
-  std::vector<Triangle2*> vT;
-  dt.getTrianglePointers(vT);
+  std::vector<Triangle2*> vT(dt2test::trianglesOf(dt));
   Point2 loose(3.0, 3.0);
   zarn_test::expectFailedCondition("pVtx != nullptr && pVtx->getIncidentTriangle() != nullptr", [&] { TriangleAroundVertexIterator it(&loose); });
   EXPECT_NE(zarn_test::outputOfFailedAssertion([&] { TriangleAroundVertexIterator it(&loose, vT[0]); }).find("failed ]"), std::string::npos);

@@ -139,10 +139,8 @@ TEST(Refinement, MeetsTheBoundsAndStaysConstrainedDelaunay) {
     EXPECT_EQ(m.numInputAngle > 0, c.bSmallInputAngle && c.left == kNothing) << report.describe();
     EXPECT_TRUE(m.numInputAngle == 0 || report.numLeftInputAngle > 0);
     if (c.gridCell == 0.0) continue;
-    std::vector<Point2*> vVertices;
-    m.dt.getVertexPointers(vVertices);
     size_t numOnGrid(0);
-    for (const Point2* p : vVertices) {
+    for (const Point2* p : dt2test::verticesOf(m.dt)) {
       const double u((p->x() * dx + p->y() * dy) / c.gridCell), v((-p->x() * dy + p->y() * dx) / c.gridCell);
       if (std::fabs(u - std::round(u)) < 1e-9 && std::fabs(v - std::round(v)) < 1e-9) ++numOnGrid;
     }

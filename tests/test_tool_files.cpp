@@ -92,10 +92,8 @@ TEST_F(ToolFiles, TriangleFilesKeepInputOrderAndAgreeWithTheLibrary) {
   for (const std::vector<double>& node : vNodes) vPoints.emplace_back(node[1], node[2]);
   Zarn_2D dt;
   dt.insert(vPoints);
-  std::vector<Triangle2*> vT;
-  dt.getTrianglePointers(vT);
   std::set<std::set<Point2>> sLibrary, sWritten;
-  for (const Triangle2* pT : vT) sLibrary.insert({*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2)});
+  for (const Triangle2* pT : dt2test::trianglesOf(dt)) sLibrary.insert({*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2)});
   // Each written triangle counterclockwise, never using the duplicate row 6; its neighbour across
   // an edge is the other written triangle with that edge, -1 for a hull edge.
   std::map<std::pair<int, int>, std::vector<double>> mEdgeTriangles;

@@ -93,8 +93,7 @@ TEST(Zones, ZonesOfRandomPolygonsFollowTheGeometryThroughInsertionsAndRemovals) 
       std::vector<Point2> vMore(randomPoints(300, seed + 20, 0.0, 1000.0));
       vMore.push_back(Point2(0.5 * (a[0].x() + a[1].x()), 0.5 * (a[0].y() + a[1].y())));  // on or next to a ring edge
       scene.dt.insert(vMore);
-      std::vector<Point2*> vVertices;
-      scene.dt.getVertexPointers(vVertices);
+      std::vector<Point2*> vVertices(dt2test::verticesOf(scene.dt));
       captureStdout([&] {  // ring vertices refuse with a warning
         for (size_t i = 0; i < vVertices.size(); i += 17) scene.dt.remove(vVertices[i]);
       });

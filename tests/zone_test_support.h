@@ -46,9 +46,7 @@ inline std::vector<Point2> square(double x0, double y0, double x1, double y1) {
 inline std::vector<Triangle2*> trianglesOf(const Zone2* pZone) {
   return dt2test::gathered<Triangle2*>([&](auto& v) { pZone->getTriangles(v); });
 }
-inline std::vector<Triangle2*> trianglesOf(const Zarn_2D& dt) {
-  return dt2test::gathered<Triangle2*>([&](auto& v) { dt.getTrianglePointers(v); });
-}
+using dt2test::trianglesOf;
 
 inline TriangleSet setOf(const std::vector<Triangle2*>& v) { return TriangleSet(v.begin(), v.end()); }
 
