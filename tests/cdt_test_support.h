@@ -48,6 +48,9 @@ inline std::vector<ConstraintSegment2*> aliveSegments(const Zarn_2D& dt) {
 inline std::vector<ConstraintSegment2*> allSegments(const Zarn_2D& dt) {
   return dt2test::gathered<ConstraintSegment2*>([&](auto& v) { dt.getAliveAndDeadConstraintSegments(v); });
 }
+inline std::vector<ConstraintSegment2*> originals(const ConstraintGraph2* pGraph) {
+  return dt2test::gathered<ConstraintSegment2*>([&](auto& v) { pGraph->getOriginalConstraintSegments(v); });
+}
 
 /// True when the closed segments a-b and c-d have a point in common (exact).
 inline bool closedSegmentsMeet(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
@@ -491,7 +494,7 @@ inline ::testing::AssertionResult isBookkeepingConsistent(Zarn_2D& dt) {
   std::map<const ConstraintSegment2*, unsigned> mOwners;
   ConstraintMgr* pMgr(dt.getImpl()->getConstraintMgr());
   for (ConstraintGraph2* pGraph : pMgr->getGraphs()) {
-    std::vector<ConstraintSegment2*> vOriginals, vLeaves, vPieces;
+    std::vector<ConstraintSegment2*> vLeaves, vPieces;
     std::vector<Point2*> vRing, vRingWant;
     std::set<const ConstraintSegment2*> sTree;
     std::function<void(ConstraintSegment2*, Point2*)> read = [&](ConstraintSegment2* pCSeg, Point2* pFrom) {
@@ -516,8 +519,7 @@ inline ::testing::AssertionResult isBookkeepingConsistent(Zarn_2D& dt) {
       read(pKid0, pFrom);
       read(pKid1, pSplit);
     };
-    pGraph->getOriginalConstraintSegments(vOriginals);
-    for (ConstraintSegment2* pCSeg : vOriginals) read(pCSeg, readingStart(pGraph, pCSeg));
+    for (ConstraintSegment2* pCSeg : originals(pGraph)) read(pCSeg, readingStart(pGraph, pCSeg));
     for (const ConstraintSegment2* pCSeg : sTree) ++mOwners[pCSeg];
     pGraph->getChildConstraintSegments(vPieces);
     std::sort(vLeaves.begin(), vLeaves.end());

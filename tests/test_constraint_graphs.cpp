@@ -26,10 +26,6 @@ ConstraintGraph2* constrain(Zarn_2D& dt, std::vector<Segment2> vSegments, bool b
   return pGraph;
 }
 
-std::vector<ConstraintSegment2*> originals(const ConstraintGraph2* pGraph) {
-  return gathered<ConstraintSegment2*>([&](auto& v) { pGraph->getOriginalConstraintSegments(v); });
-}
-
 /// The edge {p, q} is no Delaunay edge: the apex of one triangle beside it lies strictly inside the
 /// circumcircle of the other (the exact test of the oracle).
 bool isEncroached(const Zarn_2D& dt, Point2* p, Point2* q) {

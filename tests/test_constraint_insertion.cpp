@@ -114,9 +114,7 @@ TEST(ConstraintMessages, CollinearPointsEmptyListsAndNonFiniteSegments) {
                    CIS_CONSTRAINED_DELAUNAY, &pGraph),
             warned("Dt2::createConstraint(..)", "3 segment(s) with a non-finite coordinate skipped"));
   ASSERT_TRUE(validCdt(dt, vPoints, vValid));
-  std::vector<ConstraintSegment2*> vOriginals;
-  pGraph->getOriginalConstraintSegments(vOriginals);
-  EXPECT_EQ(vOriginals.size(), 2u);
+  EXPECT_EQ(originals(pGraph).size(), 2u);
   EXPECT_EQ(vertexAt(dt, 0.5, 0.5), nullptr);  // the finite end of a skipped segment is no vertex
 }
 
