@@ -2,9 +2,9 @@
 // extreme point sets run through every way of inserting them, each result checked exactly against the
 // input and, in general position, against the triangles of one thread one by one; ties; non-finite
 // points; the partition of the parallel insertion, constraints waiting for the points, how much
-// the workers leave to the serial pass, and the vertex store's start triangles near a key (getCloT)
-// before and after removals (duplicates resolved to the vertex kept, handles redirected: the
-// insertion tests).
+// the workers leave to the serial pass; the vertex store's start triangles near a key (getCloT)
+// before and after removals (its duplicates resolved to the vertex kept and its handles redirected
+// are checked by the insertions of the point-set table).
 
 #include <limits>
 
