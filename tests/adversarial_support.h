@@ -8,12 +8,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <functional>
-#include <random>
-#include <string>
-#include <vector>
-
 #include "cdt_test_support.h"
 #include "dt2_test_support.h"
 
@@ -57,8 +51,7 @@ inline void play(const Scene& scene, const Step& step, Zarn_2D& dt, std::vector<
       vExpected.push_back(step.vPoints[0]);
       break;
     case Step::REMOVE: {
-      std::vector<Point2*> vVertices;
-      dt.getVertexPointers(vVertices);
+      std::vector<Point2*> vVertices(dt2test::verticesOf(dt));
       if (vVertices.empty()) break;
       Point2* pVtx(vVertices[step.index % vVertices.size()]);
       const Point2 removed(pVtx->x(), pVtx->y());
@@ -148,7 +141,7 @@ inline std::vector<std::string> runWatched(size_t numCases, unsigned secondsPerC
     close(fd[0]);
     int status(0);
     waitpid(pid, &status, 0);
-    for (const std::string& line : dt2test::splitLines(text)) {
+    for (const std::string& line : zarn_test::splitLines(text)) {
       next = std::stoul(line) + 1;
       if (line.find(' ') != std::string::npos) vFailures.push_back("case " + line);
     }
@@ -158,6 +151,14 @@ inline std::vector<std::string> runWatched(size_t numCases, unsigned secondsPerC
                                                                 : " killed the process (status " + std::to_string(status) + ")"));
   }
   return vFailures;
+}
+
+/// Checks that runWatched found no failure, listing the failures (each cut to 600 characters) otherwise.
+inline ::testing::AssertionResult noFailures(const std::vector<std::string>& vFailures) {
+  if (vFailures.empty()) return ::testing::AssertionSuccess();
+  ::testing::AssertionResult result(::testing::AssertionFailure() << vFailures.size() << " case(s) failed:");
+  for (const std::string& failure : vFailures) result << "\n" << failure.substr(0, 600);
+  return result;
 }
 
 }  // namespace advtest

@@ -14,18 +14,7 @@
 //   - no input point has been lost.
 #pragma once
 
-#include <gmpxx.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cfloat>
-#include <cmath>
-#include <functional>
-#include <map>
 #include <set>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "ConstraintMgr.h"
 #include "Dt2.h"
@@ -58,6 +47,9 @@ inline std::vector<ConstraintSegment2*> aliveSegments(const Zarn_2D& dt) {
 }
 inline std::vector<ConstraintSegment2*> allSegments(const Zarn_2D& dt) {
   return dt2test::gathered<ConstraintSegment2*>([&](auto& v) { dt.getAliveAndDeadConstraintSegments(v); });
+}
+inline std::vector<ConstraintSegment2*> originals(const ConstraintGraph2* pGraph) {
+  return dt2test::gathered<ConstraintSegment2*>([&](auto& v) { pGraph->getOriginalConstraintSegments(v); });
 }
 
 /// True when the closed segments a-b and c-d have a point in common (exact).
@@ -226,8 +218,7 @@ inline ::testing::AssertionResult isConstrainedDelaunay(const Zarn_2D& dt, const
                                                          const CdtCheckOptions& options = CdtCheckOptions()) {
   using detail::edgeKey;
   dt2test::detail::Defects d;
-  std::vector<Point2*> vVertices;
-  dt.getVertexPointers(vVertices);
+  std::vector<Point2*> vVertices(dt2test::verticesOf(dt));
   std::vector<Triangle2*> vT;
   // Topology, with the checks of the unconstrained checker against dt's own vertices.
   if (!dt2test::detail::checkTriangulationOf(dt, dt2test::positionsOf(vVertices), vT, d) || vT.empty()) {
@@ -268,12 +259,9 @@ inline ::testing::AssertionResult isConstrainedDelaunay(const Zarn_2D& dt, const
         d.add("isConstraint disagrees for the edge " + detail::str(*a) + " - " + detail::str(*b));
       }
       if (options.bQueries && dt.isConstraint(a) != (sEnds.count(a) > 0)) d.add("isConstraint disagrees for the vertex " + detail::str(*a));
-      if (pN == nullptr || pN < pT || (bConstraint && !options.bConstraintEdgesDelaunay)) continue;
-      const Point2* pOpp(pN->getCorner(pN->getIntraTriangleIndex(pT)));
-      if (dt2test::exactInCircle(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2), *pOpp) > 0) {
-        d.add(std::string(bConstraint ? "constraint" : "non-constraint") + " edge not locally Delaunay: " + dt2test::detail::str(pT) +
-              " / " + dt2test::detail::str(pN));
-      }
+      if (pN < pT || (bConstraint && !options.bConstraintEdgesDelaunay) || !dt2test::detail::isNotLocallyDelaunay(pT, i)) continue;
+      d.add(std::string(bConstraint ? "constraint" : "non-constraint") + " edge not locally Delaunay: " + dt2test::detail::str(pT) +
+            " / " + dt2test::detail::str(pN));
     }
   }
   for (ConstraintSegment2* pCSeg : allSegments(dt)) {
@@ -290,7 +278,18 @@ inline ::testing::AssertionResult isConstrainedDelaunay(const Zarn_2D& dt, const
   return d.result();
 }
 
-// ----- Quality meshes ---------------------------------------------------------------------------
+// ----- Areas and quality meshes -------------------------------------------------------------------
+
+/// Twice the signed area of the triangle a, b, c, exactly.
+inline mpq_class exactDoubleArea(const Point2& a, const Point2& b, const Point2& c) { return dt2test::orientationDeterminant<mpq_class>(a, b, c); }
+
+/// The total area of the triangles, exactly.
+inline mpq_class exactArea(const std::vector<Triangle2*>& vTriangles) {
+  mpq_class sum(0);
+  for (const Triangle2* pT : vTriangles) sum += exactDoubleArea(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2));
+  return sum / 2;
+}
+
 
 /// The bounds a refined zone must meet (see meetsMeshBounds).
 struct MeshBounds {
@@ -310,9 +309,11 @@ inline long double angleDegrees(const Point2& o, const Point2& a, const Point2& 
   return std::atan2(std::fabs(ax * by - ay * bx), ax * bx + ay * by) * 180.0L / 3.14159265358979323846264338327950288L;
 }
 
-/// The angle at corner i of pT in degrees.
-inline long double angleAtDegrees(const Triangle2* pT, int i) {
-  return angleDegrees(*pT->getCorner(i), *pT->getCorner(incIndexBy1(i)), *pT->getCorner(incIndexBy2(i)));
+/// The smallest angle of pT in degrees.
+inline long double minAngleDegrees(const Triangle2* pT) {
+  long double minAngle(180.0L);
+  for (int i = 0; i < 3; ++i) minAngle = std::min(minAngle, angleDegrees(*pT->getCorner(i), *pT->getCorner(incIndexBy1(i)), *pT->getCorner(incIndexBy2(i))));
+  return minAngle;
 }
 
 /// True when p lies on the closed segment s up to the rounding of split points (4 units in the
@@ -356,20 +357,14 @@ inline bool touchesSmallInputAngle(const Triangle2* pT, const std::vector<std::p
 /// Checks the triangles of a refined zone: every smallest angle at least minAngleDegree, except
 /// in triangles that touch two input segments meeting at a smaller angle (their number goes to
 /// numInputAngleExceptions); every edge within maxEdgeOf of its triangle; the zone's area equal to
-/// expectedArea (relative 1e-9). Angles in long double from exact-input differences.
+/// expectedArea (relative 1e-9, the area exact). Angles in long double from exact-input differences.
 inline ::testing::AssertionResult meetsMeshBounds(const std::vector<Triangle2*>& vZone, const std::vector<Segment2>& vInput,
                                                    const MeshBounds& bounds, size_t& numInputAngleExceptions) {
   dt2test::detail::Defects d;
   const std::vector<std::pair<Segment2, Segment2>> vSmall(detail::smallInputAngles(vInput, bounds.minAngleDegree));
   numInputAngleExceptions = 0;
-  long double area(0.0L);
   for (Triangle2* pT : vZone) {
-    const Point2& a(*pT->getCorner(0));
-    const Point2& b(*pT->getCorner(1));
-    const Point2& c(*pT->getCorner(2));
-    area += 0.5L * (((long double)b.x() - a.x()) * ((long double)c.y() - a.y()) - ((long double)b.y() - a.y()) * ((long double)c.x() - a.x()));
-    long double minAngle(180.0L);
-    for (int i = 0; i < 3; ++i) minAngle = std::min(minAngle, detail::angleAtDegrees(pT, i));
+    const long double minAngle(detail::minAngleDegrees(pT));
     if (minAngle < bounds.minAngleDegree) {
       if (detail::touchesSmallInputAngle(pT, vSmall)) {
         ++numInputAngleExceptions;
@@ -385,8 +380,9 @@ inline ::testing::AssertionResult meetsMeshBounds(const std::vector<Triangle2*>&
       }
     }
   }
-  if (bounds.expectedArea >= 0.0 && std::fabs((double)area - bounds.expectedArea) > 1e-9 * bounds.expectedArea) {
-    d.add("zone area " + std::to_string((double)area) + " differs from " + std::to_string(bounds.expectedArea));
+  const double area(exactArea(vZone).get_d());
+  if (bounds.expectedArea >= 0.0 && std::fabs(area - bounds.expectedArea) > 1e-9 * bounds.expectedArea) {
+    d.add("zone area " + std::to_string(area) + " differs from " + std::to_string(bounds.expectedArea));
   }
   return d.result();
 }
@@ -424,26 +420,14 @@ inline bool segmentMeetsTriangle(const Point2& a, const Point2& b, const Triangl
 inline std::vector<Point2*> verticesAlong(const Zarn_2D& dt, const Segment2& seg, const Point2& first, const Point2& last, double maxUlps = 4.0) {
   const Point2& a(seg.getSrc());
   const Point2& b(seg.getTrg());
-  std::vector<Point2*> vVertices, vOn;
-  dt.getVertexPointers(vVertices);
+  std::vector<Point2*> vOn;
   const mpq_class lo(detail::along(a, b, first)), hi(detail::along(a, b, last));
-  for (Point2* p : vVertices) {
+  for (Point2* p : dt2test::verticesOf(dt)) {
     const mpq_class pos(detail::along(a, b, *p));
     if (pos >= lo && pos <= hi && detail::offLineInUlpsSquared(a, b, *p) <= maxUlps * maxUlps) vOn.push_back(p);
   }
   std::sort(vOn.begin(), vOn.end(), [&](const Point2* p, const Point2* q) { return detail::along(a, b, *p) < detail::along(a, b, *q); });
   return vOn;
-}
-
-
-/// Twice the signed area of the triangle a, b, c, exactly.
-inline mpq_class exactDoubleArea(const Point2& a, const Point2& b, const Point2& c) { return dt2test::orientationDeterminant<mpq_class>(a, b, c); }
-
-/// The total area of the triangles, exactly.
-inline mpq_class exactArea(const std::vector<Triangle2*>& vTriangles) {
-  mpq_class sum(0);
-  for (const Triangle2* pT : vTriangles) sum += exactDoubleArea(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2));
-  return sum / 2;
 }
 
 
@@ -487,9 +471,7 @@ inline std::string create(Zarn_2D& dt, std::vector<Segment2> vSegments, Constrai
 
 /// The vertex at exactly (x, y), or null.
 inline Point2* vertexAt(const Zarn_2D& dt, double x, double y) {
-  std::vector<Point2*> v;
-  dt.getVertexPointers(v);
-  for (Point2* p : v) {
+  for (Point2* p : dt2test::verticesOf(dt)) {
     if (p->x() == x && p->y() == y) return p;
   }
   return nullptr;
@@ -512,7 +494,7 @@ inline ::testing::AssertionResult isBookkeepingConsistent(Zarn_2D& dt) {
   std::map<const ConstraintSegment2*, unsigned> mOwners;
   ConstraintMgr* pMgr(dt.getImpl()->getConstraintMgr());
   for (ConstraintGraph2* pGraph : pMgr->getGraphs()) {
-    std::vector<ConstraintSegment2*> vOriginals, vLeaves, vPieces;
+    std::vector<ConstraintSegment2*> vLeaves, vPieces;
     std::vector<Point2*> vRing, vRingWant;
     std::set<const ConstraintSegment2*> sTree;
     std::function<void(ConstraintSegment2*, Point2*)> read = [&](ConstraintSegment2* pCSeg, Point2* pFrom) {
@@ -537,8 +519,7 @@ inline ::testing::AssertionResult isBookkeepingConsistent(Zarn_2D& dt) {
       read(pKid0, pFrom);
       read(pKid1, pSplit);
     };
-    pGraph->getOriginalConstraintSegments(vOriginals);
-    for (ConstraintSegment2* pCSeg : vOriginals) read(pCSeg, readingStart(pGraph, pCSeg));
+    for (ConstraintSegment2* pCSeg : originals(pGraph)) read(pCSeg, readingStart(pGraph, pCSeg));
     for (const ConstraintSegment2* pCSeg : sTree) ++mOwners[pCSeg];
     pGraph->getChildConstraintSegments(vPieces);
     std::sort(vLeaves.begin(), vLeaves.end());

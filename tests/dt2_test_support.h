@@ -1,12 +1,11 @@
 // Shared helpers of the triangulation tests: an independent exact validity check of a Zarn_2D
 // (rational arithmetic from GMP, none of the library's predicates), point-set generators with
 // exact degeneracies, one table of degenerate and extreme point sets that the insertion, removal,
-// parallel and query tests all run, triangulation signatures for differential tests, and console
-// capture.
+// parallel and query tests all run, triangulation signatures for differential tests, and the
+// library's own check with its report captured.
 #pragma once
 
 #include <gmpxx.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
@@ -15,13 +14,10 @@
 #include <cstdint>
 #include <random>
 #include <iomanip>
-#include <sstream>
 #include <initializer_list>
 #include <map>
-#include <string>
 #include <unordered_map>
 #include <utility>
-#include <vector>
 
 #include "Zarn_2D.h"
 #include "test_support.h"
@@ -48,6 +44,9 @@ std::vector<T> gathered(Getter getter) {
   getter(v);
   return v;
 }
+
+inline std::vector<Point2*> verticesOf(const Zarn_2D& dt) { return gathered<Point2*>([&](auto& v) { dt.getVertexPointers(v); }); }
+inline std::vector<Triangle2*> trianglesOf(const Zarn_2D& dt) { return gathered<Triangle2*>([&](auto& v) { dt.getTrianglePointers(v); }); }
 
 // ----- Exact predicates ---------------------------------------------------------------------
 // Three stages, each exact in what it returns: small integer coordinates in 128-bit integers, a
@@ -386,11 +385,7 @@ inline std::vector<TriangleKey> triangleSignature(const std::vector<Triangle2*>&
   return v;
 }
 
-inline std::vector<TriangleKey> triangleSignature(const Zarn_2D& dt) {
-  std::vector<Triangle2*> vT;
-  dt.getTrianglePointers(vT);
-  return triangleSignature(vT);
-}
+inline std::vector<TriangleKey> triangleSignature(const Zarn_2D& dt) { return triangleSignature(trianglesOf(dt)); }
 
 // ----- The independent validity check ------------------------------------------------------
 
@@ -464,17 +459,20 @@ inline void checkTrianglesAndLinks(const std::vector<Triangle2*>& vT, const std:
   }
 }
 
+/// True when the edge opposite corner i of pT is not locally Delaunay: the apex of the triangle
+/// across it lies strictly inside pT's circumcircle (exact). False for a hull edge.
+inline bool isNotLocallyDelaunay(const Triangle2* pT, int i) {
+  const Triangle2* pN(pT->getOppositeTriangle(i));
+  if (pN == nullptr) return false;
+  const int j(pN->getOppositeTriangle(0) == pT ? 0 : (pN->getOppositeTriangle(1) == pT ? 1 : 2));  // the links are symmetric
+  return exactInCircle(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2), *pN->getCorner(j)) > 0;
+}
+
 // Every interior edge is locally Delaunay (exact in-circle, cocircular allowed).
 inline void checkLocallyDelaunay(const std::vector<Triangle2*>& vT, Defects& d) {
   for (const Triangle2* pT : vT) {
     for (int i = 0; i < 3; ++i) {
-      const Triangle2* pN(pT->getOppositeTriangle(i));
-      if (pN == nullptr || pN < pT) continue;
-      const int j(pN->getOppositeTriangle(0) == pT ? 0 : (pN->getOppositeTriangle(1) == pT ? 1 : 2));  // the links are symmetric
-      const Point2* pOpp(pN->getCorner(j));
-      if (exactInCircle(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2), *pOpp) > 0) {
-        d.add("edge not locally Delaunay: " + str(pT) + " / " + str(pN));
-      }
+      if (pT->getOppositeTriangle(i) > pT && isNotLocallyDelaunay(pT, i)) d.add("edge not locally Delaunay: " + str(pT) + " / " + str(pT->getOppositeTriangle(i)));
     }
   }
 }
@@ -548,8 +546,7 @@ inline void checkBorderAndEuler(const std::vector<Triangle2*>& vT, size_t numVer
 // for a second component: each would bring its own border cycle). False when
 // the triangles are not worth further checks (collinear input, inconsistent links).
 inline bool checkTriangulationOf(const Zarn_2D& dt, const std::vector<Point2>& vExpected, std::vector<Triangle2*>& vT, Defects& d) {
-  std::vector<Point2*> vVertices;
-  dt.getVertexPointers(vVertices);
+  std::vector<Point2*> vVertices(verticesOf(dt));
   checkVertexSet(dt, vVertices, vExpected, d);
   dt.getTrianglePointers(vT);
   if (dt.numberOfTriangles() != vT.size()) {
@@ -587,8 +584,7 @@ inline ::testing::AssertionResult isDelaunayTriangulationOf(const Zarn_2D& dt, c
 /// The same checks without the Delaunay property, against dt's own vertices: a valid
 /// triangulation of the convex hull of its vertices, whatever the shape of its triangles.
 inline ::testing::AssertionResult isValidTriangulation(const Zarn_2D& dt) {
-  std::vector<Point2*> vVertices;
-  dt.getVertexPointers(vVertices);
+  std::vector<Point2*> vVertices(verticesOf(dt));
   detail::Defects d;
   std::vector<Triangle2*> vT;
   detail::checkTriangulationOf(dt, positionsOf(vVertices), vT, d);
@@ -605,6 +601,18 @@ inline ::testing::AssertionResult libraryCheckValidity(Zarn_2D& dt, bool bEmptyC
   if (bValid) return ::testing::AssertionSuccess();
   return ::testing::AssertionFailure() << "checkValidity(" << bEmptyCircle << ") failed:\n" << report;
 }
+
+/// A receiver of messages that expects progress reports of the step named step only and keeps the
+/// progress of each.
+struct ProgressRecorder : MsgBase {
+  explicit ProgressRecorder(const std::string& step) : step(step) {}
+  void update(MsgType msgType, const std::string& text, double progress) override {
+    EXPECT_TRUE(msgType == MSG_PROGRESS && text == step) << msgType << " " << text;
+    vProgress.push_back(progress);
+  }
+  std::string step;
+  std::vector<double> vProgress;
+};
 
 // ----- Ways of inserting a point set -------------------------------------------------------------
 
@@ -655,8 +663,7 @@ inline std::vector<TriangleKey> expectInsertedTheWay(Zarn_2D& dt, const PointSet
   EXPECT_TRUE(delaunay);
   EXPECT_TRUE(libraryCheckValidity(dt));
   if (!delaunay || vHandles.size() != vPoints.size()) return {};
-  std::vector<Point2*> vVertices;
-  dt.getVertexPointers(vVertices);
+  std::vector<Point2*> vVertices(verticesOf(dt));
   std::sort(vVertices.begin(), vVertices.end());
   std::map<std::pair<double, double>, size_t> mFirst;
   for (size_t i = 0; i < vPoints.size(); ++i) {
@@ -675,21 +682,6 @@ inline std::vector<TriangleKey> expectInsertedTheWay(Zarn_2D& dt, const PointSet
   for (size_t i = 0; i < vPoints.size(); i += 7) EXPECT_EQ(dt.insert(vPoints[i]), vHandles[i]);
   EXPECT_TRUE(triangleSignature(dt) == signature);
   return signature;
-}
-
-// ----- Console ----------------------------------------------------------------------------
-
-using zarn_test::splitLines;
-
-/// The line a warning prints (between its two blank lines).
-inline std::string warningLine(const std::string& where, const std::string& msg) {
-  return "      [Zarn2D-Message] " + where + ", WARNING: " + msg;
-}
-
-inline size_t countLinesContaining(const std::string& text, const std::string& part) {
-  size_t n(0);
-  for (const std::string& line : splitLines(text)) n += line.find(part) != std::string::npos;
-  return n;
 }
 
 }  // namespace dt2test

@@ -2,26 +2,17 @@
 // into it and read back, and the zarn2d tool run in it.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
-#include <iterator>
 
 #include "test_support.h"
 
 namespace zarn_test {
 
 using Rows = std::vector<std::vector<double>>;
-
-/// How often what occurs in text.
-inline size_t countOf(const std::string& text, const std::string& what) {
-  size_t n(0);
-  for (size_t pos = text.find(what); pos != std::string::npos; pos = text.find(what, pos + 1)) ++n;
-  return n;
-}
 
 /// The exit code (-1 when it did not exit normally) and the outputs of one tool run.
 struct ToolResult {
@@ -80,6 +71,13 @@ class ToolTest : public TempDirTest {
     const std::string command("cd '" + dir.string() + "' && '" ZARN_TOOL_PATH "' " + arguments + " > stdout.txt 2> stderr.txt");
     const int status(std::system(command.c_str()));
     return ToolResult{WIFEXITED(status) ? WEXITSTATUS(status) : -1, read("stdout.txt"), read("stderr.txt")};
+  }
+
+  /// run, expecting exit status 0 (the arguments and standard error are shown otherwise).
+  ToolResult runOk(const std::string& arguments) const {
+    const ToolResult r(run(arguments));
+    EXPECT_EQ(r.exitCode, 0) << arguments << "\n" << r.err;
+    return r;
   }
 };
 

@@ -9,7 +9,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <limits>
 
 #include "adversarial_support.h"

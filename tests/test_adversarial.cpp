@@ -1,16 +1,13 @@
 // Seeded adversarial families of constraint input (nearly collinear, nearly parallel, tiny
 // angles, crossing storms, degenerate overlaps, extreme and mixed scales, interleaved operations),
 // each with both strategies: every case runs under a watchdog (a hang or crash fails that case)
-// and is checked by the exact oracle after every step.
-#include <gtest/gtest.h>
+// and is checked by the exact oracle after every step. Every input on which a fuzzer once found a
+// defect (tests/inputs/<target>/) is replayed through the fuzz target's body under the same
+// watchdog: the defect must stay fixed.
 
-#include <cfloat>
-#include <cmath>
-#include <random>
-#include <string>
-#include <vector>
+#include <filesystem>
 
-#include "adversarial_support.h"
+#include "fuzz_targets.h"
 
 using namespace KORA_ZARN2D;
 using advtest::ulpsAway;
@@ -186,9 +183,7 @@ TEST_P(Adversarial, SeededCasesPassTheExactOracleInTime) {
     scene.vSteps.insert(scene.vSteps.end(), in.vSteps.begin(), in.vSteps.end());
     return advtest::playAndCheck(scene);
   }));
-  std::string text;
-  for (const std::string& failure : vFailures) text += "\n" + failure.substr(0, 600);
-  EXPECT_TRUE(vFailures.empty()) << vFailures.size() << " of " << kCasesPerFamily << " cases failed:" << text;
+  EXPECT_TRUE(advtest::noFailures(vFailures)) << "of " << kCasesPerFamily << " cases";
 }
 
 INSTANTIATE_TEST_SUITE_P(Families, Adversarial,
@@ -197,5 +192,31 @@ INSTANTIATE_TEST_SUITE_P(Families, Adversarial,
                            return std::string(std::get<0>(info.param).name) +
                                   (std::get<1>(info.param) == CIS_CONSTRAINED_DELAUNAY ? "_Constrained" : "_Conforming");
                          });
+
+// ----- Frozen fuzz inputs -------------------------------------------------------------------------
+
+struct Target {
+  const char* directory;
+  std::string (*run)(const uint8_t*, size_t);
+};
+
+const Target kTargets[] = {{"fuzz_operations", fuzztest::runOperations}, {"fuzz_readers", fuzztest::runReaders}};
+
+class FrozenFuzzInputs : public ::testing::TestWithParam<Target> {};
+
+TEST_P(FrozenFuzzInputs, PassTheOracleInTime) {
+  std::vector<std::string> vFiles;
+  const std::string folder(std::string(ZARN_TEST_INPUTS) + "/" + GetParam().directory);
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) vFiles.push_back(entry.path().string());
+  ASSERT_FALSE(vFiles.empty());
+  EXPECT_TRUE(advtest::noFailures(advtest::runWatched(vFiles.size(), 30, [&](size_t i) {
+    const std::string bytes(zarn_test::readFile(vFiles[i]));
+    const std::string defect(GetParam().run(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()));
+    return defect.empty() ? defect : vFiles[i] + ": " + defect;
+  })));
+}
+
+INSTANTIATE_TEST_SUITE_P(Targets, FrozenFuzzInputs, ::testing::ValuesIn(kTargets),
+                         [](const ::testing::TestParamInfo<Target>& info) { return std::string(info.param.directory); });
 
 }  // namespace

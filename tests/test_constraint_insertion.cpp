@@ -2,7 +2,6 @@
 // on a grid (in one call, in several, one per segment in both orders) and at extreme scales, the
 // messages, and the frozen regression inputs of tests/inputs. Every mutation is followed by the library's validity check and the exact oracle of
 // cdt_test_support.h; the seeded adversarial families live in test_adversarial.cpp.
-#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -115,9 +114,7 @@ TEST(ConstraintMessages, CollinearPointsEmptyListsAndNonFiniteSegments) {
                    CIS_CONSTRAINED_DELAUNAY, &pGraph),
             warned("Dt2::createConstraint(..)", "3 segment(s) with a non-finite coordinate skipped"));
   ASSERT_TRUE(validCdt(dt, vPoints, vValid));
-  std::vector<ConstraintSegment2*> vOriginals;
-  pGraph->getOriginalConstraintSegments(vOriginals);
-  EXPECT_EQ(vOriginals.size(), 2u);
+  EXPECT_EQ(originals(pGraph).size(), 2u);
   EXPECT_EQ(vertexAt(dt, 0.5, 0.5), nullptr);  // the finite end of a skipped segment is no vertex
 }
 
@@ -166,7 +163,7 @@ void runInputCase(const std::string& path) {
       vSoFar.insert(vSoFar.end(), vCall.begin(), vCall.end());
       const std::string out(create(dt, vCall, cis));
       allOut += out;
-      EXPECT_TRUE((!bQuiet || out.empty()) && (!bNoGivingUp || dt2test::countLinesContaining(out, kGivingUp) == 0)) << out;
+      EXPECT_TRUE((!bQuiet || out.empty()) && (!bNoGivingUp || zarn_test::countOf(out, kGivingUp) == 0)) << out;
       if (dt.is2D()) {
         ASSERT_TRUE(validCdt(dt, vPoints, vSoFar, maxUlps));
       }

@@ -5,15 +5,6 @@
 // hulls, the bounding box and the enumerations, against exact references. A random mix of insertions
 // and removals; the refusals, which warn once and change nothing; the lower-dimensional cases; the
 // library's own check.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <map>
-#include <random>
-#include <set>
-#include <string>
-#include <vector>
 
 #include "cdt_test_support.h"
 
@@ -49,7 +40,7 @@ struct Tracked {
     const bool b2D(dt.is2D());
     const std::string out(zarn_test::captureStdout([&] { dt.remove(vHandles[i]); }));
     const bool bRemoved(dt.numberOfPoints() < numBefore);
-    EXPECT_EQ(countLinesContaining(out, ", WARNING: "), bRemoved ? 0u : 1u) << out;
+    EXPECT_EQ(zarn_test::countOf(out, ", WARNING: "), bRemoved ? 0u : 1u) << out;
     std::vector<Point2> vRest(vPoints);
     vRest.erase(vRest.begin() + static_cast<long>(i));
     if (!bRemoved) {
@@ -68,8 +59,7 @@ void expectRefused(Zarn_2D& dt, Point2* pVtx, const std::string& why) {
   const std::vector<TriangleKey> before(triangleSignature(dt));
   const unsigned numPoints(dt.numberOfPoints());
   const std::string out(zarn_test::captureStdout([&] { dt.remove(pVtx); }));
-  EXPECT_TRUE(countLinesContaining(out, ", WARNING: ") == 1 && out.find(warningLine("Dt2::remove(..)", why + ", nothing removed\n")) != std::string::npos)
-      << out;
+  EXPECT_TRUE(zarn_test::isTheOnlyWarning(out, "Dt2::remove(..)", why + ", nothing removed"));
   EXPECT_EQ(dt.numberOfPoints(), numPoints);
   EXPECT_TRUE(triangleSignature(dt) == before);
 }

@@ -1,16 +1,10 @@
 // Output files: the OBJ export, the web-scene directory, createDirectory and fileReplicate; the
 // PostScript and SVG pictures of Visualizer2 (one primitive per object, layout, bad input).
-#include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <deque>
-#include <filesystem>
 #include <regex>
 #include <tuple>
-#include <sstream>
-#include <string>
-#include <vector>
 
 #include "Zarn_2D.h"
 #include "file_test_support.h"
@@ -18,6 +12,7 @@
 
 using namespace KORA_ZARN2D;
 using zarn_test::captureStdout;
+using zarn_test::outputOfCall;
 using zarn_test::reported;
 namespace fs = std::filesystem;
 
@@ -55,9 +50,7 @@ TEST_F(Export, ObjWritesSharedVerticesOnceAndCoordinatesExactly) {
   EXPECT_EQ(read("two.obj"), "v 0 0 0 \nv 1 0 0 \nv 0 1 0 \nf 1 2 3\nv 1 1 0 \nf 4 3 2\n");
   ASSERT_TRUE(writeObjFile(path("empty.obj"), {}));
   EXPECT_EQ(read("empty.obj"), "");
-  bool bWritten(true);
-  EXPECT_EQ(captureStdout([&] { bWritten = writeObjFile(path("missing/x.obj"), {}); }), reported("writeObj", "WARNING", "Can't write " + path("missing/x.obj")));
-  EXPECT_FALSE(bWritten);
+  EXPECT_EQ(outputOfCall([&] { return writeObjFile(path("missing/x.obj"), {}); }, false), reported("writeObj", "WARNING", "Can't write " + path("missing/x.obj")));
   vPoints.clear();
   vTriangles.clear();
   const double aValues[] = {0.1, 1.0 / 3.0, -2.0 / 7.0, 1e-300, 123456789.123456789, -9.87654321e15, std::nextafter(1.0, 2.0), 4.9406564584124654e-324};
@@ -81,18 +74,15 @@ TEST_F(Export, ObjWritesSharedVerticesOnceAndCoordinatesExactly) {
 TEST_F(Export, WebSceneDirectoriesAndViewerFiles) {
   triangle(0, 0, 1, 0, 0, 1);
   const std::string scene(path("scene"));
-  bool bWritten(false);
-  EXPECT_EQ(captureStdout([&] { bWritten = writeWebSceneFiles(scene.c_str(), vTriangles); }), "writeWebScene: Creating " + scene + "\n");
-  EXPECT_TRUE(bWritten);
+  EXPECT_EQ(outputOfCall([&] { return writeWebSceneFiles(scene.c_str(), vTriangles); }, true), "writeWebScene: Creating " + scene + "\n");
   EXPECT_EQ(std::distance(fs::directory_iterator(scene), fs::directory_iterator()), 5);
   for (const char* name : {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js"}) EXPECT_EQ(read(std::string("scene/") + name), webSource(name)) << name;
   EXPECT_EQ(read("scene/3d.obj"), "v 0 0 0 \nv 1 0 0 \nv 0 1 0 \nf 1 2 3\n");
   // Below a regular file: a warning, false, and nothing written.
   writeText("plain", "not a directory");
   const std::string below(path("plain/scene"));
-  EXPECT_EQ(captureStdout([&] { bWritten = writeWebSceneFiles(below.c_str(), vTriangles); }),
+  EXPECT_EQ(outputOfCall([&] { return writeWebSceneFiles(below.c_str(), vTriangles); }, false),
             reported("Dt2::writeWebScene()", "WARNING", "Can't create directory " + below));
-  EXPECT_FALSE(bWritten);
   EXPECT_EQ(read("plain"), "not a directory");
   const fs::path nested(dir / "x" / "y" / "z");
   EXPECT_TRUE(createDirectory(nested.string().c_str()));
@@ -195,9 +185,7 @@ TEST_F(Export, VisualizerWritesOnePrimitivePerObjectInItsLayout) {
   EXPECT_EQ(zarn_test::countOf(out, "WARNING"), 4u) << out;
   EXPECT_EQ(bad.numTriangles() + bad.numPoints() + bad.numSegments(), 0u);
   const std::string missing(path("missing/x.svg"));
-  bool bWritten(true);
-  EXPECT_EQ(captureStdout([&] { bWritten = vis.write(missing); }), reported("Visualizer2::writeSvg()", "WARNING", "Can't write " + missing));
-  EXPECT_FALSE(bWritten);
+  EXPECT_EQ(outputOfCall([&] { return vis.write(missing); }, false), reported("Visualizer2::writeSvg()", "WARNING", "Can't write " + missing));
 }
 
 }  // namespace

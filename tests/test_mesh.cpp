@@ -3,13 +3,9 @@
 // bounds; hard inputs (small input angles, nearly touching constraints, tiny minEdgeLen) must end
 // (within the test's time limit); the refinement candidates' rules on hand-made triangles; the mesh arrays of the
 // result.
-#include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdio>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "Dt2.h"
 #include "RefCand3.h"
@@ -143,10 +139,8 @@ TEST(Refinement, MeetsTheBoundsAndStaysConstrainedDelaunay) {
     EXPECT_EQ(m.numInputAngle > 0, c.bSmallInputAngle && c.left == kNothing) << report.describe();
     EXPECT_TRUE(m.numInputAngle == 0 || report.numLeftInputAngle > 0);
     if (c.gridCell == 0.0) continue;
-    std::vector<Point2*> vVertices;
-    m.dt.getVertexPointers(vVertices);
     size_t numOnGrid(0);
-    for (const Point2* p : vVertices) {
+    for (const Point2* p : dt2test::verticesOf(m.dt)) {
       const double u((p->x() * dx + p->y() * dy) / c.gridCell), v((-p->x() * dy + p->y() * dx) / c.gridCell);
       if (std::fabs(u - std::round(u)) < 1e-9 && std::fabs(v - std::round(v)) < 1e-9) ++numOnGrid;
     }
@@ -235,9 +229,7 @@ TEST(RefCand3Rules, AngleAndSizeRules) {
     pParams->maxTriangleArea = c.maxArea;
     RefCand3 candidate(t.dt.getImpl(), t.pT);
     EXPECT_EQ(candidate.isSafe(*pParams), c.bRefine) << c.c << " " << c.maxEdge << " " << c.maxArea;
-    long double minAngle(180.0L);
-    for (int i = 0; i < 3; ++i) minAngle = std::min(minAngle, cdttest::detail::angleAtDegrees(t.pT, i));
-    EXPECT_NEAR(candidate.getMinAngle(), minAngle, 1e-9);
+    EXPECT_NEAR(candidate.getMinAngle(), cdttest::detail::minAngleDegrees(t.pT), 1e-9);
   }
 }
 

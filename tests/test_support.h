@@ -21,11 +21,30 @@ inline std::string reported(const std::string& where, const std::string& kind, c
 
 inline std::string warned(const std::string& where, const std::string& msg) { return reported(where, "WARNING", msg); }
 
+/// How often what occurs in text.
+inline size_t countOf(const std::string& text, const std::string& what) {
+  size_t n(0);
+  for (size_t pos = text.find(what); pos != std::string::npos; pos = text.find(what, pos + 1)) ++n;
+  return n;
+}
+
+/// Checks that out holds exactly one warning: the one where gives with msg.
+inline ::testing::AssertionResult isTheOnlyWarning(const std::string& out, const std::string& where, const std::string& msg) {
+  if (countOf(out, ", WARNING: ") == 1 && out.find(warned(where, msg)) != std::string::npos) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "not the only warning \"" << msg << "\":\n" << out;
+}
+
 /// Runs action and returns what it wrote to standard output.
 inline std::string captureStdout(const std::function<void()>& action) {
   testing::internal::CaptureStdout();
   action();
   return testing::internal::GetCapturedStdout();
+}
+
+/// Runs action, expects it to return expected, and returns what it wrote to standard output.
+template <class Action, class Result>
+std::string outputOfCall(Action action, const Result& expected) {
+  return captureStdout([&] { EXPECT_EQ(action(), expected); });
 }
 
 /// The lines of text, without their line ends.

@@ -2,7 +2,6 @@
 // files next to it), its screenshot is decoded (Pillow) and its colours are counted. The web scene
 // shows the shaded model over the background gradient; the tool's --html page shows the zone
 // filled, the hole empty and the constraints red. Skipped when /usr/bin/chromium or Pillow is missing.
-#include <gtest/gtest.h>
 
 #include <array>
 #include <regex>
@@ -75,7 +74,7 @@ TEST_F(Browser, WebSceneShowsShadedModelOverGradientAndWireframeDiffers) {
   std::string grid;  // 11 x 7 points, 120 triangles
   for (int k = 0; k < 77; ++k) grid += std::to_string(k % 11) + " " + std::to_string(k / 11) + "\n";
   writeText("grid.txt", grid);
-  ASSERT_EQ(run("grid.txt --web scene").exitCode, 0);
+  runOk("grid.txt --web scene");
   const std::string page(read("scene/index.html")), smoothMode("viewer.setParameter('RenderMode', 'smooth');");
   ASSERT_NE(page.find(smoothMode), std::string::npos);
   writeText("scene/wireframe.html", std::regex_replace(page, std::regex("'RenderMode', 'smooth'"), "'RenderMode', 'wireframe'"));
@@ -98,8 +97,7 @@ TEST_F(Browser, ToolPageShowsTheZoneFilledAndTheConstraintsRed) {
   double aNumFilled[2];
   for (int k = 0; k < 2; ++k) {
     const std::string zone(k == 0 ? "inside" : "outside");
-    const ToolResult r(run("--demo 0 --segments rings.txt --zone " + zone + " --html " + zone + ".html"));
-    ASSERT_EQ(r.exitCode, 0) << r.err;
+    runOk("--demo 0 --segments rings.txt --zone " + zone + " --html " + zone + ".html");
     const Image image(show(zone + ".html"));
     aNumFilled[k] = countPixels(image, fill)[0];
     EXPECT_GT(countPixels(image, [](int r, int g, int b) { return r > 160 && g < 90 && b < 90; })[0], 1500);

@@ -2,13 +2,7 @@
 // rule selects (exact winding numbers at the centroids), triangle lists of zones and triangulations.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <functional>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "Zarn_2D.h"
 #include "dt2_test_support.h"
@@ -52,9 +46,7 @@ inline std::vector<Point2> square(double x0, double y0, double x1, double y1) {
 inline std::vector<Triangle2*> trianglesOf(const Zone2* pZone) {
   return dt2test::gathered<Triangle2*>([&](auto& v) { pZone->getTriangles(v); });
 }
-inline std::vector<Triangle2*> trianglesOf(const Zarn_2D& dt) {
-  return dt2test::gathered<Triangle2*>([&](auto& v) { dt.getTrianglePointers(v); });
-}
+using dt2test::trianglesOf;
 
 inline TriangleSet setOf(const std::vector<Triangle2*>& v) { return TriangleSet(v.begin(), v.end()); }
 
