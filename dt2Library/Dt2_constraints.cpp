@@ -655,8 +655,8 @@ void Dt2::removeDangling(CavitySide& side) {
       vVertices[numKept++] = pVtx;
       continue;
     }
-    // vVertices[pos - 1] == pVtx: the kept vertices after it and the closing edge form the pocket.
     const size_t pos(seenAt + 1);
+    // vVertices[pos - 1] == pVtx: the kept vertices after it and the closing edge form the pocket.
     vPocketTriangles.clear();
     const auto addPocketEdge = [&](Point2* a, Point2* b, const std::pair<Triangle2*, int>& outer) {
       vSpikeEdges.push_back(std::make_pair(a, b));
