@@ -12,7 +12,8 @@
 // is built once: counts are compared, our result is checked (checkValidity with the empty circle
 // test, every constraint piece is an edge), and CGAL's with is_valid().
 //
-//   bench_constraints                    counts and checks, then the timed runs and the ratio table
+//   bench_constraints                    counts and checks, then the timed runs and the ratio table,
+//                                        then each library's builds alone and warm, and their ratios
 //   bench_constraints --run zarn|cgal CASE N
 //                     builds the case N times without the checks and prints the time of each
 //                     build (for profiling; CASE is crossing, polygon or conforming)
@@ -376,6 +377,30 @@ int runForProfile(const std::string& who, const std::string& caseName, int numRu
 
 }  // namespace
 
+#ifdef ZARN_HAVE_CGAL
+// The median of the build times of one library alone, after one untimed build: its allocator's
+// memory is then warm, which the interleaved runs above do not guarantee (each library's runs
+// follow the other's, whose memory the system may have taken back in between).
+double warmAloneMedian(bool bZarn, Case c) {
+  constexpr int kWarmBuilds = 4;
+  std::vector<double> vMs;
+  for (int build = 0; build <= kWarmBuilds; ++build) {
+    const double ms(bZarn ? buildZarnOnce(c, false).ms : buildCgalOnce(c, false).ms);
+    if (build > 0) vMs.push_back(ms);
+  }
+  std::sort(vMs.begin(), vMs.end());
+  return 0.5 * (vMs[kWarmBuilds / 2 - 1] + vMs[kWarmBuilds / 2]);
+}
+
+void printWarmAloneRatios() {
+  std::cout << "\nEach library alone and warm (median of 4)  Zarn [ms]   CGAL [ms]   Zarn/CGAL" << std::endl;
+  for (Case c : {CASE_CROSSING, CASE_POLYGON}) {
+    const double zarn(warmAloneMedian(true, c)), cgal(warmAloneMedian(false, c));
+    std::printf("%-42s %9.1f %11.1f %11.3f\n", kCaseNames[c], zarn, cgal, zarn / cgal);
+  }
+}
+#endif
+
 int main(int argc, char** argv) {
   if (argc == 5 && std::strcmp(argv[1], "--run") == 0) return runForProfile(argv[2], argv[3], std::stoi(argv[4]));
   const bool bGood(checkCases());
@@ -384,6 +409,9 @@ int main(int argc, char** argv) {
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   reporter.printRatios();
+#ifdef ZARN_HAVE_CGAL
+  printWarmAloneRatios();
+#endif
   benchmark::Shutdown();
   if (!bGood) std::cout << "\nWARNING: a check above failed (invalid triangulation or differing counts)" << std::endl;
   return bGood ? 0 : 2;
