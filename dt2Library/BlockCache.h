@@ -18,9 +18,9 @@ void* takeBlock(size_t numBytes, size_t* pNumBytesTaken = nullptr);
 /// Gives back a block from takeBlock of numBytes bytes: the size asked for, or any size up to the
 /// size taken. Kept in the calling thread's cache while no BypassBlockCache scope is active and the
 /// cache then holds at most a 16th of the machine's memory, or 256 MiB where that is more (a
-/// triangulation of 1 million points takes 122 MB, one of 4 million 490 MB); otherwise freed. The cache frees what it holds
-/// when the thread ends or on releaseCachedBlocks(). Builds with AddressSanitizer keep nothing, so
-/// that use after free stays visible.
+/// triangulation of 1 million points takes 122 MB, one of 4 million 490 MB); otherwise freed. The
+/// cache frees what it holds when the thread ends or on releaseCachedBlocks(). Builds with
+/// AddressSanitizer keep nothing, so that use after free stays visible.
 void giveBackBlock(void* pBlock, size_t numBytes);
 
 /// Frees every block in the calling thread's cache. O(number of cached blocks).
