@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <limits>
 #include <vector>
 
 #include "HugePages.h"
@@ -49,8 +50,8 @@ size_t maxCachedBytes() {
 }
 
 struct Block {
-  void* p;
-  size_t numBytes;
+  void* p;          // the start of the allocation, where the header lies
+  size_t numBytes;  // usable bytes behind the header
 };
 
 /// The calling thread's cached blocks.
@@ -115,12 +116,14 @@ Cache* threadCache() {
 }
 }  // namespace
 
-void* takeBlock(size_t numBytes, size_t* pNumBytesTaken) {
+void* takeBlock(size_t numBytes) {
+  if (numBytes > std::numeric_limits<size_t>::max() - kBlockHeaderBytes) return nullptr;
   Cache* pCache(threadCache());
   Block block(pCache != nullptr ? pCache->take(numBytes) : Block{nullptr, 0});
-  if (block.p == nullptr) block = Block{allocateLargeAware(numBytes), numBytes};
-  if (pNumBytesTaken != nullptr) *pNumBytesTaken = block.p != nullptr ? block.numBytes : 0;
-  return block.p;
+  if (block.p == nullptr) block = Block{allocateLargeAware(kBlockHeaderBytes + numBytes), numBytes};
+  if (block.p == nullptr) return nullptr;
+  *static_cast<size_t*>(block.p) = block.numBytes;
+  return static_cast<char*>(block.p) + kBlockHeaderBytes;
 }
 
 void releaseCachedBlocks() {
@@ -128,10 +131,12 @@ void releaseCachedBlocks() {
   if (pCache != nullptr) pCache->release();
 }
 
-void giveBackBlock(void* pBlock, size_t numBytes) {
+void giveBackBlock(void* pBlock) {
   if (pBlock == nullptr) return;
+  void* pStart(static_cast<char*>(pBlock) - kBlockHeaderBytes);
+  const size_t numBytes(*static_cast<const size_t*>(pStart));
   Cache* pCache(threadCache());
-  if (pCache == nullptr || numBypassingScopes > 0 || !pCache->keep(pBlock, numBytes)) std::free(pBlock);
+  if (pCache == nullptr || numBypassingScopes > 0 || !pCache->keep(pStart, numBytes)) std::free(pStart);
 }
 
 BypassBlockCache::BypassBlockCache(bool bActive_) : bActive(bActive_) {

@@ -62,7 +62,7 @@ class UninitialisedAllocator {
     if (p == nullptr) throw std::bad_alloc();
     return static_cast<T*>(p);
   }
-  void deallocate(T* p, size_t n) { giveBackBlock(p, n * sizeof(T)); }
+  void deallocate(T* p, size_t) { giveBackBlock(p); }
   /// Default-initialises: nothing for plain records.
   template <class U>
   void construct(U* p) {

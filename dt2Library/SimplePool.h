@@ -64,7 +64,7 @@ class SimplePool {
     if (static_cast<int64_t>(containers.size()) > messageThreshold) {
       std::cout << "SimplePool::~SimplePool: Number of containers to release: " << containers.size() << std::endl;
     }
-    for (size_t i = 0; i < containers.size(); ++i) giveBackBlock(containers[i], vBlockBytes[i]);
+    for (T* pBlock : containers) giveBackBlock(pBlock);
   }
 
   /// Makes the first block of firstBlockSize elements; automatic blocks never exceed maxSize
@@ -163,10 +163,8 @@ class SimplePool {
     const int32_t size(requestedSize < 0 ? getAutomaticBlockSize() : requestedSize);
     if (currentBlock != nullptr) vUsedCounts.push_back(getUsedCount(getNumBlocks() - 1));
     // Large blocks are filled front to back by millions of objects: on huge pages their first
-    // touch costs up to 512 times fewer page faults and TLB misses. A block reused from the cache
-    // can be larger than asked; it goes back with its whole size.
-    size_t numBytesTaken(0);
-    currentBlock = static_cast<T*>(takeBlock(static_cast<size_t>(size) * sizeof(T), &numBytesTaken));
+    // touch costs up to 512 times fewer page faults and TLB misses.
+    currentBlock = static_cast<T*>(takeBlock(static_cast<size_t>(size) * sizeof(T)));
     currentIndex = -1;
     if (currentBlock == nullptr) {
       reportOutOfMemory();
@@ -177,7 +175,6 @@ class SimplePool {
     // block may reach above 2^48, as user-space memory does not on 64-bit Linux, macOS or Windows.
     ZARN_ASSERT((reinterpret_cast<uintptr_t>(currentBlock + size) >> 48) == 0);
     blockSizes.push_back(size);
-    vBlockBytes.push_back(numBytesTaken);
     containers.push_back(currentBlock);
     currentBlockSize = size;
   }
@@ -192,7 +189,6 @@ class SimplePool {
 
   std::vector<T*> containers;      // every block, given back to the block cache by the destructor
   std::vector<int32_t> blockSizes;  // elements per block, in the order of containers
-  std::vector<size_t> vBlockBytes;  // bytes taken per block, at least its elements' size
   T* currentBlock;                  // the newest block, the only one alloc() hands out from
   int32_t currentIndex;             // the element handed out last from currentBlock; -1 when none
   int32_t currentBlockSize;
