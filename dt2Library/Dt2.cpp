@@ -325,12 +325,16 @@ Point2* Dt2::insertNear(const Point2& p, Triangle2* pHint) {
 // their input order: the coarse rounds take only the first record of a key and leave a vertex that
 // meets an existing one to the last round, so the first occurrence becomes the vertex. Records out
 // of key order (appended by single insertions) and small sets, which have no long border to
-// speak of, get one plain round.
+// speak of, get one plain round. A few new points among many vertices (the new ends of constraint
+// segments) lie far apart, so that a walk from one to the next would cross many triangles that
+// are no longer in the cache: each of them starts at a vertex with a nearby key instead.
 void Dt2::insertRecordsFrom(size_t firstRecord, Triangle2* pStart) {
   constexpr size_t aRoundStrides[] = {512, 64, 8, 1};
   constexpr size_t kMinRecordsForRounds = 4096;
+  constexpr size_t kSparseBulkRatio = 8;  // existing vertices per new point that make a bulk sparse
   const size_t numRecords(vertexVault.size());
   const bool bRounds(numRecords - firstRecord >= kMinRecordsForRounds && vertexVault.isSortedFrom(firstRecord));
+  const bool bSparse(kSparseBulkRatio * (numRecords - firstRecord) < firstRecord);
   const size_t firstRound(bRounds ? 0 : std::size(aRoundStrides) - 1);
   Triangle2* pT(pStart);
   for (size_t round = firstRound; round < std::size(aRoundStrides); ++round) {
@@ -340,6 +344,7 @@ void Dt2::insertRecordsFrom(size_t firstRecord, Triangle2* pStart) {
       const IdxVtx rec(vertexVault.getRecord(i));
       if (!rec.bActive || rec.pVtx->getIncidentTriangle() != nullptr) continue;
       if (!bLastRound && i > firstRecord && vertexVault.getRecord(i - 1).key == rec.key) continue;
+      if (bSparse) pT = vertexVault.getCloT(rec.key);
       pT = insertVertex(rec.pVtx, pT, !bLastRound);
       if (bLastRound && (i & (kProgressInterval - 1)) == 0) {
         publisher.setProgress(static_cast<double>(i - firstRecord) / static_cast<double>(numRecords - firstRecord));
