@@ -196,15 +196,11 @@ bool isMostlyChained(const std::vector<ConstraintSegment2*>& vCSegments) {
   }
   return 2 * numChained >= vCSegments.size();
 }
-}  // namespace
 
 // Segments in input order may jump across the triangulation (edges listed by attribute, random
-// test segments): taken by their midpoints along the Hilbert curve, each walk starts among
-// triangles the previous one has just brought into the cache. Ties keep the input order. Only
-// the constrained strategy takes this order: conforming splits of nearly concurrent segments
-// drift further from their lines in it.
-void ConstraintMgr::sortAlongCurve(std::vector<ConstraintSegment2*>& vCSegments) const {
-  const HC2& hc(pDt2->getHC2());
+// test segments): taken by the Hilbert keys of their midpoints, each walk starts among triangles
+// the previous one has just brought into the cache. Ties keep the input order. O(n log n).
+void sortAlongCurve(const HC2& hc, std::vector<ConstraintSegment2*>& vCSegments) {
   std::vector<std::pair<uint32_t, ConstraintSegment2*>> vKeyed;
   vKeyed.reserve(vCSegments.size());
   for (ConstraintSegment2* pCSeg : vCSegments) {
@@ -215,6 +211,7 @@ void ConstraintMgr::sortAlongCurve(std::vector<ConstraintSegment2*>& vCSegments)
   std::stable_sort(vKeyed.begin(), vKeyed.end(), [](const auto& k0, const auto& k1) { return k0.first < k1.first; });
   for (size_t i = 0; i < vCSegments.size(); ++i) vCSegments[i] = vKeyed[i].second;
 }
+}  // namespace
 
 ConstraintGraph2* ConstraintMgr::createConstraint(const std::vector<std::pair<Point2*, Point2*>>& vPairs,
                                                   ConstraintInsertionStrategy cis, bool bOriented, bool bApply) {
@@ -246,7 +243,9 @@ ConstraintGraph2* ConstraintMgr::createConstraint(const std::vector<std::pair<Po
   vGraphs.push_back(pGraph);
   if (bApply) {
     ProgressPublisher::Silence silence(publisher);
-    if (cis == CIS_CONSTRAINED_DELAUNAY && !isMostlyChained(vCSegments)) sortAlongCurve(vCSegments);
+    // Conforming splits of nearly concurrent segments drift further from their lines when the
+    // segments come in curve order: that strategy keeps the input order.
+    if (cis == CIS_CONSTRAINED_DELAUNAY && !isMostlyChained(vCSegments)) sortAlongCurve(pDt2->getHC2(), vCSegments);
     const bool bStable(applyTo(std::move(vCSegments)));
     bAliveAreEdges = bEarlierAreEdges && bStable;
   }

@@ -44,8 +44,6 @@ class ConstraintMgr {
   /// Inserts all alive segments, pass after pass, until no insertion splits anything (at most
   /// kMaxApplyPasses passes).
   void apply();
-  /// Orders segments by the Hilbert key of their midpoints, O(n log n).
-  void sortAlongCurve(std::vector<ConstraintSegment2*>& vCSegments) const;
   /// The passes of apply() over the given segments (and the pieces split off them). True when
   /// the passes became stable: then every alive segment of the run stands as an edge.
   bool applyTo(std::vector<ConstraintSegment2*> vWork);
