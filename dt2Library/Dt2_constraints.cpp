@@ -323,7 +323,7 @@ void Dt2::insertOneConstrainedSegment(ConstraintSegment2* pCSeg, std::vector<Con
     ZARN_ASSERT(vPairIspCS.empty());
     ZARN_ASSERT(pExistingVertex!=pCSeg->getSrc());
     ZARN_ASSERT(pExistingVertex!=pCSeg->getTrg());
-    splitSegmentAt(pCSeg, pExistingVertex);
+    pCSeg->split_combinatorialOnly(pExistingVertex);  // a walked segment: no former edge (see splitSegmentAt)
     appendPiecesByCoordinates(pCSeg, vStack);
     return;
   }
@@ -345,6 +345,9 @@ void Dt2::splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, C
   Point2* pVtx(insertNear(splitPoint, pNearT));
   pCrossingCSeg->setAlive();
   ZARN_ASSERT(pVtx!=0);
+  // The walked segment is split first (it has no former edge, see splitSegmentAt): the flips that
+  // legalize the crossed edge then see its line as a plain edge.
+  if (!bAtEnd) pCSeg->split_combinatorialOnly(pVtx);
   splitSegmentAt(pCrossingCSeg, pVtx);
   pCrossingCSeg->setDead();
   appendPiecesByCoordinates(pCrossingCSeg, vStack);
@@ -353,7 +356,6 @@ void Dt2::splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, C
     vStack.push_back(pCSeg);
     return;
   }
-  splitSegmentAt(pCSeg, pVtx);
   appendPiecesByCoordinates(pCSeg, vStack);
   pCSeg->setDead();
 }
@@ -366,7 +368,7 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
   const SegmentWalk walk(*p1 < *p0 ? walkAlongSegment(p1, p0, false) : walkAlongSegment(p0, p1, false));
   if (walk.result == SegmentWalk::IS_EDGE) return;
   if (walk.result == SegmentWalk::VERTEX_ON_SEGMENT) {
-    splitSegmentAt(pCSeg, walk.pVertex);
+    pCSeg->split_combinatorialOnly(walk.pVertex);  // a walked segment: no former edge (see splitSegmentAt)
     return;
   }
   std::vector<ConstraintSegment2*> vStack;
@@ -389,7 +391,7 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
     forceUnsplittable(pCSeg);
     return;
   }
-  splitSegmentAt(pCSeg, pSplit);
+  pCSeg->split_combinatorialOnly(pSplit);  // a walked segment: no former edge (see splitSegmentAt)
 }
 
 // The piece stands as a constrained edge instead: the triangulation stays valid and the segment
@@ -756,7 +758,10 @@ void Dt2::CavitySide::reverse() {
 // ----- Around split vertices -----
 
 // A segment split at a vertex off its edge (a rounded crossing) may leave that edge in place but
-// no longer protected: it may fail the in-circle test now.
+// no longer protected: it may fail the in-circle test now. Only a segment that stood as an edge
+// needs this. One that a walk found crossing triangles or passing through a vertex was no edge; a
+// vertex insertion creates edges at the new vertex only, so if it is split before any other flip,
+// no illegal edge can stand on its line, and it is split without the look-up of its ends' star.
 void Dt2::splitSegmentAt(ConstraintSegment2* pCSeg, Point2* pSplit) {
   pCSeg->split_combinatorialOnly(pSplit);
   legalizeFormerConstraintEdge(pCSeg->getSrc(), pCSeg->getTrg());
