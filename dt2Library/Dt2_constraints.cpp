@@ -333,8 +333,21 @@ void Dt2::insertOneConstrainedSegment(ConstraintSegment2* pCSeg, std::vector<Con
   splitAtCrossing(pCSeg, crossing.first, crossing.second, pCrossingNearT, vStack);
 }
 
+namespace {
+// Drops from vStack[first..] the pieces that end at pVtx and stand as edges already: their walk
+// would find just that, but in the star of their lower end, often a cold one, while pVtx's star
+// was visited by its insertion a moment ago.
+void dropPiecesStandingAt(const Dt2& dt, Point2* pVtx, std::vector<ConstraintSegment2*>& vStack, size_t first) {
+  const auto standsAtVertex = [&dt, pVtx](const ConstraintSegment2* pPiece) {
+    Point2* pOther(pPiece->getSrc() == pVtx ? pPiece->getTrg() : pPiece->getTrg() == pVtx ? pPiece->getSrc() : nullptr);
+    return pOther != nullptr && dt.hasEdge(pVtx, pOther);
+  };
+  vStack.erase(std::remove_if(vStack.begin() + static_cast<std::ptrdiff_t>(first), vStack.end(), standsAtVertex), vStack.end());
+}
+}  // namespace
+
 // Both segments are split at the vertex inserted at their (rounded) intersection; their pieces
-// go on the stack.
+// go on the stack, except those that stand as edges already.
 void Dt2::splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, ConstraintSegment2* pCrossingCSeg,
                           Triangle2* pNearT, std::vector<ConstraintSegment2*>& vStack) {
   ZARN_ASSERT(splitPoint!=*pCrossingCSeg->getSrc() && splitPoint!=*pCrossingCSeg->getTrg());
@@ -350,14 +363,16 @@ void Dt2::splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, C
   if (!bAtEnd) pCSeg->split_combinatorialOnly(pVtx);
   splitSegmentAt(pCrossingCSeg, pVtx);
   pCrossingCSeg->setDead();
+  const size_t firstPiece(vStack.size());
   appendPiecesByCoordinates(pCrossingCSeg, vStack);
   if (bAtEnd) {
     ZARN_ASSERT(pCSeg->isAlive());
     vStack.push_back(pCSeg);
-    return;
+  } else {
+    appendPiecesByCoordinates(pCSeg, vStack);
+    pCSeg->setDead();
   }
-  appendPiecesByCoordinates(pCSeg, vStack);
-  pCSeg->setDead();
+  dropPiecesStandingAt(*this, pVtx, vStack, firstPiece);
 }
 
 void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
